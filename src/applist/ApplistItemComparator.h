@@ -1,0 +1,23 @@
+// The predicate by which the service matches items: equal unique ids, byte for byte. Made for one
+// search with std::find_if, whose first hit counts.
+//
+// Lifetime: the reference item outlives every use of the comparator. Threads: the items' own.
+
+#pragma once
+
+#include "AppList.h"
+
+class ApplistItemComparator {
+public:
+    // Keeps `item`, not owned and never null, as the reference.
+    explicit ApplistItemComparator(AppListItem* item) : m_item(item) {}
+
+    // True exactly when the unique ids are equal. Visible names are not looked at.
+    // Both ids are fetched anew each time: an item may change its id between two searches.
+    bool operator()(AppListItem* item) const {
+        return m_item->GetUnigueId() == item->GetUnigueId();
+    }
+
+private:
+    AppListItem* m_item;
+};

@@ -1,0 +1,82 @@
+// The service object: publishes an application's list to one partner process.
+//
+// It wraps the application's own model. Local reads, the selection, clicks and listeners pass
+// through to that model; its own list mutators only log that they are not implemented, since the
+// list changes by the partner's calls or by the application working on its model directly.
+//
+// Threads: no lock. Construction, destruction, the wrapped model's events and the transport's
+// callbacks all happen on the thread of the main loop, one at a time.
+// Lifetime: the wrapped model outlives this object, which owns every item that it creates on the
+// partner's behalf. Destruction frees those items and leaves the wrapped model's list alone: an
+// application that keeps its model longer empties it of the partner's items first.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "AppList.h"
+#include "applist/RemoteAppListItem.h"
+#include "ipc/IPCApplist.h"
+#include "ipc/TesselDbusLocal.h"
+
+class LocalAppListModel : public AppListModel,
+                          public ItemSelectionListener,
+                          public ItemChangeListener,
+                          public ItemClickListener {
+public:
+    // Brings the channel up and listens to `appList`. Sends nothing: the partner hears of the
+    // service when the transport reports its connection. Throws what the transport's constructor
+    // throws. REQUIRES: `appList` is not null.
+    explicit LocalAppListModel(AppListModel* appList);
+    ~LocalAppListModel() override;
+
+    LocalAppListModel(const LocalAppListModel&) = delete;
+    LocalAppListModel& operator=(const LocalAppListModel&) = delete;
+
+    // Passed on to the wrapped model unchanged, here and below where nothing else is said.
+    void SetSelection(AppListItem* selection) override;
+    AppListItem* GetSelection() override;
+    std::vector<AppListItem*> GetAllItems() override;
+    void SetClicked(AppListItem* clicked) override;
+
+    // Not implemented: each logs so and does nothing. GetItemsCount answers 0 whatever the wrapped
+    // model holds.
+    void RemoveAllItems() override;
+    void AddItems(const std::vector<AppListItem*>& items) override;
+    void AddItemAtEnd(AppListItem* item) override;
+    void RemoveItem(AppListItem* item) override;
+    void ModifyItem(AppListItem* oldItem, AppListItem* newItem) override;
+    int GetItemsCount() override;
+
+    // A listener added here is the wrapped model's: that model is the argument of its events.
+    void AddItemSelectionListener(ItemSelectionListener* listener) override;
+    void RemoveItemSelectionListener(ItemSelectionListener* listener) override;
+    void AddItemChangeListener(ItemChangeListener* listener) override;
+    void RemoveItemChangeListener(ItemChangeListener* listener) override;
+    void AddItemClickedListener(ItemClickListener* listener) override;
+    void RemoveItemClickedListener(ItemClickListener* listener) override;
+
+private:
+    // Events of the wrapped model, sent to the partner. The argument is not looked at.
+    void ItemSelected(AppListModel* applist) override;
+    void ItemChanged(AppListModel* applist) override;
+    void ItemClicked(AppListModel* applist) override;
+
+    // Announces the service to `partner`.
+    void OnConnectionReady(const std::string& partner);
+
+    // Executes one remote call and returns its reply, which never tells success from failure.
+    std::vector<char> OnMessageReceive(int messageId, const std::vector<char>& messageData);
+
+    // Remove, or replace by a copy of `newItem`, the first received item with the id of the first
+    // argument; nothing happens when there is none.
+    void PrivateRemoveItem(RemoteAppListItem item);
+    void PrivateModifyItem(RemoteAppListItem oldItem, RemoteAppListItem newItem);
+
+    // First, so that it exists before any event and goes last.
+    IPCApplist<TesselDbusLocal, LocalAppListModel> m_IPC;
+    AppListModel* m_appList;
+    // The items received from the partner, owned, in order of arrival. Ids may repeat.
+    std::vector<RemoteAppListItem*> m_items;
+};

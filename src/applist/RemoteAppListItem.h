@@ -1,0 +1,40 @@
+// An item as it crosses the channel: a copyable record of a visible name and a unique id, and its
+// text. Threads: a plain value.
+//
+// The text of an item is one line: visible name, TAB, unique id, LF. Inside the two strings a
+// backslash is written \\, TAB \t and LF \n; every other byte stands as it is, NUL and bytes above
+// 0x7F included. Items follow each other with nothing in between.
+
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+#include "AppList.h"
+
+class RemoteAppListItem : public AppListItem {
+public:
+    // An empty item: both strings are empty.
+    RemoteAppListItem() = default;
+
+    RemoteAppListItem(std::string visibleName, std::string uniqueId);
+
+    // A snapshot of `item`, whose getters are called once each. Later changes do not reach it.
+    RemoteAppListItem(AppListItem& item);
+
+    std::string GetVisibleName() override;
+    std::string GetUnigueId() override;
+
+    // Writes the item's text.
+    friend std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item);
+
+    // Reads exactly one line and overwrites both strings. Never throws by itself. Sets failbit and
+    // leaves `item` as it was when there is no line, or when the line does not end with LF (then
+    // eofbit too), has no TAB, a second raw TAB or an unknown escape; a bad line that ends with LF
+    // is consumed. Memory grows only with bytes really read.
+    friend std::istream& operator>>(std::istream& in, RemoteAppListItem& item);
+
+private:
+    std::string m_visibleName;
+    std::string m_uniqueId;
+};

@@ -1,0 +1,205 @@
+// The channel: turns a transport's raw buffers into calls on one handler object, and sends events.
+//
+// BASE_CLASS is the transport; T is the handler's class. The channel adds exactly one thing to the
+// transport's buffers: a 4-byte message id at the end of every message and notification, in the
+// host's byte order. It never looks at the payload, and hands a reply back as it is, without an id.
+//
+// Threads: no lock; every call, in either direction, comes on the thread of the transport's loop.
+// Lifetime: a registered handler unregisters itself before it is destroyed. The channel catches
+// nothing: what a handler throws reaches the transport.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/AppListLog.h"
+
+template <class BASE_CLASS, class T>
+class IPCApplist : public BASE_CLASS {
+public:
+    typedef std::vector<char> (T::*MessageProc)(int messageId, const std::vector<char>& payload);
+    typedef void (T::*NotificationProc)(int messageId, const std::vector<char>& payload);
+    typedef void (T::*ConnectionReadyProc)(const std::string& partner);
+
+    // The message id and its 4 bytes.
+    union byteint {
+        unsigned char b[4];
+        std::int32_t i;
+    };
+
+    // Brings the endpoint "Applist" up. Throws whatever the transport's constructor throws.
+    IPCApplist();
+
+    virtual ~IPCApplist() {}
+
+    // Sets the handler of its kind; a later call replaces the earlier handler.
+    // Unregistering does nothing unless `object` is the registered handler.
+    void RegisterOnMessage(T* object, MessageProc proc);
+    void UnregisterOnMessage(T* object);
+    void RegisterOnNotification(T* object, NotificationProc proc);
+    void UnregisterOnNotification(T* object);
+    void RegisterOnConnectionReady(T* object, ConnectionReadyProc proc);
+    void UnregisterOnConnectionReady(T* object);
+
+    // Called by the transport with one message. Takes the id off the end of `data` and returns the
+    // handler's reply; empty when `data` holds no id (it is then unchanged) or nobody handles it.
+    std::vector<char> HandleMessage(std::vector<char>& data) override;
+
+    // Called by the transport with one notification; otherwise like HandleMessage.
+    void HandleNotification(std::vector<char>& data) override;
+
+    // Called by the transport when the connection to `partner` has become usable (state true) or
+    // has gone. Only the first kind reaches the handler.
+    void HandleConnectionReady(bool state, const std::string& partner) override;
+
+    // Sends an event without payload to `partner`, or to the default destination when that is
+    // empty.
+    void SendNotification(int messageId, const std::string& partner);
+
+    // Sends `length` bytes at `payload` as a call of `messageId` and returns the reply. Available
+    // over a transport that has `std::vector<char> SendMessage(std::vector<char>&)`, which says
+    // how long that may take and what it throws; the service's own transport has none.
+    std::vector<char> SendMessage(int messageId, const char* payload, std::size_t length);
+
+private:
+    // Moves the id from the end of `data` into `conv`; false, and no change, when there is none.
+    static bool TakeMessageId(std::vector<char>& data, byteint& conv);
+    static void AppendMessageId(int messageId, std::vector<char>& messageData);
+
+    // A member-function pointer means something only while its object is not null.
+    T* callbackMessageObject;
+    MessageProc callbackMessageProc;
+    T* callbackNotificationObject;
+    NotificationProc callbackNotificationProc;
+    T* connectionReadyCallbackObject;
+    ConnectionReadyProc connectionReadyCallbackProc;
+};
+
+template <class BASE_CLASS, class T>
+IPCApplist<BASE_CLASS, T>::IPCApplist()
+    : BASE_CLASS(std::string("Applist")),
+      callbackMessageObject(nullptr),
+      callbackNotificationObject(nullptr),
+      connectionReadyCallbackObject(nullptr) {
+    APPLIST_LOG(applist_log::kDebug, "IPCApplist");
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::RegisterOnMessage(T* object, MessageProc proc) {
+    callbackMessageObject = object;
+    callbackMessageProc = proc;
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::UnregisterOnMessage(T* object) {
+    if (callbackMessageObject != object) return;
+    callbackMessageObject = nullptr;
+    APPLIST_LOG(applist_log::kInfo, "Unregistered callbackMessageObject");
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::RegisterOnNotification(T* object, NotificationProc proc) {
+    callbackNotificationObject = object;
+    callbackNotificationProc = proc;
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::UnregisterOnNotification(T* object) {
+    if (callbackNotificationObject != object) return;
+    callbackNotificationObject = nullptr;
+    APPLIST_LOG(applist_log::kInfo, "Unregistered callbackNotificationObject");
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::RegisterOnConnectionReady(T* object, ConnectionReadyProc proc) {
+    connectionReadyCallbackObject = object;
+    connectionReadyCallbackProc = proc;
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::UnregisterOnConnectionReady(T* object) {
+    if (connectionReadyCallbackObject != object) return;
+    connectionReadyCallbackObject = nullptr;
+    APPLIST_LOG(applist_log::kInfo, "Unregistered connectionReadyCallbackObject");
+}
+
+template <class BASE_CLASS, class T>
+std::vector<char> IPCApplist<BASE_CLASS, T>::HandleMessage(std::vector<char>& data) {
+    APPLIST_LOG(applist_log::kDebug, "IPC HandleMessage");
+    byteint conv;
+    if (!TakeMessageId(data, conv)) {
+        APPLIST_LOG(applist_log::kError, "Data corrupted. Does not contain message id.");
+        return std::vector<char>();
+    }
+    if (callbackMessageObject == nullptr) {
+        APPLIST_LOG(applist_log::kInfo, "callbackMessageObject object is NULL");
+        return std::vector<char>();
+    }
+    return (callbackMessageObject->*callbackMessageProc)(conv.i, data);
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::HandleNotification(std::vector<char>& data) {
+    APPLIST_LOG(applist_log::kDebug, "IPC HandleNotification");
+    byteint conv;
+    if (!TakeMessageId(data, conv)) {
+        APPLIST_LOG(applist_log::kError, "Data corrupted. Does not contain message id.");
+        return;
+    }
+    if (callbackNotificationObject == nullptr) {
+        APPLIST_LOG(applist_log::kInfo, "callbackNotificationObject object is NULL");
+        return;
+    }
+    (callbackNotificationObject->*callbackNotificationProc)(conv.i, data);
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::HandleConnectionReady(bool state, const std::string& partner) {
+    APPLIST_LOG(applist_log::kDebug, "HandleConnectionReady state=%d, partner=%s", state ? 1 : 0,
+                partner.c_str());
+    if (!state || connectionReadyCallbackObject == nullptr) return;
+    APPLIST_LOG(applist_log::kDebug, "Calling connection ready callback");
+    (connectionReadyCallbackObject->*connectionReadyCallbackProc)(partner);
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::SendNotification(int messageId, const std::string& partner) {
+    std::vector<char> messageData;
+    AppendMessageId(messageId, messageData);
+    if (partner.empty()) {
+        BASE_CLASS::SendNotification(messageData);
+    } else {
+        BASE_CLASS::SendNotification(messageData, partner);
+    }
+}
+
+template <class BASE_CLASS, class T>
+std::vector<char> IPCApplist<BASE_CLASS, T>::SendMessage(int messageId, const char* payload,
+                                                         std::size_t length) {
+    std::vector<char> messageData;
+    messageData.reserve(length + sizeof(byteint));
+    messageData.assign(payload, payload + length);
+    AppendMessageId(messageId, messageData);
+    return BASE_CLASS::SendMessage(messageData);
+}
+
+// The id leaves the caller's buffer before anyone asks whether there is a handler: what remains is
+// the payload in every case, for every caller.
+template <class BASE_CLASS, class T>
+bool IPCApplist<BASE_CLASS, T>::TakeMessageId(std::vector<char>& data, byteint& conv) {
+    if (data.size() < sizeof(conv.b)) return false;
+    const std::vector<char>::iterator it = data.end() - sizeof(conv.b);
+    for (int i = 0; i < 4; ++i) conv.b[i] = static_cast<unsigned char>(it[i]);
+    data.erase(it, data.end());
+    return true;
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::AppendMessageId(int messageId, std::vector<char>& messageData) {
+    byteint conv;
+    conv.i = messageId;
+    for (int i = 0; i < 4; ++i) messageData.push_back(static_cast<char>(conv.b[i]));
+}
