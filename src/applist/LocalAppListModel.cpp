@@ -76,8 +76,7 @@ void LocalAppListModel::ModifyItem(AppListItem*, AppListItem*) {
     APPLIST_LOG(kDebug, "ModifyItem method is not implemented");
 }
 
-// Not forwarded although its neighbours are: partners count what they read, and callers on the
-// target rely on the 0.
+// Not forwarded although its neighbours are, and kept so: existing callers expect the 0.
 int LocalAppListModel::GetItemsCount() {
     APPLIST_LOG(kDebug, "GetItemsCount method is not implemented");
     return 0;

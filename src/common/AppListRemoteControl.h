@@ -1,5 +1,5 @@
 // The numbers that service and partner call each other by. They travel on the wire as signed
-// 32-bit integers in the host's byte order and never change.
+// 32-bit integers in the host's byte order and never change. Any thread, nothing to own.
 
 #pragma once
 
@@ -11,7 +11,7 @@ enum AppListRemoteControl : int {
     APPLIST_ITEM_CLICKED_EVENT = 3,
     APPLIST_LOCAL_CREATED_EVENT = 4,
 
-    // Functions, partner to service.      request                 reply
+    // Functions, partner to service.        request                 reply
     APPLIST_SET_SELECTION_FNC = 2000,     // the item to select      empty
     APPLIST_GET_SELECTION_FNC = 2001,     // ignored                 the current selection
     APPLIST_GET_ALL_ITEMS_FNC = 2002,     // ignored                 every item, in list order
@@ -19,7 +19,7 @@ enum AppListRemoteControl : int {
     APPLIST_ADD_ITEMS_FNC = 2004,         // any number of items     empty
     APPLIST_ADD_ITEM_AT_END_FNC = 2005,   // one item                empty
     APPLIST_SET_CLICKED_FNC = 2006,       // ignored                 empty; not carried out
-    APPLIST_REMOVE_ITEM_FNC = 2007,       // one item, its id counts empty
+    APPLIST_REMOVE_ITEM_FNC = 2007,       // one item, by its id     empty
     APPLIST_MODIFY_ITEM_FNC = 2008        // old item, new item      empty
 };
 

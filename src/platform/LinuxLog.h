@@ -1,0 +1,10 @@
+// The open log's one setting. Its lines go to the journal, with their fields, when stderr is the
+// journal, and to stderr otherwise, with control bytes made visible.
+//
+// Threads: the main loop's.
+
+#pragma once
+
+// Lines below `priority` (3 debug, 4 info, 6 error) cost a comparison from now on: they are neither
+// formatted nor written. Without a call: 4.
+void SetMinimumLogPriority(int priority);
