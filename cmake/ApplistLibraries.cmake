@@ -13,6 +13,10 @@ function(applist_add_service name)
     target_compile_features(${name} PUBLIC cxx_std_17)
 endfunction()
 
+add_library(applist_common STATIC ${PROJECT_SOURCE_DIR}/src/common/PrintableText.cpp)
+target_include_directories(applist_common PUBLIC ${applist_roots})
+target_compile_features(applist_common PUBLIC cxx_std_17)
+
 if(APPLIST_OPEN_LOG OR APPLIST_OPEN_TRANSPORT)
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd>=252)
@@ -23,21 +27,24 @@ if(APPLIST_OPEN_LOG)
     add_library(applist::log ALIAS applist_log)
     target_include_directories(applist_log PUBLIC ${applist_roots})
     target_compile_features(applist_log PUBLIC cxx_std_17)
-    target_link_libraries(applist_log PRIVATE PkgConfig::SYSTEMD)
+    target_link_libraries(applist_log PUBLIC applist_common PRIVATE PkgConfig::SYSTEMD)
 endif()
 
 if(APPLIST_OPEN_TRANSPORT)
     add_library(applist_transport STATIC
+        ${PROJECT_SOURCE_DIR}/src/platform/BusConnection.cpp
         ${PROJECT_SOURCE_DIR}/src/platform/BusSelection.cpp
         ${PROJECT_SOURCE_DIR}/src/platform/Endpoint.cpp
         ${PROJECT_SOURCE_DIR}/src/platform/NotificationQueue.cpp
+        ${PROJECT_SOURCE_DIR}/src/platform/Outbox.cpp
+        ${PROJECT_SOURCE_DIR}/src/platform/PartnerTracker.cpp
         ${PROJECT_SOURCE_DIR}/src/platform/SealedMemfd.cpp
         ${PROJECT_SOURCE_DIR}/src/platform/TesselDbusLocal.cpp)
     add_library(applist::transport ALIAS applist_transport)
     target_include_directories(applist_transport PUBLIC ${applist_roots})
     target_compile_features(applist_transport PUBLIC cxx_std_17)
     target_compile_definitions(applist_transport PRIVATE _FILE_OFFSET_BITS=64)
-    target_link_libraries(applist_transport PRIVATE PkgConfig::SYSTEMD)
+    target_link_libraries(applist_transport PUBLIC applist_common PRIVATE PkgConfig::SYSTEMD)
     applist_add_service(applist_service)
     target_link_libraries(applist_service PUBLIC applist_transport)
 elseif(APPLIST_TRANSPORT_INCLUDE_DIR)

@@ -1,0 +1,83 @@
+#include "platform/BusSelection.h"
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+
+#include "platform/TransportError.h"
+
+namespace {
+
+struct Choice {
+    BusKind kind = BusKind::Automatic;
+    std::string address;  // not empty: this one, whatever `kind` says
+};
+
+Choice& TheChoice() {
+    static Choice choice;
+    return choice;
+}
+
+// A variable that is set but empty says nothing, as everywhere in D-Bus.
+std::string Environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? std::string() : std::string(value);
+}
+
+// The address of the session bus; empty when there is none.
+std::string SessionAddress() {
+    const std::string address = Environment("DBUS_SESSION_BUS_ADDRESS");
+    if (!address.empty()) return address;
+    const std::string folder = Environment("XDG_RUNTIME_DIR");
+    if (folder.empty()) return std::string();
+    struct stat status;
+    const std::string path = folder + "/bus";
+    if (stat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return std::string();
+    return "unix:path=" + path;
+}
+
+BusLocation Session() {
+    const std::string address = SessionAddress();
+    if (address.empty()) {
+        throw TransportError(
+            "no session bus: neither DBUS_SESSION_BUS_ADDRESS nor a bus in XDG_RUNTIME_DIR; start "
+            "the program with dbus-run-session, or choose another bus");
+    }
+    return {"the session bus at " + address, address};
+}
+
+BusLocation System() {
+    std::string address = Environment("DBUS_SYSTEM_BUS_ADDRESS");
+    if (address.empty()) address = "unix:path=/run/dbus/system_bus_socket";
+    return {"the system bus at " + address, address};
+}
+
+BusLocation Automatic() {
+    const std::string starter = Environment("DBUS_STARTER_ADDRESS");
+    if (!starter.empty()) return {"the bus that started this program at " + starter, starter};
+    const std::string type = Environment("DBUS_STARTER_BUS_TYPE");
+    if (type == "system") return System();
+    if (type == "session" || !SessionAddress().empty()) return Session();
+    return System();
+}
+
+}  // namespace
+
+void SelectBus(BusKind kind) {
+    TheChoice() = Choice{kind, std::string()};
+}
+
+void SelectBusAddress(const std::string& address) {
+    TheChoice() = Choice{BusKind::Automatic, address};
+}
+
+BusLocation SelectedBus() {
+    const Choice& choice = TheChoice();
+    if (!choice.address.empty()) return {"the bus at " + choice.address, choice.address};
+    switch (choice.kind) {
+        case BusKind::Session: return Session();
+        case BusKind::System: return System();
+        case BusKind::Automatic: break;
+    }
+    return Automatic();
+}

@@ -1,0 +1,353 @@
+#include "platform/Endpoint.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "common/PrintableText.h"
+#include "platform/EndpointNames.h"
+#include "platform/SealedMemfd.h"
+#include "platform/TransportError.h"
+#include "platform/TransportLimits.h"
+
+using applist_log::kDebug;
+using applist_log::kError;
+using applist_log::kInfo;
+
+namespace {
+
+UniqueEvent DefaultLoop() {
+    sd_event* event = nullptr;
+    const int result = sd_event_default(&event);
+    if (result < 0) {
+        throw TransportError(std::string("no sd-event loop on this thread: ") +
+                             std::strerror(-result));
+    }
+    return UniqueEvent(event);
+}
+
+// The body of a call whose signature, checked by the bus library, is "ay".
+std::vector<char> BodyOf(sd_bus_message* call) {
+    const void* bytes = nullptr;
+    std::size_t size = 0;
+    if (sd_bus_message_read_array(call, 'y', &bytes, &size) < 0) return std::vector<char>();
+    const char* const begin = static_cast<const char*>(bytes);
+    return std::vector<char>(begin, begin + size);
+}
+
+std::string SenderOf(sd_bus_message* call) {
+    const char* sender = sd_bus_message_get_sender(call);
+    return sender == nullptr ? std::string() : std::string(sender);
+}
+
+UniqueMessage ReplyTo(sd_bus_message* call) {
+    sd_bus_message* reply = nullptr;
+    if (sd_bus_message_new_method_return(call, &reply) < 0) throw std::bad_alloc();
+    return UniqueMessage(reply);
+}
+
+}  // namespace
+
+TesselDbusLocal::Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
+    : m_owner(owner),
+      m_busName(endpoint_names::BusNameOf(name)),
+      m_path(endpoint_names::PathOf(name)),
+      m_location(SelectedBus()),
+      m_event(DefaultLoop()),
+      m_outbox(m_path, [this] { RunHeldCalls(); }),
+      m_partners([this](const std::string& partner) { Report(false, partner); }),
+      m_retryDelay(transport_limits::kFirstRetry) {
+    if (!sd_bus_object_path_is_valid(m_path.c_str()) ||
+        !sd_bus_service_name_is_valid(m_busName.c_str())) {
+        throw TransportError("\"" + PrintableText(name) +
+                             "\" is no endpoint name: use letters, digits and underscores, and a "
+                             "letter first");
+    }
+    m_bus = OpenBus(m_location);
+    WaitForBus(m_bus.get(), m_location, transport_limits::kStartTimeout);
+    // The object first: who sees the name may call at once.
+    Export();
+    OwnName(m_bus.get(), m_busName, m_location);
+    m_owned = true;
+}
+
+TesselDbusLocal::Endpoint::~Endpoint() {
+    // Nothing of the owner is left to call: its part of the object is gone already.
+    m_object.reset();
+    m_disconnected.reset();
+    m_nameAnswer.reset();
+    m_partners.RemoveAll();
+    m_held.clear();
+    if (m_owned) m_outbox.Flush(transport_limits::kFlushTimeout);
+    LeaveBus();
+}
+
+void TesselDbusLocal::Endpoint::Notify(const std::vector<char>& body, const std::string& partner) {
+    if (partner.empty()) ++m_serial;
+    // Without a name on the bus nobody listens; who comes later reads the list first.
+    if (m_owned) m_outbox.Notify(Notification{partner, body});
+}
+
+// ---- The object ---------------------------------------------------------------------------------
+
+template <TesselDbusLocal::Endpoint::Method method>
+int TesselDbusLocal::Endpoint::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) {
+    Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
+    if (!endpoint->m_outbox.Stalled()) {
+        endpoint->Execute(method, call);
+    } else if (endpoint->m_held.size() < transport_limits::kMaxHeldCalls) {
+        Guarded("holding a call", [endpoint, call] {
+            endpoint->m_held.push_back({UniqueMessage(sd_bus_message_ref(call)), method});
+            endpoint->m_outbox.AwaitDrain();
+        });
+    } else {
+        endpoint->ReplyError(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
+                             "too many calls wait for the bus; read the replies, then go on");
+    }
+    return 1;
+}
+
+// Whether the bus lets a caller through is the bus's policy's business: sd-bus's own check, off
+// with the UNPRIVILEGED flag, would ask the bus about each caller and wait for the answer.
+const sd_bus_vtable TesselDbusLocal::Endpoint::kVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_NAMES("Connect", "", "", "", "", OnCall<&Endpoint::Connect>,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Disconnect", "", "", "", "", OnCall<&Endpoint::Disconnect>,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Message", "ay", SD_BUS_PARAM(request), "ay", SD_BUS_PARAM(reply),
+                             OnCall<&Endpoint::Message>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("MessageFd", "h", SD_BUS_PARAM(request), "h", SD_BUS_PARAM(reply),
+                             OnCall<&Endpoint::MessageFd>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Notify", "ay", SD_BUS_PARAM(body), "", "",
+                             OnCall<static_cast<Method>(&Endpoint::Notify)>,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_SIGNAL_WITH_NAMES("Notification", "ay", SD_BUS_PARAM(body), 0),
+    SD_BUS_PROPERTY("Serial", "t", OnReadSerial, 0, 0),
+    SD_BUS_VTABLE_END};
+
+int TesselDbusLocal::Endpoint::OnReadSerial(sd_bus*, const char*, const char*, const char*,
+                                            sd_bus_message* reply, void* userdata, sd_bus_error*) {
+    return sd_bus_message_append(reply, "t", static_cast<Endpoint*>(userdata)->m_serial);
+}
+
+void TesselDbusLocal::Endpoint::Connect(sd_bus_message* call) {
+    const std::string partner = SenderOf(call);
+    switch (m_partners.Add(m_bus.get(), partner)) {
+        case PartnerTracker::Outcome::Tracked: break;
+        case PartnerTracker::Outcome::Full:
+            return ReplyError(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
+                              "too many partners are connected; call without Connect, or let one "
+                              "disconnect");
+        case PartnerTracker::Outcome::Failed: throw std::bad_alloc();
+    }
+    ReplyEmpty(call);
+    Report(true, partner);
+}
+
+void TesselDbusLocal::Endpoint::Disconnect(sd_bus_message* call) {
+    const std::string partner = SenderOf(call);
+    m_partners.Remove(partner);
+    ReplyEmpty(call);
+    Report(false, partner);
+}
+
+void TesselDbusLocal::Endpoint::Message(sd_bus_message* call) {
+    std::vector<char> request = BodyOf(call);
+    std::vector<char> body;
+    if (!RunHandler(call, [&] { body = m_owner.HandleMessage(request); })) return;
+    if (body.size() > transport_limits::kMaxReplyBytes) {
+        return ReplyError(call, endpoint_names::kTooLarge,
+                          "the reply of " + std::to_string(body.size()) +
+                              " bytes is too large for Message; call MessageFd instead");
+    }
+    UniqueMessage reply = ReplyTo(call);
+    if (sd_bus_message_append_array(reply.get(), 'y', body.data(), body.size()) < 0) {
+        throw std::bad_alloc();
+    }
+    m_outbox.Reply(std::move(reply));
+}
+
+void TesselDbusLocal::Endpoint::MessageFd(sd_bus_message* call) {
+    int fd = -1;  // the message's own
+    const int found = sd_bus_message_read(call, "h", &fd);
+    const std::string refusal = found < 0 ? std::string("the message carries no descriptor")
+                                          : WhyNoSealedBody(fd, transport_limits::kMaxFdBytes);
+    if (!refusal.empty()) return ReplyError(call, endpoint_names::kBadFd, refusal);
+
+    std::vector<char> body;
+    const int read = ReadSealedBody(fd, body);
+    if (read < 0) return ReplyError(call, endpoint_names::kBadFd, std::strerror(-read));
+    std::vector<char> result;
+    if (!RunHandler(call, [&] { result = m_owner.HandleMessage(body); })) return;
+    if (result.size() > transport_limits::kMaxFdBytes) {
+        return ReplyError(call, endpoint_names::kTooLarge,
+                          "the reply of " + std::to_string(result.size()) +
+                              " bytes is too large for MessageFd as well");
+    }
+    const OwnedFd replyFd(MakeSealedBody(result));
+    if (replyFd.Get() < 0) throw std::bad_alloc();
+    UniqueMessage reply = ReplyTo(call);
+    if (sd_bus_message_append(reply.get(), "h", replyFd.Get()) < 0) throw std::bad_alloc();
+    m_outbox.Reply(std::move(reply));
+}
+
+void TesselDbusLocal::Endpoint::Notify(sd_bus_message* call) {
+    std::vector<char> body = BodyOf(call);
+    if (RunHandler(call, [&] { m_owner.HandleNotification(body); })) ReplyEmpty(call);
+}
+
+// ---- Calls --------------------------------------------------------------------------------------
+
+// What is caught here is the transport's own want of memory or descriptors; an application's
+// exceptions end in RunHandler.
+void TesselDbusLocal::Endpoint::Execute(Method method, sd_bus_message* call) noexcept {
+    if (Guarded("a remote call", [&] { (this->*method)(call); })) return;
+    sd_bus_reply_method_errno(call, -ENOMEM, nullptr);
+}
+
+void TesselDbusLocal::Endpoint::RunHeldCalls() {
+    while (!m_held.empty() && !m_outbox.Stalled()) {
+        const HeldCall held = std::move(m_held.front());
+        m_held.pop_front();
+        Execute(held.method, held.call.get());
+    }
+}
+
+template <class Handler>
+bool TesselDbusLocal::Endpoint::RunHandler(sd_bus_message* call, Handler handler) {
+    std::string text;
+    try {
+        handler();
+        return true;
+    } catch (const std::exception& error) {
+        text = error.what();
+    } catch (...) {
+        text = "unknown exception";
+    }
+    if (text.size() > transport_limits::kMaxErrorText) text.resize(transport_limits::kMaxErrorText);
+    text = "the application failed: " + PrintableText(text);
+    APPLIST_LOG(kError, "call of %s: %s", SenderOf(call).c_str(), text.c_str());
+    ReplyError(call, endpoint_names::kHandlerFailed, text);
+    return false;
+}
+
+void TesselDbusLocal::Endpoint::ReplyEmpty(sd_bus_message* call) {
+    m_outbox.Reply(ReplyTo(call));
+}
+
+void TesselDbusLocal::Endpoint::ReplyError(sd_bus_message* call, const char* name,
+                                           const std::string& text) {
+    const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name, text.c_str());
+    sd_bus_message* reply = nullptr;
+    if (sd_bus_message_new_method_error(call, &reply, &error) < 0) return;
+    m_outbox.Reply(UniqueMessage(reply));
+}
+
+void TesselDbusLocal::Endpoint::Report(bool state, const std::string& partner) {
+    Guarded("a connection report", [&] { m_owner.HandleConnectionReady(state, partner); });
+}
+
+// ---- The bus ------------------------------------------------------------------------------------
+
+void TesselDbusLocal::Endpoint::Export() {
+    sd_bus_slot* slot = nullptr;
+    int result = sd_bus_add_object_vtable(m_bus.get(), &slot, m_path.c_str(),
+                                          endpoint_names::kInterface, kVtable, this);
+    m_object.reset(slot);
+    if (result >= 0) {
+        slot = nullptr;
+        result =
+            sd_bus_match_signal(m_bus.get(), &slot, nullptr, "/org/freedesktop/DBus/Local",
+                                "org.freedesktop.DBus.Local", "Disconnected", OnDisconnected, this);
+        m_disconnected.reset(slot);
+    }
+    if (result >= 0) result = m_outbox.Attach(m_bus.get(), m_event.get());
+    if (result >= 0) return;
+    LeaveBus();
+    throw TransportError("cannot serve " + m_path + " on " + m_location.description + ": " +
+                         std::strerror(-result));
+}
+
+void TesselDbusLocal::Endpoint::LeaveBus() {
+    m_outbox.Detach();
+    m_object.reset();
+    m_disconnected.reset();
+    m_nameAnswer.reset();
+    m_bus.reset();
+    m_owned = false;
+}
+
+int TesselDbusLocal::Endpoint::OnDisconnected(sd_bus_message*, void* userdata, sd_bus_error*) {
+    static_cast<Endpoint*>(userdata)->Lost();
+    return 0;
+}
+
+// Called from inside the connection that died: it is let go when the timer fires.
+void TesselDbusLocal::Endpoint::Lost() {
+    if (m_owned) APPLIST_LOG(kError, "lost %s; trying again", m_location.description.c_str());
+    m_owned = false;
+    m_outbox.Detach();
+    m_held.clear();
+    for (const std::string& partner : m_partners.RemoveAll()) Report(false, partner);
+    ScheduleRetry(m_retryDelay);
+}
+
+void TesselDbusLocal::Endpoint::ScheduleRetry(std::chrono::microseconds delay) {
+    sd_event_source* source = nullptr;
+    const int result = sd_event_add_time_relative(
+        m_event.get(), &source, CLOCK_MONOTONIC, static_cast<std::uint64_t>(delay.count()),
+        /* accuracy, a tenth of the shortest delay */ 10000, OnRetry, this);
+    m_retry.reset(source);
+    if (result < 0) APPLIST_LOG(kError, "cannot come back: %s", std::strerror(-result));
+}
+
+int TesselDbusLocal::Endpoint::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
+    Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
+    try {
+        endpoint->TryAgain();
+    } catch (const std::exception& error) {
+        // At debug: this may go on for days, and that the bus is lost was said already.
+        APPLIST_LOG(kDebug, "cannot come back: %s", error.what());
+        endpoint->ScheduleRetry(endpoint->m_retryDelay);
+    }
+    return 0;
+}
+
+// Nothing here waits: the connection comes up, and the name is answered, in the loop. An attempt
+// that has not succeeded after kLastRetry gives way to the next.
+void TesselDbusLocal::Endpoint::TryAgain() {
+    m_retryDelay = std::min(m_retryDelay * 2, transport_limits::kLastRetry);
+    LeaveBus();
+    m_bus = OpenBus(m_location);
+    Export();
+    sd_bus_slot* slot = nullptr;
+    const int result =
+        sd_bus_request_name_async(m_bus.get(), &slot, m_busName.c_str(), 0, OnNameAnswer, this);
+    m_nameAnswer.reset(slot);
+    if (result < 0) throw TransportError(std::strerror(-result));
+    ScheduleRetry(transport_limits::kLastRetry);
+}
+
+int TesselDbusLocal::Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata,
+                                            sd_bus_error*) {
+    Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
+    std::uint32_t answer = 0;
+    const int owner = 1;  // DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER
+    if (sd_bus_message_read(message, "u", &answer) >= 0 && answer == owner) {
+        endpoint->m_owned = true;
+        endpoint->m_retry.reset();
+        endpoint->m_retryDelay = transport_limits::kFirstRetry;
+        APPLIST_LOG(kInfo, "back on %s", endpoint->m_location.description.c_str());
+        return 0;
+    }
+    if (sd_bus_is_open(endpoint->m_bus.get()) <= 0) return 0;  // Lost() will follow
+    const sd_bus_error* refusal = sd_bus_message_get_error(message);
+    APPLIST_LOG(kError, "cannot own %s again: %s; trying again", endpoint->m_busName.c_str(),
+                refusal != nullptr && refusal->message != nullptr ? refusal->message
+                                                                  : "taken by another process");
+    endpoint->ScheduleRetry(endpoint->m_retryDelay);
+    return 0;
+}

@@ -1,0 +1,91 @@
+// An endpoint on D-Bus: the object that partners call, the name that they find it by, and its
+// return after the bus went away.
+//
+// Internal to src/platform; TesselDbusLocal.h holds the contract. Threads: the main loop's.
+// Lifetime: its owner's, whose entry points it calls from the loop alone.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "ipc/TesselDbusLocal.h"
+#include "platform/BusConnection.h"
+#include "platform/Outbox.h"
+#include "platform/PartnerTracker.h"
+
+class TesselDbusLocal::Endpoint {
+public:
+    // Comes up on the selected bus, or throws TransportError.
+    Endpoint(TesselDbusLocal& owner, const std::string& name);
+
+    // Sends what waits, for transport_limits::kFlushTimeout at most, and leaves the bus.
+    ~Endpoint();
+
+    Endpoint(const Endpoint&) = delete;
+    Endpoint& operator=(const Endpoint&) = delete;
+
+    // Sends `body` to `partner`, or to everyone who listens when that is empty.
+    void Notify(const std::vector<char>& body, const std::string& partner);
+
+private:
+    using Method = void (Endpoint::*)(sd_bus_message* call);
+    struct HeldCall {
+        UniqueMessage call;
+        Method method;
+    };
+
+    static const sd_bus_vtable kVtable[];
+    template <Method method>
+    static int OnCall(sd_bus_message* call, void* userdata, sd_bus_error* error);
+    static int OnReadSerial(sd_bus* bus, const char* path, const char* interface,
+                            const char* property, sd_bus_message* reply, void* userdata,
+                            sd_bus_error* error);
+    static int OnDisconnected(sd_bus_message* message, void* userdata, sd_bus_error* error);
+    static int OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error* error);
+    static int OnRetry(sd_event_source* source, std::uint64_t now, void* userdata);
+
+    // The methods of the interface.
+    void Connect(sd_bus_message* call);
+    void Disconnect(sd_bus_message* call);
+    void Message(sd_bus_message* call);
+    void MessageFd(sd_bus_message* call);
+    void Notify(sd_bus_message* call);
+
+    void Execute(Method method, sd_bus_message* call) noexcept;
+    void RunHeldCalls();
+    template <class Handler>
+    bool RunHandler(sd_bus_message* call, Handler handler);
+    void ReplyEmpty(sd_bus_message* call);
+    void ReplyError(sd_bus_message* call, const char* name, const std::string& text);
+    void Report(bool state, const std::string& partner);
+
+    void Export();
+    void LeaveBus();
+    void TryAgain();
+    void ScheduleRetry(std::chrono::microseconds delay);
+    void Lost();
+
+    TesselDbusLocal& m_owner;
+    const std::string m_busName;
+    const std::string m_path;
+    const BusLocation m_location;
+
+    UniqueEvent m_event;
+    UniqueBus m_bus;
+    UniqueSlot m_object;
+    UniqueSlot m_disconnected;
+    UniqueSlot m_nameAnswer;
+    Outbox m_outbox;
+    PartnerTracker m_partners;
+    std::deque<HeldCall> m_held;
+
+    UniqueSource m_retry;
+    std::chrono::microseconds m_retryDelay;
+    bool m_owned = false;
+    // Notifications to the default destination so far, merged and dropped ones included.
+    std::uint64_t m_serial = 0;
+};

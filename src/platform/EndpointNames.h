@@ -1,0 +1,25 @@
+// What an endpoint and its partner call each other on D-Bus. Constants: any thread.
+
+#pragma once
+
+#include <string>
+
+namespace endpoint_names {
+
+// The 1 is the version of the interface: a change that a partner would notice makes it a 2.
+constexpr char kInterface[] = "org.tessel.Local1";
+constexpr char kNotification[] = "Notification";
+
+constexpr char kHandlerFailed[] = "org.tessel.Local1.Error.HandlerFailed";
+constexpr char kTooLarge[] = "org.tessel.Local1.Error.TooLarge";
+constexpr char kBadFd[] = "org.tessel.Local1.Error.BadFd";
+
+// Returns the bus name and the object path of the endpoint `name`.
+inline std::string BusNameOf(const std::string& name) {
+    return "org.tessel.Local." + name;
+}
+inline std::string PathOf(const std::string& name) {
+    return "/org/tessel/Local/" + name;
+}
+
+}  // namespace endpoint_names

@@ -1,0 +1,37 @@
+// Notifications that wait for the bus to take them: in order, bounded in number and in bytes.
+//
+// Threads: the owner's. Lifetime: the queue owns what waits in it.
+
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <string>
+#include <vector>
+
+struct Notification {
+    std::string partner;  // empty: the default destination
+    std::vector<char> body;
+
+    std::size_t Bytes() const { return partner.size() + body.size(); }
+};
+
+class NotificationQueue {
+public:
+    // Puts `notification` at the end, or merges it with the newest one that waits when the two are
+    // equal. To stay within transport_limits the oldest ones are dropped; one that exceeds the
+    // bound in bytes by itself is dropped at once. Returns false when anything was dropped.
+    bool Push(Notification notification);
+
+    bool Empty() const { return m_waiting.empty(); }
+
+    // REQUIRES: not empty.
+    const Notification& Front() const { return m_waiting.front(); }
+    void Pop();
+
+    void Clear();
+
+private:
+    std::deque<Notification> m_waiting;
+    std::size_t m_bytes = 0;
+};

@@ -1,0 +1,163 @@
+#include "platform/Outbox.h"
+
+#include <poll.h>
+#include <sys/epoll.h>
+
+#include <cstring>
+#include <utility>
+
+#include "platform/EndpointNames.h"
+#include "platform/TransportLimits.h"
+
+using applist_log::kError;
+using transport_limits::kMaxLibraryMessages;
+using transport_limits::kMaxWaitingBytes;
+
+Outbox::Outbox(std::string path, std::function<void()> onDrained)
+    : m_path(std::move(path)), m_onDrained(std::move(onDrained)) {}
+
+int Outbox::Attach(sd_bus* bus, sd_event* event) {
+    m_bus = bus;
+    m_event = event;
+    return sd_bus_attach_event(bus, event, SD_EVENT_PRIORITY_NORMAL);
+}
+
+void Outbox::Detach() {
+    if (m_bus == nullptr) return;
+    if (m_gate) {
+        m_gate.reset();
+    } else {
+        sd_bus_detach_event(m_bus);
+    }
+    m_queue.Clear();
+    m_waitingReply.reset();
+    m_bytesInLibrary = 0;
+    m_bus = nullptr;
+}
+
+void Outbox::Notify(Notification notification) {
+    if (m_bus == nullptr) return;
+    if (notification.body.size() > transport_limits::kMaxReplyBytes) {
+        APPLIST_LOG(kError, "a notification of %zu bytes is more than a bus carries: dropped",
+                    notification.body.size());
+        return;
+    }
+    if (m_queue.Empty() && !m_waitingReply && LibraryHasRoom(notification.Bytes())) {
+        Transmit(notification);
+    } else if (!m_queue.Push(std::move(notification)) && !m_lossLogged) {
+        m_lossLogged = true;
+        APPLIST_LOG(kError, "the bus does not drain: the oldest notifications are dropped");
+    }
+    if (InLibrary() > 0) AwaitDrain();
+}
+
+void Outbox::Reply(UniqueMessage reply) {
+    if (m_bus == nullptr) return;
+    if (m_queue.Empty()) {
+        TransmitReply(std::move(reply));
+    } else {
+        m_waitingReply = std::move(reply);
+    }
+    if (InLibrary() > 0) AwaitDrain();
+}
+
+bool Outbox::Stalled() const {
+    return m_bus != nullptr && (!m_queue.Empty() || m_waitingReply || InLibrary() > 0);
+}
+
+void Outbox::Flush(std::chrono::microseconds timeout) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + timeout;
+    while (Stalled()) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        struct pollfd writable = {sd_bus_get_fd(m_bus), POLLOUT, 0};
+        if (left.count() <= 0 || writable.fd < 0) return;
+        if (poll(&writable, 1, static_cast<int>(left.count())) <= 0) continue;
+        if (sd_bus_process(m_bus, nullptr) < 0 || sd_bus_is_open(m_bus) <= 0) return;
+        Pump();
+    }
+}
+
+std::uint64_t Outbox::InLibrary() const {
+    std::uint64_t count = 0;
+    return sd_bus_get_n_queued_write(m_bus, &count) < 0 ? 0 : count;
+}
+
+bool Outbox::LibraryHasRoom(std::size_t bytes) {
+    const std::uint64_t count = InLibrary();
+    // An idle bus takes anything that fits a message: most of it leaves at once.
+    if (count == 0) {
+        m_bytesInLibrary = 0;
+        return true;
+    }
+    return count < kMaxLibraryMessages && bytes <= kMaxWaitingBytes &&
+           m_bytesInLibrary <= kMaxWaitingBytes - bytes;
+}
+
+void Outbox::Transmit(const Notification& notification) {
+    sd_bus_message* made = nullptr;
+    int result = sd_bus_message_new_signal(m_bus, &made, m_path.c_str(), endpoint_names::kInterface,
+                                           endpoint_names::kNotification);
+    const UniqueMessage message(made);
+    if (result >= 0 && !notification.partner.empty()) {
+        result = sd_bus_message_set_destination(message.get(), notification.partner.c_str());
+    }
+    if (result >= 0) {
+        result = sd_bus_message_append_array(message.get(), 'y', notification.body.data(),
+                                             notification.body.size());
+    }
+    if (result >= 0) result = sd_bus_send(m_bus, message.get(), nullptr);
+    if (result >= 0) {
+        m_bytesInLibrary += notification.Bytes();
+        return;
+    }
+    APPLIST_LOG(kError, "cannot notify %s: %s",
+                notification.partner.empty() ? "the partners" : notification.partner.c_str(),
+                std::strerror(-result));
+}
+
+void Outbox::TransmitReply(UniqueMessage reply) {
+    const int result = sd_bus_send(m_bus, reply.get(), nullptr);
+    if (result < 0) APPLIST_LOG(kError, "cannot send a reply: %s", std::strerror(-result));
+}
+
+void Outbox::Pump() {
+    while (!m_queue.Empty() && LibraryHasRoom(m_queue.Front().Bytes())) {
+        Transmit(m_queue.Front());
+        m_queue.Pop();
+    }
+    if (m_queue.Empty() && m_waitingReply) TransmitReply(std::move(m_waitingReply));
+}
+
+// Without a loop to come back from (it has ended) the connection stays as it is: Flush does the
+// rest.
+void Outbox::AwaitDrain() {
+    if (m_gate) return;
+    sd_event_source* source = nullptr;
+    if (sd_event_add_io(m_event, &source, sd_bus_get_fd(m_bus), EPOLLOUT, OnWritable, this) < 0) {
+        return;
+    }
+    m_gate.reset(source);
+    sd_bus_detach_event(m_bus);
+}
+
+void Outbox::OpenGate() {
+    m_gate.reset();
+    m_lossLogged = false;
+    const int result = sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL);
+    if (result < 0) APPLIST_LOG(kError, "cannot watch the bus: %s", std::strerror(-result));
+}
+
+int Outbox::OnWritable(sd_event_source*, int, std::uint32_t, void* userdata) {
+    Outbox* const outbox = static_cast<Outbox*>(userdata);
+    Guarded("draining the bus", [outbox] {
+        sd_bus_process(outbox->m_bus, nullptr);
+        if (!outbox->m_gate) return;  // the bus went away meanwhile
+        if (sd_bus_is_open(outbox->m_bus) <= 0) return outbox->OpenGate();
+        outbox->Pump();
+        if (!outbox->Stalled()) outbox->m_onDrained();
+        if (outbox->m_gate && !outbox->Stalled()) outbox->OpenGate();
+    });
+    return 0;
+}

@@ -1,0 +1,71 @@
+// What an endpoint sends: notifications and replies, in order, without ever waiting for the bus.
+//
+// While the bus does not drain, the outbox takes the connection off the loop but for its being
+// writable: nothing more is read, so nothing more is asked of us, and the bus's own flow control
+// reaches our partners.
+//
+// Internal to src/platform. Threads: the main loop's. Lifetime: Detach goes before the bus.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "platform/NotificationQueue.h"
+#include "platform/SdBus.h"
+
+class Outbox {
+public:
+    // `path` is the object whose signals the notifications are. `onDrained` is called from the
+    // loop when all has been taken after a stall; it may send again.
+    Outbox(std::string path, std::function<void()> onDrained);
+    Outbox(const Outbox&) = delete;
+    Outbox& operator=(const Outbox&) = delete;
+
+    // Sends over `bus` from now on, and puts it on the loop `event`. Returns 0 or a negative errno.
+    int Attach(sd_bus* bus, sd_event* event);
+
+    // Takes the bus off the loop and forgets what waits.
+    void Detach();
+
+    // Both do nothing but log when the bus refuses, and do nothing at all without a bus. A
+    // notification may be merged or dropped as NotificationQueue says; a reply follows the
+    // notifications that were sent before it.
+    void Notify(Notification notification);
+    void Reply(UniqueMessage reply);
+
+    // True while something that was sent has not left this process.
+    bool Stalled() const;
+
+    // Calls `onDrained` once all has left, and lets nothing more in until then.
+    // REQUIRES: Stalled().
+    void AwaitDrain();
+
+    // Waits until all has left, `timeout` at most. Incoming calls are refused meanwhile.
+    void Flush(std::chrono::microseconds timeout);
+
+private:
+    static int OnWritable(sd_event_source* source, int fd, std::uint32_t events, void* userdata);
+
+    std::uint64_t InLibrary() const;
+    bool LibraryHasRoom(std::size_t bytes);
+    void Transmit(const Notification& notification);
+    void TransmitReply(UniqueMessage reply);
+    void Pump();
+    void OpenGate();
+
+    const std::string m_path;
+    const std::function<void()> m_onDrained;
+    sd_bus* m_bus = nullptr;
+    sd_event* m_event = nullptr;
+    NotificationQueue m_queue;
+    // A call is executed only when nothing waits, so no more than one reply ever does.
+    UniqueMessage m_waitingReply;
+    // Set while the bus is off the loop because it does not drain.
+    UniqueSource m_gate;
+    // Bytes of notifications handed over since the library was last empty.
+    std::size_t m_bytesInLibrary = 0;
+    bool m_lossLogged = false;
+};

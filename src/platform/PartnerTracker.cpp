@@ -1,0 +1,94 @@
+// sd_bus_track would do most of this, but it waits for the bus when a name is added, and a bus that
+// does not answer must not hold the service up.
+
+#include "platform/PartnerTracker.h"
+
+#include <utility>
+
+#include "platform/TransportLimits.h"
+
+namespace {
+
+const char kDriver[] = "org.freedesktop.DBus";
+const char kDriverPath[] = "/org/freedesktop/DBus";
+
+}  // namespace
+
+struct PartnerTracker::Partner {
+    PartnerTracker* tracker;
+    std::string name;
+    UniqueSlot leaving;
+    UniqueSlot present;
+};
+
+PartnerTracker::PartnerTracker(std::function<void(const std::string&)> onLeft)
+    : m_onLeft(std::move(onLeft)) {}
+
+PartnerTracker::~PartnerTracker() = default;
+
+PartnerTracker::Outcome PartnerTracker::Add(sd_bus* bus, const std::string& name) {
+    if (m_partners.count(name) != 0) return Outcome::Tracked;
+    if (m_partners.size() >= transport_limits::kMaxPartners) return Outcome::Full;
+
+    std::unique_ptr<Partner> partner(new Partner{this, name, nullptr, nullptr});
+    const std::string match = std::string("type='signal',sender='") + kDriver + "',path='" +
+                              kDriverPath + "',interface='" + kDriver +
+                              "',member='NameOwnerChanged',arg0='" + name + "',arg2=''";
+    sd_bus_slot* slot = nullptr;
+    if (sd_bus_add_match_async(bus, &slot, match.c_str(), OnOwnerChanged, OnMatchInstalled,
+                               partner.get()) < 0) {
+        return Outcome::Failed;
+    }
+    partner->leaving.reset(slot);
+    // Asked after the match, so that a partner which leaves in between is caught by one of the two.
+    if (sd_bus_call_method_async(bus, &slot, kDriver, kDriverPath, kDriver, "NameHasOwner",
+                                 OnHasOwner, partner.get(), "s", name.c_str()) < 0) {
+        return Outcome::Failed;
+    }
+    partner->present.reset(slot);
+    m_partners.emplace(name, std::move(partner));
+    return Outcome::Tracked;
+}
+
+void PartnerTracker::Remove(const std::string& name) {
+    m_partners.erase(name);
+}
+
+std::vector<std::string> PartnerTracker::RemoveAll() {
+    std::vector<std::string> names;
+    for (const auto& entry : m_partners) names.push_back(entry.first);
+    m_partners.clear();
+    return names;
+}
+
+int PartnerTracker::OnOwnerChanged(sd_bus_message*, void* userdata, sd_bus_error*) {
+    Partner* partner = static_cast<Partner*>(userdata);
+    Guarded("tracking a partner", [partner] { partner->tracker->Left(partner->name); });
+    return 0;
+}
+
+// Without a callback of ours sd-bus would close the whole connection over one refused match.
+int PartnerTracker::OnMatchInstalled(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    const Partner* partner = static_cast<Partner*>(userdata);
+    const sd_bus_error* refusal = sd_bus_message_get_error(message);
+    if (refusal != nullptr) {
+        APPLIST_LOG(applist_log::kError, "cannot see when partner %s leaves: %s",
+                    partner->name.c_str(), refusal->message);
+    }
+    return 0;
+}
+
+int PartnerTracker::OnHasOwner(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    Partner* partner = static_cast<Partner*>(userdata);
+    int present = 1;
+    if (sd_bus_message_read(message, "b", &present) < 0) return 0;
+    if (present != 0) return 0;
+    Guarded("tracking a partner", [partner] { partner->tracker->Left(partner->name); });
+    return 0;
+}
+
+void PartnerTracker::Left(const std::string& name) {
+    const std::string left = name;  // `name` may be part of what is erased
+    m_partners.erase(left);
+    m_onLeft(left);
+}

@@ -1,0 +1,70 @@
+#include "platform/SealedMemfd.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+
+namespace {
+
+constexpr int kFixedSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE;
+
+int WriteAll(int fd, const std::vector<char>& body) {
+    for (std::size_t done = 0; done < body.size();) {
+        const ssize_t written = write(fd, body.data() + done, body.size() - done);
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) return -errno;
+        done += static_cast<std::size_t>(written);
+    }
+    return 0;
+}
+
+}  // namespace
+
+OwnedFd::~OwnedFd() {
+    if (m_fd >= 0) close(m_fd);
+}
+
+std::string WhyNoSealedBody(int fd, std::size_t limit) {
+    const int seals = fcntl(fd, F_GET_SEALS);
+    if (seals < 0) return "the descriptor is no memfd; send one made with memfd_create";
+    if ((seals & kFixedSeals) != kFixedSeals) {
+        return "the memfd is not sealed; add F_SEAL_SHRINK, F_SEAL_GROW and F_SEAL_WRITE";
+    }
+    struct stat status;
+    if (fstat(fd, &status) != 0) return "the memfd has no size";
+    if (static_cast<std::uint64_t>(status.st_size) > limit) {
+        return "the memfd holds " + std::to_string(status.st_size) + " bytes; send at most " +
+               std::to_string(limit);
+    }
+    return std::string();
+}
+
+// Read, not mapped: the receiver needs a copy that it may change, and reading cannot fault.
+int ReadSealedBody(int fd, std::vector<char>& body) {
+    struct stat status;
+    if (fstat(fd, &status) != 0) return -errno;
+    body.resize(static_cast<std::size_t>(status.st_size));
+    for (std::size_t done = 0; done < body.size();) {
+        const ssize_t count =
+            pread(fd, body.data() + done, body.size() - done, static_cast<off_t>(done));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return -errno;
+        if (count == 0) return -EIO;
+        done += static_cast<std::size_t>(count);
+    }
+    return 0;
+}
+
+int MakeSealedBody(const std::vector<char>& body) {
+    const int fd = memfd_create("applist", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (fd < 0) return -errno;
+    int result = WriteAll(fd, body);
+    if (result == 0 && fcntl(fd, F_ADD_SEALS, kFixedSeals | F_SEAL_SEAL) != 0) result = -errno;
+    if (result == 0) return fd;
+    close(fd);
+    return result;
+}

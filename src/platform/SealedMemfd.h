@@ -1,0 +1,35 @@
+// Message bodies in sealed memfds: memory that both sides can read and nobody can change.
+//
+// Threads: any. Lifetime: a descriptor passed in stays the caller's.
+
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+// A descriptor, closed with its owner.
+class OwnedFd {
+public:
+    explicit OwnedFd(int fd) : m_fd(fd) {}
+    ~OwnedFd();
+    OwnedFd(const OwnedFd&) = delete;
+    OwnedFd& operator=(const OwnedFd&) = delete;
+
+    int Get() const { return m_fd; }
+
+private:
+    int m_fd;
+};
+
+// Says why the body behind `fd` cannot be taken, in words for the sender; empty when it can: a
+// memfd of at most `limit` bytes whose contents and size are sealed. Without the seals its sender
+// could change or shorten it under the reader's eyes. No byte of it is read.
+std::string WhyNoSealedBody(int fd, std::size_t limit);
+
+// Reads the whole body of a memfd for which WhyNoSealedBody said nothing into `body`, whatever the
+// descriptor's position is. Returns 0 or a negative errno. Throws std::bad_alloc.
+int ReadSealedBody(int fd, std::vector<char>& body);
+
+// Returns a new memfd that holds `body`, sealed for good, or a negative errno.
+int MakeSealedBody(const std::vector<char>& body);

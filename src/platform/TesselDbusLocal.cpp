@@ -1,0 +1,16 @@
+#include "ipc/TesselDbusLocal.h"
+
+#include "platform/Endpoint.h"
+
+TesselDbusLocal::TesselDbusLocal(std::string endpointName)
+    : m_endpoint(new Endpoint(*this, endpointName)) {}
+
+TesselDbusLocal::~TesselDbusLocal() = default;
+
+void TesselDbusLocal::SendNotification(std::vector<char>& data) {
+    m_endpoint->Notify(data, std::string());
+}
+
+void TesselDbusLocal::SendNotification(std::vector<char>& data, const std::string& partner) {
+    m_endpoint->Notify(data, partner);
+}

@@ -1,0 +1,51 @@
+// What the open transport lets a partner or a bus make it keep, read or wait for. Constants only:
+// any thread.
+
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace transport_limits {
+
+// A reply of `Message`, and the body of a notification. A message past the bus's limit gets its
+// sender thrown off the bus; the tightest common limit is 32 MiB a message, so half of that is safe
+// everywhere.
+constexpr std::size_t kMaxReplyBytes = std::size_t{16} << 20;
+
+// A body of `MessageFd`, either way. A list of millions of items fits; a descriptor that claims
+// more is a mistake or an attack on our memory.
+constexpr std::size_t kMaxFdBytes = std::size_t{1} << 30;
+
+// Connected partners. Each costs a match on the bus, and a bus may stop at 512 a connection.
+constexpr std::size_t kMaxPartners = 256;
+
+// Messages that may wait in the bus library before ours wait here. Its own bound is some hundred
+// thousand, and counts no bytes.
+constexpr std::uint64_t kMaxLibraryMessages = 64;
+
+// Notifications that wait here while the bus does not drain: enough for a burst, little enough for
+// a small device. The bytes also bound what waits in the library.
+constexpr std::size_t kMaxWaitingNotifications = 1024;
+constexpr std::size_t kMaxWaitingBytes = std::size_t{256} << 10;
+
+// Calls put off while the bus does not take our replies. More are let in only when one reply takes
+// the bus long, a handful a reply.
+constexpr std::size_t kMaxHeldCalls = 64;
+
+// Bytes of an error text taken from an application's exception.
+constexpr std::size_t kMaxErrorText = 1024;
+
+// How long the constructor waits for the bus, at each step.
+constexpr std::chrono::microseconds kStartTimeout = std::chrono::seconds(5);
+
+// How long the destructor waits for the bus to take what was sent.
+constexpr std::chrono::microseconds kFlushTimeout = std::chrono::seconds(1);
+
+// When to look for a bus that went away: soon, as most restarts are quick, then twice as late each
+// time, as the others take long. The last is also how long one attempt may take.
+constexpr std::chrono::microseconds kFirstRetry = std::chrono::milliseconds(100);
+constexpr std::chrono::microseconds kLastRetry = std::chrono::seconds(10);
+
+}  // namespace transport_limits
