@@ -33,6 +33,7 @@ endif()
 if(APPLIST_OPEN_TRANSPORT)
     add_library(applist_transport STATIC
         ${PROJECT_SOURCE_DIR}/src/platform/BusConnection.cpp
+        ${PROJECT_SOURCE_DIR}/src/platform/BusLink.cpp
         ${PROJECT_SOURCE_DIR}/src/platform/BusSelection.cpp
         ${PROJECT_SOURCE_DIR}/src/platform/Endpoint.cpp
         ${PROJECT_SOURCE_DIR}/src/platform/NotificationQueue.cpp

@@ -1,6 +1,5 @@
 #include "platform/Endpoint.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -12,21 +11,9 @@
 #include "platform/TransportError.h"
 #include "platform/TransportLimits.h"
 
-using applist_log::kDebug;
 using applist_log::kError;
-using applist_log::kInfo;
 
 namespace {
-
-UniqueEvent DefaultLoop() {
-    sd_event* event = nullptr;
-    const int result = sd_event_default(&event);
-    if (result < 0) {
-        throw TransportError(std::string("no sd-event loop on this thread: ") +
-                             std::strerror(-result));
-    }
-    return UniqueEvent(event);
-}
 
 // The body of a call whose signature, checked by the bus library, is "ay".
 std::vector<char> BodyOf(sd_bus_message* call) {
@@ -54,34 +41,30 @@ TesselDbusLocal::Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& n
     : m_owner(owner),
       m_busName(endpoint_names::BusNameOf(name)),
       m_path(endpoint_names::PathOf(name)),
-      m_location(SelectedBus()),
-      m_event(DefaultLoop()),
+      m_link([this] { Export(); }, [this] { Lost(); }),
       m_outbox(m_path, [this] { RunHeldCalls(); }),
-      m_partners([this](const std::string& partner) { Report(false, partner); }),
-      m_retryDelay(transport_limits::kFirstRetry) {
+      m_partners([this](const std::string& partner) { Report(false, partner); }) {
     if (!sd_bus_object_path_is_valid(m_path.c_str()) ||
         !sd_bus_service_name_is_valid(m_busName.c_str())) {
         throw TransportError("\"" + PrintableText(name) +
                              "\" is no endpoint name: use letters, digits and underscores, and a "
                              "letter first");
     }
-    m_bus = OpenBus(m_location);
-    WaitForBus(m_bus.get(), m_location, transport_limits::kStartTimeout);
     // The object first: who sees the name may call at once.
-    Export();
-    OwnName(m_bus.get(), m_busName, m_location);
+    m_link.Open();
+    OwnName(m_link.Bus(), m_busName, m_link.Location());
     m_owned = true;
+    m_wasOwned = true;
 }
 
 TesselDbusLocal::Endpoint::~Endpoint() {
     // Nothing of the owner is left to call: its part of the object is gone already.
     m_object.reset();
-    m_disconnected.reset();
     m_nameAnswer.reset();
     m_partners.RemoveAll();
     m_held.clear();
     if (m_owned) m_outbox.Flush(transport_limits::kFlushTimeout);
-    LeaveBus();
+    m_outbox.Detach();
 }
 
 void TesselDbusLocal::Endpoint::Notify(const std::vector<char>& body, const std::string& partner) {
@@ -135,7 +118,7 @@ int TesselDbusLocal::Endpoint::OnReadSerial(sd_bus*, const char*, const char*, c
 
 void TesselDbusLocal::Endpoint::Connect(sd_bus_message* call) {
     const std::string partner = SenderOf(call);
-    switch (m_partners.Add(m_bus.get(), partner)) {
+    switch (m_partners.Add(m_link.Bus(), partner)) {
         case PartnerTracker::Outcome::Tracked: break;
         case PartnerTracker::Outcome::Full:
             return ReplyError(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
@@ -252,102 +235,49 @@ void TesselDbusLocal::Endpoint::Report(bool state, const std::string& partner) {
 
 // ---- The bus ------------------------------------------------------------------------------------
 
+// While the endpoint is built the name is waited for, by the constructor; when it comes back the
+// answer arrives in the loop.
 void TesselDbusLocal::Endpoint::Export() {
     sd_bus_slot* slot = nullptr;
-    int result = sd_bus_add_object_vtable(m_bus.get(), &slot, m_path.c_str(),
+    int result = sd_bus_add_object_vtable(m_link.Bus(), &slot, m_path.c_str(),
                                           endpoint_names::kInterface, kVtable, this);
     m_object.reset(slot);
-    if (result >= 0) {
+    if (result >= 0) result = m_outbox.Attach(m_link.Bus(), m_link.Loop());
+    if (result >= 0 && m_wasOwned) {
         slot = nullptr;
-        result =
-            sd_bus_match_signal(m_bus.get(), &slot, nullptr, "/org/freedesktop/DBus/Local",
-                                "org.freedesktop.DBus.Local", "Disconnected", OnDisconnected, this);
-        m_disconnected.reset(slot);
+        result = sd_bus_request_name_async(m_link.Bus(), &slot, m_busName.c_str(), 0, OnNameAnswer,
+                                           this);
+        m_nameAnswer.reset(slot);
     }
-    if (result >= 0) result = m_outbox.Attach(m_bus.get(), m_event.get());
     if (result >= 0) return;
-    LeaveBus();
-    throw TransportError("cannot serve " + m_path + " on " + m_location.description + ": " +
+    throw TransportError("cannot serve " + m_path + " on " + m_link.Location().description + ": " +
                          std::strerror(-result));
 }
 
-void TesselDbusLocal::Endpoint::LeaveBus() {
-    m_outbox.Detach();
-    m_object.reset();
-    m_disconnected.reset();
-    m_nameAnswer.reset();
-    m_bus.reset();
-    m_owned = false;
-}
-
-int TesselDbusLocal::Endpoint::OnDisconnected(sd_bus_message*, void* userdata, sd_bus_error*) {
-    static_cast<Endpoint*>(userdata)->Lost();
-    return 0;
-}
-
-// Called from inside the connection that died: it is let go when the timer fires.
 void TesselDbusLocal::Endpoint::Lost() {
-    if (m_owned) APPLIST_LOG(kError, "lost %s; trying again", m_location.description.c_str());
     m_owned = false;
     m_outbox.Detach();
     m_held.clear();
+    m_object.reset();
+    m_nameAnswer.reset();
     for (const std::string& partner : m_partners.RemoveAll()) Report(false, partner);
-    ScheduleRetry(m_retryDelay);
-}
-
-void TesselDbusLocal::Endpoint::ScheduleRetry(std::chrono::microseconds delay) {
-    sd_event_source* source = nullptr;
-    const int result = sd_event_add_time_relative(
-        m_event.get(), &source, CLOCK_MONOTONIC, static_cast<std::uint64_t>(delay.count()),
-        /* accuracy, a tenth of the shortest delay */ 10000, OnRetry, this);
-    m_retry.reset(source);
-    if (result < 0) APPLIST_LOG(kError, "cannot come back: %s", std::strerror(-result));
-}
-
-int TesselDbusLocal::Endpoint::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
-    Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
-    try {
-        endpoint->TryAgain();
-    } catch (const std::exception& error) {
-        // At debug: this may go on for days, and that the bus is lost was said already.
-        APPLIST_LOG(kDebug, "cannot come back: %s", error.what());
-        endpoint->ScheduleRetry(endpoint->m_retryDelay);
-    }
-    return 0;
-}
-
-// Nothing here waits: the connection comes up, and the name is answered, in the loop. An attempt
-// that has not succeeded after kLastRetry gives way to the next.
-void TesselDbusLocal::Endpoint::TryAgain() {
-    m_retryDelay = std::min(m_retryDelay * 2, transport_limits::kLastRetry);
-    LeaveBus();
-    m_bus = OpenBus(m_location);
-    Export();
-    sd_bus_slot* slot = nullptr;
-    const int result =
-        sd_bus_request_name_async(m_bus.get(), &slot, m_busName.c_str(), 0, OnNameAnswer, this);
-    m_nameAnswer.reset(slot);
-    if (result < 0) throw TransportError(std::strerror(-result));
-    ScheduleRetry(transport_limits::kLastRetry);
 }
 
 int TesselDbusLocal::Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata,
                                             sd_bus_error*) {
     Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
+    const std::uint32_t primaryOwner = 1;  // of the bus's four answers, the good one
     std::uint32_t answer = 0;
-    const int owner = 1;  // DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER
-    if (sd_bus_message_read(message, "u", &answer) >= 0 && answer == owner) {
+    if (sd_bus_message_read(message, "u", &answer) >= 0 && answer == primaryOwner) {
         endpoint->m_owned = true;
-        endpoint->m_retry.reset();
-        endpoint->m_retryDelay = transport_limits::kFirstRetry;
-        APPLIST_LOG(kInfo, "back on %s", endpoint->m_location.description.c_str());
+        endpoint->m_link.Settled();
         return 0;
     }
-    if (sd_bus_is_open(endpoint->m_bus.get()) <= 0) return 0;  // Lost() will follow
+    if (sd_bus_is_open(endpoint->m_link.Bus()) <= 0) return 0;  // the bus went away again
     const sd_bus_error* refusal = sd_bus_message_get_error(message);
     APPLIST_LOG(kError, "cannot own %s again: %s; trying again", endpoint->m_busName.c_str(),
                 refusal != nullptr && refusal->message != nullptr ? refusal->message
                                                                   : "taken by another process");
-    endpoint->ScheduleRetry(endpoint->m_retryDelay);
+    endpoint->m_link.GiveUp();
     return 0;
 }

@@ -6,14 +6,13 @@
 
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <string>
 #include <vector>
 
 #include "ipc/TesselDbusLocal.h"
-#include "platform/BusConnection.h"
+#include "platform/BusLink.h"
 #include "platform/Outbox.h"
 #include "platform/PartnerTracker.h"
 
@@ -44,9 +43,7 @@ private:
     static int OnReadSerial(sd_bus* bus, const char* path, const char* interface,
                             const char* property, sd_bus_message* reply, void* userdata,
                             sd_bus_error* error);
-    static int OnDisconnected(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error* error);
-    static int OnRetry(sd_event_source* source, std::uint64_t now, void* userdata);
 
     // The methods of the interface.
     void Connect(sd_bus_message* call);
@@ -64,28 +61,20 @@ private:
     void Report(bool state, const std::string& partner);
 
     void Export();
-    void LeaveBus();
-    void TryAgain();
-    void ScheduleRetry(std::chrono::microseconds delay);
     void Lost();
 
     TesselDbusLocal& m_owner;
     const std::string m_busName;
     const std::string m_path;
-    const BusLocation m_location;
 
-    UniqueEvent m_event;
-    UniqueBus m_bus;
+    BusLink m_link;
     UniqueSlot m_object;
-    UniqueSlot m_disconnected;
     UniqueSlot m_nameAnswer;
     Outbox m_outbox;
     PartnerTracker m_partners;
     std::deque<HeldCall> m_held;
-
-    UniqueSource m_retry;
-    std::chrono::microseconds m_retryDelay;
-    bool m_owned = false;
+    bool m_owned = false;     // now: there is a bus, and the name is ours
+    bool m_wasOwned = false;  // the constructor is done
     // Notifications to the default destination so far, merged and dropped ones included.
     std::uint64_t m_serial = 0;
 };

@@ -1,0 +1,110 @@
+#include "platform/BusLink.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "platform/TransportError.h"
+#include "platform/TransportLimits.h"
+
+using applist_log::kDebug;
+using applist_log::kError;
+using applist_log::kInfo;
+
+namespace {
+
+UniqueEvent DefaultLoop() {
+    sd_event* event = nullptr;
+    const int result = sd_event_default(&event);
+    if (result < 0) {
+        throw TransportError(std::string("no sd-event loop on this thread: ") +
+                             std::strerror(-result));
+    }
+    return UniqueEvent(event);
+}
+
+}  // namespace
+
+BusLink::BusLink(std::function<void()> setUp, std::function<void()> lost)
+    : m_setUp(std::move(setUp)),
+      m_lost(std::move(lost)),
+      m_location(SelectedBus()),
+      m_event(DefaultLoop()),
+      m_retryDelay(transport_limits::kFirstRetry) {}
+
+void BusLink::Open() {
+    m_bus = OpenBus(m_location);
+    WaitForBus(m_bus.get(), m_location, transport_limits::kStartTimeout);
+    Start();
+}
+
+void BusLink::Start() {
+    sd_bus_slot* slot = nullptr;
+    const int result =
+        sd_bus_match_signal(m_bus.get(), &slot, nullptr, "/org/freedesktop/DBus/Local",
+                            "org.freedesktop.DBus.Local", "Disconnected", OnDisconnected, this);
+    m_disconnected.reset(slot);
+    if (result < 0) throw TransportError(std::strerror(-result));
+    m_isSetUp = true;
+    m_setUp();
+}
+
+void BusLink::Settled() {
+    if (!m_retry) return;
+    m_retry.reset();
+    m_retryDelay = transport_limits::kFirstRetry;
+    APPLIST_LOG(kInfo, "back on %s", m_location.description.c_str());
+}
+
+void BusLink::GiveUp() {
+    ScheduleRetry(m_retryDelay);
+}
+
+int BusLink::OnDisconnected(sd_bus_message*, void* userdata, sd_bus_error*) {
+    BusLink* const link = static_cast<BusLink*>(userdata);
+    if (!link->m_retry) {
+        APPLIST_LOG(kError, "lost %s; trying again", link->m_location.description.c_str());
+    }
+    link->ScheduleRetry(link->m_retryDelay);
+    // Last, and not LetGo: we are inside the connection's dispatching, and the owner may go.
+    if (std::exchange(link->m_isSetUp, false)) Guarded("losing the bus", link->m_lost);
+    return 0;
+}
+
+void BusLink::ScheduleRetry(std::chrono::microseconds delay) {
+    sd_event_source* source = nullptr;
+    const int result = sd_event_add_time_relative(
+        m_event.get(), &source, CLOCK_MONOTONIC, static_cast<std::uint64_t>(delay.count()),
+        /* accuracy, a tenth of the shortest delay */ 10000, OnRetry, this);
+    m_retry.reset(source);
+    if (result < 0) APPLIST_LOG(kError, "cannot come back: %s", std::strerror(-result));
+}
+
+int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
+    BusLink* const link = static_cast<BusLink*>(userdata);
+    try {
+        link->TryAgain();
+    } catch (const std::exception& error) {
+        // At debug: this may go on for days, and that the bus is lost was said already.
+        APPLIST_LOG(kDebug, "cannot come back: %s", error.what());
+        link->LetGo();
+        link->ScheduleRetry(link->m_retryDelay);
+    }
+    return 0;
+}
+
+// Nothing here waits: the connection comes up in the loop. An attempt that is not settled after
+// kLastRetry gives way to the next.
+void BusLink::TryAgain() {
+    m_retryDelay = std::min(m_retryDelay * 2, transport_limits::kLastRetry);
+    LetGo();
+    m_bus = OpenBus(m_location);
+    ScheduleRetry(transport_limits::kLastRetry);
+    Start();
+}
+
+void BusLink::LetGo() {
+    if (std::exchange(m_isSetUp, false)) Guarded("losing the bus", m_lost);
+    m_disconnected.reset();
+    m_bus.reset();
+}
