@@ -1,0 +1,212 @@
+#include "apps/applistd/ApplicationList.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace {
+
+bool Holds(const std::vector<AppListItem*>& items, const AppListItem* item) {
+    return std::find(items.begin(), items.end(), item) != items.end();
+}
+
+void Erase(std::vector<AppListItem*>& items, const AppListItem* item) {
+    items.erase(std::remove(items.begin(), items.end(), item), items.end());
+}
+
+}  // namespace
+
+void ApplicationList::SetOwnItems(std::vector<RemoteAppListItem> items) {
+    AppListItem* const selected = m_selection;
+    const std::vector<AppListItem*> before = m_items;
+
+    std::unordered_set<const AppListItem*> wasOwn;
+    for (const auto& own : m_own) wasOwn.insert(own.get());
+    OwnItems old = std::move(m_own);
+    m_own = Reconcile(old, items);
+
+    m_items.clear();
+    for (const auto& own : m_own) m_items.push_back(own.get());
+    std::copy_if(before.begin(), before.end(), std::back_inserter(m_items),
+                 [&](AppListItem* item) { return wasOwn.count(item) == 0; });
+    if (m_items == before) return;
+
+    if (!Holds(m_items, m_selection)) SelectSuccessor(before);
+    TellChanged(selected);
+}
+
+ApplicationList::OwnItems ApplicationList::Reconcile(OwnItems& old,
+                                                     std::vector<RemoteAppListItem>& items) {
+    std::multimap<std::string, std::unique_ptr<RemoteAppListItem>*> present;
+    for (auto& own : old) present.emplace(own->GetUnigueId(), &own);
+
+    OwnItems now;
+    std::unordered_set<std::string> ids;
+    for (RemoteAppListItem& item : items) {
+        const std::string id = item.GetUnigueId();
+        ids.insert(id);
+        const auto at = present.lower_bound(id);
+        const bool isPresent = at != present.end() && at->first == id;
+        // Known, but not in the list any more: somebody removed it, and it stays away.
+        if (!isPresent && m_ownIds.count(id) != 0) continue;
+        if (isPresent && (*at->second)->GetVisibleName() == item.GetVisibleName()) {
+            now.push_back(std::move(*at->second));
+        } else {
+            now.push_back(std::make_unique<RemoteAppListItem>(item));
+        }
+        if (isPresent) present.erase(at);
+    }
+    m_ownIds = std::move(ids);
+    return now;
+}
+
+void ApplicationList::SetSelection(AppListItem* selection) {
+    const auto at = Find(selection);
+    if (at == m_items.end() || *at == m_selection) return;
+    m_selection = *at;
+    m_selectionListeners.ForEach([this](auto* listener) { listener->ItemSelected(this); });
+}
+
+AppListItem* ApplicationList::GetSelection() {
+    return m_selection;
+}
+
+std::vector<AppListItem*> ApplicationList::GetAllItems() {
+    return m_items;
+}
+
+void ApplicationList::SetClicked(AppListItem* clicked) {
+    if (Find(clicked) == m_items.end()) return;
+    m_clickListeners.ForEach([this](auto* listener) { listener->ItemClicked(this); });
+}
+
+void ApplicationList::RemoveAllItems() {
+    if (m_items.empty()) return;
+    AppListItem* const selected = m_selection;
+    const OwnItems gone = std::move(m_own);
+    m_own.clear();
+    m_items.clear();
+    SelectPlace(0);
+    TellChanged(selected);
+}
+
+void ApplicationList::AddItems(const std::vector<AppListItem*>& items) {
+    AppListItem* const selected = m_selection;
+    const std::size_t before = m_items.size();
+    std::copy_if(items.begin(), items.end(), std::back_inserter(m_items),
+                 [](AppListItem* item) { return item != nullptr; });
+    if (m_items.size() == before) return;
+    if (before == 0) SelectPlace(0);
+    TellChanged(selected);
+}
+
+void ApplicationList::AddItemAtEnd(AppListItem* item) {
+    AddItems({item});
+}
+
+void ApplicationList::RemoveItem(AppListItem* item) {
+    const auto at = Find(item);
+    if (at == m_items.end()) return;
+    AppListItem* const selected = m_selection;
+    AppListItem* const found = *at;
+    const auto place = static_cast<std::size_t>(at - m_items.begin());
+
+    const std::unique_ptr<RemoteAppListItem> gone = Disown(found);
+    // An object that was added twice goes twice: its owner may free it as soon as this returns.
+    Erase(m_items, found);
+    if (m_selection == found) SelectPlace(place);
+    TellChanged(selected);
+}
+
+void ApplicationList::ModifyItem(AppListItem* oldItem, AppListItem* newItem) {
+    const auto at = Find(oldItem);
+    if (at == m_items.end() || newItem == nullptr || *at == newItem) return;
+    AppListItem* const selected = m_selection;
+    AppListItem* const found = *at;
+
+    const std::unique_ptr<RemoteAppListItem> gone = Disown(found);
+    std::replace(m_items.begin(), m_items.end(), found, newItem);
+    if (m_selection == found) m_selection = newItem;
+    TellChanged(selected);
+}
+
+int ApplicationList::GetItemsCount() {
+    return static_cast<int>(m_items.size());
+}
+
+void ApplicationList::AddItemSelectionListener(ItemSelectionListener* listener) {
+    m_selectionListeners.Add(listener);
+}
+
+void ApplicationList::RemoveItemSelectionListener(ItemSelectionListener* listener) {
+    m_selectionListeners.Remove(listener);
+}
+
+void ApplicationList::AddItemChangeListener(ItemChangeListener* listener) {
+    m_changeListeners.Add(listener);
+}
+
+void ApplicationList::RemoveItemChangeListener(ItemChangeListener* listener) {
+    m_changeListeners.Remove(listener);
+}
+
+void ApplicationList::AddItemClickedListener(ItemClickListener* listener) {
+    m_clickListeners.Add(listener);
+}
+
+void ApplicationList::RemoveItemClickedListener(ItemClickListener* listener) {
+    m_clickListeners.Remove(listener);
+}
+
+std::vector<AppListItem*>::iterator ApplicationList::Find(AppListItem* item) {
+    if (item == nullptr) return m_items.end();
+    // The object before its id: with equal ids in the list, the one that a caller is about to free
+    // must be the one that leaves.
+    const auto at = std::find(m_items.begin(), m_items.end(), item);
+    if (at != m_items.end()) return at;
+    const std::string id = item->GetUnigueId();
+    return std::find_if(m_items.begin(), m_items.end(),
+                        [&](AppListItem* candidate) { return candidate->GetUnigueId() == id; });
+}
+
+std::unique_ptr<RemoteAppListItem> ApplicationList::Disown(AppListItem* item) {
+    const auto at = std::find_if(m_own.begin(), m_own.end(),
+                                 [item](const auto& own) { return own.get() == item; });
+    if (at == m_own.end()) return nullptr;
+    std::unique_ptr<RemoteAppListItem> gone = std::move(*at);
+    m_own.erase(at);
+    return gone;
+}
+
+void ApplicationList::SelectPlace(std::size_t place) {
+    if (m_items.empty()) {
+        m_selection = &m_nothing;
+    } else {
+        m_selection = m_items[std::min(place, m_items.size() - 1)];
+    }
+}
+
+void ApplicationList::SelectSuccessor(const std::vector<AppListItem*>& before) {
+    if (before.empty()) return SelectPlace(0);
+
+    const std::string id = m_selection->GetUnigueId();
+    const auto renamed = std::find_if(m_own.begin(), m_own.end(),
+                                      [&](const auto& own) { return own->GetUnigueId() == id; });
+    if (renamed != m_own.end()) {
+        m_selection = renamed->get();
+        return;
+    }
+    const auto next =
+        std::find_if(std::find(before.begin(), before.end(), m_selection), before.end(),
+                     [&](AppListItem* item) { return Holds(m_items, item); });
+    if (next == before.end()) return SelectPlace(m_items.size());
+    m_selection = *next;
+}
+
+void ApplicationList::TellChanged(const AppListItem* selected) {
+    // Asked now: a listener of the change may move the selection, and that tells of itself.
+    const bool selectionMoved = m_selection != selected;
+    m_changeListeners.ForEach([this](auto* listener) { listener->ItemChanged(this); });
+    if (!selectionMoved) return;
+    m_selectionListeners.ForEach([this](auto* listener) { listener->ItemSelected(this); });
+}

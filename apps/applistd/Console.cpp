@@ -1,0 +1,161 @@
+#include "apps/applistd/Console.h"
+
+#include <glib-unix.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iostream>
+#include <stdexcept>
+#include <utility>
+
+#include "applist/ApplistItemComparator.h"
+#include "apps/applistd/Guarded.h"
+#include "common/PrintableText.h"
+
+namespace {
+
+// No command that a person types comes near; a file fed in by mistake shall not fill the memory.
+constexpr std::size_t kLongestLine = 64 * 1024;
+
+// Takes a line apart as a shell does. Throws for an open quote; nothing comes of a blank line.
+std::vector<std::string> SplitWords(const std::string& line) {
+    gint count = 0;
+    gchar** parsed = nullptr;
+    GError* error = nullptr;
+    if (!g_shell_parse_argv(line.c_str(), &count, &parsed, &error)) {
+        const std::unique_ptr<GError, decltype(&g_error_free)> cause(error, &g_error_free);
+        if (g_error_matches(error, G_SHELL_ERROR, G_SHELL_ERROR_EMPTY_STRING)) return {};
+        throw std::invalid_argument(cause->message);
+    }
+    const std::unique_ptr<gchar*, decltype(&g_strfreev)> words(parsed, &g_strfreev);
+    return std::vector<std::string>(parsed, parsed + count);
+}
+
+}  // namespace
+
+struct Console::Command {
+    const char* name;
+    std::size_t arguments;
+    const char* usage;
+    void (Console::*run)(const Words& words);
+};
+
+const Console::Command Console::kCommands[] = {
+    {"select", 1, "select ID", &Console::Select}, {"click", 1, "click ID", &Console::Click},
+    {"add", 2, "add NAME ID", &Console::Add},     {"remove", 1, "remove ID", &Console::Remove},
+    {"list", 0, "list", &Console::List},          {"quit", 0, "quit", &Console::Quit},
+};
+
+Console::Console(ApplicationList& list, std::function<void()> quit)
+    : m_list(list),
+      m_quit(std::move(quit)),
+      m_watch(g_unix_fd_add(STDIN_FILENO, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR),
+                            &OnInput, this)) {}
+
+Console::~Console() {
+    if (m_watch != 0) g_source_remove(m_watch);
+}
+
+gboolean Console::OnInput(gint descriptor, GIOCondition, gpointer self) {
+    auto* const console = static_cast<Console*>(self);
+    bool more = true;
+    Guarded("reading a command", [&] { more = console->ReadInput(descriptor); });
+    if (more) return G_SOURCE_CONTINUE;
+    console->m_watch = 0;
+    Guarded("ending", [&] { console->m_quit(); });
+    return G_SOURCE_REMOVE;
+}
+
+bool Console::ReadInput(int descriptor) {
+    char bytes[4096];
+    const ssize_t length = read(descriptor, bytes, sizeof bytes);
+    if (length < 0 && (errno == EINTR || errno == EAGAIN)) return true;
+    if (length > 0) {
+        m_input.append(bytes, static_cast<std::size_t>(length));
+    } else if (!m_input.empty()) {
+        m_input += '\n';
+    }
+    ExecuteCompleteLines();
+    return length > 0 && !m_done;
+}
+
+void Console::ExecuteCompleteLines() {
+    std::size_t end = m_input.find('\n');
+    for (; end != std::string::npos && !m_done; end = m_input.find('\n')) {
+        const std::string line = m_input.substr(0, end);
+        m_input.erase(0, end + 1);
+        Execute(line);
+    }
+    if (m_input.size() <= kLongestLine) return;
+    std::cerr << "applistd: a command of more than " << kLongestLine << " bytes; left out"
+              << std::endl;
+    m_input.clear();
+}
+
+void Console::Execute(const std::string& line) {
+    try {
+        const Words words = SplitWords(line);
+        if (words.empty()) return;
+        const auto command = std::find_if(std::begin(kCommands), std::end(kCommands),
+                                          [&](const Command& c) { return words[0] == c.name; });
+        if (command == std::end(kCommands)) {
+            throw std::invalid_argument("unknown command " + words[0] +
+                                        "; known: select, click, add, remove, list, quit");
+        }
+        if (words.size() != command->arguments + 1) {
+            throw std::invalid_argument(std::string("write: ") + command->usage);
+        }
+        (this->*command->run)(words);
+        DropRemoved();
+    } catch (const std::invalid_argument& error) {
+        std::cerr << "applistd: " << PrintableText(error.what()) << std::endl;
+    }
+}
+
+void Console::Select(const Words& words) {
+    m_list.SetSelection(Known(words[1]));
+}
+
+void Console::Click(const Words& words) {
+    m_list.SetClicked(Known(words[1]));
+}
+
+void Console::Add(const Words& words) {
+    m_added.push_back(std::make_unique<RemoteAppListItem>(words[1], words[2]));
+    m_list.AddItemAtEnd(m_added.back().get());
+}
+
+void Console::Remove(const Words& words) {
+    m_list.RemoveItem(Known(words[1]));
+}
+
+void Console::List(const Words&) {
+    const AppListItem* const selection = m_list.GetSelection();
+    for (AppListItem* item : m_list.GetAllItems()) {
+        std::cout << (item == selection ? "* " : "  ") << PrintableText(item->GetVisibleName())
+                  << '\t' << PrintableText(item->GetUnigueId()) << '\n';
+    }
+    std::cout << std::flush;
+}
+
+void Console::Quit(const Words&) {
+    m_done = true;
+}
+
+AppListItem* Console::Known(const std::string& id) {
+    RemoteAppListItem wanted("", id);
+    const std::vector<AppListItem*> items = m_list.GetAllItems();
+    const auto at = std::find_if(items.begin(), items.end(), ApplistItemComparator(&wanted));
+    if (at == items.end()) throw std::invalid_argument("no item has the id " + id);
+    return *at;
+}
+
+void Console::DropRemoved() {
+    // The list tells nobody whose items a partner's remove-all took with it.
+    const std::vector<AppListItem*> listed = m_list.GetAllItems();
+    const auto isGone = [&](const std::unique_ptr<RemoteAppListItem>& item) {
+        return std::find(listed.begin(), listed.end(), item.get()) == listed.end();
+    };
+    m_added.erase(std::remove_if(m_added.begin(), m_added.end(), isGone), m_added.end());
+}

@@ -1,0 +1,63 @@
+// Commands on standard input, for development: a list that can be changed from the keyboard, next
+// to what the partner does to it.
+//
+//   select ID | click ID | add NAME ID | remove ID | list | quit
+//
+// Words are quoted as in a shell. `list` prints name, TAB and id of every item, the selected one
+// marked by a star; what cannot be printed is shown as \xNN. A command that cannot be carried out
+// is answered by one line on stderr and changes nothing. The end of input is a `quit`.
+//
+// Threads: the thread of GLib's main loop. Lifetime: the list outlives the console; the items that
+// the console added are the console's, so nobody reads the list after its end.
+
+#pragma once
+
+#include <glib.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "apps/applistd/ApplicationList.h"
+
+class Console {
+public:
+    // Reads commands from now on, and calls `quit` once when there will be no more.
+    Console(ApplicationList& list, std::function<void()> quit);
+    ~Console();
+
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
+
+private:
+    using Words = std::vector<std::string>;
+    struct Command;
+
+    static const Command kCommands[];
+    static gboolean OnInput(gint descriptor, GIOCondition condition, gpointer self);
+
+    // Returns whether there may be more to read.
+    bool ReadInput(int descriptor);
+    void ExecuteCompleteLines();
+    void Execute(const std::string& line);
+
+    void Select(const Words& words);
+    void Click(const Words& words);
+    void Add(const Words& words);
+    void Remove(const Words& words);
+    void List(const Words& words);
+    void Quit(const Words& words);
+
+    // Returns the first item of the list with this id. Throws when there is none.
+    AppListItem* Known(const std::string& id);
+    // Frees the added items that are not in the list any more.
+    void DropRemoved();
+
+    ApplicationList& m_list;
+    std::function<void()> m_quit;
+    guint m_watch;
+    std::string m_input;
+    bool m_done = false;
+    std::vector<std::unique_ptr<RemoteAppListItem>> m_added;
+};

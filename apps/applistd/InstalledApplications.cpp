@@ -1,0 +1,109 @@
+#include "apps/applistd/InstalledApplications.h"
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "apps/applistd/Guarded.h"
+#include "apps/applistd/WatchableFolders.h"
+
+namespace {
+
+// Long enough for a package manager to write an entry, short enough for a person who waits for it.
+constexpr gint64 kQuietMilliseconds = 500;
+// How long changes without a pause, as of a large upgrade, may hold the news back.
+constexpr gint64 kPatienceMilliseconds = 5000;
+
+constexpr gint64 kMicrosecondsAMillisecond = 1000;
+
+struct AppInfosDelete {
+    void operator()(GList* infos) const { g_list_free_full(infos, g_object_unref); }
+};
+using AppInfos = std::unique_ptr<GList, AppInfosDelete>;
+
+struct Sortable {
+    std::string key;
+    std::string name;
+    std::string id;
+
+    bool operator<(const Sortable& other) const {
+        return std::tie(key, id) < std::tie(other.key, other.id);
+    }
+};
+
+std::string CollateKey(const std::string& name) {
+    const std::unique_ptr<char, decltype(&g_free)> key(
+        g_utf8_collate_key(name.data(), static_cast<gssize>(name.size())), &g_free);
+    // No key for what is no UTF-8; its bytes sort well enough.
+    return key == nullptr ? name : key.get();
+}
+
+std::string OrEmpty(const char* text) {
+    return text == nullptr ? std::string() : std::string(text);
+}
+
+}  // namespace
+
+InstalledApplications::InstalledApplications(Listener changed) : m_changed(std::move(changed)) {
+    MakeFoldersWatchable();
+    m_monitor = g_app_info_monitor_get();
+    m_handler = g_signal_connect(m_monitor, "changed", G_CALLBACK(&OnChanged), this);
+}
+
+InstalledApplications::~InstalledApplications() {
+    StopWaiting();
+    g_signal_handler_disconnect(m_monitor, m_handler);
+    g_object_unref(m_monitor);
+}
+
+std::vector<RemoteAppListItem> InstalledApplications::Read() const {
+    const AppInfos infos(g_app_info_get_all());
+    std::vector<Sortable> found;
+    for (const GList* at = infos.get(); at != nullptr; at = at->next) {
+        GAppInfo* const info = G_APP_INFO(at->data);
+        if (!g_app_info_should_show(info)) continue;
+        const std::string name = OrEmpty(g_app_info_get_display_name(info));
+        found.push_back({CollateKey(name), name, OrEmpty(g_app_info_get_id(info))});
+    }
+    std::sort(found.begin(), found.end());
+
+    std::vector<RemoteAppListItem> items;
+    items.reserve(found.size());
+    for (Sortable& each : found) items.emplace_back(std::move(each.name), std::move(each.id));
+    return items;
+}
+
+void InstalledApplications::OnChanged(GAppInfoMonitor*, gpointer self) {
+    auto* const applications = static_cast<InstalledApplications*>(self);
+    Guarded("reading the installed applications", [applications] {
+        // Read now, not only when it is quiet: the monitor stays silent until somebody has read.
+        applications->m_latest = applications->Read();
+        applications->WaitForQuiet();
+    });
+}
+
+void InstalledApplications::WaitForQuiet() {
+    const gint64 now = g_get_monotonic_time() / kMicrosecondsAMillisecond;
+    if (m_timer == 0) m_patienceEnd = now + kPatienceMilliseconds;
+    // Out of patience, the timer is due: another change must not put it off again.
+    if (now >= m_patienceEnd) return;
+    StopWaiting();
+    const gint64 wait = std::min(m_patienceEnd - now, kQuietMilliseconds);
+    m_timer = g_timeout_add(static_cast<guint>(wait), &OnQuiet, this);
+}
+
+void InstalledApplications::StopWaiting() {
+    if (m_timer != 0) g_source_remove(m_timer);
+    m_timer = 0;
+}
+
+gboolean InstalledApplications::OnQuiet(gpointer self) {
+    auto* const applications = static_cast<InstalledApplications*>(self);
+    applications->m_timer = 0;
+    Guarded("publishing the installed applications", [applications] {
+        if (applications->m_changed) applications->m_changed(std::move(applications->m_latest));
+    });
+    return G_SOURCE_REMOVE;
+}

@@ -1,0 +1,114 @@
+#include "apps/applistd/MainLoop.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <system_error>
+
+namespace {
+
+// Throws for the negative errno of sd-event, and returns anything else.
+int Checked(int result, const char* what) {
+    if (result < 0) throw std::system_error(-result, std::generic_category(), what);
+    return result;
+}
+
+void BlockStopSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    Checked(-pthread_sigmask(SIG_BLOCK, &signals, nullptr), "cannot block signals");
+}
+
+}  // namespace
+
+struct MainLoop::EventSource {
+    GSource base;
+    MainLoop* loop;
+
+    static MainLoop& LoopOf(GSource* source) {
+        return *reinterpret_cast<EventSource*>(source)->loop;
+    }
+};
+
+MainLoop::MainLoop() {
+    BlockStopSignals();
+    Checked(sd_event_default(&m_event), "cannot create an event loop");
+    try {
+        AddStopSignals();
+        Checked(sd_event_set_watchdog(m_event, 1), "cannot serve the watchdog");
+    } catch (...) {
+        sd_event_unref(m_event);
+        throw;
+    }
+    m_loop = g_main_loop_new(nullptr, FALSE);
+    AddToGLib();
+}
+
+MainLoop::~MainLoop() {
+    g_source_destroy(m_source);
+    g_source_unref(m_source);
+    g_main_loop_unref(m_loop);
+    sd_event_unref(m_event);
+}
+
+void MainLoop::AddStopSignals() {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        Checked(sd_event_add_signal(m_event, nullptr, signal, &MainLoop::OnSignal, this),
+                "cannot watch signals");
+    }
+}
+
+void MainLoop::AddToGLib() {
+    static GSourceFuncs functions = {
+        &MainLoop::Prepare, &MainLoop::Check, &MainLoop::Dispatch, nullptr, nullptr, nullptr};
+    m_source = g_source_new(&functions, sizeof(EventSource));
+    reinterpret_cast<EventSource*>(m_source)->loop = this;
+    g_source_set_name(m_source, "sd-event");
+    g_source_add_unix_fd(m_source, sd_event_get_fd(m_event), G_IO_IN);
+    g_source_attach(m_source, nullptr);
+}
+
+void MainLoop::Run() {
+    if (!m_quit) g_main_loop_run(m_loop);
+    Checked(m_error, "the event loop failed");
+}
+
+void MainLoop::Quit() {
+    m_quit = true;
+    g_main_loop_quit(m_loop);
+}
+
+void MainLoop::Fail(int error) {
+    m_error = error;
+    Quit();
+}
+
+gboolean MainLoop::Prepare(GSource* source, gint* timeout) {
+    // No timeout of GLib's: sd-event's timers wake its descriptor.
+    *timeout = -1;
+    sd_event* const event = EventSource::LoopOf(source).m_event;
+    // GLib skips Check when a source of a higher priority was ready. The loop is then still armed,
+    // and only after a wait will it look at what has been queued meanwhile.
+    if (sd_event_get_state(event) == SD_EVENT_ARMED && sd_event_wait(event, 0) > 0) return TRUE;
+    return sd_event_prepare(event) > 0;
+}
+
+gboolean MainLoop::Check(GSource* source) {
+    return sd_event_wait(EventSource::LoopOf(source).m_event, 0) > 0;
+}
+
+gboolean MainLoop::Dispatch(GSource* source, GSourceFunc, gpointer) {
+    MainLoop& loop = EventSource::LoopOf(source);
+    const int result = sd_event_dispatch(loop.m_event);
+    if (result > 0) return G_SOURCE_CONTINUE;
+    // Finished by somebody's sd_event_exit, or broken: without it the daemon is deaf.
+    loop.Fail(result);
+    return G_SOURCE_REMOVE;
+}
+
+int MainLoop::OnSignal(sd_event_source*, const signalfd_siginfo*, void* loop) {
+    static_cast<MainLoop*>(loop)->Quit();
+    return 0;
+}

@@ -1,0 +1,84 @@
+#include "apps/applistd/Options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstddef>
+
+namespace {
+
+const char kDescription[] = R"(Examples:
+  applistd                                    publish this machine's applications
+  applistd --items apps.txt                   publish a list of your own
+  printf 'Maps\tmaps\n' | applistd --items -  the same, from a pipe
+  applistd --interactive                      change the list from the keyboard, too
+
+Publishes a list of applications on D-Bus as org.tessel.Local.Applist, where a partner reads,
+selects, adds, replaces and removes. Without --items the list is that of the desktop entries
+installed on this machine, and follows them as they come and go.
+)";
+
+const char kFooter[] = R"(Commands of --interactive, words quoted as in a shell:
+  select ID | click ID | add NAME ID | remove ID | list | quit
+
+Without --session, --system or --address: the bus that started the daemon, else the session bus
+when there is one, else the system bus. An address looks like unix:path=/run/user/1000/bus.
+
+Exit status: 0 stopped as asked, 1 could not start or go on, 2 wrong usage.
+)";
+
+// Fits the help into a terminal's width together with the options' column.
+constexpr std::size_t kOptionColumn = 20;
+
+CLI::Validator NotEmpty() {
+    const auto check = [](std::string& given) { return given.empty() ? "it is empty" : ""; };
+    return CLI::Validator(check, "");
+}
+
+void Declare(CLI::App& app, Options& options) {
+    app.set_help_flag("-h,--help", "Show this and exit");
+    app.set_version_flag("--version", "applistd " APPLIST_VERSION, "Show the version and exit");
+    app.add_option("--items", options.itemsFile,
+                   "Publish the items of this file, one a line: name, TAB, id")
+        ->type_name("FILE")
+        ->check(NotEmpty());
+    app.add_flag("--interactive", options.interactive,
+                 "Read commands on standard input, see below");
+    app.add_flag("--session", options.session, "Use the session bus");
+    app.add_flag("--system", options.system, "Use the system bus");
+    app.add_option("--address", options.address, "Use the bus at this address")
+        ->type_name("ADDR")
+        ->check(NotEmpty());
+    app.add_flag("--verbose", options.verbose, "Log every call and event");
+}
+
+void CheckTogether(const Options& options) {
+    const int buses = int{options.session} + int{options.system} + int{!options.address.empty()};
+    if (buses > 1) {
+        throw UsageError("--session, --system and --address each name a bus; give one of them");
+    }
+    if (options.interactive && options.itemsFile == "-") {
+        throw UsageError(
+            "--items - and --interactive both read standard input; give the items in a file");
+    }
+}
+
+}  // namespace
+
+std::optional<Options> ParseOptions(int argc, const char* const* argv) {
+    Options options;
+    CLI::App app(kDescription, "applistd");
+    app.footer(kFooter);
+    app.get_formatter()->column_width(kOptionColumn);
+    app.option_defaults()->disable_flag_override();
+    Declare(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& asked) {
+        app.exit(asked);
+        return std::nullopt;
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(std::string(error.what()) + "; see applistd --help");
+    }
+    CheckTogether(options);
+    return options;
+}

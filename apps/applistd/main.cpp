@@ -1,0 +1,99 @@
+// Start order: the list is loaded, the object exported, the name owned, and only then is the
+// service manager told that the daemon is ready. Whoever starts after it finds the whole list.
+
+#include <glib.h>
+#include <systemd/sd-daemon.h>
+
+#include <clocale>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "applist/LocalAppListModel.h"
+#include "apps/applistd/ApplicationList.h"
+#include "apps/applistd/Console.h"
+#include "apps/applistd/InstalledApplications.h"
+#include "apps/applistd/MainLoop.h"
+#include "apps/applistd/Options.h"
+#include "apps/common/ItemLines.h"
+#include "common/AppListLog.h"
+#include "common/PrintableText.h"
+#include "platform/BusSelection.h"
+#include "platform/LinuxLog.h"
+
+namespace {
+
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+
+int Complain(const std::exception& error, int status) {
+    std::cerr << "applistd: " << PrintableText(error.what()) << std::endl;
+    return status;
+}
+
+void ChooseBus(const Options& options) {
+    if (!options.address.empty()) {
+        SelectBusAddress(options.address);
+    } else if (options.session) {
+        SelectBus(BusKind::Session);
+    } else if (options.system) {
+        SelectBus(BusKind::System);
+    }
+}
+
+// Fills `list`, and returns what keeps it up to date from now on; nothing when a file filled it.
+std::unique_ptr<InstalledApplications> Load(const Options& options, ApplicationList& list) {
+    if (!options.itemsFile.empty()) {
+        list.SetOwnItems(ReadItemFile(options.itemsFile));
+        return nullptr;
+    }
+    auto applications =
+        std::make_unique<InstalledApplications>([&list](std::vector<RemoteAppListItem> all) {
+            const std::size_t installed = all.size();
+            list.SetOwnItems(std::move(all));
+            APPLIST_LOG(applist_log::kDebug, "%zu applications are installed now", installed);
+        });
+    list.SetOwnItems(applications->Read());
+    return applications;
+}
+
+void Serve(const Options& options) {
+    MainLoop loop;
+    ApplicationList list;
+    const auto applications = Load(options, list);
+    LocalAppListModel service(&list);
+    std::optional<Console> console;
+    if (options.interactive) console.emplace(list, [&loop] { loop.Quit(); });
+
+    APPLIST_LOG(applist_log::kInfo, "Publishing %d applications on %s", list.GetItemsCount(),
+                SelectedBus().description.c_str());
+    sd_notify(0, "READY=1");
+    loop.Run();
+    sd_notify(0, "STOPPING=1");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // For the names and their order, which depend on the user's language.
+    std::setlocale(LC_ALL, "");
+    // Whoever reads the log or the console's output may leave; the service goes on.
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        const std::optional<Options> options = ParseOptions(argc, argv);
+        if (!options) return 0;
+        if (options->verbose) SetMinimumLogPriority(applist_log::kDebug);
+        ChooseBus(*options);
+        Serve(*options);
+        return 0;
+    } catch (const UsageError& error) {
+        return Complain(error, kExitUsage);
+    } catch (const std::exception& error) {
+        return Complain(error, kExitFailed);
+    }
+}
