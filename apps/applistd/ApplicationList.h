@@ -25,7 +25,7 @@
 
 #include "AppList.h"
 #include "applist/RemoteAppListItem.h"
-#include "apps/applistd/ListenerList.h"
+#include "common/ListenerList.h"
 
 class ApplicationList : public AppListModel {
 public:

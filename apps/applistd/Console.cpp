@@ -10,13 +10,13 @@
 #include <utility>
 
 #include "applist/ApplistItemComparator.h"
-#include "apps/applistd/Guarded.h"
+#include "common/Guarded.h"
 #include "common/PrintableText.h"
 
 namespace {
 
 // No command that a person types comes near; a file fed in by mistake shall not fill the memory.
-constexpr std::size_t kLongestLine = 64 * 1024;
+constexpr std::size_t kLongestLine = 65536;
 
 // Takes a line apart as a shell does. Throws for an open quote; nothing comes of a blank line.
 std::vector<std::string> SplitWords(const std::string& line) {

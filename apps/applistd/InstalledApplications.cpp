@@ -6,8 +6,8 @@
 #include <tuple>
 #include <utility>
 
-#include "apps/applistd/Guarded.h"
 #include "apps/applistd/WatchableFolders.h"
+#include "common/Guarded.h"
 
 namespace {
 

@@ -67,7 +67,7 @@ int BusLink::OnDisconnected(sd_bus_message*, void* userdata, sd_bus_error*) {
     }
     link->ScheduleRetry(link->m_retryDelay);
     // Last, and not LetGo: we are inside the connection's dispatching, and the owner may go.
-    if (std::exchange(link->m_isSetUp, false)) Guarded("losing the bus", link->m_lost);
+    if (std::exchange(link->m_isSetUp, false)) Guarded("leaving a lost bus", link->m_lost);
     return 0;
 }
 
@@ -104,7 +104,7 @@ void BusLink::TryAgain() {
 }
 
 void BusLink::LetGo() {
-    if (std::exchange(m_isSetUp, false)) Guarded("losing the bus", m_lost);
+    if (std::exchange(m_isSetUp, false)) Guarded("leaving a lost bus", m_lost);
     m_disconnected.reset();
     m_bus.reset();
 }

@@ -187,7 +187,7 @@ void TesselDbusLocal::Endpoint::Notify(sd_bus_message* call) {
 // What is caught here is the transport's own want of memory or descriptors; an application's
 // exceptions end in RunHandler.
 void TesselDbusLocal::Endpoint::Execute(Method method, sd_bus_message* call) noexcept {
-    if (Guarded("a remote call", [&] { (this->*method)(call); })) return;
+    if (Guarded("executing a remote call", [&] { (this->*method)(call); })) return;
     sd_bus_reply_method_errno(call, -ENOMEM, nullptr);
 }
 
@@ -230,7 +230,7 @@ void TesselDbusLocal::Endpoint::ReplyError(sd_bus_message* call, const char* nam
 }
 
 void TesselDbusLocal::Endpoint::Report(bool state, const std::string& partner) {
-    Guarded("a connection report", [&] { m_owner.HandleConnectionReady(state, partner); });
+    Guarded("reporting a connection", [&] { m_owner.HandleConnectionReady(state, partner); });
 }
 
 // ---- The bus ------------------------------------------------------------------------------------

@@ -1,4 +1,4 @@
-// Owners for what sd-bus and sd-event hand out, and the one rule for their callbacks.
+// Owners for what sd-bus and sd-event hand out.
 //
 // Internal to src/platform. Threads: the main loop's.
 
@@ -7,10 +7,9 @@
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
 
-#include <exception>
 #include <memory>
 
-#include "common/AppListLog.h"
+#include "common/Guarded.h"
 
 template <class T, T* (*Release)(T*)>
 struct SdReleaser {
@@ -26,18 +25,3 @@ using UniqueCreds = std::unique_ptr<sd_bus_creds, SdReleaser<sd_bus_creds, sd_bu
 using UniqueEvent = std::unique_ptr<sd_event, SdReleaser<sd_event, sd_event_unref>>;
 using UniqueSource =
     std::unique_ptr<sd_event_source, SdReleaser<sd_event_source, sd_event_source_disable_unref>>;
-
-// Runs `body`, and logs what it throws: a C++ exception never crosses a C frame. Returns whether
-// it came to its end.
-template <class Body>
-bool Guarded(const char* what, Body body) noexcept {
-    try {
-        body();
-        return true;
-    } catch (const std::exception& error) {
-        APPLIST_LOG(applist_log::kError, "%s failed: %s", what, error.what());
-    } catch (...) {
-        APPLIST_LOG(applist_log::kError, "%s failed: unknown exception", what);
-    }
-    return false;
-}

@@ -1,4 +1,5 @@
 // The fence around every callback that C code calls: no exception passes through a C frame.
+// Any thread: the work's own.
 
 #pragma once
 
@@ -6,14 +7,17 @@
 
 #include "common/AppListLog.h"
 
-// Runs `work`. What it throws is logged as having happened while `doing`, and the caller goes on.
+// Runs `work` and returns whether it came to its end. What it throws is logged as having happened
+// while `doing`.
 template <class Work>
-void Guarded(const char* doing, Work work) noexcept {
+bool Guarded(const char* doing, Work work) noexcept {
     try {
         work();
+        return true;
     } catch (const std::exception& error) {
         APPLIST_LOG(applist_log::kError, "Failed %s: %s", doing, error.what());
     } catch (...) {
         APPLIST_LOG(applist_log::kError, "Failed %s", doing);
     }
+    return false;
 }

@@ -1,0 +1,190 @@
+#!/usr/bin/env bash
+# demo.sh FOLDER: publishes this machine's applications with FOLDER/applistd over a private bus, and
+# drives the list with busctl, a client that knows nothing of this project. Every step is checked.
+set -euo pipefail
+export LC_ALL=C
+
+bin=$1
+here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
+scratch=$(mktemp -d)
+children=()
+checks=0
+
+name=org.tessel.Local.Applist
+path=/org/tessel/Local/Applist
+interface=org.tessel.Local1
+
+cleanup() {
+    local child
+    for child in "${children[@]}"; do kill "$child" 2> /dev/null || true; done
+    wait 2> /dev/null || true
+    rm -rf "$scratch"
+}
+trap cleanup EXIT
+
+fail() {
+    printf 'demo: %s\n' "$*" >&2
+    exit 1
+}
+
+step() { printf '\n\033[1m%s\033[0m\n' "$*"; }
+[ -t 1 ] && [ -z "${NO_COLOR:-}" ] || step() { printf '\n%s\n' "$*"; }
+
+# ---- The bus, the daemon, and somebody who listens ----------------------------------------------
+
+# Reads lines from descriptor $1 until one contains $2; 10 seconds at most.
+await_line() {
+    local line
+    while IFS= read -r -t 10 -u "$1" line; do
+        case $line in *"$2"*) printf '%s\n' "$line" && return ;; esac
+    done
+    fail "waited in vain for: $2"
+}
+
+start_bus() {
+    mkfifo "$scratch/address"
+    dbus-daemon --session --nofork --nopidfile --print-address=1 \
+        > "$scratch/address" 2> "$scratch/bus.log" &
+    children+=($!)
+    exec 3< "$scratch/address"
+    read -r -t 10 -u 3 address || fail "the bus did not start: $(cat "$scratch/bus.log")"
+}
+
+# A fresh machine has few applications or none: then a few of our own stand in beside them.
+find_applications() {
+    local data=${XDG_DATA_DIRS:-/usr/local/share:/usr/share} folder count=0 entry
+    IFS=: read -ra folders <<< "$data"
+    for folder in "${folders[@]}"; do
+        for entry in "$folder"/applications/*.desktop; do
+            [ -e "$entry" ] && ! grep -q '^NoDisplay=true' "$entry" && count=$((count + 1))
+        done
+    done
+    [ "$count" -ge 3 ] && return
+    mkdir -p "$scratch/data"
+    ln -s "$here/applications" "$scratch/data/applications"
+    export XDG_DATA_DIRS="$scratch/data:$data"
+    echo "(This machine has few applications: those of examples/applications are shown too.)"
+}
+
+start_daemon() {
+    mkfifo "$scratch/log"
+    "$bin/applistd" --address="$address" 2> "$scratch/log" &
+    daemon=$!
+    children+=("$daemon")
+    exec 4< "$scratch/log"
+    await_line 4 publishing | sed 's/^/  /'
+}
+
+start_listener() {
+    mkfifo "$scratch/signals"
+    busctl --address="$address" --json=short monitor \
+        --match="type='signal',interface='$interface'" > "$scratch/signals" 2> "$scratch/listener" &
+    children+=($!)
+    exec 5< "$scratch/signals"
+    # Monitoring has begun when the bus shows a signal of ours to the monitor.
+    for _ in 1 2 3 4 5 6 7 8 9 10; do
+        busctl --address="$address" emit "$path" "$interface" Notification ay 1 0
+        read -r -t 1 -u 5 _ && return
+    done
+    fail "busctl does not monitor: $(cat "$scratch/listener")"
+}
+
+# ---- Calls and notifications --------------------------------------------------------------------
+
+# call FUNCTION [TEXT]: one remote call; prints the reply's text. A function's number follows its
+# payload, lowest byte first.
+call() {
+    local bytes
+    read -ra bytes <<< "$(printf '%b' "${2:-}" | od -An -v -tu1 | tr '\n' ' ')"
+    bytes+=($(($1 & 255)) $(($1 >> 8)) 0 0)
+    busctl --address="$address" --json=short call "$name" "$path" "$interface" \
+        Message ay ${#bytes[@]} "${bytes[@]}" |
+        sed 's/.*\[\[*//; s/\].*//' | tr ',' '\n' | awk 'NF { printf "%c", $1 }'
+}
+
+list() { call 2002; }
+show() { list | awk -F '\t' '{ printf "    %-28s %s\n", $1, $2 }'; }
+nth_id() { list | sed -n "$1p" | cut -f 2; }
+nth_item() { list | sed -n "$1p"; }
+
+# await_notification NUMBER: prints those that arrive until the wanted one has.
+await_notification() {
+    local line number
+    while read -r -t 10 -u 5 line; do
+        number=$(sed -n 's/.*"data":\[\[\([0-9]*\),.*/\1/p' <<< "$line")
+        case $number in
+            1) echo "    <- notification: the items changed" ;;
+            2) echo "    <- notification: the selection changed" ;;
+            3) echo "    <- notification: an item was clicked" ;;
+            4) echo "    <- notification: the service is there" ;;
+        esac
+        [ "$number" != "$1" ] || {
+            checks=$((checks + 1))
+            return
+        }
+    done
+    fail "notification $1 did not arrive"
+}
+
+expect() {
+    [ "$2" = "$3" ] || fail "$1: expected \"$3\", got \"$2\""
+    checks=$((checks + 1))
+}
+
+# ---- The demonstration --------------------------------------------------------------------------
+
+step "A bus of its own, and applistd on it"
+start_bus
+find_applications
+start_daemon
+start_listener
+
+step "busctl lists what is published"
+show
+count=$(list | wc -l)
+[ "$count" -ge 2 ] || fail "only $count applications are published"
+
+step "It connects, and the service announces itself"
+busctl --address="$address" call "$name" "$path" "$interface" Connect
+await_notification 4
+
+step "It selects the second application"
+call 2000 "$(nth_item 2 | sed 's/\\/\\\\/g')\n"
+await_notification 2
+expect "the selection" "$(call 2001)" "$(nth_item 2)"
+call 2001 | awk -F '\t' '{ printf "    selected: %s\n", $1 }'
+
+step "It adds an application of its own, twice over"
+call 2005 'Radio\tradio\n'
+await_notification 1
+call 2004 'Maps\tmaps\nPhone\tphone\n'
+await_notification 1
+expect "the list's length" "$(list | wc -l)" "$((count + 3))"
+show | tail -n 3
+
+step "It replaces one"
+call 2008 'Maps\tmaps\nAtlas\tatlas\n'
+await_notification 1
+expect "the replaced item" "$(nth_id $((count + 2)))" atlas
+show | tail -n 3
+
+step "It removes one"
+call 2007 'Radio\tradio\n'
+await_notification 1
+expect "the list's length" "$(list | wc -l)" "$((count + 2))"
+show | tail -n 2
+
+step "It empties the list"
+call 2003
+await_notification 1
+expect "the list" "$(list)" ""
+echo "    nothing left"
+
+step "The daemon ends when it is asked to"
+kill "$daemon"
+status=0
+wait "$daemon" || status=$?
+expect "the daemon's exit status" "$status" 0
+
+printf '\ndemo: %d checks passed: list, connect, select, add, replace, remove, clear, stop\n' \
+    "$checks"

@@ -1,0 +1,122 @@
+// The service's list, in the partner's process: an AppListModel that a UI uses like a local one.
+//
+// Reads come from a replica and never wait. The replica is read anew after every event of the
+// service, and now and then compared with it, so that after any loss it equals the service's list
+// within seconds. Writes are sent at once, in order, without waiting; what became of them is
+// learned from Synchronize, and seen in the replica when the service's event has come.
+//
+// Threads: one, whose default sd-event loop it uses.
+// Lifetime: a listener may remove itself, add others, write, or destroy the model from inside its
+// call. Items handed out live until the listeners of the change that removed them have returned;
+// an item that did not change keeps its address. Items passed in are read during the call only.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "AppList.h"
+#include "applist/RemoteAppListItem.h"
+#include "common/ListenerList.h"
+#include "ipc/IPCApplist.h"
+#include "partner/TesselDbusRemote.h"
+
+class RemoteAppListModel;
+
+class ServiceListener {
+public:
+    // The service of `applist` has appeared, or has gone: see RemoteAppListModel::IsServiceThere.
+    virtual void ServiceChanged(RemoteAppListModel* applist) = 0;
+
+    virtual ~ServiceListener() {}
+};
+
+class RemoteAppListModel : public AppListModel {
+public:
+    // Comes up on the selected bus and follows the endpoint "Applist", now or when it appears.
+    // Throws TransportError when there is no bus.
+    RemoteAppListModel();
+    ~RemoteAppListModel() override;
+
+    RemoteAppListModel(const RemoteAppListModel&) = delete;
+    RemoteAppListModel& operator=(const RemoteAppListModel&) = delete;
+
+    // Reads. Without a service: an empty item, no items, 0.
+    AppListItem* GetSelection() override;
+    std::vector<AppListItem*> GetAllItems() override;
+    int GetItemsCount() override;
+
+    // Writes, each one remote call. The service removes and replaces only what partners added,
+    // ignores a selection that it does not know, and does not carry out clicks.
+    void SetSelection(AppListItem* selection) override;
+    void SetClicked(AppListItem* clicked) override;
+    void RemoveAllItems() override;
+    void AddItems(const std::vector<AppListItem*>& items) override;
+    void AddItemAtEnd(AppListItem* item) override;
+    void RemoveItem(AppListItem* item) override;
+    void ModifyItem(AppListItem* oldItem, AppListItem* newItem) override;
+
+    // Waits until every write so far was executed and the replica shows the list after them; for
+    // SetTimeout's time at most. Listeners may be called meanwhile. Throws RemoteError: the first
+    // failure among the writes since the last call, or why the list could not be read.
+    // REQUIRES: not called from inside a listener; then it fails at once.
+    void Synchronize();
+
+    // How long the service may take to answer, here and in Synchronize; 5 s without a call.
+    void SetTimeout(std::chrono::milliseconds timeout);
+
+    // True while the service can be called. The replica may still be on its way then.
+    bool IsServiceThere() const { return m_isServiceThere; }
+
+    // Listeners are told once for each change that they can see in the replica: of the items first,
+    // of the selection (a different id) after that.
+    void AddItemSelectionListener(ItemSelectionListener* listener) override;
+    void RemoveItemSelectionListener(ItemSelectionListener* listener) override;
+    void AddItemChangeListener(ItemChangeListener* listener) override;
+    void RemoveItemChangeListener(ItemChangeListener* listener) override;
+    void AddItemClickedListener(ItemClickListener* listener) override;
+    void RemoveItemClickedListener(ItemClickListener* listener) override;
+    void AddServiceListener(ServiceListener* listener);
+    void RemoveServiceListener(ServiceListener* listener);
+
+private:
+    using Items = std::vector<std::unique_ptr<RemoteAppListItem>>;
+    struct Fetch;
+
+    // The channel tells its handler only that a connection is ready; the model also wants to know
+    // when it is gone.
+    class Channel : public IPCApplist<TesselDbusRemote, RemoteAppListModel> {
+    public:
+        explicit Channel(RemoteAppListModel& model) : m_model(model) {}
+        void HandleConnectionReady(bool state, const std::string& partner) override;
+
+    private:
+        RemoteAppListModel& m_model;
+    };
+
+    void OnNotification(int messageId, const std::vector<char>& payload);
+    void OnConnectionReady(const std::string& partner);
+    void OnServiceGone();
+
+    void Write(int messageId, const std::string& payload);
+    void MarkStale();
+    void StartFetch();
+    void FinishFetch(Fetch& fetch);
+    void Apply(Items items, std::unique_ptr<RemoteAppListItem> selection);
+    void Tell(bool itemsChanged, bool selectionChanged, bool serviceChanged);
+
+    // Before the channel, whose destruction may still want them.
+    ListenerList<ItemSelectionListener> m_selectionListeners;
+    ListenerList<ItemChangeListener> m_changeListeners;
+    ListenerList<ItemClickListener> m_clickListeners;
+    ListenerList<ServiceListener> m_serviceListeners;
+    // Expires with the model: what runs after a listener returned asks it first.
+    std::shared_ptr<void> m_alive;
+
+    Items m_items;
+    std::unique_ptr<RemoteAppListItem> m_selection;  // never null
+    bool m_isServiceThere = false;
+};

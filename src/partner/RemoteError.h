@@ -1,0 +1,28 @@
+// What goes wrong between a partner and its service, as one family of exceptions. The text is one
+// line: the endpoint's name, the cause, and what to do. Any thread: plain values.
+
+#pragma once
+
+#include <string>
+
+#include "platform/TransportError.h"
+
+class RemoteError : public TransportError {
+public:
+    enum class Cause {
+        NoService,       // nobody owns the endpoint's name; nothing was done
+        Refused,         // the bus's policy does not let this user call the service
+        TimedOut,        // no answer in time; what was sent may still be executed
+        OutcomeUnknown,  // the service went away with the call under way: executed or not
+        NotUnderstood,   // the answer is not what a service of this interface sends
+        Failed,          // the service answered with an error; the text holds it
+        TooMuch,         // more waits to be sent than is kept; this was not sent
+    };
+
+    RemoteError(Cause cause, const std::string& text) : TransportError(text), m_cause(cause) {}
+
+    Cause GetCause() const { return m_cause; }
+
+private:
+    Cause m_cause;
+};
