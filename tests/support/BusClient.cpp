@@ -1,0 +1,213 @@
+#include "support/BusClient.h"
+
+#include <fcntl.h>
+
+#include <chrono>
+#include <cstring>
+#include <stdexcept>
+
+#include "support/TestLoop.h"
+
+namespace {
+
+const char kService[] = "org.tessel.Local.Applist";
+const char kPath[] = "/org/tessel/Local/Applist";
+const char kInterface[] = "org.tessel.Local1";
+const char kDriver[] = "org.freedesktop.DBus";
+const char kDriverPath[] = "/org/freedesktop/DBus";
+
+std::string BytesOf(sd_bus_message* message) {
+    const void* bytes = nullptr;
+    std::size_t size = 0;
+    if (sd_bus_message_read_array(message, 'y', &bytes, &size) < 0) return "not an array of bytes";
+    return std::string(static_cast<const char*>(bytes), size);
+}
+
+void ReadReply(sd_bus_message* message, Answer& answer) {
+    answer.signature = sd_bus_message_get_signature(message, 1);
+    if (answer.signature == "ay") {
+        answer.body = BytesOf(message);
+    } else if (answer.signature == "s") {
+        const char* text = "";
+        sd_bus_message_read(message, "s", &text);
+        answer.body = text;
+    } else if (answer.signature == "u" || answer.signature == "b") {
+        std::uint32_t number = 0;
+        sd_bus_message_read(message, answer.signature.c_str(), &number);
+        answer.number = number;
+    } else if (answer.signature == "v") {
+        sd_bus_message_read(message, "v", "t", &answer.number);
+    } else if (answer.signature == "h") {
+        int fd = -1;
+        sd_bus_message_read(message, "h", &fd);
+        answer.fd = std::make_shared<TestFd>(fcntl(fd, F_DUPFD_CLOEXEC, 3));
+    }
+}
+
+int AppendBytes(sd_bus_message* message, const std::string& body) {
+    return sd_bus_message_append_array(message, 'y', body.data(), body.size());
+}
+
+}  // namespace
+
+struct BusClient::Pending {
+    ~Pending() { sd_bus_slot_unref(slot); }
+    BusClient* client;
+    std::string member;
+    PendingAnswer answer;
+    sd_bus_slot* slot;
+};
+
+BusClient::BusClient(const std::string& address) {
+    Check(sd_bus_new(&m_bus), "sd_bus_new");
+    Check(sd_bus_set_address(m_bus, address.c_str()), "sd_bus_set_address");
+    Check(sd_bus_set_bus_client(m_bus, 1), "sd_bus_set_bus_client");
+    Check(sd_bus_set_close_on_exit(m_bus, 0), "sd_bus_set_close_on_exit");
+    Check(sd_bus_start(m_bus), "sd_bus_start");
+    Check(sd_bus_add_filter(m_bus, nullptr, OnSignal, this), "sd_bus_add_filter");
+    Check(sd_bus_attach_event(m_bus, TestLoop(), SD_EVENT_PRIORITY_NORMAL), "sd_bus_attach_event");
+    if (!RunUntil([this] { return sd_bus_is_ready(m_bus) != 0; }) || sd_bus_is_ready(m_bus) < 0) {
+        throw std::runtime_error("a client cannot reach the bus at " + address);
+    }
+    const char* name = nullptr;
+    Check(sd_bus_get_unique_name(m_bus, &name), "sd_bus_get_unique_name");
+    m_name = name;
+}
+
+BusClient::~BusClient() {
+    m_pending.clear();
+    sd_bus_close_unref(m_bus);
+}
+
+void BusClient::Check(int result, const char* what) const {
+    if (result < 0) throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
+}
+
+void BusClient::Match(const std::string& rule) {
+    const Answer answer =
+        Wait(StartAny(kDriver, kDriverPath, kDriver, "AddMatch", [&](sd_bus_message* call) {
+            return sd_bus_message_append(call, "s", rule.c_str());
+        }));
+    if (!answer.error.empty()) throw std::runtime_error("AddMatch: " + answer.text);
+}
+
+void BusClient::Subscribe() {
+    Match(std::string("type='signal',interface='") + kInterface + "',member='Notification'");
+}
+
+void BusClient::StopReading() {
+    Check(sd_bus_detach_event(m_bus), "sd_bus_detach_event");
+}
+
+Answer BusClient::ReadSerial() {
+    return Wait(StartAny(kService, kPath, "org.freedesktop.DBus.Properties", "Get",
+                         [](sd_bus_message* call) {
+                             return sd_bus_message_append(call, "ss", kInterface, "Serial");
+                         }));
+}
+
+BusClient::PendingAnswer BusClient::Start(const char* member) {
+    return StartAny(kService, kPath, kInterface, member, [](sd_bus_message*) { return 0; });
+}
+
+BusClient::PendingAnswer BusClient::Start(const char* member, const std::string& body) {
+    return StartAny(kService, kPath, kInterface, member,
+                    [&](sd_bus_message* call) { return AppendBytes(call, body); });
+}
+
+BusClient::PendingAnswer BusClient::StartFd(int fd) {
+    return StartAny(kService, kPath, kInterface, "MessageFd",
+                    [fd](sd_bus_message* call) { return sd_bus_message_append(call, "h", fd); });
+}
+
+BusClient::PendingAnswer BusClient::StartAny(const char* destination, const char* path,
+                                             const char* interface, const char* member,
+                                             const Appender& append) {
+    using std::chrono::microseconds;
+    sd_bus_message* call = nullptr;
+    Check(sd_bus_message_new_method_call(m_bus, &call, destination, path, interface, member),
+          "sd_bus_message_new_method_call");
+    std::unique_ptr<Pending> pending(
+        new Pending{this, member, std::make_shared<Answer>(), nullptr});
+    const PendingAnswer answer = pending->answer;
+    int result = append(call);
+    if (result >= 0) {
+        result = sd_bus_call_async(m_bus, &pending->slot, call, OnAnswer, pending.get(),
+                                   static_cast<std::uint64_t>(microseconds(kTestDeadline).count()));
+    }
+    sd_bus_message_unref(call);
+    Check(result, member);
+    m_pending.emplace(pending.get(), std::move(pending));
+    return answer;
+}
+
+Answer BusClient::Wait(const PendingAnswer& answer) {
+    if (!RunUntil([&] { return answer->arrived; })) {
+        answer->error = "no answer before the test's deadline";
+    }
+    return *answer;
+}
+
+void BusClient::SendWithoutReply(const char* member, const std::string& body) {
+    sd_bus_message* call = nullptr;
+    Check(sd_bus_message_new_method_call(m_bus, &call, kService, kPath, kInterface, member),
+          "sd_bus_message_new_method_call");
+    int result = AppendBytes(call, body);
+    if (result >= 0) result = sd_bus_message_set_expect_reply(call, 0);
+    if (result >= 0) result = sd_bus_send(m_bus, call, nullptr);
+    sd_bus_message_unref(call);
+    Check(result, member);
+}
+
+bool BusClient::Own(const std::string& name) {
+    const std::uint32_t doNotQueue = 4;
+    const Answer answer =
+        Wait(StartAny(kDriver, kDriverPath, kDriver, "RequestName", [&](sd_bus_message* call) {
+            return sd_bus_message_append(call, "su", name.c_str(), doNotQueue);
+        }));
+    return answer.error.empty() && answer.number == 1;
+}
+
+bool BusClient::WaitForOwner(const std::string& name) {
+    Match(std::string("type='signal',sender='") + kDriver + "',member='NameOwnerChanged',arg0='" +
+          name + "'");
+    const Answer answer =
+        Wait(StartAny(kDriver, kDriverPath, kDriver, "NameHasOwner", [&](sd_bus_message* call) {
+            return sd_bus_message_append(call, "s", name.c_str());
+        }));
+    return answer.number == 1 || RunUntil([&] { return !m_owners[name].empty(); });
+}
+
+int BusClient::OnAnswer(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    Pending* const pending = static_cast<Pending*>(userdata);
+    BusClient& client = *pending->client;
+    Answer& answer = *pending->answer;
+    const sd_bus_error* error = sd_bus_message_get_error(message);
+    if (error != nullptr) {
+        answer.error = error->name;
+        answer.text = error->message == nullptr ? "" : error->message;
+        client.m_arrivals.push_back("error " + answer.error);
+    } else {
+        ReadReply(message, answer);
+        client.m_arrivals.push_back("reply " + pending->member);
+    }
+    answer.arrived = true;
+    client.m_pending.erase(pending);
+    return 0;
+}
+
+int BusClient::OnSignal(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    BusClient& client = *static_cast<BusClient*>(userdata);
+    if (sd_bus_message_is_signal(message, kInterface, "Notification") > 0) {
+        client.m_arrivals.push_back("notification " + BytesOf(message));
+    } else if (sd_bus_message_is_signal(message, kDriver, "NameOwnerChanged") > 0) {
+        const char* name = nullptr;
+        const char* before = nullptr;
+        const char* now = nullptr;
+        if (sd_bus_message_read(message, "sss", &name, &before, &now) >= 0) {
+            client.m_owners[name] = now;
+        }
+        sd_bus_message_rewind(message, 1);
+    }
+    return 0;
+}

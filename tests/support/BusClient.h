@@ -1,0 +1,93 @@
+// A partner as a stranger would write it: plain sd-bus, on the thread's default loop, next to the
+// endpoint under test. Every call is sent without waiting, and the loop runs until its answer is
+// there, so that endpoint and client share one thread.
+//
+// Threads: one. Lifetime: the client leaves its bus when it is destroyed; answers outlive it.
+
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/TestFd.h"
+
+struct Answer {
+    bool arrived = false;
+    std::string error;           // the name of a D-Bus error; empty for a reply
+    std::string text;            // what goes with the error
+    std::string signature;       // of a reply
+    std::string body;            // a reply's bytes or string
+    std::uint64_t number = 0;    // a reply's number
+    std::shared_ptr<TestFd> fd;  // a reply's descriptor
+};
+
+class BusClient {
+public:
+    using PendingAnswer = std::shared_ptr<Answer>;
+    using Appender = std::function<int(sd_bus_message*)>;
+
+    // Connects, and waits until it is on the bus.
+    explicit BusClient(const std::string& address);
+    ~BusClient();
+    BusClient(const BusClient&) = delete;
+    BusClient& operator=(const BusClient&) = delete;
+
+    const std::string& Name() const { return m_name; }
+    sd_bus* Bus() const { return m_bus; }
+    bool IsOnBus() const { return sd_bus_is_open(m_bus) > 0; }
+
+    // From now on the broadcast notifications of every endpoint arrive.
+    void Subscribe();
+
+    // From now on nothing is read: the partner hangs.
+    void StopReading();
+
+    // Calls a method of the endpoint "Applist", and runs the loop until the answer is there.
+    Answer Connect() { return Wait(Start("Connect")); }
+    Answer Disconnect() { return Wait(Start("Disconnect")); }
+    Answer Message(const std::string& body) { return Wait(Start("Message", body)); }
+    Answer MessageFd(int fd) { return Wait(StartFd(fd)); }
+    Answer Notify(const std::string& body) { return Wait(Start("Notify", body)); }
+    Answer ReadSerial();
+
+    // The same, without waiting.
+    PendingAnswer Start(const char* member);
+    PendingAnswer Start(const char* member, const std::string& body);
+    PendingAnswer StartFd(int fd);
+    Answer Wait(const PendingAnswer& answer);
+
+    // Calls anything; `append` adds the arguments.
+    PendingAnswer StartAny(const char* destination, const char* path, const char* interface,
+                           const char* member, const Appender& append);
+
+    // Sends a call of the endpoint's that says that nobody waits for a reply.
+    void SendWithoutReply(const char* member, const std::string& body);
+
+    // Asks for `name`; true when it is now ours. The bus's own policy may refuse it.
+    bool Own(const std::string& name);
+
+    // Runs the loop until somebody owns `name`; false when nobody did by the deadline.
+    bool WaitForOwner(const std::string& name);
+
+    // What has come in, in order: "reply MEMBER", "error NAME", "notification BODY".
+    std::vector<std::string> m_arrivals;
+
+private:
+    struct Pending;
+
+    static int OnAnswer(sd_bus_message* message, void* userdata, sd_bus_error* error);
+    static int OnSignal(sd_bus_message* message, void* userdata, sd_bus_error* error);
+    void Match(const std::string& rule);
+    void Check(int result, const char* what) const;
+
+    sd_bus* m_bus = nullptr;
+    std::string m_name;
+    std::map<const Pending*, std::unique_ptr<Pending>> m_pending;
+    std::map<std::string, std::string> m_owners;
+};

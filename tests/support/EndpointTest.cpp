@@ -1,0 +1,30 @@
+#include "support/EndpointTest.h"
+
+#include <iostream>
+#include <stdexcept>
+
+#include "platform/BusSelection.h"
+#include "support/CapturedLog.h"
+
+std::string NameOfBus(const ::testing::TestParamInfo<BusVariety>& info) {
+    return NameOf(info.param);
+}
+
+EndpointTest::EndpointTest() : m_bus(GetParam()) {
+    ForgetLog();
+    SelectBusAddress(m_bus.Address());
+    try {
+        NewEndpoint();
+    } catch (const std::exception& error) {
+        throw std::runtime_error(std::string(error.what()) + "\n" + m_bus.Output());
+    }
+}
+
+EndpointTest::~EndpointTest() {
+    EndEndpoint();
+    SelectBus(BusKind::Automatic);
+    if (!HasFailure()) return;
+    std::cerr << "---- the endpoint's log\n"
+              << WholeLog() << "---- the bus's output\n"
+              << m_bus.Output();
+}

@@ -1,0 +1,48 @@
+// The fixture of the transport's bus tests: a private bus of each variety, and the endpoint
+// "Applist" on it. The bus is the first to come and the last to go.
+
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/BusClient.h"
+#include "support/PrivateBus.h"
+#include "support/RecordingEndpoint.h"
+#include "support/TestLoop.h"
+
+constexpr char kApplistName[] = "org.tessel.Local.Applist";
+constexpr char kApplistPath[] = "/org/tessel/Local/Applist";
+constexpr char kApplistInterface[] = "org.tessel.Local1";
+
+constexpr char kHandlerFailed[] = "org.tessel.Local1.Error.HandlerFailed";
+constexpr char kTooLarge[] = "org.tessel.Local1.Error.TooLarge";
+constexpr char kBadFd[] = "org.tessel.Local1.Error.BadFd";
+constexpr char kLimitsExceeded[] = "org.freedesktop.DBus.Error.LimitsExceeded";
+
+using Strings = std::vector<std::string>;
+
+class EndpointTest : public ::testing::TestWithParam<BusVariety> {
+protected:
+    EndpointTest();
+    ~EndpointTest() override;
+
+    // Returns a new client of the bus.
+    std::unique_ptr<BusClient> NewClient() { return std::make_unique<BusClient>(m_bus.Address()); }
+
+    // Destroys the endpoint, builds it again.
+    void EndEndpoint() { m_endpoint.reset(); }
+    void NewEndpoint() { m_endpoint = std::make_unique<RecordingEndpoint>(); }
+
+    PrivateBus m_bus;
+    std::unique_ptr<RecordingEndpoint> m_endpoint;
+};
+
+std::string NameOfBus(const ::testing::TestParamInfo<BusVariety>& info);
+
+// Instantiates the tests of a fixture on every bus.
+#define ON_EVERY_BUS(fixture) \
+    INSTANTIATE_TEST_SUITE_P(OnEveryBus, fixture, ::testing::ValuesIn(EveryBus()), NameOfBus)

@@ -1,0 +1,279 @@
+#include "support/PrivateBus.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+
+namespace {
+
+const char kSessionConfiguration[] = "/usr/share/dbus-1/session.conf";
+const char kJournalFolder[] = "/run/systemd/journal";
+const char kJournalSocket[] = "/run/systemd/journal/socket";
+
+std::runtime_error Failure(const std::string& what) {
+    return std::runtime_error("private bus: " + what + ": " + std::strerror(errno));
+}
+
+struct sockaddr_un AddressOf(const std::string& path) {
+    struct sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    return address;
+}
+
+bool Bind(int fd, const std::string& path) {
+    const struct sockaddr_un address = AddressOf(path);
+    return bind(fd, reinterpret_cast<const struct sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+// The socket is there before its bus is, so that nobody has to wait for the bus to come up: a
+// client that is early waits in the backlog.
+int ListenOn(const std::string& path) {
+    unlink(path.c_str());
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0 || !Bind(fd, path) || chmod(path.c_str(), 0777) != 0 || listen(fd, 512) != 0) {
+        throw Failure("listening on " + path);
+    }
+    return fd;
+}
+
+// ---- In the child: no way back, so a failure is said on stderr and ends the process
+// --------------
+
+[[noreturn]] void Die(const char* what) {
+    std::fprintf(stderr, "private bus: %s: %s\n", what, std::strerror(errno));
+    _exit(127);
+}
+
+void WriteFile(const char* path, const std::string& text) {
+    const int fd = open(path, O_WRONLY | O_CLOEXEC);
+    if (fd < 0 || write(fd, text.data(), text.size()) < 0) Die(path);
+    close(fd);
+}
+
+void DieWithParent(pid_t parent) {
+    if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) Die("PR_SET_PDEATHSIG");
+    if (getppid() != parent) _exit(127);
+}
+
+// Hands the listening socket over in the way that both bus programs understand.
+[[noreturn]] void Exec(int listener, std::vector<std::string> words) {
+    if (listener == 3) {
+        if (fcntl(listener, F_SETFD, 0) != 0) Die("handing the socket over");
+    } else if (dup2(listener, 3) < 0) {
+        Die("handing the socket over");
+    }
+    setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+    setenv("LISTEN_FDS", "1", 1);
+    setenv("LISTEN_FDNAMES", "dbus.socket", 1);
+    std::vector<char*> arguments;
+    for (std::string& word : words) arguments.push_back(&word[0]);
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    Die(arguments[0]);
+}
+
+// A mount namespace in which /run is empty but for a journal. Without root, a user namespace in
+// which we stay who we are gives the right to make one.
+int MakeJournalStandIn() {
+    const uid_t user = getuid();
+    const gid_t group = getgid();
+    if (geteuid() == 0) {
+        if (unshare(CLONE_NEWNS) != 0) Die("a mount namespace");
+    } else {
+        if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) Die("a user namespace");
+        WriteFile("/proc/self/setgroups", "deny");
+        WriteFile("/proc/self/uid_map", std::to_string(user) + " " + std::to_string(user) + " 1");
+        WriteFile("/proc/self/gid_map", std::to_string(group) + " " + std::to_string(group) + " 1");
+    }
+    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) Die("private mounts");
+    if (mount("none", "/run", "tmpfs", 0, nullptr) != 0) Die("a tmpfs on /run");
+    if (mkdir("/run/systemd", 0755) != 0 || mkdir(kJournalFolder, 0755) != 0) Die(kJournalFolder);
+    const int journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (journal < 0 || !Bind(journal, kJournalSocket)) Die(kJournalSocket);
+    return journal;
+}
+
+// Reads what the broker tells its journal and prints the messages: a journal that is full would
+// stop it.
+[[noreturn]] void DrainJournal(int journal) {
+    char entry[65536];
+    for (;;) {
+        const ssize_t size = recv(journal, entry, sizeof(entry) - 1, 0);
+        if (size < 0 && errno != EINTR) Die("the journal");
+        if (size <= 0) continue;
+        entry[size] = '\0';
+        const char* message = std::strstr(entry, "MESSAGE=");
+        if (message != nullptr) {
+            std::fprintf(stderr, "%.*s\n", static_cast<int>(std::strcspn(message, "\n")), message);
+        }
+    }
+}
+
+[[noreturn]] void RunBroker(int listener, const std::string& configuration) {
+    const int journal = MakeJournalStandIn();
+    const pid_t parent = getpid();
+    const pid_t launcher = fork();
+    if (launcher < 0) Die("fork");
+    if (launcher == 0) {
+        DieWithParent(parent);
+        Exec(listener, {"dbus-broker-launch", "--scope", "user", "--config-file", configuration});
+    }
+    close(listener);
+    DrainJournal(journal);
+}
+
+[[noreturn]] void RunDaemon(int listener, const std::string& configuration) {
+    Exec(listener, {"dbus-daemon", "--nofork", "--nopidfile", "--nosyslog",
+                    "--address=systemd:", "--config-file=" + configuration});
+}
+
+// ---- The processes of a group -------------------------------------------------------------------
+
+// The state letter of a process that belongs to `group`; 0 for any other.
+char StateInGroup(const char* pid, pid_t group) {
+    std::ifstream file(std::string("/proc/") + pid + "/stat");
+    std::string line;
+    std::getline(file, line);
+    const std::size_t name = line.rfind(')');  // the name itself may hold anything
+    if (name == std::string::npos) return 0;
+    std::istringstream fields(line.substr(name + 1));
+    char state = 0;
+    pid_t parent = 0;
+    pid_t its = 0;
+    fields >> state >> parent >> its;
+    return its == group ? state : 0;
+}
+
+bool EveryProcessStands(pid_t group) {
+    DIR* const processes = opendir("/proc");
+    if (processes == nullptr) throw Failure("/proc");
+    bool stands = true;
+    while (const struct dirent* entry = readdir(processes)) {
+        if (entry->d_name[0] < '0' || entry->d_name[0] > '9') continue;
+        const char state = StateInGroup(entry->d_name, group);
+        if (state != 0 && state != 'T' && state != 'Z') stands = false;
+    }
+    closedir(processes);
+    return stands;
+}
+
+}  // namespace
+
+std::vector<BusVariety> EveryBus() {
+    return {{BusProgram::Daemon, BusLimits::Session},
+            {BusProgram::Daemon, BusLimits::BuiltIn},
+            {BusProgram::Broker, BusLimits::Session},
+            {BusProgram::Broker, BusLimits::BuiltIn}};
+}
+
+std::string NameOf(const BusVariety& variety) {
+    return std::string(variety.program == BusProgram::Daemon ? "DbusDaemon" : "DbusBroker") +
+           (variety.limits == BusLimits::Session ? "WithSessionLimits" : "WithBuiltInLimits");
+}
+
+std::ostream& operator<<(std::ostream& out, const BusVariety& variety) {
+    return out << NameOf(variety);
+}
+
+PrivateBus::PrivateBus(const BusVariety& variety) : m_program(variety.program) {
+    const std::string allowAll =
+        "<policy context=\"default\"><allow send_destination=\"*\"/>"
+        "<allow receive_sender=\"*\"/><allow own=\"*\"/></policy>";
+    Prepare(variety.limits == BusLimits::Session ? std::string() : allowAll);
+}
+
+PrivateBus::PrivateBus(BusProgram program, const std::string& policies) : m_program(program) {
+    Prepare(policies);
+}
+
+PrivateBus::~PrivateBus() {
+    Kill();
+    for (const char* file : {"bus", "configuration", "output"}) unlink(PathOf(file).c_str());
+    rmdir(m_folder.c_str());
+}
+
+// Without policies it is the session bus's own configuration, limits included.
+void PrivateBus::Prepare(const std::string& policies) {
+    char folder[] = "/tmp/applist-bus-XXXXXX";
+    if (mkdtemp(folder) == nullptr || chmod(folder, 0755) != 0) throw Failure(folder);
+    m_folder = folder;
+    m_address = "unix:path=" + PathOf("bus");
+    m_configuration = kSessionConfiguration;
+    if (!policies.empty()) {
+        m_configuration = PathOf("configuration");
+        std::ofstream(m_configuration)
+            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
+               "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+            << "<busconfig><listen>systemd:</listen><auth>EXTERNAL</auth>" << policies
+            << "</busconfig>\n";
+    }
+    // What is left of a bus whose first process was killed becomes our child, to be waited for.
+    if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0) throw Failure("PR_SET_CHILD_SUBREAPER");
+    Start();
+}
+
+void PrivateBus::Start() {
+    const int listener = ListenOn(PathOf("bus"));
+    const int output = open(PathOf("output").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    const pid_t parent = getpid();
+    const pid_t child = fork();
+    if (child == 0) {
+        DieWithParent(parent);
+        setpgid(0, 0);
+        dup2(output, STDOUT_FILENO);
+        dup2(output, STDERR_FILENO);
+        setenv("XDG_RUNTIME_DIR", m_folder.c_str(), 1);
+        if (m_program == BusProgram::Broker) RunBroker(listener, m_configuration);
+        RunDaemon(listener, m_configuration);
+    }
+    close(listener);
+    close(output);
+    if (child < 0) throw Failure("fork");
+    setpgid(child, child);  // here too: whoever comes second finds it done
+    m_group = child;
+}
+
+void PrivateBus::Kill() {
+    if (m_group < 0) return;
+    kill(-m_group, SIGKILL);
+    while (waitpid(-m_group, nullptr, 0) > 0 || errno == EINTR) continue;
+    m_group = -1;
+}
+
+void PrivateBus::Stop() {
+    if (kill(-m_group, SIGSTOP) != 0) throw Failure("SIGSTOP");
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!EveryProcessStands(m_group)) {
+        if (std::chrono::steady_clock::now() > deadline) throw Failure("the bus does not stop");
+        sched_yield();
+    }
+}
+
+void PrivateBus::Continue() {
+    if (kill(-m_group, SIGCONT) != 0) throw Failure("SIGCONT");
+}
+
+std::string PrivateBus::Output() const {
+    std::ostringstream text;
+    text << std::ifstream(PathOf("output")).rdbuf();
+    return text.str();
+}

@@ -1,0 +1,37 @@
+// An application at the open transport: writes down which entry points were called, in order, and
+// answers as the test says.
+//
+// Threads: one. Lifetime: the bus's address is selected before it is built.
+
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ipc/TesselDbusLocal.h"
+
+class RecordingEndpoint : public TesselDbusLocal {
+public:
+    explicit RecordingEndpoint(const std::string& name = "Applist") : TesselDbusLocal(name) {}
+
+    std::vector<char> HandleMessage(std::vector<char>& data) override;
+    void HandleNotification(std::vector<char>& data) override;
+    void HandleConnectionReady(bool state, const std::string& partner) override;
+
+    // Sends `body` to everyone, or to `partner`.
+    void Tell(const std::string& body);
+    void Tell(const std::string& body, const std::string& partner);
+
+    // "ready :1.5", "gone :1.5", "message BODY", "notification BODY".
+    std::vector<std::string> m_events;
+
+    // What a message is answered with; without it, the message itself.
+    std::function<std::string(const std::string& request)> m_answer;
+    // What happens when a notification came in, or a partner was reported, after it is written
+    // down.
+    std::function<void(const std::string& body)> m_onNotification;
+    std::function<void(bool state, const std::string& partner)> m_onReady;
+    // Long bodies are not worth keeping.
+    bool m_recordsBodies = true;
+};
