@@ -55,3 +55,27 @@ else()
                         "folder that holds your own ipc/TesselDbusLocal.h")
 endif()
 add_library(applist::service ALIAS applist_service)
+
+# The partner's side: a replica of the service's list. The folders named after it go ahead, for a
+# partner/TesselDbusRemote.h of one's own.
+function(applist_add_partner name)
+    add_library(${name} STATIC
+        ${PROJECT_SOURCE_DIR}/src/applist/RemoteAppListItem.cpp
+        ${PROJECT_SOURCE_DIR}/src/partner/RemoteAppListModel.cpp
+        ${PROJECT_SOURCE_DIR}/src/partner/Replica.cpp)
+    target_include_directories(${name} PUBLIC ${ARGN} ${applist_roots})
+    target_compile_features(${name} PUBLIC cxx_std_17)
+endfunction()
+
+if(APPLIST_OPEN_TRANSPORT)
+    add_library(applist_remote_transport STATIC
+        ${PROJECT_SOURCE_DIR}/src/partner/RemoteCalls.cpp
+        ${PROJECT_SOURCE_DIR}/src/partner/RemoteLink.cpp
+        ${PROJECT_SOURCE_DIR}/src/partner/TesselDbusRemote.cpp)
+    target_compile_definitions(applist_remote_transport PRIVATE _FILE_OFFSET_BITS=64)
+    target_link_libraries(applist_remote_transport PUBLIC applist_transport
+                          PRIVATE PkgConfig::SYSTEMD)
+    applist_add_partner(applist_partner)
+    target_link_libraries(applist_partner PUBLIC applist_remote_transport)
+    add_library(applist::partner ALIAS applist_partner)
+endif()

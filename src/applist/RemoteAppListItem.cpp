@@ -34,6 +34,7 @@ bool WriteEscaped(std::streambuf& to, const std::string& text) {
     const char* run = text.data();
     const char* const end = run + text.size();
     for (const char* at = run; at != end; ++at) {
+        if (*at > kEscape) continue;  // most letters, and nothing that needs an escape
         const char letter = EscapeOf(*at);
         if (letter == 0) continue;
         if (!WriteBytes(to, run, at) || !WriteByte(to, kEscape) || !WriteByte(to, letter)) {
@@ -42,6 +43,14 @@ bool WriteEscaped(std::streambuf& to, const std::string& text) {
         run = at + 1;
     }
     return WriteBytes(to, run, end);
+}
+
+void SetBadbitQuietly(std::ostream& out) {
+    try {
+        out.setstate(std::ios_base::badbit);
+    } catch (const std::ios_base::failure&) {
+        // The bit is set all the same, and the caller has a better exception to let through.
+    }
 }
 
 // Undoes the escapes of the bytes from `from` to `end`, in place. Returns the new end, or null at
@@ -106,13 +115,22 @@ std::string RemoteAppListItem::GetUnigueId() {
     return m_uniqueId;
 }
 
+// Straight to the buffer: one sentry for the item instead of one for each piece. The price is that
+// what a buffer throws must be dealt with here, the way the library's own inserters do: it sets
+// badbit, and gets through only to those who asked the stream for exceptions.
 std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item) {
     const std::ostream::sentry sentry(out);
     if (!sentry) return out;
-    // Straight to the buffer: one sentry for the item instead of one for each piece.
     std::streambuf& to = *out.rdbuf();
-    const bool good = WriteEscaped(to, item.m_visibleName) && WriteByte(to, kSeparator) &&
-                      WriteEscaped(to, item.m_uniqueId) && WriteByte(to, kTerminator);
+    bool good = false;
+    try {
+        good = WriteEscaped(to, item.m_visibleName) && WriteByte(to, kSeparator) &&
+               WriteEscaped(to, item.m_uniqueId) && WriteByte(to, kTerminator);
+    } catch (...) {
+        SetBadbitQuietly(out);
+        if ((out.exceptions() & std::ios_base::badbit) != 0) throw;
+        return out;
+    }
     if (!good) out.setstate(std::ios_base::badbit);
     return out;
 }

@@ -25,7 +25,13 @@ public:
     std::string GetVisibleName() override;
     std::string GetUnigueId() override;
 
-    // Writes the item's text.
+    // True when both strings are equal, byte for byte. Items with one id and two names are the same
+    // item (ApplistItemComparator), but not equal.
+    friend bool operator==(const RemoteAppListItem& left, const RemoteAppListItem& right) {
+        return left.m_uniqueId == right.m_uniqueId && left.m_visibleName == right.m_visibleName;
+    }
+
+    // Writes the item's text. A buffer that takes no more, or throws, sets badbit.
     friend std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item);
 
     // Reads exactly one line and overwrites both strings. Never throws by itself. Sets failbit and

@@ -13,8 +13,9 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@
 #include "applist/RemoteAppListItem.h"
 #include "common/ListenerList.h"
 #include "ipc/IPCApplist.h"
+#include "partner/Replica.h"
 #include "partner/TesselDbusRemote.h"
 
 class RemoteAppListModel;
@@ -59,7 +61,7 @@ public:
     void RemoveItem(AppListItem* item) override;
     void ModifyItem(AppListItem* oldItem, AppListItem* newItem) override;
 
-    // Waits until every write so far was executed and the replica shows the list after them; for
+    // Waits until every write so far was executed and the replica shows the list after them, for
     // SetTimeout's time at most. Listeners may be called meanwhile. Throws RemoteError: the first
     // failure among the writes since the last call, or why the list could not be read.
     // REQUIRES: not called from inside a listener; then it fails at once.
@@ -83,9 +85,6 @@ public:
     void RemoveServiceListener(ServiceListener* listener);
 
 private:
-    using Items = std::vector<std::unique_ptr<RemoteAppListItem>>;
-    struct Fetch;
-
     // The channel tells its handler only that a connection is ready; the model also wants to know
     // when it is gone.
     class Channel : public IPCApplist<TesselDbusRemote, RemoteAppListModel> {
@@ -102,21 +101,34 @@ private:
     void OnServiceGone();
 
     void Write(int messageId, const std::string& payload);
+    void OnWritten(const RemoteReply& reply);
+    void ThrowFailures();
+
     void MarkStale();
     void StartFetch();
-    void FinishFetch(Fetch& fetch);
-    void Apply(Items items, std::unique_ptr<RemoteAppListItem> selection);
-    void Tell(bool itemsChanged, bool selectionChanged, bool serviceChanged);
+    void FinishFetch(const RemoteReply& list, const RemoteReply& selection);
+    void FetchAgainLater();
+    void Tell(const Replica::Change& change, bool serviceChanged);
 
-    // Before the channel, whose destruction may still want them.
     ListenerList<ItemSelectionListener> m_selectionListeners;
     ListenerList<ItemChangeListener> m_changeListeners;
     ListenerList<ItemClickListener> m_clickListeners;
     ListenerList<ServiceListener> m_serviceListeners;
-    // Expires with the model: what runs after a listener returned asks it first.
-    std::shared_ptr<void> m_alive;
+    // Goes with the model: what runs after a listener returned looks at it first.
+    const std::shared_ptr<void> m_alive = std::make_shared<int>();
 
-    Items m_items;
-    std::unique_ptr<RemoteAppListItem> m_selection;  // never null
+    Replica m_replica;
     bool m_isServiceThere = false;
+    std::size_t m_fetchesUnderWay = 0;
+    std::optional<RemoteError> m_fetchFailure;  // of the last one that finished
+    bool m_isStale = false;                     // an event came after the last fetch was sent
+    bool m_isPausing = false;                   // the next fetch is put off
+    std::chrono::milliseconds m_pause;          // how long the last one was, in a burst
+
+    // Of the writes since the last Synchronize: the first failure, and how many came after it.
+    std::optional<RemoteError> m_writeFailure;
+    std::size_t m_moreWriteFailures = 0;
+
+    // Last, so that it goes first and calls nobody who is gone.
+    Channel m_IPC;
 };

@@ -1,0 +1,280 @@
+#include "partner/RemoteAppListModel.h"
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+#include "common/AppListLog.h"
+#include "common/AppListRemoteControl.h"
+
+using applist_log::kDebug;
+using applist_log::kError;
+using std::chrono::milliseconds;
+
+namespace {
+
+// Pauses between the fetches of a burst: short enough that a second event is seen at once, doubling
+// to what a person still takes for now. A burst of seconds costs five fetches, not hundreds.
+constexpr milliseconds kFirstPause{150};
+constexpr milliseconds kLastPause{1000};
+
+const char kEndpoint[] = "Applist: ";
+
+std::string TextOf(AppListItem* item) {
+    std::ostringstream out;
+    out << RemoteAppListItem(*item);
+    return out.str();
+}
+
+}  // namespace
+
+void RemoteAppListModel::Channel::HandleConnectionReady(bool state, const std::string& partner) {
+    RemoteAppListModel& model = m_model;  // this may be gone when a listener has been told
+    IPCApplist::HandleConnectionReady(state, partner);
+    if (!state) model.OnServiceGone();
+}
+
+RemoteAppListModel::RemoteAppListModel() : m_pause(kFirstPause), m_IPC(*this) {
+    m_IPC.RegisterOnNotification(this, &RemoteAppListModel::OnNotification);
+    m_IPC.RegisterOnConnectionReady(this, &RemoteAppListModel::OnConnectionReady);
+}
+
+RemoteAppListModel::~RemoteAppListModel() {
+    m_IPC.UnregisterOnNotification(this);
+    m_IPC.UnregisterOnConnectionReady(this);
+}
+
+// ---- Reads --------------------------------------------------------------------------------------
+
+AppListItem* RemoteAppListModel::GetSelection() {
+    return m_replica.GetSelection();
+}
+
+std::vector<AppListItem*> RemoteAppListModel::GetAllItems() {
+    return m_replica.GetAllItems();
+}
+
+int RemoteAppListModel::GetItemsCount() {
+    return static_cast<int>(m_replica.Count());
+}
+
+// ---- Writes -------------------------------------------------------------------------------------
+
+void RemoteAppListModel::SetSelection(AppListItem* selection) {
+    Write(APPLIST_SET_SELECTION_FNC, TextOf(selection));
+}
+
+void RemoteAppListModel::SetClicked(AppListItem* clicked) {
+    Write(APPLIST_SET_CLICKED_FNC, TextOf(clicked));
+}
+
+void RemoteAppListModel::RemoveAllItems() {
+    Write(APPLIST_REMOVE_ALL_ITEMS_FNC, std::string());
+}
+
+void RemoteAppListModel::AddItems(const std::vector<AppListItem*>& items) {
+    std::ostringstream out;
+    for (AppListItem* item : items) out << RemoteAppListItem(*item);
+    Write(APPLIST_ADD_ITEMS_FNC, out.str());
+}
+
+void RemoteAppListModel::AddItemAtEnd(AppListItem* item) {
+    Write(APPLIST_ADD_ITEM_AT_END_FNC, TextOf(item));
+}
+
+void RemoteAppListModel::RemoveItem(AppListItem* item) {
+    Write(APPLIST_REMOVE_ITEM_FNC, TextOf(item));
+}
+
+void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) {
+    Write(APPLIST_MODIFY_ITEM_FNC, TextOf(oldItem) + TextOf(newItem));
+}
+
+void RemoteAppListModel::Write(int messageId, const std::string& payload) {
+    m_IPC.PostMessage(messageId, payload.data(), payload.size(),
+                      [this](RemoteReply& reply) { OnWritten(reply); });
+}
+
+// Failures are kept as one and a number: a UI that never synchronizes must not collect them.
+void RemoteAppListModel::OnWritten(const RemoteReply& reply) {
+    if (!reply.error) return;
+    if (m_writeFailure) {
+        ++m_moreWriteFailures;
+        return;
+    }
+    m_writeFailure = reply.error;
+    APPLIST_LOG(kError, "a write failed: %s", reply.error->what());
+}
+
+void RemoteAppListModel::SetTimeout(milliseconds timeout) {
+    m_IPC.SetTimeout(timeout);
+}
+
+// The waiting is one more call: when its reply is there, so are those of all calls before it.
+void RemoteAppListModel::Synchronize() {
+    const std::weak_ptr<void> alive = m_alive;
+    std::optional<RemoteError> failure;
+    try {
+        StartFetch();
+        m_IPC.SendMessage(APPLIST_GET_SELECTION_FNC, nullptr, 0);
+    } catch (const RemoteError& error) {
+        if (alive.expired()) throw;
+        failure = error;
+    }
+    ThrowFailures();
+    if (failure && failure->GetCause() == RemoteError::Cause::OutcomeUnknown) {
+        // Every write was answered; what went away was only the reading.
+        throw RemoteError(RemoteError::Cause::NoService,
+                          std::string(kEndpoint) +
+                              "the service went away; the writes before were carried out. Wait "
+                              "until it is back, or start it");
+    }
+    if (failure) throw RemoteError(*failure);
+    if (m_fetchFailure) throw RemoteError(*m_fetchFailure);
+}
+
+void RemoteAppListModel::ThrowFailures() {
+    if (!m_writeFailure) return;
+    const RemoteError first = *std::exchange(m_writeFailure, std::nullopt);
+    const std::size_t more = std::exchange(m_moreWriteFailures, 0);
+    if (more == 0) throw RemoteError(first);
+    throw RemoteError(first.GetCause(), std::string(first.what()) + " (and " +
+                                            std::to_string(more) + " more writes failed)");
+}
+
+// ---- Following the service ----------------------------------------------------------------------
+
+void RemoteAppListModel::OnConnectionReady(const std::string&) {
+    const std::weak_ptr<void> alive = m_alive;
+    const bool appeared = !std::exchange(m_isServiceThere, true);
+    MarkStale();
+    if (appeared && !alive.expired()) Tell(Replica::Change(), true);
+}
+
+void RemoteAppListModel::OnServiceGone() {
+    const bool left = std::exchange(m_isServiceThere, false);
+    m_isStale = false;
+    m_pause = kFirstPause;
+    const Replica::Change change = m_replica.Clear();
+    Tell(change, left);
+}
+
+// The announcement of the service needs no answer: the connection itself reports who is there, and
+// the list is read then.
+void RemoteAppListModel::OnNotification(int messageId, const std::vector<char>&) {
+    switch (messageId) {
+        case APPLIST_ITEM_CHANGE_EVENT:
+        case APPLIST_ITEM_SELECTION_EVENT: MarkStale(); break;
+        case APPLIST_ITEM_CLICKED_EVENT:
+            m_clickListeners.ForEach([this](ItemClickListener* each) { each->ItemClicked(this); });
+            break;
+        default: break;
+    }
+}
+
+// The event may be about what a fetch that is under way has read already, or has not: nothing of it
+// is ever applied, the list is read again.
+void RemoteAppListModel::MarkStale() {
+    if (!m_isServiceThere) return;
+    if (m_fetchesUnderWay > 0 || m_isPausing) {
+        m_isStale = true;
+    } else {
+        StartFetch();
+    }
+}
+
+void RemoteAppListModel::StartFetch() {
+    m_isStale = false;
+    const auto list = std::make_shared<RemoteReply>();
+    ++m_fetchesUnderWay;
+    m_IPC.PostMessage(APPLIST_GET_ALL_ITEMS_FNC, nullptr, 0,
+                      [list](RemoteReply& reply) { *list = std::move(reply); });
+    m_IPC.PostMessage(APPLIST_GET_SELECTION_FNC, nullptr, 0,
+                      [this, list](RemoteReply& reply) { FinishFetch(*list, reply); });
+}
+
+void RemoteAppListModel::FinishFetch(const RemoteReply& list, const RemoteReply& selection) {
+    --m_fetchesUnderWay;
+    m_fetchFailure = list.error ? list.error : selection.error;
+    std::optional<Replica::Change> change;
+    if (!m_fetchFailure) {
+        change = m_replica.Update(list.body, selection.body);
+        if (!change) {
+            m_fetchFailure =
+                RemoteError(RemoteError::Cause::NotUnderstood,
+                            std::string(kEndpoint) +
+                                "the service's list is not made of items; the last good one stays. "
+                                "Check that service and partner speak the same version");
+        }
+    }
+    if (m_fetchFailure) {
+        // That the service is away or slow shows elsewhere; that it talks nonsense shows only here.
+        const bool isNonsense = m_fetchFailure->GetCause() == RemoteError::Cause::NotUnderstood;
+        APPLIST_LOG(isNonsense ? kError : kDebug, "cannot read the list: %s",
+                    m_fetchFailure->what());
+    }
+    FetchAgainLater();
+    if (change) Tell(*change, false);
+}
+
+void RemoteAppListModel::FetchAgainLater() {
+    if (m_isPausing || m_fetchesUnderWay > 0) return;
+    if (!m_isStale) {
+        m_pause = kFirstPause;
+        return;
+    }
+    m_isPausing = true;
+    m_IPC.CallLater(m_pause, [this] {
+        m_isPausing = false;
+        if (m_isStale && m_isServiceThere) StartFetch();
+    });
+    m_pause = std::min(m_pause * 2, kLastPause);
+}
+
+void RemoteAppListModel::Tell(const Replica::Change& change, bool serviceChanged) {
+    const std::weak_ptr<void> alive = m_alive;
+    if (change.items) {
+        m_changeListeners.ForEach([this](ItemChangeListener* each) { each->ItemChanged(this); });
+    }
+    if (change.selection && !alive.expired()) {
+        m_selectionListeners.ForEach(
+            [this](ItemSelectionListener* each) { each->ItemSelected(this); });
+    }
+    if (serviceChanged && !alive.expired()) {
+        m_serviceListeners.ForEach([this](ServiceListener* each) { each->ServiceChanged(this); });
+    }
+}
+
+// ---- Listeners ----------------------------------------------------------------------------------
+
+void RemoteAppListModel::AddItemSelectionListener(ItemSelectionListener* listener) {
+    m_selectionListeners.Add(listener);
+}
+
+void RemoteAppListModel::RemoveItemSelectionListener(ItemSelectionListener* listener) {
+    m_selectionListeners.Remove(listener);
+}
+
+void RemoteAppListModel::AddItemChangeListener(ItemChangeListener* listener) {
+    m_changeListeners.Add(listener);
+}
+
+void RemoteAppListModel::RemoveItemChangeListener(ItemChangeListener* listener) {
+    m_changeListeners.Remove(listener);
+}
+
+void RemoteAppListModel::AddItemClickedListener(ItemClickListener* listener) {
+    m_clickListeners.Add(listener);
+}
+
+void RemoteAppListModel::RemoveItemClickedListener(ItemClickListener* listener) {
+    m_clickListeners.Remove(listener);
+}
+
+void RemoteAppListModel::AddServiceListener(ServiceListener* listener) {
+    m_serviceListeners.Add(listener);
+}
+
+void RemoteAppListModel::RemoveServiceListener(ServiceListener* listener) {
+    m_serviceListeners.Remove(listener);
+}

@@ -1,0 +1,261 @@
+#include "partner/RemoteCalls.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "common/PrintableText.h"
+#include "partner/PartnerLimits.h"
+#include "platform/EndpointNames.h"
+#include "platform/SealedMemfd.h"
+#include "platform/TransportLimits.h"
+
+using Cause = RemoteError::Cause;
+using Clock = std::chrono::steady_clock;
+
+struct RemoteCalls::Call {
+    RemoteCalls* calls;
+    std::vector<char> request;
+    ReplyHandler onReply;
+    UniqueSlot slot;
+    Clock::time_point sentAt;
+    bool isInFd = false;
+    bool isDone = false;
+    RemoteReply reply;
+};
+
+RemoteCalls::RemoteCalls(const std::string& endpoint,
+                         std::function<std::shared_ptr<void>()> keepAlive,
+                         std::function<void()> onSilence)
+    : m_endpoint(endpoint),
+      m_keepAlive(std::move(keepAlive)),
+      m_onSilence(std::move(onSilence)),
+      m_timeout(partner_limits::kDefaultTimeout),
+      m_fdBytes(partner_limits::kFdBytesOverDaemon) {}
+
+RemoteCalls::~RemoteCalls() = default;
+
+// ---- Sending ------------------------------------------------------------------------------------
+
+void RemoteCalls::Post(std::vector<char> request, ReplyHandler onReply) {
+    RemoteReply refusal;
+    if (!m_where.empty()) {
+        refusal.error = NoService();
+    } else if (m_calls.size() - m_sent >= partner_limits::kMaxWaitingCalls ||
+               m_waitingBytes + request.size() > partner_limits::kMaxWaitingBytes) {
+        refusal.error = ErrorOf(Cause::TooMuch,
+                                "too many calls wait to be sent; let the loop run, or synchronize, "
+                                "then go on");
+    }
+    if (refusal.error) return onReply(refusal);
+    m_waitingBytes += request.size();
+    m_calls.push_back(std::make_unique<Call>());
+    Call& call = *m_calls.back();
+    call.calls = this;
+    call.request = std::move(request);
+    call.onReply = std::move(onReply);
+    SendWaiting();
+    Deliver();
+}
+
+void RemoteCalls::Expect() {
+    m_service.clear();
+    m_where.clear();
+}
+
+void RemoteCalls::Start(sd_bus* bus, const std::string& service) {
+    m_bus = bus;
+    m_service = service;
+    m_where.clear();
+    SendWaiting();
+    Deliver();
+}
+
+void RemoteCalls::Stop(const std::string& where) {
+    m_where = where;
+    m_service.clear();
+    for (std::size_t at = 0; at < m_calls.size(); ++at) {
+        Call& call = *m_calls[at];
+        if (call.isDone) continue;
+        call.slot.reset();
+        call.isDone = true;
+        call.reply.error =
+            at >= m_sent
+                ? NoService()
+                : ErrorOf(Cause::OutcomeUnknown,
+                          "the service went away with a call under way; whether it was executed is "
+                          "unknown. Read the list, then decide");
+    }
+    m_sent = m_calls.size();
+    m_waitingBytes = 0;
+    m_bus = nullptr;
+    Deliver();
+}
+
+// While the library holds something back the bus does not drain: the next reply brings us here
+// again.
+bool RemoteCalls::MaySend() const {
+    if (m_service.empty() || m_sent >= partner_limits::kMaxCallsUnderWay) return false;
+    std::uint64_t queued = 0;
+    return m_sent == 0 || sd_bus_get_n_queued_write(m_bus, &queued) < 0 || queued == 0;
+}
+
+void RemoteCalls::SendWaiting() {
+    while (Waiting() && MaySend()) {
+        Call& call = *m_calls[m_sent];
+        ++m_sent;
+        m_waitingBytes -= call.request.size();
+        const int result = Transmit(call);
+        if (result >= 0) continue;
+        call.isDone = true;
+        call.reply.error =
+            ErrorOf(Cause::Failed, std::string("cannot send a call: ") + std::strerror(-result) +
+                                       "; free memory or descriptors");
+    }
+}
+
+bool RemoteCalls::WantsFd(const std::vector<char>& request) const {
+    return sd_bus_can_send(m_bus, 'h') > 0 &&
+           (request.size() > m_fdBytes || request == m_largeRequest);
+}
+
+int RemoteCalls::Transmit(Call& call) {
+    call.isInFd = call.isInFd || WantsFd(call.request);
+    if (!call.isInFd && call.request.size() > partner_limits::kMaxInlineBytes) return -EMSGSIZE;
+    sd_bus_message* made = nullptr;
+    int result = sd_bus_message_new_method_call(
+        m_bus, &made, m_service.c_str(), endpoint_names::PathOf(m_endpoint).c_str(),
+        endpoint_names::kInterface, call.isInFd ? "MessageFd" : "Message");
+    const UniqueMessage message(made);
+    if (result >= 0 && call.isInFd) {
+        const OwnedFd fd(MakeSealedBody(call.request));
+        result = fd.Get() < 0 ? fd.Get() : sd_bus_message_append(message.get(), "h", fd.Get());
+    } else if (result >= 0) {
+        result = sd_bus_message_append_array(message.get(), 'y', call.request.data(),
+                                             call.request.size());
+    }
+    if (result < 0) return result;
+    sd_bus_slot* slot = nullptr;
+    call.sentAt = Clock::now();
+    result = sd_bus_call_async(m_bus, &slot, message.get(), OnReply, &call,
+                               static_cast<std::uint64_t>(m_timeout.count()));
+    call.slot.reset(slot);
+    return result;
+}
+
+// ---- Receiving ----------------------------------------------------------------------------------
+
+int RemoteCalls::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*) {
+    Call* const call = static_cast<Call*>(userdata);
+    RemoteCalls* const calls = call->calls;
+    const std::shared_ptr<void> owner = calls->m_keepAlive();
+    Guarded("taking a reply", [&] { calls->Receive(*call, reply); });
+    return 0;
+}
+
+void RemoteCalls::Receive(Call& call, sd_bus_message* reply) {
+    const sd_bus_error* error = sd_bus_message_get_error(reply);
+    if (error != nullptr && !call.isInFd &&
+        std::strcmp(error->name, endpoint_names::kTooLarge) == 0 &&
+        sd_bus_can_send(m_bus, 'h') > 0) {
+        // Only reads have large replies: asking twice does nothing twice.
+        call.isInFd = true;
+        m_largeRequest = call.request;
+        if (Transmit(call) >= 0) return;
+    }
+    call.isDone = true;
+    if (error != nullptr) {
+        ReceiveError(call, *error);
+    } else if (ReadBody(call, reply) >= 0) {
+        Remember(call);
+    } else {
+        call.reply.body.clear();
+        call.reply.error = ErrorOf(Cause::NotUnderstood,
+                                   "the reply is not understood; check that service and partner "
+                                   "speak the same version");
+    }
+    const bool silence = call.reply.error && call.reply.error->GetCause() == Cause::TimedOut;
+    Deliver();
+    if (silence && !m_closed) m_onSilence();
+}
+
+int RemoteCalls::ReadBody(Call& call, sd_bus_message* reply) {
+    std::vector<char>& body = call.reply.body;
+    if (!call.isInFd) {
+        const void* bytes = nullptr;
+        std::size_t size = 0;
+        if (sd_bus_message_has_signature(reply, "ay") <= 0) return -EBADMSG;
+        const int result = sd_bus_message_read_array(reply, 'y', &bytes, &size);
+        if (result >= 0) {
+            body.assign(static_cast<const char*>(bytes), static_cast<const char*>(bytes) + size);
+        }
+        return result;
+    }
+    int fd = -1;  // the message's own
+    if (sd_bus_message_has_signature(reply, "h") <= 0 || sd_bus_message_read(reply, "h", &fd) < 0 ||
+        !WhyNoSealedBody(fd, transport_limits::kMaxFdBytes).empty()) {
+        return -EBADMSG;
+    }
+    return ReadSealedBody(fd, body);
+}
+
+// sd-bus and the bus say NoReply alike; only the clock tells a silence from a service that left.
+void RemoteCalls::ReceiveError(Call& call, const sd_bus_error& error) {
+    const std::string said =
+        PrintableText(std::string(error.name) + (error.message == nullptr ? "" : ": ") +
+                      (error.message == nullptr ? "" : error.message));
+    if (sd_bus_error_has_name(&error, SD_BUS_ERROR_ACCESS_DENIED) > 0) {
+        call.reply.error =
+            ErrorOf(Cause::Refused, "the bus's policy refuses the call (" + said +
+                                        "); ask for a policy that lets this user call the service");
+    } else if (sd_bus_error_has_name(&error, SD_BUS_ERROR_SERVICE_UNKNOWN) > 0 ||
+               sd_bus_error_has_name(&error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
+        call.reply.error =
+            ErrorOf(Cause::NoService, "the service has left the bus; start it, then try again");
+    } else if (Clock::now() - call.sentAt >= m_timeout &&
+               sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) {
+        call.reply.error =
+            ErrorOf(Cause::TimedOut,
+                    "no answer in time; the call may still be executed. Try again, or allow more "
+                    "than " +
+                        std::to_string(m_timeout.count() / 1000) + " ms");
+    } else if (sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_DISCONNECTED) >
+               0) {
+        call.reply.error =
+            ErrorOf(Cause::OutcomeUnknown,
+                    "the service went away with a call under way; whether it was executed is "
+                    "unknown. Read the list, then decide");
+    } else {
+        call.reply.error = ErrorOf(Cause::Failed, "the service answered with an error: " + said);
+    }
+}
+
+void RemoteCalls::Remember(const Call& call) {
+    if (call.request.size() > partner_limits::kMaxRememberedRequest) return;
+    if (call.reply.body.size() > m_fdBytes) {
+        m_largeRequest = call.request;
+    } else if (call.request == m_largeRequest && call.reply.body.size() < m_fdBytes / 2) {
+        m_largeRequest.clear();
+    }
+}
+
+// In order of posting, whatever came first: one that was asked for again holds up those behind it.
+void RemoteCalls::Deliver() {
+    const std::shared_ptr<void> owner = m_keepAlive();
+    while (!m_calls.empty() && m_calls.front()->isDone) {
+        const std::unique_ptr<Call> call = std::move(m_calls.front());
+        m_calls.pop_front();
+        --m_sent;
+        SendWaiting();
+        if (!m_closed) call->onReply(call->reply);
+    }
+}
+
+RemoteError RemoteCalls::ErrorOf(Cause cause, const std::string& text) const {
+    return RemoteError(cause, m_endpoint + ": " + text);
+}
+
+RemoteError RemoteCalls::NoService() const {
+    return ErrorOf(Cause::NoService, "nobody owns " + endpoint_names::BusNameOf(m_endpoint) +
+                                         " on " + m_where + "; start the service, then try again");
+}

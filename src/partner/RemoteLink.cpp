@@ -1,0 +1,371 @@
+#include "partner/RemoteLink.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <utility>
+
+#include "partner/PartnerLimits.h"
+#include "platform/EndpointNames.h"
+
+using applist_log::kError;
+using Cause = RemoteError::Cause;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+const char kDriver[] = "org.freedesktop.DBus";
+const char kDriverPath[] = "/org/freedesktop/DBus";
+const char kProperties[] = "org.freedesktop.DBus.Properties";
+
+// The name of the process `pid`; empty when it is not ours to see.
+std::string CommandOf(std::uint32_t pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
+    std::string command;
+    std::getline(file, command);
+    return command;
+}
+
+std::uint64_t Microseconds(std::chrono::microseconds time) {
+    return static_cast<std::uint64_t>(time.count());
+}
+
+}  // namespace
+
+TesselDbusRemote::Link::Link(TesselDbusRemote& owner, const std::string& name)
+    : m_owner(&owner),
+      m_name(name),
+      m_timeout(partner_limits::kDefaultTimeout),
+      m_link([this] { SetUp(); },
+             [this] {
+                 const auto self = shared_from_this();
+                 Lost();
+             }),
+      m_calls(
+          name, [this] { return shared_from_this(); },
+          [this] {
+              m_isSuspect = true;
+              Compare();
+          }) {}
+
+// ---- For the owner ------------------------------------------------------------------------------
+
+void TesselDbusRemote::Link::Close() {
+    m_owner = nullptr;
+    m_later = nullptr;
+    m_calls.Close();
+    m_ownerMatch.reset();
+    m_signalMatch.reset();
+    m_serialAnswer.reset();
+    m_compareTimer.reset();
+    m_laterTimer.reset();
+    DispatchUntil(
+        [this] {
+            std::uint64_t queued = 0;
+            return !m_calls.Waiting() &&
+                   (sd_bus_get_n_queued_write(m_link.Bus(), &queued) < 0 || queued == 0);
+        },
+        Clock::now() + partner_limits::kFlushTimeout);
+}
+
+void TesselDbusRemote::Link::Post(std::vector<char> request, ReplyHandler onReply) {
+    m_calls.Post(std::move(request), std::move(onReply));
+}
+
+std::vector<char> TesselDbusRemote::Link::Send(std::vector<char> request) {
+    const auto self = shared_from_this();
+    const Clock::time_point deadline = Clock::now() + m_timeout;
+    // Outlives this call: the reply may come after we have given up.
+    const auto reply = std::make_shared<RemoteReply>();
+    const auto isDone = std::make_shared<bool>(false);
+    m_calls.Post(std::move(request), [reply, isDone](RemoteReply& answer) {
+        *reply = std::move(answer);
+        *isDone = true;
+    });
+    const bool dispatched = DispatchUntil([&] { return *isDone || m_owner == nullptr; }, deadline);
+    if (reply->error) throw RemoteError(*reply->error);
+    if (*isDone) return std::move(reply->body);
+    if (m_owner == nullptr) {
+        throw RemoteError(Cause::OutcomeUnknown,
+                          m_name + ": destroyed while waiting for a reply; do so after the wait");
+    }
+    if (!dispatched) {
+        throw RemoteError(Cause::Failed,
+                          m_name + ": waiting from inside a listener; wait from the loop instead");
+    }
+    m_isSuspect = true;
+    throw RemoteError(Cause::TimedOut,
+                      m_name +
+                          ": no answer in time; the call may still be executed. Try again, or "
+                          "allow more than " +
+                          std::to_string(m_timeout.count() / 1000) + " ms");
+}
+
+void TesselDbusRemote::Link::SetTimeout(std::chrono::microseconds timeout) {
+    m_timeout = timeout;
+    m_calls.SetTimeout(timeout);
+}
+
+void TesselDbusRemote::Link::Notify(const std::vector<char>& body) {
+    if (m_service.empty()) return;
+    const UniqueMessage message = NewCall(endpoint_names::kInterface, "Notify");
+    int result = sd_bus_message_set_expect_reply(message.get(), 0);
+    if (result >= 0)
+        result = sd_bus_message_append_array(message.get(), 'y', body.data(), body.size());
+    if (result >= 0) result = sd_bus_send(m_link.Bus(), message.get(), nullptr);
+    if (result < 0) APPLIST_LOG(kError, "cannot notify the service: %s", std::strerror(-result));
+}
+
+void TesselDbusRemote::Link::CallLater(std::chrono::microseconds delay,
+                                       std::function<void()> callback) {
+    sd_event_source* source = nullptr;
+    const int result = sd_event_add_time_relative(m_link.Loop(), &source, CLOCK_MONOTONIC,
+                                                  Microseconds(delay), 10000, OnLater, this);
+    m_laterTimer.reset(source);
+    m_later = std::move(callback);
+    if (result < 0) APPLIST_LOG(kError, "cannot wait: %s", std::strerror(-result));
+}
+
+int TesselDbusRemote::Link::OnLater(sd_event_source*, std::uint64_t, void* userdata) {
+    const auto self = static_cast<Link*>(userdata)->shared_from_this();
+    self->m_laterTimer.reset();
+    const std::function<void()> later = std::exchange(self->m_later, nullptr);
+    Guarded("calling later", later);
+    return 0;
+}
+
+// One step at a time, in the order of arrival: a reply that were taken out of the middle of the
+// queue would overtake the events before it.
+bool TesselDbusRemote::Link::DispatchUntil(const std::function<bool()>& done,
+                                           Clock::time_point deadline) {
+    while (!done()) {
+        sd_bus* const bus = m_link.Bus();
+        if (bus == nullptr) return true;
+        const int result = sd_bus_process(bus, nullptr);
+        if (result == -EBUSY) return false;
+        if (result < 0) return true;
+        if (result > 0) continue;
+        const auto left =
+            std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
+        if (left.count() <= 0) return true;
+        const int waited = sd_bus_wait(bus, Microseconds(left));
+        if (waited < 0 && waited != -EINTR) return true;
+    }
+    return true;
+}
+
+// ---- The bus ------------------------------------------------------------------------------------
+
+template <TesselDbusRemote::Link::Callback callback>
+int TesselDbusRemote::Link::On(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    const auto self = static_cast<Link*>(userdata)->shared_from_this();
+    Guarded("following the service", [&] { (self.get()->*callback)(message); });
+    return 0;
+}
+
+UniqueMessage TesselDbusRemote::Link::NewCall(const char* interface, const char* member) const {
+    sd_bus_message* message = nullptr;
+    const int result =
+        sd_bus_message_new_method_call(m_link.Bus(), &message, m_service.c_str(),
+                                       endpoint_names::PathOf(m_name).c_str(), interface, member);
+    if (result < 0)
+        throw TransportError(m_name + ": cannot make a call: " + std::strerror(-result));
+    return UniqueMessage(message);
+}
+
+void TesselDbusRemote::Link::CallDriver(UniqueSlot& slot, const char* member,
+                                        const std::string& argument,
+                                        sd_bus_message_handler_t onAnswer) {
+    sd_bus_slot* made = nullptr;
+    const int result = sd_bus_call_method_async(m_link.Bus(), &made, kDriver, kDriverPath, kDriver,
+                                                member, onAnswer, this, "s", argument.c_str());
+    slot.reset(made);
+    if (result < 0)
+        throw TransportError(m_name + ": cannot ask the bus: " + std::strerror(-result));
+}
+
+void TesselDbusRemote::Link::SetUp() {
+    const std::string name = endpoint_names::BusNameOf(m_name);
+    m_calls.Expect();
+    int result = sd_bus_attach_event(m_link.Bus(), m_link.Loop(), SD_EVENT_PRIORITY_NORMAL);
+    sd_bus_slot* slot = nullptr;
+    if (result >= 0) {
+        const std::string match = std::string("type='signal',sender='") + kDriver + "',path='" +
+                                  kDriverPath + "',interface='" + kDriver +
+                                  "',member='NameOwnerChanged',arg0='" + name + "'";
+        result =
+            sd_bus_add_match_async(m_link.Bus(), &slot, match.c_str(), On<&Link::OnOwnerChanged>,
+                                   On<&Link::OnMatchInstalled>, this);
+    }
+    m_ownerMatch.reset(slot);
+    if (result < 0) {
+        throw TransportError(m_name + ": cannot follow " + name + " on " +
+                             m_link.Location().description + ": " + std::strerror(-result));
+    }
+    // After the match, so that a service which appears in between is seen by one of the two.
+    CallDriver(m_ownerAnswer, "GetNameOwner", name, On<&Link::OnOwner>);
+    CallDriver(m_busAnswer, "GetConnectionUnixProcessID", kDriver, On<&Link::OnBusProcess>);
+}
+
+void TesselDbusRemote::Link::Lost() {
+    m_ownerMatch.reset();
+    m_ownerAnswer.reset();
+    m_busAnswer.reset();
+    Gone();
+}
+
+void TesselDbusRemote::Link::OnBusProcess(sd_bus_message* answer) {
+    std::uint32_t pid = 0;
+    if (sd_bus_message_read(answer, "u", &pid) < 0) return;
+    const bool isBroker = CommandOf(pid).rfind("dbus-broker", 0) == 0;
+    m_calls.SetFdBytes(isBroker ? partner_limits::kFdBytesOverBroker
+                                : partner_limits::kFdBytesOverDaemon);
+}
+
+// Without a callback of ours sd-bus would close the whole connection over one refused match.
+void TesselDbusRemote::Link::OnMatchInstalled(sd_bus_message* answer) {
+    const sd_bus_error* refusal = sd_bus_message_get_error(answer);
+    if (refusal == nullptr) return;
+    APPLIST_LOG(kError, "%s: the bus does not tell us of the service: %s", m_name.c_str(),
+                refusal->message);
+}
+
+// ---- The service --------------------------------------------------------------------------------
+
+void TesselDbusRemote::Link::OnOwner(sd_bus_message* answer) {
+    m_ownerAnswer.reset();
+    m_link.Settled();
+    const char* owner = nullptr;
+    if (sd_bus_message_get_error(answer) != nullptr ||
+        sd_bus_message_read(answer, "s", &owner) < 0) {
+        return Gone();
+    }
+    if (m_service.empty()) Appeared(owner);
+}
+
+void TesselDbusRemote::Link::OnOwnerChanged(sd_bus_message* signal) {
+    const char* name = nullptr;
+    const char* before = nullptr;
+    const char* now = nullptr;
+    if (sd_bus_message_read(signal, "sss", &name, &before, &now) < 0 || m_service == now) return;
+    m_ownerAnswer.reset();  // this is newer
+    const std::string service = now;
+    Gone();
+    if (m_owner != nullptr && !service.empty()) Appeared(service);
+}
+
+// First the subscription, then the connection, then the count: between the last two nothing can be
+// missed, and what is counted from here on is what the service counts.
+void TesselDbusRemote::Link::Appeared(const std::string& service) {
+    m_service = service;
+    const std::string match = "type='signal',sender='" + service + "',path='" +
+                              endpoint_names::PathOf(m_name) + "',interface='" +
+                              endpoint_names::kInterface + "',member='" +
+                              endpoint_names::kNotification + "'";
+    sd_bus_slot* slot = nullptr;
+    int result =
+        sd_bus_add_match_async(m_link.Bus(), &slot, match.c_str(), On<&Link::OnNotification>,
+                               On<&Link::OnMatchInstalled>, this);
+    m_signalMatch.reset(slot);
+    if (result >= 0) {
+        slot = nullptr;
+        const UniqueMessage connect = NewCall(endpoint_names::kInterface, "Connect");
+        result = sd_bus_call_async(m_link.Bus(), &slot, connect.get(), On<&Link::OnConnected>, this,
+                                   Microseconds(partner_limits::kCompareTimeout));
+        m_connectAnswer.reset(slot);
+    }
+    if (result < 0) {
+        throw TransportError(m_name + ": cannot follow the service: " + std::strerror(-result));
+    }
+    Compare();
+    m_calls.Start(m_link.Bus(), service);
+}
+
+void TesselDbusRemote::Link::Gone() {
+    const std::string service = std::exchange(m_service, std::string());
+    const bool wasReady = std::exchange(m_isReady, false);
+    m_signalMatch.reset();
+    m_connectAnswer.reset();
+    m_serialAnswer.reset();
+    m_compareTimer.reset();
+    m_isSuspect = false;
+    m_comparesSoon = false;
+    m_calls.Stop(m_link.Location().description);
+    if (wasReady && m_owner != nullptr) m_owner->HandleConnectionReady(false, service);
+}
+
+void TesselDbusRemote::Link::OnConnected(sd_bus_message* answer) {
+    m_connectAnswer.reset();
+    const sd_bus_error* refusal = sd_bus_message_get_error(answer);
+    if (refusal == nullptr) return;
+    APPLIST_LOG(kError, "%s: the service does not connect: %s", m_name.c_str(),
+                refusal->message == nullptr ? refusal->name : refusal->message);
+}
+
+// ---- Notifications ------------------------------------------------------------------------------
+
+void TesselDbusRemote::Link::OnNotification(sd_bus_message* signal) {
+    const void* bytes = nullptr;
+    std::size_t size = 0;
+    if (sd_bus_message_has_signature(signal, "ay") <= 0 ||
+        sd_bus_message_read_array(signal, 'y', &bytes, &size) < 0) {
+        return;
+    }
+    // The service counts those to everyone.
+    if (sd_bus_message_get_destination(signal) == nullptr) ++m_received;
+    if (!m_isReady || m_owner == nullptr) return;
+    if (!std::exchange(m_comparesSoon, true)) CompareIn(partner_limits::kCompareInBurst);
+    const char* const begin = static_cast<const char*>(bytes);
+    std::vector<char> body(begin, begin + size);
+    m_owner->HandleNotification(body);
+}
+
+void TesselDbusRemote::Link::CompareIn(std::chrono::microseconds delay) {
+    sd_event_source* source = nullptr;
+    const int result = sd_event_add_time_relative(m_link.Loop(), &source, CLOCK_MONOTONIC,
+                                                  Microseconds(delay), 10000, OnCompareTime, this);
+    m_compareTimer.reset(source);
+    if (result < 0) APPLIST_LOG(kError, "cannot wait: %s", std::strerror(-result));
+}
+
+int TesselDbusRemote::Link::OnCompareTime(sd_event_source*, std::uint64_t, void* userdata) {
+    const auto self = static_cast<Link*>(userdata)->shared_from_this();
+    self->m_comparesSoon = false;
+    Guarded("comparing with the service", [&] { self->Compare(); });
+    return 0;
+}
+
+void TesselDbusRemote::Link::Compare() {
+    if (m_serialAnswer || m_service.empty()) return;
+    const UniqueMessage get = NewCall(kProperties, "Get");
+    sd_bus_slot* slot = nullptr;
+    int result = sd_bus_message_append(get.get(), "ss", endpoint_names::kInterface, "Serial");
+    if (result >= 0) {
+        result = sd_bus_call_async(m_link.Bus(), &slot, get.get(), On<&Link::OnSerial>, this,
+                                   Microseconds(partner_limits::kCompareTimeout));
+    }
+    m_serialAnswer.reset(slot);
+    if (result < 0) throw TransportError(std::string("cannot compare: ") + std::strerror(-result));
+}
+
+// The answer follows every notification that it counts, so what has not come by now will not come.
+void TesselDbusRemote::Link::OnSerial(sd_bus_message* answer) {
+    m_serialAnswer.reset();
+    CompareIn(partner_limits::kCompareAtRest);
+    const sd_bus_error* refusal = sd_bus_message_get_error(answer);
+    std::uint64_t serial = m_serial + m_received;  // nothing to compare with: nothing is missing
+    if (refusal == nullptr) {
+        sd_bus_message_read(answer, "v", "t", &serial);
+    } else if (sd_bus_error_has_name(refusal, SD_BUS_ERROR_ACCESS_DENIED) > 0 ||
+               sd_bus_error_has_names(refusal, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) {
+        return;  // not usable now; asked again
+    }
+    const bool lost = serial != m_serial + m_received;
+    m_serial = serial;
+    m_received = 0;
+    const bool wasReady = std::exchange(m_isReady, true);
+    const bool wasSuspect = std::exchange(m_isSuspect, false);
+    if (m_owner != nullptr && (!wasReady || lost || wasSuspect)) {
+        m_owner->HandleConnectionReady(true, m_service);
+    }
+}

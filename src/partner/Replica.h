@@ -1,0 +1,53 @@
+// The copy of the service's list and selection that a partner reads from.
+//
+// Threads: its owner's. Lifetime: owns the items that it hands out; an item that an update leaves
+// unchanged keeps its address.
+
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "applist/RemoteAppListItem.h"
+
+class Replica {
+public:
+    using Items = std::vector<std::unique_ptr<RemoteAppListItem>>;
+
+    // What an update changed, for listeners, and the items that are no longer part of the list.
+    // They live until this does: whoever still holds a pointer to one is told first.
+    struct Change {
+        bool items = false;
+        bool selection = false;  // another unique id
+        Items gone;
+    };
+
+    // Items of one list at most. A device shows thousands; a service that sends more lines than
+    // this wants our memory.
+    static constexpr std::size_t kMaxItems = std::size_t{1} << 22;
+
+    // An empty list with an empty item selected.
+    Replica();
+
+    // Takes over a list and a selection, each as the service's reply holds it. Returns nothing, and
+    // changes nothing, when either is not what a service sends.
+    std::optional<Change> Update(const std::vector<char>& list, const std::vector<char>& selection);
+
+    // Back to an empty list.
+    Change Clear();
+
+    // Never null.
+    AppListItem* GetSelection() const { return m_selection; }
+    std::vector<AppListItem*> GetAllItems() const;
+    std::size_t Count() const { return m_items.size(); }
+
+private:
+    Change Take(Items items, std::unique_ptr<RemoteAppListItem> selection);
+    bool Select(std::unique_ptr<RemoteAppListItem> selection, Items& gone);
+
+    Items m_items;
+    RemoteAppListItem* m_selection;                // in m_items, or m_outside
+    std::unique_ptr<RemoteAppListItem> m_outside;  // a selection that is not in the list
+};
