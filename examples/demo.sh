@@ -72,7 +72,7 @@ start_daemon() {
     daemon=$!
     children+=("$daemon")
     exec 4< "$scratch/log"
-    await_line 4 publishing | sed 's/^/  /'
+    await_line 4 Publishing | sed 's/.*\(Publishing\)/    \1/'
 }
 
 start_listener() {
@@ -154,7 +154,7 @@ await_notification 2
 expect "the selection" "$(call 2001)" "$(nth_item 2)"
 call 2001 | awk -F '\t' '{ printf "    selected: %s\n", $1 }'
 
-step "It adds an application of its own, twice over"
+step "It adds applications of its own: one, then two at once"
 call 2005 'Radio\tradio\n'
 await_notification 1
 call 2004 'Maps\tmaps\nPhone\tphone\n'
