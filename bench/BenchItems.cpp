@@ -1,0 +1,12 @@
+#include <benchmark/benchmark.h>
+
+#include "ItemText.h"
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    bench::PrintItemTextRatios();
+    return 0;
+}

@@ -1,0 +1,72 @@
+// Remote calls through channel and dispatcher, with nothing below and no log: what the service
+// itself adds to a call.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ByHand.h"
+#include "SimpleModel.h"
+#include "applist/LocalAppListModel.h"
+#include "common/AppListRemoteControl.h"
+
+namespace bench {
+
+namespace {
+
+std::vector<char> Request(AppListRemoteControl function, const std::string& payload) {
+    std::vector<char> request(payload.begin(), payload.end());
+    const std::int32_t id = function;
+    const char* const bytes = reinterpret_cast<const char*>(&id);
+    request.insert(request.end(), bytes, bytes + sizeof(id));
+    return request;
+}
+
+// The channel takes its buffer apart, so each call gets a copy, as each message off a bus does.
+std::vector<char> Call(const std::vector<char>& request) {
+    std::vector<char> message(request);
+    return TesselDbusLocal::Newest()->HandleMessage(message);
+}
+
+void GetSelection(benchmark::State& state) {
+    SimpleModel model(SampleItems(100));
+    const LocalAppListModel service(&model);
+    const std::vector<char> request = Request(APPLIST_GET_SELECTION_FNC, "");
+    if (Call(request).empty()) state.SkipWithError("no selection came back");
+    while (state.KeepRunning()) benchmark::DoNotOptimize(Call(request));
+    state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(GetSelection)->Name("Dispatcher/2001_GetSelection");
+
+void GetAllItems(benchmark::State& state) {
+    SimpleModel model(SampleItems(static_cast<std::size_t>(state.range(0))));
+    const LocalAppListModel service(&model);
+    const std::vector<char> request = Request(APPLIST_GET_ALL_ITEMS_FNC, "");
+    const std::size_t size = Call(request).size();
+    if (size == 0) state.SkipWithError("no items came back");
+    while (state.KeepRunning()) benchmark::DoNotOptimize(Call(request));
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(size));
+}
+BENCHMARK(GetAllItems)->Name("Dispatcher/2002_GetAllItems")->Arg(100)->Arg(10000);
+
+// A pair, so that the list does not grow with the number of iterations.
+void AddAndRemove(benchmark::State& state) {
+    SimpleModel model(SampleItems(100));
+    const LocalAppListModel service(&model);
+    const std::vector<char> add = Request(APPLIST_ADD_ITEM_AT_END_FNC, "Maps\torg.example.maps\n");
+    const std::vector<char> remove = Request(APPLIST_REMOVE_ITEM_FNC, "\torg.example.maps\n");
+    while (state.KeepRunning()) {
+        Call(add);
+        Call(remove);
+    }
+    if (model.GetItemsCount() != 100) state.SkipWithError("an item was added and not removed");
+    state.SetItemsProcessed(2 * state.iterations());
+}
+BENCHMARK(AddAndRemove)->Name("Dispatcher/2005_2007_AddAndRemove");
+
+}  // namespace
+
+}  // namespace bench

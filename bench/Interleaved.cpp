@@ -1,0 +1,21 @@
+#include "Interleaved.h"
+
+#include <cstdio>
+
+namespace bench {
+
+void PrintTableHead(const Rounds& plan) {
+    std::printf("\nMedians of %d interleaved rounds of 2 x %d calls, in microseconds a call\n",
+                plan.rounds, plan.blocks * plan.callsPerBlock);
+    std::printf("%-34s %10s %10s %7s %15s %7s\n", "", "ours", "baseline", "ratio", "(rounds)",
+                "target");
+}
+
+void PrintTableLine(const char* what, const Comparison& comparison, double target) {
+    std::printf("%-34s %10.2f %10.2f %7.3f   (%.3f-%.3f) %7.2f  %s\n", what, comparison.ours,
+                comparison.baseline, comparison.ratio, comparison.lowest, comparison.highest,
+                target, comparison.ratio <= target ? "PASS" : "over target");
+    std::fflush(stdout);
+}
+
+}  // namespace bench

@@ -1,0 +1,10 @@
+// The comparison that the item text is held to. Threads: one.
+
+#pragma once
+
+namespace bench {
+
+// Reads and writes with the item's stream operators and by hand, in turns, and prints the ratios.
+void PrintItemTextRatios();
+
+}  // namespace bench

@@ -1,0 +1,104 @@
+#include "Services.h"
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+#include <vector>
+
+#include "ByHand.h"
+#include "SimpleModel.h"
+#include "applist/LocalAppListModel.h"
+#include "common/AppListLog.h"
+#include "common/AppListRemoteControl.h"
+#include "platform/BusSelection.h"
+#include "platform/EndpointNames.h"
+#include "platform/LinuxLog.h"
+#include "platform/SdBus.h"
+
+namespace bench {
+
+namespace {
+
+void SayReady(int readyFd) {
+    if (write(readyFd, "\n", 1) != 1) throw std::runtime_error("nobody waits for this service");
+}
+
+int Check(int result) {
+    if (result < 0) throw std::runtime_error(std::strerror(-result));
+    return result;
+}
+
+struct BareService {
+    std::vector<PlainItem> items;
+    std::string selection;
+};
+
+int Answer(sd_bus_message* call, const std::string& body) {
+    sd_bus_message* made = nullptr;
+    int result = sd_bus_message_new_method_return(call, &made);
+    const UniqueMessage reply(made);
+    if (result >= 0) {
+        result = sd_bus_message_append_array(reply.get(), 'y', body.data(), body.size());
+    }
+    if (result >= 0) result = sd_bus_send(nullptr, reply.get(), nullptr);
+    return result;
+}
+
+int OnMessage(sd_bus_message* call, void* userdata, sd_bus_error*) {
+    const BareService& service = *static_cast<const BareService*>(userdata);
+    const void* bytes = nullptr;
+    std::size_t size = 0;
+    std::int32_t function = 0;
+    const int result = sd_bus_message_read_array(call, 'y', &bytes, &size);
+    if (result < 0) return result;
+    if (size != sizeof(function)) return -EINVAL;
+    std::memcpy(&function, bytes, sizeof(function));
+    if (function == APPLIST_GET_SELECTION_FNC) return Answer(call, service.selection);
+    std::string text;
+    for (const PlainItem& item : service.items) AppendByHand(item, text);
+    return Answer(call, text);
+}
+
+const sd_bus_vtable kBareVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("Message", "ay", "ay", OnMessage, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
+
+}  // namespace
+
+void RunApplistService(const std::string& address, int readyFd) {
+    SetMinimumLogPriority(applist_log::kInfo);
+    SelectBusAddress(address);
+    SimpleModel model(SampleItems(kRoundTripItems));
+    const LocalAppListModel service(&model);
+    sd_event* loop = nullptr;
+    Check(sd_event_default(&loop));
+    const UniqueEvent owner(loop);
+    SayReady(readyFd);
+    Check(sd_event_loop(loop));
+}
+
+void RunBareService(const std::string& address, int readyFd) {
+    BareService service{SampleItems(kRoundTripItems), std::string()};
+    AppendByHand(service.items.front(), service.selection);
+
+    sd_bus* made = nullptr;
+    Check(sd_bus_new(&made));
+    const UniqueBus bus(made);
+    Check(sd_bus_set_address(bus.get(), address.c_str()));
+    Check(sd_bus_set_bus_client(bus.get(), 1));
+    Check(sd_bus_start(bus.get()));
+    Check(sd_bus_add_object_vtable(bus.get(), nullptr,
+                                   endpoint_names::PathOf(kBareEndpoint).c_str(),
+                                   endpoint_names::kInterface, kBareVtable, &service));
+    Check(sd_bus_request_name(bus.get(), endpoint_names::BusNameOf(kBareEndpoint).c_str(), 0));
+    sd_event* loop = nullptr;
+    Check(sd_event_default(&loop));
+    const UniqueEvent owner(loop);
+    Check(sd_bus_attach_event(bus.get(), loop, SD_EVENT_PRIORITY_NORMAL));
+    SayReady(readyFd);
+    Check(sd_event_loop(loop));
+}
+
+}  // namespace bench
