@@ -1,0 +1,23 @@
+# The programs: their parts by GoogleTest, the programs themselves as processes on buses of their
+# own, driven from Python.
+
+add_executable(app_tests
+    apps/applistd/ApplicationList_test.cpp
+    apps/common/ItemLines_test.cpp)
+target_link_libraries(app_tests PRIVATE applistd_parts test_options GTest::gmock GTest::gtest_main)
+gtest_discover_tests(app_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)
+
+# The system's Python, which python3-dbus and python3-gi belong to; another one on the PATH has
+# neither.
+set(APPLIST_PYTHON /usr/bin/python3 CACHE FILEPATH "Python with python3-dbus and python3-gi")
+
+foreach(subject command_line console desktop_entries foreign_clients service_manager)
+    add_test(NAME applistd.${subject}
+             COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/apps/applistd/${subject}_test.py)
+    set_tests_properties(applistd.${subject} PROPERTIES LABELS app TIMEOUT 240)
+    set_property(TEST applistd.${subject} PROPERTY ENVIRONMENT
+        APPLISTD=$<TARGET_FILE:applistd>
+        APPLIST_EXAMPLES=${PROJECT_SOURCE_DIR}/examples
+        PYTHONPATH=${CMAKE_CURRENT_SOURCE_DIR}/apps
+        PYTHONDONTWRITEBYTECODE=1)
+endforeach()

@@ -85,12 +85,16 @@ void Console::ExecuteCompleteLines() {
     for (; end != std::string::npos && !m_done; end = m_input.find('\n')) {
         const std::string line = m_input.substr(0, end);
         m_input.erase(0, end + 1);
-        Execute(line);
+        if (!m_tooLong) Execute(line);
+        m_tooLong = false;
     }
     if (m_input.size() <= kLongestLine) return;
-    std::cerr << "applistd: a command of more than " << kLongestLine << " bytes; left out"
-              << std::endl;
     m_input.clear();
+    if (!m_tooLong) {
+        std::cerr << "applistd: a command of more than " << kLongestLine << " bytes; left out"
+                  << std::endl;
+    }
+    m_tooLong = true;
 }
 
 void Console::Execute(const std::string& line) {

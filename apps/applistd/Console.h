@@ -58,6 +58,7 @@ private:
     std::function<void()> m_quit;
     guint m_watch;
     std::string m_input;
+    bool m_tooLong = false;  // what follows, up to the end of the line, is left out as well
     bool m_done = false;
     std::vector<std::unique_ptr<RemoteAppListItem>> m_added;
 };

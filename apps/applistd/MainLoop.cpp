@@ -25,6 +25,7 @@ void BlockStopSignals() {
 
 struct MainLoop::EventSource {
     GSource base;
+    GPollFD descriptor;
     MainLoop* loop;
 
     static MainLoop& LoopOf(GSource* source) {
@@ -64,9 +65,13 @@ void MainLoop::AddToGLib() {
     static GSourceFuncs functions = {
         &MainLoop::Prepare, &MainLoop::Check, &MainLoop::Dispatch, nullptr, nullptr, nullptr};
     m_source = g_source_new(&functions, sizeof(EventSource));
-    reinterpret_cast<EventSource*>(m_source)->loop = this;
+    auto* const source = reinterpret_cast<EventSource*>(m_source);
+    source->loop = this;
+    source->descriptor = {sd_event_get_fd(m_event), G_IO_IN, 0};
     g_source_set_name(m_source, "sd-event");
-    g_source_add_unix_fd(m_source, sd_event_get_fd(m_event), G_IO_IN);
+    // Not g_source_add_unix_fd: it dispatches whenever the descriptor is readable, although Check
+    // found that sd-event needs no dispatch, as after each ping of the watchdog.
+    g_source_add_poll(m_source, &source->descriptor);
     g_source_attach(m_source, nullptr);
 }
 

@@ -19,7 +19,7 @@ std::size_t AnnouncedLength(unsigned char lead) {
 // Overlong forms, surrogates and what lies past U+10FFFF show in the second byte.
 bool SecondByteFits(unsigned char lead, unsigned char second) {
     switch (lead) {
-        case 0xC2: return second >= 0xA0;  // below are the C1 controls
+        case 0xC2:  // below are the C1 controls
         case 0xE0: return second >= 0xA0;
         case 0xED: return second <= 0x9F;
         case 0xF0: return second >= 0x90;

@@ -33,7 +33,7 @@ public:
     // Brings the endpoint "Applist" up. Throws whatever the transport's constructor throws.
     IPCApplist();
 
-    virtual ~IPCApplist() {}
+    ~IPCApplist() override {}
 
     // Sets the handler of its kind; a later call replaces the earlier handler.
     // Unregistering does nothing unless `object` is the registered handler.

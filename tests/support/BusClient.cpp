@@ -169,13 +169,23 @@ bool BusClient::Own(const std::string& name) {
 }
 
 bool BusClient::WaitForOwner(const std::string& name) {
+    return WaitForOwned(name, true);
+}
+
+bool BusClient::WaitForNoOwner(const std::string& name) {
+    return WaitForOwned(name, false);
+}
+
+bool BusClient::WaitForOwned(const std::string& name, bool owned) {
+    m_owners.erase(name);
     Match(std::string("type='signal',sender='") + kDriver + "',member='NameOwnerChanged',arg0='" +
           name + "'");
     const Answer answer =
         Wait(StartAny(kDriver, kDriverPath, kDriver, "NameHasOwner", [&](sd_bus_message* call) {
             return sd_bus_message_append(call, "s", name.c_str());
         }));
-    return answer.number == 1 || RunUntil([&] { return !m_owners[name].empty(); });
+    if (m_owners.count(name) == 0) m_owners[name] = answer.number == 1 ? "somebody" : "";
+    return RunUntil([&] { return m_owners[name].empty() != owned; });
 }
 
 int BusClient::OnAnswer(sd_bus_message* message, void* userdata, sd_bus_error*) {

@@ -72,8 +72,9 @@ public:
     // Asks for `name`; true when it is now ours. The bus's own policy may refuse it.
     bool Own(const std::string& name);
 
-    // Runs the loop until somebody owns `name`; false when nobody did by the deadline.
+    // Runs the loop until somebody (nobody) owns `name`; false when that was not by the deadline.
     bool WaitForOwner(const std::string& name);
+    bool WaitForNoOwner(const std::string& name);
 
     // What has come in, in order: "reply MEMBER", "error NAME", "notification BODY".
     std::vector<std::string> m_arrivals;
@@ -84,6 +85,7 @@ private:
     static int OnAnswer(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnSignal(sd_bus_message* message, void* userdata, sd_bus_error* error);
     void Match(const std::string& rule);
+    bool WaitForOwned(const std::string& name, bool owned);
     void Check(int result, const char* what) const;
 
     sd_bus* m_bus = nullptr;

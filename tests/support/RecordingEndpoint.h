@@ -23,6 +23,10 @@ public:
     void Tell(const std::string& body);
     void Tell(const std::string& body, const std::string& partner);
 
+    // Sends so much to everyone that a bus which stands has taken what it can, and further
+    // notifications wait in the endpoint. What it sends is longer than a kilobyte.
+    void Clog();
+
     // "ready :1.5", "gone :1.5", "message BODY", "notification BODY".
     std::vector<std::string> m_events;
 
