@@ -1,0 +1,147 @@
+"""What applistd says to a wrong command line, to a wrong file and to a bus that it cannot use."""
+
+import unittest
+
+from support import items
+from support.case import AppTest
+from support.processes import run_applistd
+
+NOWHERE = "unix:path=/nonexistent/bus"
+
+
+class AWrongCommandLine(unittest.TestCase):
+    def complaint(self, *arguments):
+        status, out, err = run_applistd(*arguments)
+        self.assertEqual(status, 2, err)
+        self.assertEqual(out, "")
+        self.assertRegex(err, r"\Aapplistd: [^\n]+\n\Z", "not one line")
+        return err
+
+    def test_names_an_unknown_option_and_where_to_read_on(self):
+        err = self.complaint("--frobnicate")
+        self.assertIn("--frobnicate", err)
+        self.assertIn("applistd --help", err)
+
+    def test_names_a_stray_argument(self):
+        self.assertIn("apps.txt", self.complaint("apps.txt"))
+
+    def test_says_that_a_file_is_missing(self):
+        self.assertIn("--items", self.complaint("--items"))
+
+    def test_says_that_a_file_name_is_empty(self):
+        self.assertIn("--items", self.complaint("--items", ""))
+
+    def test_says_that_an_address_is_empty(self):
+        self.assertIn("--address", self.complaint("--address="))
+
+    def test_does_not_take_a_value_for_a_flag(self):
+        self.assertIn("session", self.complaint("--session=false"))
+
+    def test_does_not_take_a_file_twice(self):
+        self.assertIn("--items", self.complaint("--items", "a", "--items", "b"))
+
+    def test_names_one_bus_only(self):
+        for pair in (("--session", "--system"), ("--session", "--address=" + NOWHERE),
+                     ("--system", "--address=" + NOWHERE)):
+            self.assertIn("give one of them", self.complaint(*pair))
+
+    def test_does_not_read_items_and_commands_from_one_input(self):
+        self.assertIn("standard input", self.complaint("--items", "-", "--interactive"))
+
+    def test_shows_control_bytes_of_an_argument_as_text(self):
+        err = self.complaint("\x1b[31m\nred")
+        self.assertIn("\\x1b[31m\\x0ared", err)
+
+
+class TheCommandLine(unittest.TestCase):
+    def test_shows_a_help_that_leads_with_examples(self):
+        status, out, err = run_applistd("--help")
+        self.assertEqual((status, err), (0, ""))
+        self.assertTrue(out.startswith("Examples:\n  applistd "), out)
+        for option in ("--items", "--interactive", "--session", "--system", "--address",
+                       "--verbose", "--help", "--version"):
+            self.assertIn(option, out)
+        self.assertLessEqual(max(map(len, out.splitlines())), 100)
+
+    def test_shows_the_version(self):
+        status, out, err = run_applistd("--version")
+        self.assertEqual((status, err), (0, ""))
+        self.assertRegex(out, r"\Aapplistd \d+\.\d+\.\d+\n\Z")
+
+
+class AFileOfItems(AppTest):
+    def complaint(self, text):
+        self.path = self.file(text)
+        status, out, err = run_applistd(f"--address={self.bus.address}", "--items", self.path)
+        self.assertEqual((status, out), (1, ""), err)
+        self.assertRegex(err, r"\Aapplistd: [^\n]+\n\Z", "not one line")
+        return err
+
+    def test_is_published_in_its_order(self):
+        self.start("--items", self.file("Music\tmusic\nMaps\tmaps\nMaps again\tmaps\n"))
+        self.assertEqual(self.partner().all_items(),
+                         [("Music", "music"), ("Maps", "maps"), ("Maps again", "maps")])
+
+    def test_may_be_empty(self):
+        self.start("--items", self.file(""))
+        self.assertEqual(self.partner().all_items(), [])
+
+    def test_names_the_file_the_line_and_the_cause_of_a_malformed_line(self):
+        err = self.complaint("Music\tmusic\nMaps maps\n")
+        self.assertEqual(err, f"applistd: {self.path}:2: no TAB between name and id\n")
+
+    def test_publishes_nothing_when_a_line_is_malformed(self):
+        ui = self.partner()
+        self.complaint("Music\tmusic\nMaps maps\n")
+        self.assertFalse(ui.service_is_there())
+        self.assertEqual(ui.owners_seen(), [], "the name was owned for a while")
+
+    def test_names_a_last_line_without_its_end(self):
+        self.assertIn(":1: the last line does not end", self.complaint("Music\tmusic"))
+
+    def test_that_is_not_there_is_named_with_the_cause(self):
+        status, _, err = run_applistd(f"--address={self.bus.address}", "--items", "/nonexistent/x")
+        self.assertEqual(status, 1)
+        self.assertRegex(err, r"\Aapplistd: cannot open /nonexistent/x: [^\n]+\n\Z")
+
+    def test_may_come_on_standard_input(self):
+        with open(self.file("Maps\tmaps\n"), encoding="utf-8") as maps:
+            self.start("--items", "-", stdin=maps)
+        self.assertEqual(self.partner().all_items(), [("Maps", "maps")])
+
+
+class ABusThatCannotBeUsed(AppTest):
+    def complaint(self, *arguments, environment=None):
+        status, out, err = run_applistd(*arguments, "--items", "/dev/null",
+                                        environment=environment)
+        self.assertEqual((status, out), (1, ""), err)
+        last = err.splitlines()[-1]
+        self.assertTrue(last.startswith("applistd: "), err)
+        return last
+
+    def test_is_named_with_the_cause_when_nothing_is_there(self):
+        line = self.complaint("--address=" + NOWHERE)
+        self.assertIn(NOWHERE, line)
+        self.assertIn("No such file or directory", line)
+
+    def test_is_named_when_its_address_is_none(self):
+        self.assertIn("nonsense", self.complaint("--address=nonsense"))
+
+    def test_is_said_to_be_missing_when_there_is_no_session(self):
+        line = self.complaint("--session", environment={"DBUS_SESSION_BUS_ADDRESS": "",
+                                                        "XDG_RUNTIME_DIR": ""})
+        self.assertIn("session bus", line)
+
+    def test_is_the_system_bus_when_that_was_asked_for(self):
+        line = self.complaint("--system", environment={"DBUS_SYSTEM_BUS_ADDRESS": NOWHERE})
+        self.assertIn(NOWHERE, line)
+
+    def test_names_who_has_the_name_already(self):
+        first = self.start("--items", "/dev/null")
+        line = self.complaint(f"--address={self.bus.address}")
+        self.assertIn(items.BUS_NAME, line)
+        self.assertIn(str(first.process.pid), line)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,130 @@
+"""applistd under a service manager: ready, watched, stopped, and otherwise asleep."""
+
+import os
+import select
+import signal
+import unittest
+
+from support import items
+from support.case import AppTest
+from support.processes import DEADLINE
+
+# Longer than the four seconds after which GIO looks again for a folder that it cannot watch.
+OBSERVATION = 5.0
+
+
+class ADaemonUnderAServiceManager(AppTest):
+    def setUp(self):
+        super().setUp()
+        self.items = self.file("Maps\tmaps\n")
+
+    def test_says_ready_when_it_can_be_called(self):
+        self.start("--items", self.items)
+        self.assertEqual(self.partner().ids(), ["maps"])
+
+    def test_says_stopping_and_ends_well_at_sigterm(self):
+        daemon = self.start("--items", self.items)
+        self.assertEqual(daemon.process.poll(), None)
+        daemon.process.send_signal(signal.SIGTERM)
+        self.assertEqual(daemon.next_notification(), "STOPPING=1")
+        self.assertEqual(daemon.wait(), 0)
+
+    def test_says_stopping_and_ends_well_at_sigint(self):
+        daemon = self.start("--items", self.items)
+        daemon.process.send_signal(signal.SIGINT)
+        self.assertEqual(daemon.next_notification(), "STOPPING=1")
+        self.assertEqual(daemon.wait(), 0)
+
+    def test_gives_its_name_up_at_its_end(self):
+        daemon = self.start("--items", self.items)
+        ui = self.partner()
+        self.assertTrue(ui.service_is_there())
+        daemon.process.send_signal(signal.SIGTERM)
+        ui.wait_for_no_owner()
+        self.assertFalse(ui.service_is_there())
+
+    def test_ends_well_while_it_follows_applications_and_holds_a_partners_items(self):
+        daemon = self.start(environment=self.machine().environment())
+        ui = self.partner()
+        ui.connect()
+        ui.call(items.ADD_ITEMS, items.item("Maps", "maps") + items.item("Music", "music"))
+        ui.select("music")
+        daemon.process.send_signal(signal.SIGTERM)
+        self.assertEqual(daemon.wait(), 0)
+
+    def test_ends_well_when_stopped_in_the_middle_of_changes(self):
+        installed = self.machine()
+        daemon = self.start("--verbose", environment=installed.environment())
+        installed.install("a.desktop", "A")
+        daemon.process.send_signal(signal.SIGTERM)
+        self.assertEqual(daemon.wait(), 0)
+
+    def test_can_be_started_again(self):
+        for _ in range(2):
+            daemon = self.start("--items", self.items)
+            self.assertEqual(self.partner().ids(), ["maps"])
+            self.assertEqual(daemon.stop(), 0)
+
+    def test_feeds_the_watchdog_again_and_again(self):
+        daemon = self.start("--items", self.items, environment={"WATCHDOG_USEC": "200000"})
+        for _ in range(3):
+            self.assertEqual(daemon.next_notification(), "WATCHDOG=1")
+
+    def test_does_not_feed_a_watchdog_that_watches_another_process(self):
+        daemon = self.start("--items", self.items, environment={"WATCHDOG_USEC": "200000",
+                                                                "WATCHDOG_PID": "1"})
+        daemon.process.send_signal(signal.SIGTERM)
+        self.assertEqual(daemon.next_notification(), "STOPPING=1")
+
+
+class AnIdleDaemon(AppTest):
+    def wake_ups(self, daemon):
+        """How often each thread has gone to sleep: a thread that woke up has done so again."""
+        counts = {}
+        tasks = f"/proc/{daemon.process.pid}/task"
+        for task in os.listdir(tasks):
+            with open(f"{tasks}/{task}/status", encoding="utf-8") as status:
+                fields = dict(line.rstrip("\n").split(":\t", 1) for line in status
+                              if ":\t" in line)
+            counts[task] = int(fields["voluntary_ctxt_switches"])
+        return counts
+
+    def wait_until_asleep(self, daemon):
+        """Waits until the daemon has answered its last caller and taken up nothing new."""
+        ui = self.partner()
+        ui.events()
+        ui.close()
+        before, after = None, self.wake_ups(daemon)
+        process_end = os.pidfd_open(daemon.process.pid)
+        self.addCleanup(os.close, process_end)
+        rounds = int(DEADLINE / 0.5)
+        while before != after and rounds > 0:
+            select.select([process_end], [], [], 0.5)
+            before, after = after, self.wake_ups(daemon)
+            rounds -= 1
+        self.assertGreater(rounds, 0, f"the daemon never came to rest: {after}")
+        return process_end
+
+    def assert_sleeps(self, daemon):
+        process_end = self.wait_until_asleep(daemon)
+        before = self.wake_ups(daemon)
+        ended, _, _ = select.select([process_end], [], [], OBSERVATION)
+        self.assertEqual(ended, [], "the daemon ended")
+        self.assertEqual(self.wake_ups(daemon), before, f"it woke up within {OBSERVATION} s")
+
+    def test_never_wakes_up_with_a_list_from_a_file(self):
+        self.assert_sleeps(self.start("--items", self.file("Maps\tmaps\n")))
+
+    def test_never_wakes_up_while_it_follows_applications(self):
+        installed = self.machine()
+        installed.install("a.desktop", "A")
+        self.assert_sleeps(self.start(environment=installed.environment()))
+
+    def test_never_wakes_up_for_a_user_without_a_home(self):
+        environment = self.machine().environment(HOME="/nonexistent", XDG_DATA_HOME="",
+                                                 XDG_CONFIG_HOME="")
+        self.assert_sleeps(self.start(environment=environment))
+
+
+if __name__ == "__main__":
+    unittest.main()

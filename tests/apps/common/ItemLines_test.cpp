@@ -1,0 +1,96 @@
+#include "apps/common/ItemLines.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+std::vector<RemoteAppListItem> Read(const std::string& text) {
+    std::istringstream in(text);
+    return ReadItemLines(in, "apps.txt");
+}
+
+std::string FaultOf(const std::string& text) {
+    try {
+        Read(text);
+    } catch (const ItemLinesError& error) {
+        return error.what();
+    }
+    return "no fault";
+}
+
+}  // namespace
+
+TEST(ItemLines, HoldOneItemEach) {
+    std::vector<RemoteAppListItem> items = Read("Maps\tmaps\nMusic Box\tmusic\n");
+    ASSERT_EQ(items.size(), 2U);
+    EXPECT_EQ(items[0].GetVisibleName(), "Maps");
+    EXPECT_EQ(items[0].GetUnigueId(), "maps");
+    EXPECT_EQ(items[1].GetVisibleName(), "Music Box");
+    EXPECT_EQ(items[1].GetUnigueId(), "music");
+}
+
+TEST(ItemLines, MayBeNone) {
+    EXPECT_TRUE(Read("").empty());
+}
+
+TEST(ItemLines, MayHoldEscapesAndEmptyStrings) {
+    std::vector<RemoteAppListItem> items = Read("a\\tb\\n\\\\\tid\n\t\n");
+    ASSERT_EQ(items.size(), 2U);
+    EXPECT_EQ(items[0].GetVisibleName(), "a\tb\n\\");
+    EXPECT_EQ(items[1].GetUnigueId(), "");
+}
+
+TEST(ItemLines, AreNumberedFromOneInAFault) {
+    EXPECT_EQ(FaultOf("Maps\tmaps\nMusic\n"), "apps.txt:2: no TAB between name and id");
+}
+
+TEST(ItemLines, NeedATab) {
+    EXPECT_EQ(FaultOf("\n"), "apps.txt:1: no TAB between name and id");
+}
+
+TEST(ItemLines, HaveOnlyOneRawTab) {
+    EXPECT_THAT(FaultOf("a\tb\tc\n"), StartsWith("apps.txt:1: a second TAB"));
+}
+
+TEST(ItemLines, KnowThreeEscapes) {
+    EXPECT_THAT(FaultOf("a\\\\\\x\tb\n"), StartsWith("apps.txt:1: unknown escape \\x"));
+}
+
+TEST(ItemLines, DoNotEndANameWithASingleBackslash) {
+    EXPECT_THAT(FaultOf("a\\\tb\n"), HasSubstr("a single \\ ends the name or the id"));
+}
+
+TEST(ItemLines, DoNotEndAnIdWithASingleBackslash) {
+    EXPECT_THAT(FaultOf("a\tb\\\n"), HasSubstr("a single \\ ends the name or the id"));
+}
+
+TEST(ItemLines, EndWithALineFeed) {
+    EXPECT_EQ(FaultOf("Maps\tmaps\nMusic\tmusic"),
+              "apps.txt:2: the last line does not end with a line feed");
+}
+
+TEST(AnItemFile, ThatDoesNotExistIsNamedWithTheCause) {
+    try {
+        ReadItemFile("/nonexistent/apps.txt");
+        FAIL() << "read a file that is not there";
+    } catch (const ItemLinesError& error) {
+        EXPECT_THAT(error.what(), StartsWith("cannot open /nonexistent/apps.txt: No such file"));
+    }
+}
+
+TEST(AnItemFile, ThatIsAFolderIsRefused) {
+    try {
+        ReadItemFile("/");
+        FAIL() << "read a folder";
+    } catch (const ItemLinesError& error) {
+        EXPECT_THAT(error.what(), StartsWith("cannot read /"));
+    }
+}

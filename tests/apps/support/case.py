@@ -1,0 +1,45 @@
+"""The common part of the tests that run applistd: each has a bus of its own and a clean end."""
+
+import os
+import subprocess
+import tempfile
+import unittest
+
+from support.machine import Machine
+from support.partner import Partner
+from support.processes import Applistd, Bus
+
+
+class AppTest(unittest.TestCase):
+    """Whatever a test starts is ended after it, and a daemon that fails or leaks fails the test."""
+
+    def setUp(self):
+        self.bus = Bus()
+        self.addCleanup(self.bus.stop)
+
+    def machine(self):
+        machine = Machine()
+        self.addCleanup(machine.remove)
+        return machine
+
+    def file(self, text):
+        """The path of a file that holds `text`."""
+        descriptor, path = tempfile.mkstemp(prefix="applistd-items-")
+        self.addCleanup(os.remove, path)
+        with open(descriptor, "w", encoding="utf-8", newline="") as out:
+            out.write(text)
+        return path
+
+    def start(self, *arguments, environment=None, stdin=subprocess.DEVNULL):
+        daemon = Applistd(self.bus, *arguments, environment=environment, stdin=stdin)
+        self.addCleanup(self._stop, daemon)
+        return daemon
+
+    def _stop(self, daemon):
+        status = daemon.stop()
+        self.assertEqual(status, 0, "\n".join(daemon.err.rest()))
+
+    def partner(self):
+        partner = Partner(self.bus)
+        self.addCleanup(partner.close)
+        return partner
