@@ -101,6 +101,46 @@ BENCHMARK_TEMPLATE(Writing, WriteWithHands)->Name("ItemText/write/by_hand")->Arg
 constexpr double kReadTarget = 1.7;
 constexpr double kWriteTarget = 3.2;
 
+// Two items as part of a longer life: stream and string exist, so that what is timed is the items
+// and not the making of a stream.
+void CompareTwoItems(const Rounds& plan) {
+    const Sample sample(2);
+    std::istringstream in(sample.text);
+    const Comparison read = Compare(
+        plan,
+        [&] {
+            in.clear();
+            in.seekg(0);
+            RemoteAppListItem items[2];
+            in >> items[0] >> items[1];
+            benchmark::DoNotOptimize(items);
+        },
+        [&] {
+            PlainItem items[2];
+            const char* const end = sample.text.data() + sample.text.size();
+            ReadByHand(ReadByHand(sample.text.data(), end, items[0]), end, items[1]);
+            benchmark::DoNotOptimize(items);
+        });
+    std::ostringstream out;
+    std::string text;
+    const Comparison write = Compare(
+        plan,
+        [&] {
+            out.seekp(0);
+            out << sample.remote[0] << sample.remote[1];
+            benchmark::DoNotOptimize(out);
+        },
+        [&] {
+            text.clear();
+            AppendByHand(sample.plain[0], text);
+            AppendByHand(sample.plain[1], text);
+            benchmark::DoNotOptimize(text);
+        });
+    PrintTableHead(plan);
+    PrintTableLine("read 2 items, kept stream", read, kReadTarget);
+    PrintTableLine("write 2 items, kept stream", write, kWriteTarget);
+}
+
 void CompareSample(std::size_t count, const Rounds& plan) {
     const Sample sample(count);
     const Comparison read = Compare(
@@ -120,6 +160,7 @@ void CompareSample(std::size_t count, const Rounds& plan) {
 
 // A list as a device has it, and one as large as lists get.
 void PrintItemTextRatios() {
+    CompareTwoItems({21, 1000, 100});
     CompareSample(100, {21, 100, 10});
     CompareSample(10000, {21, 10, 1});
 }
