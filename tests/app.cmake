@@ -11,7 +11,7 @@ gtest_discover_tests(app_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIM
 # neither.
 set(APPLIST_PYTHON /usr/bin/python3 CACHE FILEPATH "Python with python3-dbus and python3-gi")
 
-foreach(subject command_line console desktop_entries foreign_clients service_manager)
+foreach(subject command_line console desktop_entries foreign_clients lifecycle)
     add_test(NAME applistd.${subject}
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/apps/applistd/${subject}_test.py)
     set_tests_properties(applistd.${subject} PROPERTIES LABELS app TIMEOUT 240)

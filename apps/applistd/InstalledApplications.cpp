@@ -1,5 +1,7 @@
 #include "apps/applistd/InstalledApplications.h"
 
+#include <gio/gdesktopappinfo.h>
+
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -44,6 +46,14 @@ std::string OrEmpty(const char* text) {
     return text == nullptr ? std::string() : std::string(text);
 }
 
+// An entry without a name that can be read is none, or half of one. GIO would call it "Unnamed".
+bool HasName(GAppInfo* info) {
+    const std::unique_ptr<char, decltype(&g_free)> name(
+        g_desktop_app_info_get_string(G_DESKTOP_APP_INFO(info), G_KEY_FILE_DESKTOP_KEY_NAME),
+        &g_free);
+    return name != nullptr;
+}
+
 }  // namespace
 
 InstalledApplications::InstalledApplications(Listener changed) : m_changed(std::move(changed)) {
@@ -63,7 +73,7 @@ std::vector<RemoteAppListItem> InstalledApplications::Read() const {
     std::vector<Sortable> found;
     for (const GList* at = infos.get(); at != nullptr; at = at->next) {
         GAppInfo* const info = G_APP_INFO(at->data);
-        if (!g_app_info_should_show(info)) continue;
+        if (!g_app_info_should_show(info) || !HasName(info)) continue;
         const std::string name = OrEmpty(g_app_info_get_display_name(info));
         found.push_back({CollateKey(name), name, OrEmpty(g_app_info_get_id(info))});
     }

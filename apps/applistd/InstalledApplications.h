@@ -1,7 +1,8 @@
 // The applications installed on this machine, as its menus show them, and news of them.
 //
-// They are the desktop entries of the user and of the system ($XDG_DATA_HOME, $XDG_DATA_DIRS) whose
-// program exists and which do not ask to be left out (Hidden, NoDisplay, OnlyShowIn, NotShowIn). An
+// They are the desktop entries of the user and of the system ($XDG_DATA_HOME, $XDG_DATA_DIRS) that
+// have a name, whose program exists and that do not ask to be left out (Hidden, NoDisplay,
+// OnlyShowIn, NotShowIn). An
 // item's name is the entry's name in the user's language, its id the entry's desktop file id,
 // "org.example.Maps.desktop". They are sorted by name as the user's language sorts, then by id.
 //

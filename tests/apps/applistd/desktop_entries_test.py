@@ -114,11 +114,16 @@ class AMachineWithThreeApplications(AppTest):
         self.ui.wait_for_event(items.ITEM_CHANGE)
         self.assertIn("d.desktop", self.ui.ids())
 
+    def test_leaves_an_entry_out_whose_name_is_not_written_yet(self):
+        self.installed.write("d.desktop", "[Desktop Entry]\nType=Application\nExec=sh\n")
+        self.daemon.err.wait_for(READ_AGAIN)
+        self.assertNotIn("d.desktop", self.ui.ids())
+
     def test_leaves_an_entry_out_whose_name_is_no_text(self):
         with open(self.installed.path("d.desktop"), "wb") as entry:
             entry.write(b"[Desktop Entry]\nType=Application\nName=\xff\xfe\nExec=sh\n")
         self.daemon.err.wait_for(READ_AGAIN)
-        self.assertEqual(self.ui.names()[:3], ["Calculator", "Maps", "Music"])
+        self.assertNotIn("d.desktop", self.ui.ids())
 
     def test_has_items_of_the_partner_after_its_own(self):
         self.ui.call(items.ADD_ITEM_AT_END, items.item("A", "a"))

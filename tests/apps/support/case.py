@@ -15,7 +15,7 @@ class AppTest(unittest.TestCase):
 
     def setUp(self):
         self.bus = Bus()
-        self.addCleanup(self.bus.stop)
+        self.addCleanup(self.bus.remove)
 
     def machine(self):
         machine = Machine()

@@ -116,6 +116,11 @@ class Partner:
         """Waits until the service's name has been given up."""
         self._iterate_until(lambda: "" in self._owners, "the name is still owned")
 
+    def wait_for_owner(self):
+        """Waits until somebody owns the service's name."""
+        if not self.service_is_there():
+            self._iterate_until(lambda: any(self._owners), "nobody owns the name")
+
     def _iterate_until(self, condition, complaint):
         late = []
         timer = GLib.timeout_add(int(DEADLINE * 1000), lambda: late.append(True))

@@ -58,14 +58,24 @@ class Output:
 
 
 class Bus:
-    """A private dbus-daemon with the session bus's limits."""
+    """A private dbus-daemon with the session bus's limits, at the same place in each life."""
 
     def __init__(self):
+        self._folder = tempfile.TemporaryDirectory(prefix="applistd-bus-")
+        self.address = f"unix:path={self._folder.name}/bus"
+        self.start()
+
+    def start(self):
         self._process = subprocess.Popen(
-            ["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"],
+            ["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address",
+             f"--address={self.address}"],
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-        self.address = self._process.stdout.readline().strip()
-        assert self.address, "dbus-daemon did not start"
+        # It says where it is when it can be reached there.
+        assert self._process.stdout.readline(), "dbus-daemon did not start"
+
+    def remove(self):
+        self.stop()
+        self._folder.cleanup()
 
     def stop(self):
         self._process.terminate()

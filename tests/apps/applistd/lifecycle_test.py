@@ -1,4 +1,4 @@
-"""applistd under a service manager: ready, watched, stopped, and otherwise asleep."""
+"""applistd from ready to stop: watched, without its bus for a while, and otherwise asleep."""
 
 import os
 import select
@@ -75,6 +75,26 @@ class ADaemonUnderAServiceManager(AppTest):
                                                                 "WATCHDOG_PID": "1"})
         daemon.process.send_signal(signal.SIGTERM)
         self.assertEqual(daemon.next_notification(), "STOPPING=1")
+
+
+class ADaemonWhoseBusGoesAway(AppTest):
+    def test_comes_back_with_its_list_when_the_bus_does(self):
+        daemon = self.start("--items", self.file("Maps\tmaps\n"))
+        self.partner().select("maps")
+        self.bus.stop()
+        self.bus.start()
+        ui = self.partner()
+        ui.wait_for_owner()
+        self.assertEqual(ui.ids(), ["maps"])
+        self.assertEqual(daemon.process.poll(), None)
+
+    def test_still_ends_well_without_a_bus(self):
+        daemon = self.start("--items", self.file("Maps\tmaps\n"))
+        self.bus.stop()
+        daemon.process.send_signal(signal.SIGTERM)
+        self.assertEqual(daemon.next_notification(), "STOPPING=1")
+        self.assertEqual(daemon.wait(), 0)
+        self.bus.start()
 
 
 class AnIdleDaemon(AppTest):
