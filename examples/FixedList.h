@@ -1,0 +1,134 @@
+// A complete application list in one header, to copy and to build on: it starts with the items that
+// its program gives it, and takes what partners add, replace and remove.
+//
+// The item meant by an argument is the very object in the list, else the first one with its id;
+// what is not in the list is ignored. There always is a selection: an item of the list when it has
+// any, an empty item when it has none. Listeners are called at the end of the operation that
+// changed something, and may call the list.
+//
+// Threads: one. Lifetime: the list outlives the LocalAppListModel that publishes it.
+
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "AppList.h"
+#include "applist/RemoteAppListItem.h"
+#include "common/ListenerList.h"
+
+class FixedList : public AppListModel {
+public:
+    explicit FixedList(std::vector<RemoteAppListItem> items) : m_own(std::move(items)) {
+        for (RemoteAppListItem& item : m_own) m_items.push_back(&item);
+        if (!m_items.empty()) m_selection = m_items.front();
+    }
+
+    // The argument may be gone after the call: what is kept is the list's own item.
+    void SetSelection(AppListItem* selection) override {
+        AppListItem* const item = Find(selection);
+        if (item == nullptr || item == m_selection) return;
+        m_selection = item;
+        TellSelected();
+    }
+
+    void SetClicked(AppListItem* clicked) override {
+        if (Find(clicked) == nullptr) return;
+        m_clickListeners.ForEach([this](ItemClickListener* each) { each->ItemClicked(this); });
+    }
+
+    AppListItem* GetSelection() override { return m_selection; }
+    std::vector<AppListItem*> GetAllItems() override { return m_items; }
+    int GetItemsCount() override { return static_cast<int>(m_items.size()); }
+
+    void AddItemAtEnd(AppListItem* item) override { AddItems({item}); }
+
+    void AddItems(const std::vector<AppListItem*>& items) override {
+        if (items.empty()) return;
+        m_items.insert(m_items.end(), items.begin(), items.end());
+        Changed(m_selection);
+    }
+
+    // The caller frees a removed item as soon as this returns, so no trace of it may stay.
+    void RemoveItem(AppListItem* item) override {
+        AppListItem* const gone = Find(item);
+        if (gone == nullptr) return;
+        m_items.erase(std::remove(m_items.begin(), m_items.end(), gone), m_items.end());
+        Changed(m_selection);
+    }
+
+    void ModifyItem(AppListItem* oldItem, AppListItem* newItem) override {
+        AppListItem* const gone = Find(oldItem);
+        if (gone == nullptr) return;
+        std::replace(m_items.begin(), m_items.end(), gone, newItem);
+        AppListItem* const selected = m_selection;
+        if (selected == gone) m_selection = newItem;
+        Changed(selected);
+    }
+
+    void RemoveAllItems() override {
+        if (m_items.empty()) return;
+        m_items.clear();
+        Changed(m_selection);
+    }
+
+    void AddItemSelectionListener(ItemSelectionListener* listener) override {
+        m_selectionListeners.Add(listener);
+    }
+    void RemoveItemSelectionListener(ItemSelectionListener* listener) override {
+        m_selectionListeners.Remove(listener);
+    }
+    void AddItemChangeListener(ItemChangeListener* listener) override {
+        m_changeListeners.Add(listener);
+    }
+    void RemoveItemChangeListener(ItemChangeListener* listener) override {
+        m_changeListeners.Remove(listener);
+    }
+    void AddItemClickedListener(ItemClickListener* listener) override {
+        m_clickListeners.Add(listener);
+    }
+    void RemoveItemClickedListener(ItemClickListener* listener) override {
+        m_clickListeners.Remove(listener);
+    }
+
+private:
+    bool Holds(AppListItem* item) const {
+        return std::find(m_items.begin(), m_items.end(), item) != m_items.end();
+    }
+
+    // The object before its id: with equal ids in the list, the one that a caller is about to free
+    // must be the one that leaves.
+    AppListItem* Find(AppListItem* item) const {
+        if (Holds(item)) return item;
+        const std::string id = item->GetUnigueId();
+        for (AppListItem* each : m_items) {
+            if (each->GetUnigueId() == id) return each;
+        }
+        return nullptr;
+    }
+
+    // Puts the selection right and tells the listeners: of the items, and of the selection when it
+    // is not `selectedBefore` any more.
+    void Changed(AppListItem* selectedBefore) {
+        if (!Holds(m_selection)) m_selection = m_items.empty() ? &m_nothing : m_items.front();
+        const bool selectionMoved = m_selection != selectedBefore;
+        m_changeListeners.ForEach([this](ItemChangeListener* each) { each->ItemChanged(this); });
+        if (selectionMoved) TellSelected();
+    }
+
+    void TellSelected() {
+        m_selectionListeners.ForEach(
+            [this](ItemSelectionListener* each) { each->ItemSelected(this); });
+    }
+
+    std::vector<RemoteAppListItem> m_own;  // never changed: the list points into it
+    std::vector<AppListItem*> m_items;     // in list order
+    RemoteAppListItem m_nothing;
+    AppListItem* m_selection = &m_nothing;
+
+    ListenerList<ItemSelectionListener> m_selectionListeners;
+    ListenerList<ItemChangeListener> m_changeListeners;
+    ListenerList<ItemClickListener> m_clickListeners;
+};

@@ -1,0 +1,47 @@
+// Shows the list that another process publishes, and what becomes of it, until it is told to end.
+
+#include <systemd/sd-event.h>
+
+#include <exception>
+#include <iostream>
+
+#include "common/PrintableText.h"
+#include "partner/RemoteAppListModel.h"
+
+// Names are bytes that somebody else chose; a terminal gets the printable ones.
+std::string NameOf(AppListItem* item) {
+    return PrintableText(item->GetVisibleName());
+}
+
+class Screen : public ItemChangeListener, public ItemSelectionListener, public ServiceListener {
+public:
+    void ItemChanged(AppListModel* list) override {
+        std::cout << "items:";
+        for (AppListItem* item : list->GetAllItems()) std::cout << ' ' << NameOf(item);
+        std::cout << std::endl;
+    }
+    void ItemSelected(AppListModel* list) override {
+        std::cout << "selected: " << NameOf(list->GetSelection()) << std::endl;
+    }
+    void ServiceChanged(RemoteAppListModel* list) override {
+        std::cout << "service: " << (list->IsServiceThere() ? "there" : "gone") << std::endl;
+    }
+};
+
+int main() try {
+    sd_event* loop = nullptr;
+    sd_event_default(&loop);
+    sd_event_set_signal_exit(loop, 1);  // SIGTERM and SIGINT end the loop
+
+    Screen screen;
+    RemoteAppListModel list;
+    list.AddItemChangeListener(&screen);
+    list.AddItemSelectionListener(&screen);
+    list.AddServiceListener(&screen);
+    const int status = sd_event_loop(loop);
+    sd_event_unref(loop);
+    return status;
+} catch (const std::exception& error) {
+    std::cerr << error.what() << '\n';
+    return 1;
+}
