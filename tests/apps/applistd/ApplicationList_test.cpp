@@ -33,7 +33,7 @@ public:
     void ItemChanged(AppListModel* from) override { Note("change", from); }
     void ItemClicked(AppListModel* from) override { Note("click", from); }
 
-    std::vector<std::string> Take() { return std::move(m_events); }
+    std::vector<std::string> Take() { return std::exchange(m_events, {}); }
 
 private:
     void Note(const char* event, AppListModel* from) {

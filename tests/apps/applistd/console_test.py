@@ -1,5 +1,6 @@
 """The commands that --interactive reads."""
 
+import os
 import subprocess
 import unittest
 
@@ -114,6 +115,20 @@ class TheConsole(AppTest):
         self.daemon.process.stdin.close()
         self.daemon.out.wait_for("music")
         self.assertEqual(self.daemon.wait(), 0)
+
+
+class AConsoleWhoseReaderHasLeft(AppTest):
+    def test_still_carries_commands_out(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        daemon = self.start("--interactive", "--items", self.file("Maps\tmaps\nMusic\tmusic\n"),
+                            stdin=subprocess.PIPE, stdout=writer)
+        os.close(writer)
+        ui = self.partner()
+        daemon.type("list")
+        daemon.type("select music")
+        ui.wait_for_event(items.ITEM_SELECTION)
+        self.assertEqual(ui.selected_id(), "music")
 
 
 if __name__ == "__main__":

@@ -1,7 +1,6 @@
 """The common part of the tests that run applistd: each has a bus of its own and a clean end."""
 
 import os
-import subprocess
 import tempfile
 import unittest
 
@@ -30,8 +29,8 @@ class AppTest(unittest.TestCase):
             out.write(text)
         return path
 
-    def start(self, *arguments, environment=None, stdin=subprocess.DEVNULL):
-        daemon = Applistd(self.bus, *arguments, environment=environment, stdin=stdin)
+    def start(self, *arguments, **streams_and_environment):
+        daemon = Applistd(self.bus, *arguments, **streams_and_environment)
         self.addCleanup(self._stop, daemon)
         return daemon
 

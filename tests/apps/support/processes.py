@@ -86,7 +86,8 @@ class Bus:
 class Applistd:
     """applistd on a bus, ready when this object has been built."""
 
-    def __init__(self, bus, *arguments, environment=None, stdin=subprocess.DEVNULL):
+    def __init__(self, bus, *arguments, environment=None, stdin=subprocess.DEVNULL,
+                 stdout=subprocess.PIPE):
         self._folder = tempfile.TemporaryDirectory(prefix="applistd-notify-")
         self._notifications = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         path = os.path.join(self._folder.name, "notify")
@@ -95,8 +96,8 @@ class Applistd:
         variables = dict(os.environ, NOTIFY_SOCKET=path, **(environment or {}))
         self.process = subprocess.Popen(
             [APPLISTD, f"--address={bus.address}", *arguments], env=variables, stdin=stdin,
-            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-        self.out = Output(self.process.stdout)
+            stdout=stdout, stderr=subprocess.PIPE, text=True)
+        self.out = Output(self.process.stdout) if self.process.stdout else None
         self.err = Output(self.process.stderr)
         self._wait_until_ready()
 
