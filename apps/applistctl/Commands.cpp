@@ -1,0 +1,51 @@
+#include "apps/applistctl/Commands.h"
+
+#include <stdexcept>
+
+#include "apps/applistctl/Failure.h"
+
+namespace {
+
+void RunList(const Options& options, const Output& output) {
+    const ListState list = Session(options).Before();
+    output.Print(list);
+    if (list.items.empty() && output.IsForPerson()) Note("the list is empty");
+}
+
+void RunSelection(const Options& options, const Output& output) {
+    const ListState list = Session(options).Before();
+    output.PrintSelection(list);
+    if (!list.HasSelection()) {
+        throw Failure(kNotDone, "nothing is selected; add an item, then select it");
+    }
+}
+
+struct Command {
+    const char* name;
+    void (*run)(const Options& options, const Output& output);
+};
+
+const Command kCommands[] = {
+    {"list", RunList},     {"selection", RunSelection}, {"select", RunSelect}, {"add", RunAdd},
+    {"import", RunImport}, {"replace", RunReplace},     {"remove", RunRemove}, {"clear", RunClear},
+    {"click", RunClick},   {"watch", RunWatch},         {"call", RunCall},
+};
+
+}  // namespace
+
+void RunCommand(const Options& options, const Output& output) {
+    for (const Command& command : kCommands) {
+        if (options.command == command.name) return command.run(options, output);
+    }
+    throw std::logic_error("no such command: " + options.command);
+}
+
+Session::Session(const Options& options) {
+    m_model.SetTimeout(options.timeout);
+    m_before = Now();
+}
+
+ListState Session::Now() {
+    m_model.Synchronize();
+    return StateOf(m_model);
+}

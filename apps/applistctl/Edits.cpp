@@ -1,0 +1,211 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "apps/applistctl/Commands.h"
+#include "apps/applistctl/Failure.h"
+#include "apps/common/ItemLines.h"
+
+namespace {
+
+const char kKeeps[] = "the service removes and replaces only what a partner added";
+
+[[noreturn]] void NotDone(const std::string& what, const std::string& next) {
+    throw Failure(kNotDone, what + "; " + next);
+}
+
+void RequireId(const ListState& list, const std::string& id) {
+    if (list.CountId(id) > 0) return;
+    NotDone("no item has the id " + id, "applistctl list shows the ids");
+}
+
+Entry FirstWithId(const ListState& list, const std::string& id) {
+    const auto found = std::find_if(list.items.begin(), list.items.end(),
+                                    [&](const Entry& entry) { return entry.id == id; });
+    return found == list.items.end() ? Entry{std::string(), id} : *found;
+}
+
+// Which of several items with one id it was that went.
+Entry GoneWithId(const ListState& before, const ListState& after, const std::string& id) {
+    for (const Entry& entry : before.items) {
+        if (entry.id == id && after.Count(entry) < before.Count(entry)) return entry;
+    }
+    return FirstWithId(before, id);
+}
+
+// How many of `items` are not in `after` on top of what was in `before`.
+std::size_t CountMissing(const ListState& before, const std::vector<Entry>& items,
+                         const ListState& after) {
+    std::map<Entry, std::ptrdiff_t> missing;
+    for (const Entry& entry : items) ++missing[entry];
+    for (const Entry& entry : before.items) {
+        if (const auto found = missing.find(entry); found != missing.end()) ++found->second;
+    }
+    for (const Entry& entry : after.items) {
+        if (const auto found = missing.find(entry); found != missing.end()) --found->second;
+    }
+    std::size_t count = 0;
+    for (const auto& each : missing) {
+        count += static_cast<std::size_t>(std::max<std::ptrdiff_t>(each.second, 0));
+    }
+    return count;
+}
+
+// How many of `items` have an id that an earlier one has.
+std::size_t CountRepeated(const ListState& before, const std::vector<Entry>& items) {
+    std::map<std::string, std::size_t> seen;
+    for (const Entry& entry : before.items) ++seen[entry.id];
+    return static_cast<std::size_t>(std::count_if(
+        items.begin(), items.end(), [&](const Entry& entry) { return seen[entry.id]++ > 0; }));
+}
+
+void NoteRepeated(const ListState& before, const std::vector<Entry>& items) {
+    const std::size_t repeated = CountRepeated(before, items);
+    if (repeated == 0) return;
+    Note(std::to_string(repeated) + (repeated == 1 ? " item has" : " items have") +
+         " an id that another item has too; select, remove and replace take the first of an id");
+}
+
+std::size_t AskedCount(const Options& options) {
+    Session session(options);
+    return session.Before().items.size();
+}
+
+// True when a person says yes. The list may be as long as it likes meanwhile: nobody waits for us.
+bool Confirmed(std::size_t count) {
+    std::cerr << "Remove all " << count << (count == 1 ? " item" : " items") << "? [y/N] "
+              << std::flush;
+    std::string answer;
+    if (!std::getline(std::cin, answer)) std::cerr << std::endl;
+    return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+void Ask(const Options& options) {
+    if (options.yes) return;
+    if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
+        throw Failure(kWrongUsage, "clear removes all items and there is nobody to ask; say --yes");
+    }
+    const std::size_t count = AskedCount(options);
+    if (count > 0 && !Confirmed(count)) {
+        NotDone("nothing was removed", "answer y, or say --yes, to remove all items");
+    }
+}
+
+}  // namespace
+
+void RunSelect(const Options& options, const Output& output) {
+    Session session(options);
+    RequireId(session.Before(), options.id);
+    RemoteAppListItem item(std::string(), options.id);
+    session.Model().SetSelection(&item);
+    const ListState after = session.Now();
+    if (after.selection.id != options.id) {
+        NotDone("the service keeps " + Describe(after.selection) + " selected",
+                "look whether " + options.id + " is still there: applistctl list");
+    }
+    output.Print({"selected", after.selection, {}, {}});
+}
+
+void RunAdd(const Options& options, const Output& output) {
+    Session session(options);
+    const Entry entry = {options.name, options.id};
+    RemoteAppListItem item(entry.name, entry.id);
+    session.Model().AddItemAtEnd(&item);
+    if (CountMissing(session.Before(), {entry}, session.Now()) > 0) {
+        NotDone("the service did not add " + Describe(entry), "its own log may say why");
+    }
+    output.Print({"added", entry, {}, {}});
+    NoteRepeated(session.Before(), {entry});
+}
+
+void RunImport(const Options& options, const Output& output) {
+    std::vector<RemoteAppListItem> items;
+    try {
+        items = ReadItemFile(options.file);
+    } catch (const ItemLinesError& error) {
+        throw Failure(kWrongUsage, error.what());
+    }
+    std::vector<Entry> entries;
+    std::vector<AppListItem*> pointers;
+    for (RemoteAppListItem& item : items) {
+        entries.push_back({item.GetVisibleName(), item.GetUnigueId()});
+        pointers.push_back(&item);
+    }
+    Session session(options);
+    if (!items.empty()) session.Model().AddItems(pointers);
+    const std::size_t missing = CountMissing(session.Before(), entries, session.Now());
+    if (missing > 0) {
+        NotDone(std::to_string(missing) + " of " + std::to_string(items.size()) +
+                    " items are not in the list",
+                "its service may say why in its log");
+    }
+    output.Print({"imported", {}, {}, items.size()});
+    NoteRepeated(session.Before(), entries);
+}
+
+void RunReplace(const Options& options, const Output& output) {
+    Session session(options);
+    const ListState& before = session.Before();
+    RequireId(before, options.oldId);
+    const Entry entry = {options.name, options.id};
+    RemoteAppListItem oldItem(std::string(), options.oldId);
+    RemoteAppListItem newItem(entry.name, entry.id);
+    session.Model().ModifyItem(&oldItem, &newItem);
+
+    const ListState after = session.Now();
+    const bool hasCome = after.Count(entry) > before.Count(entry);
+    const std::size_t sameId = hasCome && options.id == options.oldId ? 1 : 0;
+    const bool hasGone = after.CountId(options.oldId) < before.CountId(options.oldId) + sameId;
+    if (!hasGone) {
+        NotDone("the service keeps " + Describe(FirstWithId(before, options.oldId)), kKeeps);
+    }
+    const Entry gone = GoneWithId(before, after, options.oldId);
+    if (!hasCome) {
+        NotDone(
+            Describe(gone) + " was removed and nothing added: the id " + options.id + " was taken",
+            "applistctl add brings it in now");
+    }
+    output.Print({"replaced", entry, gone, {}});
+}
+
+void RunRemove(const Options& options, const Output& output) {
+    Session session(options);
+    const ListState& before = session.Before();
+    RequireId(before, options.id);
+    RemoteAppListItem item(std::string(), options.id);
+    session.Model().RemoveItem(&item);
+    const ListState after = session.Now();
+    if (after.CountId(options.id) >= before.CountId(options.id)) {
+        NotDone("the service keeps " + Describe(FirstWithId(before, options.id)), kKeeps);
+    }
+    output.Print({"removed", GoneWithId(before, after, options.id), {}, {}});
+    if (after.CountId(options.id) > 0) Note("another item with the id " + options.id + " is left");
+}
+
+void RunClear(const Options& options, const Output& output) {
+    Ask(options);
+    Session session(options);
+    session.Model().RemoveAllItems();
+    const std::size_t left = session.Now().items.size();
+    if (left > 0) {
+        NotDone(std::to_string(left) + (left == 1 ? " item is" : " items are") + " in the list",
+                "applistctl list shows what came or stayed");
+    }
+    output.Print({"cleared", {}, {}, session.Before().items.size()});
+}
+
+void RunClick(const Options& options, const Output&) {
+    Session session(options);
+    RequireId(session.Before(), options.id);
+    const Entry entry = FirstWithId(session.Before(), options.id);
+    RemoteAppListItem item(entry.name, entry.id);
+    session.Model().SetClicked(&item);
+    session.Model().Synchronize();
+    NotDone("the service was told, but carries out no click of a partner: " + Describe(entry) +
+                " was not clicked",
+            "click it where the list is shown, or select it");
+}

@@ -1,0 +1,28 @@
+// How a command ends when it does not end well. Any thread: plain values.
+
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+// What scripts test. --help lists them, so they never change.
+enum ExitStatus : int {
+    kDone = 0,
+    kNotDone = 1,  // the service answered, but the id is not there or the edit was not carried out
+    kWrongUsage = 2,
+    kNoService = 3,  // nor, perhaps, a bus; or no answer in time
+    kRefused = 4,
+    kInterrupted = 130,
+};
+
+// The text is one line for a person: what was wrong, and what to do next.
+class Failure : public std::runtime_error {
+public:
+    Failure(ExitStatus status, const std::string& text)
+        : std::runtime_error(text), m_status(status) {}
+
+    ExitStatus Status() const { return m_status; }
+
+private:
+    ExitStatus m_status;
+};

@@ -1,0 +1,11 @@
+// A bus on another machine, reached through ssh. Any thread: plain values.
+
+#pragma once
+
+#include <string>
+
+enum class RemoteBus { System, Session };
+
+// Returns the address of a bus of `host`, which is anything that ssh takes for a destination: ssh
+// is run here, and systemd-stdio-bridge there.
+std::string RemoteBusAddress(const std::string& host, RemoteBus bus);

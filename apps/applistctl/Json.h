@@ -1,0 +1,33 @@
+// Results for programs. Any thread: plain values.
+//
+// Names and ids are bytes, JSON is not: what is not UTF-8 becomes U+FFFD. Nothing here throws over
+// that. Control characters are escaped, those too that JSON itself would let through to a terminal.
+
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/applistctl/Differences.h"
+#include "apps/applistctl/ListState.h"
+
+enum class JsonStyle {
+    Short,   // one line
+    Pretty,  // indented, for people
+};
+
+// An array of objects with "name", "id" and "selected".
+std::string JsonOf(const ListState& list, JsonStyle style);
+
+// An array of objects with "name" and "id".
+std::string JsonOf(const std::vector<Entry>& items, JsonStyle style);
+
+// An object with "name" and "id"; null for nothing.
+std::string JsonOf(const std::optional<Entry>& item, JsonStyle style);
+
+// An object with "event" and, where they apply, "name", "id", "old_name", "old_id" and "count".
+std::string JsonOf(const Event& event, JsonStyle style);
+
+// One string.
+std::string JsonOf(const std::string& bytes, JsonStyle style);

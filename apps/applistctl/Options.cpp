@@ -1,0 +1,228 @@
+#include "apps/applistctl/Options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <iostream>
+#include <vector>
+
+#include "apps/applistctl/Failure.h"
+#include "apps/applistctl/Suggestion.h"
+
+namespace {
+
+const char kDescription[] = R"(Examples:
+  applistctl list                         show the list; * marks the selection
+  applistctl select maps                  select the item with the id maps
+  applistctl add 'My Maps' maps           add an item at the end
+  applistctl list > apps.txt              keep the list ...
+  applistctl import apps.txt              ... and add what was kept
+  applistctl watch --json                 follow what happens, one JSON object a line
+  applistctl --host=me@device list        the same on another machine, over ssh
+  applistctl list -j | jq -r '.[].id'     ids alone
+
+Shows and changes the list of applications that a service publishes on D-Bus as
+org.tessel.Local.Applist.
+)";
+
+const char kFooter[] =
+    R"(Every command has a help of its own: applistctl COMMAND --help. Options stand before or after the
+command; after -- everything is a name or an id.
+
+Results go to stdout, all else to stderr. On a terminal results are tables and sentences, elsewhere
+lines with TABs, in which a TAB inside a name is written \t, a line feed \n and a backslash \\.
+
+Without --session, --system, --address or --host: the session bus when there is one, else the
+system bus.
+
+Exit status: 0 done; 1 the service answered, but the id is not there or the edit was not carried
+out; 2 wrong usage, or a malformed file; 3 no service, no bus, or no answer in time; 4 refused by
+the bus's policy; 130 interrupted. A reader that closes the pipe ends the tool as it ends others.
+)";
+
+const char kCommandFooter[] = "Options of every command, and exit statuses: applistctl --help\n";
+
+// What --json says without a value. It is part of how the library spells the option, which is not
+// for people to see.
+const char kJsonDefault[] = "auto";
+const char kJsonSpelling[] = "-j{auto},--json{auto}";
+const char kJsonInHelp[] = "-j,--json[=STYLE]    ";
+static_assert(sizeof(kJsonSpelling) == sizeof(kJsonInHelp), "the help's columns stay");
+
+// Fits the help into a terminal's width together with the options' column.
+constexpr std::size_t kOptionColumn = 24;
+
+constexpr double kLongestTimeout = 86400;  // a day, in seconds
+
+CLI::Validator NotEmpty() {
+    const auto check = [](std::string& given) { return given.empty() ? "it is empty" : ""; };
+    return CLI::Validator(check, "");
+}
+
+CLI::Validator JsonStyle() {
+    const auto check = [](std::string& given) -> std::string {
+        if (given == "short" || given == "pretty" || given == kJsonDefault) return "";
+        return given + " is neither short nor pretty";
+    };
+    return CLI::Validator(check, "");
+}
+
+void SetTimeout(Options& options, const std::string& given) {
+    double seconds = 0;
+    if (!CLI::detail::lexical_cast(given, seconds) || !(seconds >= 0.001) ||
+        seconds > kLongestTimeout) {
+        throw CLI::ValidationError("--timeout", given + " is no number of seconds above 0");
+    }
+    options.timeout = std::chrono::milliseconds(static_cast<long long>(seconds * 1000));
+}
+
+void DeclareCommon(CLI::App& app, Options& options) {
+    app.add_flag(kJsonSpelling, options.json,
+                 "Print JSON; STYLE is short or pretty, without it pretty on a terminal")
+        ->check(JsonStyle());
+    app.add_flag("--session", options.session, "Use the session bus")->disable_flag_override();
+    app.add_flag("--system", options.system, "Use the system bus")->disable_flag_override();
+    app.add_option("--address", options.address, "Use the bus at this address")
+        ->type_name("ADDR")
+        ->check(NotEmpty());
+    app.add_option("--host", options.host,
+                   "Use the system bus, or with --session the session bus, of another machine")
+        ->type_name("USER@HOST")
+        ->check(NotEmpty());
+    app.add_option_function<std::string>(
+           "--timeout", [&options](const std::string& given) { SetTimeout(options, given); },
+           "How long an answer may take; 5 without it")
+        ->type_name("SECONDS");
+    app.add_flag("--verbose", options.verbose, "Log every call and event")->disable_flag_override();
+}
+
+CLI::App* Add(CLI::App& app, const std::string& name, const std::string& what) {
+    CLI::App* const command = app.add_subcommand(name, what);
+    command->footer(kCommandFooter);
+    command->group("Commands");
+    return command;
+}
+
+// A positional that must be there, whatever it holds: an empty name is a name.
+void Need(CLI::App* command, const std::string& word, std::string& value, const std::string& what) {
+    command->add_option(word, value, what)->required()->type_name("");
+}
+
+void DeclareReads(CLI::App& app, Options& options) {
+    Add(app, "list", "Show all items");
+    Need(Add(app, "select", "Select an item"), "ID", options.id, "Its id");
+    Add(app, "selection", "Show the selected item; status 1 when there is none");
+    CLI::App* const watch =
+        Add(app, "watch", "Say what happens to the list, one line each, until interrupted");
+    watch->add_option("--count", options.count, "End after this many lines")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
+    watch->add_flag("--wait", options.wait, "Wait for the service when there is none")
+        ->disable_flag_override();
+}
+
+void DeclareEdits(CLI::App& app, Options& options) {
+    CLI::App* command = Add(app, "add", "Add an item at the end");
+    Need(command, "NAME", options.name, "The name that people see");
+    Need(command, "ID", options.id, "What tells it apart from all others");
+    Add(app, "import", "Add all items of a file, in one batch")
+        ->add_option("FILE", options.file, "One item a line: name, TAB, id; standard input for -")
+        ->type_name("");
+    command = Add(app, "replace", "Replace an item that a partner added");
+    Need(command, "OLDID", options.oldId, "The id of the item that goes");
+    Need(command, "NAME", options.name, "The name of the item that comes");
+    Need(command, "ID", options.id, "Its id, which no other item may have");
+    Need(Add(app, "remove", "Remove an item that a partner added"), "ID", options.id, "Its id");
+    Add(app, "clear", "Remove all items")
+        ->add_flag("--yes,-y", options.yes, "Do not ask")
+        ->disable_flag_override();
+    Need(Add(app, "click", "Ask for a click on an item; services do not carry it out"), "ID",
+         options.id, "Its id");
+    command = Add(app, "call", "Call a function of the protocol and show the reply as it is");
+    Need(command, "FUNCTION", options.function, "Its number or name: 2002, GetAllItems");
+    command
+        ->add_option("PAYLOAD", options.payload,
+                     "What goes with it, \\t \\n \\\\ as in printf; standard input for -")
+        ->type_name("");
+}
+
+[[noreturn]] void Complain(const std::string& what, const std::string& next) {
+    throw Failure(kWrongUsage, what + "; " + next);
+}
+
+std::string HelpFor(const CLI::App& app) {
+    const auto chosen = app.get_subcommands();
+    if (chosen.empty()) return "see applistctl --help";
+    return "see applistctl " + chosen.front()->get_name() + " --help";
+}
+
+// What was left over is a word in the place of a command, an unknown option, or one word too many.
+void CheckLeftOver(const CLI::App& app) {
+    std::vector<std::string> known;
+    for (const CLI::App* command : app.get_subcommands({})) known.push_back(command->get_name());
+    const bool hasCommand = !app.get_subcommands().empty();
+    std::vector<std::string> left = app.remaining(true);
+    left.erase(std::remove(left.begin(), left.end(), "--"), left.end());
+    if (left.empty() && hasCommand) return;
+    if (left.empty()) Complain("no command", "one of " + CLI::detail::join(known, ", "));
+    const std::string& word = left.front();
+    if (word.size() > 1 && word[0] == '-') {
+        Complain("unknown option " + word, HelpFor(app));
+    }
+    if (hasCommand) Complain("one word too many: " + word, HelpFor(app));
+    const std::string nearest = NearestOf(known, word);
+    Complain("unknown command " + word, nearest.empty() ? "one of " + CLI::detail::join(known, ", ")
+                                                        : "did you mean " + nearest + "?");
+}
+
+void PrintHelp(const CLI::App& app) {
+    std::string help = app.help();
+    const std::size_t at = help.find(kJsonSpelling);
+    if (at != std::string::npos) help.replace(at, sizeof(kJsonSpelling) - 1, kJsonInHelp);
+    std::cout << help << std::flush;
+}
+
+void CheckTogether(const Options& options) {
+    const int buses = int{options.session} + int{options.system} + int{!options.address.empty()};
+    if (buses > 1) {
+        Complain("--session, --system and --address each name a bus", "give one of them");
+    }
+    if (!options.host.empty() && !options.address.empty()) {
+        Complain("--host and --address each name a bus", "give one of them");
+    }
+}
+
+}  // namespace
+
+std::optional<Options> ParseOptions(int argc, const char* const* argv) {
+    Options options;
+    CLI::App app(kDescription, "applistctl");
+    app.footer(kFooter);
+    app.get_formatter()->column_width(kOptionColumn);
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.get_formatter()->label("REQUIRED", "");
+    app.set_help_flag("-h,--help", "Show this and exit");
+    app.set_version_flag("--version", "applistctl " APPLIST_VERSION, "Show the version and exit");
+    app.fallthrough();
+    app.allow_extras();
+    // One at most: a name or an id may read like a command.
+    app.require_subcommand(0, 1);
+    DeclareCommon(app, options);
+    DeclareReads(app, options);
+    DeclareEdits(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        PrintHelp(app);
+        return std::nullopt;
+    } catch (const CLI::Success& asked) {
+        app.exit(asked);
+        return std::nullopt;
+    } catch (const CLI::ParseError& error) {
+        Complain(error.what(), HelpFor(app));
+    }
+    CheckLeftOver(app);
+    CheckTogether(options);
+    options.command = app.get_subcommands().front()->get_name();
+    return options;
+}

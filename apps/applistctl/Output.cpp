@@ -1,0 +1,157 @@
+#include "apps/applistctl/Output.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+#include <system_error>
+
+#include "applist/RemoteAppListItem.h"
+#include "apps/applistctl/Failure.h"
+#include "apps/applistctl/Table.h"
+#include "common/PrintableText.h"
+
+namespace {
+
+// A terminal that does not tell, as over a serial line.
+constexpr std::size_t kUsualWidth = 80;
+
+std::size_t TerminalWidth() {
+    struct winsize size = {};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUsualWidth;
+    return size.ws_col;
+}
+
+bool WantsColours() {
+    const char* const no = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    return (no == nullptr || *no == '\0') && terminal != nullptr && std::string(terminal) != "dumb";
+}
+
+// The item's own text, so that lines can be read back and imported.
+std::string Line(const Entry& item) {
+    std::ostringstream line;
+    line << RemoteAppListItem(item.name, item.id);
+    return line.str();
+}
+
+std::string Lines(const std::vector<Entry>& items) {
+    std::string lines;
+    for (const Entry& item : items) lines += Line(item);
+    return lines;
+}
+
+std::string Line(const Event& event) {
+    std::string line = event.what;
+    for (const auto& item : {event.item, event.before}) {
+        if (!item) continue;
+        line += '\t' + Line(*item);
+        line.pop_back();
+    }
+    if (event.count) line += '\t' + std::to_string(*event.count);
+    return line + '\n';
+}
+
+std::string Sentence(const Event& event) {
+    std::string sentence = event.what;
+    if (event.before) sentence += " " + Describe(*event.before) + " ->";
+    if (event.item) sentence += " " + Describe(*event.item);
+    if (event.count) {
+        sentence += " " + std::to_string(*event.count) + (*event.count == 1 ? " item" : " items");
+    }
+    return sentence + '\n';
+}
+
+}  // namespace
+
+Output::Output(const Options& options)
+    : m_isTerminal(isatty(STDOUT_FILENO) != 0), m_isJson(!options.json.empty()) {
+    const bool pretty = options.json == "auto" ? m_isTerminal : options.json == "pretty";
+    m_style = pretty ? JsonStyle::Pretty : JsonStyle::Short;
+}
+
+void Output::Print(const ListState& list) const {
+    if (m_isJson) {
+        Write(JsonOf(list, m_style) + '\n');
+    } else if (m_isTerminal) {
+        PrintTable(list.items, list.selected);
+    } else {
+        Write(Lines(list.items));
+    }
+}
+
+void Output::Print(const std::vector<Entry>& items) const {
+    if (m_isJson) {
+        Write(JsonOf(items, m_style) + '\n');
+    } else if (m_isTerminal) {
+        PrintTable(items, std::nullopt);
+    } else {
+        Write(Lines(items));
+    }
+}
+
+void Output::PrintSelection(const ListState& list) const {
+    if (m_isJson) {
+        const auto selection =
+            list.HasSelection() ? std::make_optional(list.selection) : std::nullopt;
+        Write(JsonOf(selection, m_style) + '\n');
+    } else if (!list.HasSelection()) {
+        return;
+    } else if (m_isTerminal) {
+        PrintTable({list.selection}, 0);
+    } else {
+        Write(Line(list.selection));
+    }
+}
+
+void Output::Print(const Event& event) const {
+    if (m_isJson) {
+        Write(JsonOf(event, m_style) + '\n');
+    } else {
+        PrintInStream(event);
+    }
+}
+
+void Output::PrintInStream(const Event& event) const {
+    if (m_isJson) {
+        Write(JsonOf(event, JsonStyle::Short) + '\n');
+    } else {
+        Write(m_isTerminal ? Sentence(event) : Line(event));
+    }
+}
+
+void Output::PrintRaw(const std::string& bytes) const {
+    if (m_isJson) {
+        Write(JsonOf(bytes, m_style) + '\n');
+    } else {
+        Write(m_isTerminal ? PrintableText(bytes) + '\n' : bytes);
+    }
+}
+
+// A table of nothing would be a header alone.
+void Output::PrintTable(const std::vector<Entry>& items,
+                        std::optional<std::size_t> selected) const {
+    if (items.empty()) return;
+    Write(TableOf(items, selected, TerminalWidth(), WantsColours()));
+}
+
+void Output::Write(const std::string& text) {
+    errno = 0;
+    std::cout << text << std::flush;
+    if (std::cout) return;
+    const std::error_code cause(errno, std::generic_category());
+    throw Failure(kNotDone, "cannot write to standard output: " + cause.message() +
+                                "; make room, or send it elsewhere");
+}
+
+void Note(const std::string& text) {
+    std::cerr << "applistctl: " << PrintableText(text) << std::endl;
+}
+
+std::string Describe(const Entry& item) {
+    if (item == Entry()) return "an empty item";
+    return PrintableText(item.name) + " (" + PrintableText(item.id) + ")";
+}

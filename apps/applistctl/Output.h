@@ -1,0 +1,49 @@
+// Where results go: stdout, as a table for a person, as lines for a pipe, as JSON when asked for.
+// And what a person is told besides: stderr, one line each.
+//
+// Threads: the main thread. Lifetime: nothing is kept; what was printed has been handed over when
+// a call returns.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/applistctl/Differences.h"
+#include "apps/applistctl/Json.h"
+#include "apps/applistctl/ListState.h"
+#include "apps/applistctl/Options.h"
+
+class Output {
+public:
+    explicit Output(const Options& options);
+
+    void Print(const ListState& list) const;
+    void Print(const std::vector<Entry>& items) const;
+    // The selection, or, in JSON, that there is none.
+    void PrintSelection(const ListState& list) const;
+    // What an edit did.
+    void Print(const Event& event) const;
+    // An event of a stream: in JSON always one line, whatever the style.
+    void PrintInStream(const Event& event) const;
+    // Bytes of which nothing is known.
+    void PrintRaw(const std::string& bytes) const;
+
+    // True when a person looks at the results.
+    bool IsForPerson() const { return m_isTerminal && !m_isJson; }
+
+private:
+    // Each throws Failure when the bytes cannot be written. A closed pipe ends the process.
+    static void Write(const std::string& text);
+    void PrintTable(const std::vector<Entry>& items, std::optional<std::size_t> selected) const;
+
+    bool m_isTerminal;
+    bool m_isJson;
+    JsonStyle m_style;
+};
+
+// Tells a person something besides the results.
+void Note(const std::string& text);
+
+// An item in a sentence, control characters made visible: "Maps (maps)".
+std::string Describe(const Entry& item);

@@ -1,0 +1,112 @@
+#include <unistd.h>
+
+#include <charconv>
+#include <cstdint>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "apps/applistctl/Commands.h"
+#include "apps/applistctl/Failure.h"
+#include "apps/applistctl/Suggestion.h"
+#include "apps/common/ItemLines.h"
+#include "common/AppListRemoteControl.h"
+#include "ipc/IPCApplist.h"
+#include "partner/TesselDbusRemote.h"
+
+namespace {
+
+struct Function {
+    const char* name;
+    AppListRemoteControl number;
+};
+
+const Function kFunctions[] = {
+    {"SetSelection", APPLIST_SET_SELECTION_FNC}, {"GetSelection", APPLIST_GET_SELECTION_FNC},
+    {"GetAllItems", APPLIST_GET_ALL_ITEMS_FNC},  {"RemoveAllItems", APPLIST_REMOVE_ALL_ITEMS_FNC},
+    {"AddItems", APPLIST_ADD_ITEMS_FNC},         {"AddItemAtEnd", APPLIST_ADD_ITEM_AT_END_FNC},
+    {"SetClicked", APPLIST_SET_CLICKED_FNC},     {"RemoveItem", APPLIST_REMOVE_ITEM_FNC},
+    {"ModifyItem", APPLIST_MODIFY_ITEM_FNC},
+};
+
+// Nobody is told of what comes besides the reply.
+class Nobody {};
+using Channel = IPCApplist<TesselDbusRemote, Nobody>;
+
+// Any number goes: what a service does with one that it does not know is worth a look, too.
+std::int32_t NumberOf(const std::string& function) {
+    std::int32_t number = 0;
+    const char* const end = function.data() + function.size();
+    const auto parsed = std::from_chars(function.data(), end, number);
+    if (parsed.ec == std::errc() && parsed.ptr == end) return number;
+    std::vector<std::string> names;
+    for (const Function& known : kFunctions) {
+        if (function == known.name) return known.number;
+        names.emplace_back(known.name);
+    }
+    const std::string nearest = NearestOf(names, function);
+    throw Failure(kWrongUsage, "unknown function " + function +
+                                   (nearest.empty() ? "; give its number or name, such as 2002 or "
+                                                      "GetAllItems"
+                                                    : "; did you mean " + nearest + "?"));
+}
+
+bool IsKnown(std::int32_t number) {
+    return number >= APPLIST_SET_SELECTION_FNC && number <= APPLIST_MODIFY_ITEM_FNC;
+}
+
+// Undoes one level of escapes, so that an item's text can be typed as for printf.
+std::string Unescape(const std::string& typed) {
+    std::string payload;
+    for (std::size_t at = 0; at < typed.size(); ++at) {
+        const bool isEscape = typed[at] == '\\' && at + 1 < typed.size();
+        switch (isEscape ? typed[at + 1] : '\0') {
+            case 't': payload += '\t'; break;
+            case 'n': payload += '\n'; break;
+            case '\\': payload += '\\'; break;
+            default: payload += typed[at]; continue;
+        }
+        ++at;
+    }
+    return payload;
+}
+
+std::string PayloadOf(const Options& options) {
+    if (!options.payload) return std::string();
+    if (*options.payload != "-") return Unescape(*options.payload);
+    return std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+}
+
+void PrintReply(const std::string& reply, const Output& output) {
+    try {
+        std::istringstream in(reply);
+        std::vector<Entry> entries;
+        for (RemoteAppListItem& item : ReadItemLines(in, "the reply")) {
+            entries.push_back({item.GetVisibleName(), item.GetUnigueId()});
+        }
+        output.Print(entries);
+    } catch (const ItemLinesError&) {
+        output.PrintRaw(reply);
+    }
+}
+
+}  // namespace
+
+void RunCall(const Options& options, const Output& output) {
+    const std::int32_t number = NumberOf(options.function);
+    const std::string payload = PayloadOf(options);
+    Channel channel;
+    channel.SetTimeout(options.timeout);
+    const std::vector<char> reply = channel.SendMessage(number, payload.data(), payload.size());
+    PrintReply(std::string(reply.begin(), reply.end()), output);
+    if (!IsKnown(number)) {
+        Note(std::to_string(number) +
+             " is no function of this version; services ignore unknown "
+             "ones");
+    } else if (reply.empty() && output.IsForPerson()) {
+        Note("the reply is empty");
+    }
+}

@@ -1,0 +1,10 @@
+// The word that somebody meant. Any thread: plain values.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+// Returns the one of `known` that `word` most likely stands for: it begins with it, or is a few
+// typing errors away. Empty when none is near.
+std::string NearestOf(const std::vector<std::string>& known, const std::string& word);

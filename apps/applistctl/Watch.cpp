@@ -1,0 +1,200 @@
+// What is told is the difference between what was shown last and what the replica shows now. So
+// nothing is told twice, and after a restart of the service only what is really different.
+
+#include <sys/epoll.h>
+#include <systemd/sd-event.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <memory>
+
+#include "apps/applistctl/Commands.h"
+#include "apps/applistctl/Failure.h"
+
+namespace {
+
+// How soon to try again when a service that has just appeared does not give its list in time.
+constexpr std::uint64_t kRetryMicroseconds = 1000000;
+
+constexpr int kExitOfClosedPipe = 128 + SIGPIPE;
+
+template <class T, T* (*Release)(T*)>
+struct Releaser {
+    void operator()(T* object) const { Release(object); }
+};
+using UniqueEvent = std::unique_ptr<sd_event, Releaser<sd_event, sd_event_unref>>;
+using UniqueSource =
+    std::unique_ptr<sd_event_source, Releaser<sd_event_source, sd_event_source_disable_unref>>;
+
+void Require(int result) {
+    if (result < 0) throw Failure(kNotDone, std::string("cannot wait: ") + std::strerror(-result));
+}
+
+class Watch : private ItemSelectionListener,
+              private ItemChangeListener,
+              private ItemClickListener,
+              private ServiceListener {
+public:
+    Watch(const Options& options, const Output& output)
+        : m_options(options), m_output(output), m_left(options.count) {
+        sd_event* event = nullptr;
+        Require(sd_event_default(&event));
+        m_event.reset(event);
+        m_model.SetTimeout(options.timeout);
+        Begin();
+        m_model.AddItemSelectionListener(this);
+        m_model.AddItemChangeListener(this);
+        m_model.AddItemClickedListener(this);
+        m_model.AddServiceListener(this);
+        FollowReader();
+    }
+
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    void Run() {
+        Require(sd_event_loop(m_event.get()));
+        if (m_failure) std::rethrow_exception(m_failure);
+    }
+
+private:
+    void ItemSelected(AppListModel*) override {
+        Fenced([this] { Compare(); });
+    }
+    void ItemChanged(AppListModel*) override {
+        Fenced([this] { Compare(); });
+    }
+    void ItemClicked(AppListModel*) override {
+        // Which item it was does not travel.
+        Fenced([this] { Tell({"clicked", {}, {}, {}}); });
+    }
+    void ServiceChanged(RemoteAppListModel*) override {
+        Fenced([this] { m_model.IsServiceThere() ? Appeared() : Lost(); });
+    }
+
+    // The list to compare with. Without a service there is none yet.
+    void Begin() {
+        try {
+            m_model.Synchronize();
+        } catch (const RemoteError& error) {
+            if (!m_options.wait || error.GetCause() != RemoteError::Cause::NoService) throw;
+            Note("waiting for the service");
+            return;
+        }
+        Start();
+    }
+
+    void Start() {
+        m_shown = StateOf(m_model);
+        m_hasBegun = true;
+        m_isUpToDate = true;
+        const std::size_t count = m_shown.items.size();
+        Note("watching " + std::to_string(count) + (count == 1 ? " item" : " items"));
+    }
+
+    void Appeared() {
+        if (m_isUpToDate) return;  // it was there when we began, and is reported only now
+        if (m_hasBegun) Tell({"back", {}, {}, {}});
+        CatchUpAfter(0);
+    }
+
+    void Lost() {
+        m_isUpToDate = false;
+        m_catchUp.reset();
+        if (m_hasBegun) Tell({"lost", {}, {}, {}});
+    }
+
+    // From the loop, as a listener must not wait. It is told of no change when the service comes
+    // back with an empty list, so it cannot wait for that either.
+    void CatchUpAfter(std::uint64_t delay) {
+        sd_event_source* source = nullptr;
+        Require(sd_event_add_time_relative(m_event.get(), &source, CLOCK_MONOTONIC, delay,
+                                           /* accuracy */ 1000, OnCatchUp, this));
+        m_catchUp.reset(source);
+    }
+
+    static int OnCatchUp(sd_event_source*, std::uint64_t, void* userdata) {
+        Watch* const watch = static_cast<Watch*>(userdata);
+        watch->Fenced([watch] { watch->CatchUp(); });
+        return 0;
+    }
+
+    void CatchUp() {
+        try {
+            m_model.Synchronize();
+        } catch (const RemoteError& error) {
+            if (error.GetCause() == RemoteError::Cause::Refused) throw;
+            if (m_model.IsServiceThere()) CatchUpAfter(kRetryMicroseconds);
+            return;
+        }
+        if (!m_hasBegun) return Start();
+        m_isUpToDate = true;
+        Compare();
+    }
+
+    void Compare() {
+        if (!m_isUpToDate || !m_model.IsServiceThere()) return;
+        const ListState now = StateOf(m_model);
+        for (const Event& event : Differences(m_shown, now)) Tell(event);
+        m_shown = now;
+    }
+
+    void Tell(const Event& event) {
+        if (m_isDone) return;
+        m_output.PrintInStream(event);
+        if (m_left == 0 || --m_left > 0) return;
+        m_isDone = true;
+        sd_event_exit(m_event.get(), 0);
+    }
+
+    // A reader that left is noticed at once, not with the next event, which may be hours away.
+    // What cannot be polled, a file, cannot be closed by a reader either.
+    void FollowReader() {
+        sd_event_source* source = nullptr;
+        const int result =
+            sd_event_add_io(m_event.get(), &source, STDOUT_FILENO, 0, OnReaderGone, nullptr);
+        m_reader.reset(source);
+        if (result != -EPERM) Require(result);
+    }
+
+    static int OnReaderGone(sd_event_source*, int, std::uint32_t, void*) {
+        std::raise(SIGPIPE);
+        _exit(kExitOfClosedPipe);
+    }
+
+    // The loop and the bus library are C: what is thrown is kept until they have returned.
+    template <class Work>
+    void Fenced(Work work) noexcept {
+        try {
+            work();
+        } catch (...) {
+            m_failure = std::current_exception();
+            m_isDone = true;
+            sd_event_exit(m_event.get(), 0);
+        }
+    }
+
+    const Options& m_options;
+    const Output& m_output;
+    std::size_t m_left;
+    bool m_isDone = false;
+    std::exception_ptr m_failure;
+
+    UniqueEvent m_event;
+    UniqueSource m_reader;
+    UniqueSource m_catchUp;
+    ListState m_shown;
+    bool m_hasBegun = false;    // there is something to compare with
+    bool m_isUpToDate = false;  // and the replica can be compared with it
+    // Last, so that it goes first and calls nobody who is gone.
+    RemoteAppListModel m_model;
+};
+
+}  // namespace
+
+void RunWatch(const Options& options, const Output& output) {
+    Watch(options, output).Run();
+}

@@ -1,0 +1,112 @@
+// A result on stdout, or one line on stderr and a status that a script can test.
+
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <optional>
+#include <string>
+
+#include "apps/applistctl/Commands.h"
+#include "apps/applistctl/Failure.h"
+#include "apps/applistctl/Host.h"
+#include "apps/applistctl/TextWidth.h"
+#include "common/AppListLog.h"
+#include "partner/RemoteError.h"
+#include "platform/BusSelection.h"
+#include "platform/LinuxLog.h"
+
+namespace {
+
+// Every line was handed over when it was printed and nothing has to be undone, so an interrupt may
+// end the process wherever it is, in the middle of a wait, too.
+extern "C" void OnInterrupt(int) {
+    _exit(kInterrupted);
+}
+
+void SetUpSignals() {
+    // A job in the background has it ignored, and means it.
+    if (std::signal(SIGINT, OnInterrupt) == SIG_IGN) std::signal(SIGINT, SIG_IGN);
+    // A reader that closes the pipe ends us as it ends any filter, even when whoever started us
+    // ignores the signal.
+    std::signal(SIGPIPE, SIG_DFL);
+}
+
+void ChooseBus(const Options& options) {
+    if (!options.host.empty()) {
+        SelectBusAddress(RemoteBusAddress(
+            options.host, options.session ? RemoteBus::Session : RemoteBus::System));
+    } else if (!options.address.empty()) {
+        SelectBusAddress(options.address);
+    } else if (options.session) {
+        SelectBus(BusKind::Session);
+    } else if (options.system) {
+        SelectBus(BusKind::System);
+    }
+}
+
+void Replace(std::string& text, const std::string& what, const std::string& by) {
+    const std::size_t at = text.find(what);
+    if (at != std::string::npos) text.replace(at, what.size(), by);
+}
+
+// A person knows the machine by its name, not by the command that leads there.
+std::string TextOf(const std::exception& error, const Options& options) {
+    std::string text = error.what();
+    if (options.host.empty()) return text;
+    Replace(text, SelectedBus().description, "the bus of " + options.host);
+    Replace(text, "check that the bus runs, or choose another one",
+            "check ssh " + options.host + " systemd-stdio-bridge");
+    return text;
+}
+
+ExitStatus StatusOf(RemoteError::Cause cause) {
+    switch (cause) {
+        case RemoteError::Cause::NoService:
+        case RemoteError::Cause::TimedOut:
+        case RemoteError::Cause::OutcomeUnknown: return kNoService;
+        case RemoteError::Cause::Refused: return kRefused;
+        default: return kNotDone;
+    }
+}
+
+std::string HintFor(RemoteError::Cause cause) {
+    switch (cause) {
+        case RemoteError::Cause::NoService:
+            return ", or name its bus: --session, --system, --address, --host";
+        case RemoteError::Cause::TimedOut: return " with --timeout";
+        default: return std::string();
+    }
+}
+
+int Run(const Options& options) {
+    try {
+        SetMinimumLogPriority(options.verbose ? applist_log::kDebug : applist_log::kError + 1);
+        ChooseBus(options);
+        RunCommand(options, Output(options));
+        return kDone;
+    } catch (const RemoteError& error) {
+        Note(TextOf(error, options) + HintFor(error.GetCause()));
+        return StatusOf(error.GetCause());
+    } catch (const TransportError& error) {
+        Note(TextOf(error, options));
+        return kNoService;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    UseUtf8Locale();
+    SetUpSignals();
+    try {
+        const std::optional<Options> options = ParseOptions(argc, argv);
+        return options ? Run(*options) : kDone;
+    } catch (const Failure& failure) {
+        Note(failure.what());
+        return failure.Status();
+    } catch (const std::exception& error) {
+        Note(error.what());
+        return kNotDone;
+    }
+}
