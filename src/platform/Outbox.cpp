@@ -130,16 +130,17 @@ void Outbox::Pump() {
     if (m_queue.Empty() && m_waitingReply) TransmitReply(std::move(m_waitingReply));
 }
 
-// Without a loop to come back from (it has ended) the connection stays as it is: Flush does the
-// rest.
+// Without a loop to come back from (it has ended) neither the gate nor the connection is watched:
+// Flush does the rest.
 void Outbox::AwaitDrain() {
     if (m_gate) return;
-    sd_event_source* source = nullptr;
-    if (sd_event_add_io(m_event, &source, sd_bus_get_fd(m_bus), EPOLLOUT, OnWritable, this) < 0) {
-        return;
-    }
-    m_gate.reset(source);
+    // Off the loop before the gate is on it: a loop can watch a descriptor only once.
     sd_bus_detach_event(m_bus);
+    sd_event_source* source = nullptr;
+    const int result =
+        sd_event_add_io(m_event, &source, sd_bus_get_fd(m_bus), EPOLLOUT, OnWritable, this);
+    m_gate.reset(source);
+    if (result < 0) sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL);
 }
 
 void Outbox::OpenGate() {
