@@ -35,6 +35,14 @@ UniqueMessage ReplyTo(sd_bus_message* call) {
     return UniqueMessage(reply);
 }
 
+// Null when there is no memory for it.
+UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string& text) {
+    const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name, text.c_str());
+    sd_bus_message* reply = nullptr;
+    sd_bus_message_new_method_error(call, &reply, &error);
+    return UniqueMessage(reply);
+}
+
 }  // namespace
 
 TesselDbusLocal::Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
@@ -86,8 +94,9 @@ int TesselDbusLocal::Endpoint::OnCall(sd_bus_message* call, void* userdata, sd_b
             endpoint->m_outbox.AwaitDrain();
         });
     } else {
-        endpoint->ReplyError(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
-                             "too many calls wait for the bus; read the replies, then go on");
+        endpoint->m_outbox.Refuse(
+            ErrorFor(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
+                     "too many calls wait for the bus; read the replies, then go on"));
     }
     return 1;
 }
@@ -223,10 +232,7 @@ void TesselDbusLocal::Endpoint::ReplyEmpty(sd_bus_message* call) {
 
 void TesselDbusLocal::Endpoint::ReplyError(sd_bus_message* call, const char* name,
                                            const std::string& text) {
-    const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name, text.c_str());
-    sd_bus_message* reply = nullptr;
-    if (sd_bus_message_new_method_error(call, &reply, &error) < 0) return;
-    m_outbox.Reply(UniqueMessage(reply));
+    m_outbox.Reply(ErrorFor(call, name, text));
 }
 
 void TesselDbusLocal::Endpoint::Report(bool state, const std::string& partner) {

@@ -61,6 +61,12 @@ void Outbox::Reply(UniqueMessage reply) {
     if (InLibrary() > 0) AwaitDrain();
 }
 
+void Outbox::Refuse(UniqueMessage answer) {
+    if (m_bus == nullptr) return;
+    TransmitReply(std::move(answer));
+    if (InLibrary() > 0) AwaitDrain();
+}
+
 bool Outbox::Stalled() const {
     return m_bus != nullptr && (!m_queue.Empty() || m_waitingReply || InLibrary() > 0);
 }

@@ -34,7 +34,11 @@ public:
     // notification may be merged or dropped as NotificationQueue says; a reply follows the
     // notifications that were sent before it.
     void Notify(Notification notification);
+    // REQUIRES: Stalled() was false when the execution of its call began.
     void Reply(UniqueMessage reply);
+
+    // Sends an answer to a call that was not executed, ahead of what waits here.
+    void Refuse(UniqueMessage answer);
 
     // True while something that was sent has not left this process.
     bool Stalled() const;
