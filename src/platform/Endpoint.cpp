@@ -52,7 +52,7 @@ TesselDbusLocal::Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& n
       m_link([this] { Export(); }, [this] { Lost(); }),
       m_outbox(m_path, [this] { RunHeldCalls(); }),
       m_partners([this](const std::string& partner) { Report(false, partner); }) {
-    if (!sd_bus_object_path_is_valid(m_path.c_str()) ||
+    if (name.find('\0') != std::string::npos || !sd_bus_object_path_is_valid(m_path.c_str()) ||
         !sd_bus_service_name_is_valid(m_busName.c_str())) {
         throw TransportError("\"" + PrintableText(name) +
                              "\" is no endpoint name: use letters, digits and underscores, and a "
