@@ -7,11 +7,13 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/EndpointMessages_test.cpp
         platform/EndpointNotifications_test.cpp
         platform/EndpointPartners_test.cpp
+        platform/EndpointStall_test.cpp
         platform/EndpointStart_test.cpp
         support/BusClient.cpp
         support/CapturedLog.cpp
         support/EndpointTest.cpp
         support/PrivateBus.cpp
+        support/HeapInUse.cpp
         support/ProcessState.cpp
         support/RecordingEndpoint.cpp
         support/TestFd.cpp

@@ -1,0 +1,357 @@
+// A bus that does not drain. Every socket of the process gets the smallest send buffer there is, so
+// that little clogs it, and as little with root's rights as without.
+
+#include <sys/socket.h>
+
+#include "support/CapturedLog.h"
+#include "support/EndpointTest.h"
+#include "support/HeapInUse.h"
+
+namespace {
+
+constexpr std::size_t kMegabyte = std::size_t{1} << 20;
+
+void ShrinkSendBuffers() {
+    const int smallest = 1;  // the kernel knows how small a buffer may be
+    for (int fd = 3; fd < 1024; ++fd) {
+        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &smallest, sizeof(smallest));
+    }
+}
+
+std::string Filler(int number, std::size_t size = 4096) {
+    std::string body = "filler " + std::to_string(number);
+    body.resize(size, '.');
+    return body;
+}
+
+}  // namespace
+
+class AnEndpointOnABusThatStands : public EndpointTest {
+protected:
+    AnEndpointOnABusThatStands() {
+        m_client->Subscribe();
+        m_client->m_arrivals.clear();
+        ShrinkSendBuffers();
+    }
+
+    // Makes the bus stand, and sends until notifications wait in the endpoint.
+    void Stall() {
+        m_bus.Stop();
+        for (int number = 0; number < 200; ++number) m_endpoint->Tell(Filler(number));
+    }
+
+    // Sends 0 to `count` - 1.
+    void TellNumbers(int count) {
+        for (int number = 0; number < count; ++number) m_endpoint->Tell(std::to_string(number));
+    }
+
+    // Lets the bus run on, and returns what then came in but for the fillers.
+    Strings ArrivalsOnceItRuns() {
+        m_bus.Continue();
+        m_client->Message("the end");
+        Strings arrivals;
+        for (const std::string& arrival : m_client->m_arrivals) {
+            if (arrival.find("filler") == std::string::npos && arrival != "reply Message") {
+                arrivals.push_back(arrival);
+            }
+        }
+        return arrivals;
+    }
+
+    static Strings Numbers(int first, int end) {
+        Strings notifications;
+        for (int number = first; number < end; ++number) {
+            notifications.push_back("notification " + std::to_string(number));
+        }
+        return notifications;
+    }
+
+    std::unique_ptr<BusClient> m_client = NewClient();
+};
+
+ON_EVERY_BUS(AnEndpointOnABusThatStands);
+
+TEST_P(AnEndpointOnABusThatStands, LosesNothingWhileLittleWaits) {
+    m_bus.Stop();
+    TellNumbers(500);
+
+    EXPECT_EQ(Numbers(0, 500), ArrivalsOnceItRuns());
+    EXPECT_EQ(0u, ErrorsLogged("")) << WholeLog();
+}
+
+TEST_P(AnEndpointOnABusThatStands, KeepsOneThousandAndTwentyThree) {
+    Stall();
+    TellNumbers(1023);
+
+    EXPECT_EQ(Numbers(0, 1023), ArrivalsOnceItRuns());
+}
+
+TEST_P(AnEndpointOnABusThatStands, KeepsOneThousandAndTwentyFour) {
+    Stall();
+    TellNumbers(1024);
+
+    EXPECT_EQ(Numbers(0, 1024), ArrivalsOnceItRuns());
+}
+
+TEST_P(AnEndpointOnABusThatStands, DropsTheOldestOfOneThousandAndTwentyFive) {
+    Stall();
+    TellNumbers(1025);
+
+    EXPECT_EQ(Numbers(1, 1025), ArrivalsOnceItRuns());
+}
+
+TEST_P(AnEndpointOnABusThatStands, KeepsAQuarterOfAMegabyte) {
+    Stall();
+    for (const char* body : {"a", "b", "c", "d"}) {
+        m_endpoint->Tell(body + std::string(64 * 1024 - 1, '-'));
+    }
+
+    const Strings arrivals = ArrivalsOnceItRuns();
+
+    ASSERT_EQ(4u, arrivals.size());
+    EXPECT_EQ("notification a", arrivals.front().substr(0, 14));
+}
+
+TEST_P(AnEndpointOnABusThatStands, DropsTheOldestForOneByteMoreThanAQuarterOfAMegabyte) {
+    Stall();
+    m_endpoint->Tell("a" + std::string(64 * 1024, '-'));
+    for (const char* body : {"b", "c", "d"}) {
+        m_endpoint->Tell(body + std::string(64 * 1024 - 1, '-'));
+    }
+
+    const Strings arrivals = ArrivalsOnceItRuns();
+
+    ASSERT_EQ(3u, arrivals.size());
+    EXPECT_EQ("notification b", arrivals.front().substr(0, 14));
+}
+
+TEST_P(AnEndpointOnABusThatStands, MergesRepetitionsOfTheNewestThatWaits) {
+    Stall();
+    for (const char* body : {"a", "a", "a", "b", "a"}) m_endpoint->Tell(body);
+
+    EXPECT_EQ((Strings{"notification a", "notification b", "notification a"}),
+              ArrivalsOnceItRuns());
+}
+
+TEST_P(AnEndpointOnABusThatStands, MergesNothingThatGoesToAnother) {
+    Stall();
+    m_endpoint->Tell("a");
+    m_endpoint->Tell("a", m_client->Name());
+    m_endpoint->Tell("a", m_client->Name());
+    m_endpoint->Tell("a");
+
+    EXPECT_EQ((Strings{"notification a", "notification a", "notification a"}),
+              ArrivalsOnceItRuns());
+}
+
+TEST_P(AnEndpointOnABusThatStands, CountsWhatItMergedAndDroppedInItsSerial) {
+    Stall();
+    for (int number = 0; number < 10; ++number) m_endpoint->Tell("the same");
+    TellNumbers(2000);
+    m_bus.Continue();
+
+    EXPECT_EQ(200u + 10u + 2000u, m_client->ReadSerial().number);
+}
+
+TEST_P(AnEndpointOnABusThatStands, LogsALossOncePerStall) {
+    Stall();
+    TellNumbers(3000);
+    EXPECT_EQ(1u, ErrorsLogged("the oldest notifications are dropped")) << WholeLog();
+    ArrivalsOnceItRuns();
+
+    Stall();
+    TellNumbers(3000);
+
+    EXPECT_EQ(2u, ErrorsLogged("the oldest notifications are dropped")) << WholeLog();
+    m_bus.Continue();
+}
+
+TEST_P(AnEndpointOnABusThatStands, GrowsByLessThanTwoMegabytesOverAHundredThousandNotifications) {
+    m_bus.Stop();
+    const std::size_t before = HeapInUse();
+
+    for (int number = 0; number < 50'000; ++number) {
+        m_endpoint->Tell("one");
+        m_endpoint->Tell("other");
+        if (number % 100 == 0) RunWhatIsReady();
+    }
+
+    EXPECT_LT(HeapInUse(), before + 2 * kMegabyte);
+    m_bus.Continue();
+    EXPECT_EQ("still there", m_client->Message("still there").body);
+}
+
+TEST_P(AnEndpointOnABusThatStands, GrowsByLessThanTwoMegabytesOverLongNotifications) {
+    m_bus.Stop();
+    const std::size_t before = HeapInUse();
+
+    for (int number = 0; number < 1000; ++number) m_endpoint->Tell(Filler(number, 100'000));
+
+    EXPECT_LT(HeapInUse(), before + 2 * kMegabyte);
+}
+
+TEST_P(AnEndpointOnABusThatStands, KeepsItsPartners) {
+    m_client->Connect();
+    Stall();
+
+    ArrivalsOnceItRuns();
+
+    EXPECT_EQ((Strings{"ready " + m_client->Name(), "message the end"}), m_endpoint->m_events);
+}
+
+TEST_P(AnEndpointOnABusThatStands, HearsOfAPartnerThatLeftMeanwhile) {
+    auto partner = NewClient();
+    const std::string name = partner->Name();
+    partner->Connect();
+    Stall();
+    partner.reset();
+
+    m_bus.Continue();
+
+    EXPECT_TRUE(RunUntil([&] { return m_endpoint->m_events.size() == 2; }));
+    EXPECT_EQ((Strings{"ready " + name, "gone " + name}), m_endpoint->m_events);
+}
+
+// ---- A bus that stands while a call is executed
+// ---------------------------------------------------
+
+// All of them wait in the endpoint when the handler returns.
+TEST_P(AnEndpointOnABusThatStands, SendsTheReplyBehindWhatItsCallCaused) {
+    m_endpoint->m_answer = [this](const std::string&) {
+        Stall();
+        TellNumbers(100);
+        return std::string("done");
+    };
+    const BusClient::PendingAnswer answer = m_client->Start("Message", "question");
+    RunUntil([&] { return !m_endpoint->m_events.empty(); });
+    m_bus.Continue();
+
+    EXPECT_EQ("done", m_client->Wait(answer).body);
+
+    const Strings& arrivals = m_client->m_arrivals;
+    ASSERT_LT(100u, arrivals.size());
+    EXPECT_EQ(Numbers(0, 100), Strings(arrivals.end() - 101, arrivals.end() - 1));
+    EXPECT_EQ("reply Message", arrivals.back());
+}
+
+TEST_P(AnEndpointOnABusThatStands, ExecutesNoFurtherCallBeforeTheReplyIsOut) {
+    m_endpoint->m_answer = [this](const std::string& request) {
+        if (request == "first") m_bus.Stop();
+        return std::string(kMegabyte, 'x');
+    };
+    std::vector<BusClient::PendingAnswer> answers{m_client->Start("Message", "first")};
+    for (int number = 0; number < 20; ++number)
+        answers.push_back(m_client->Start("Message", "more"));
+    const std::size_t before = HeapInUse();
+
+    RunUntil([&] { return !m_endpoint->m_events.empty(); });
+    RunWhatIsReady();
+
+    EXPECT_EQ(Strings{"message first"}, m_endpoint->m_events);
+    EXPECT_LT(HeapInUse(), before + 3 * kMegabyte) << "the one reply alone is a megabyte";
+    m_bus.Continue();
+    for (const BusClient::PendingAnswer& answer : answers) {
+        EXPECT_EQ(kMegabyte, m_client->Wait(answer).body.size()) << answer->text;
+    }
+}
+
+// ---- Calls that come while the bus is slow
+// --------------------------------------------------------
+
+// With the smallest of buffers a reply of a megabyte leaves in hundreds of pieces, and with each of
+// them a call may come in. A ping behind them is answered by the bus library at once: when its
+// answer is there, all of them are in.
+class AnEndpointWithASlowReply : public EndpointTest {
+protected:
+    AnEndpointWithASlowReply() { ShrinkSendBuffers(); }
+
+    // Sends a call with a slow reply and `count` more behind it; returns how many of those were
+    // refused.
+    int RefusedOf(int count) {
+        m_endpoint->m_answer = [](const std::string& request) {
+            return request == "slow" ? std::string(4 * kMegabyte, 'x') : request;
+        };
+        const auto slow = m_client->Start("Message", "slow");
+        for (int number = 0; number < count; ++number) {
+            m_answers.push_back(m_client->Start("Message", std::to_string(number)));
+        }
+        int refused = 0;
+        for (std::size_t at = 0; at < m_answers.size(); ++at) {
+            const Answer answer = m_client->Wait(m_answers[at]);
+            if (answer.error == kLimitsExceeded) {
+                ++refused;
+            } else {
+                EXPECT_EQ(std::to_string(at), answer.body) << answer.error << answer.text;
+            }
+        }
+        EXPECT_EQ(4 * kMegabyte, m_client->Wait(slow).body.size());
+        return refused;
+    }
+
+    std::unique_ptr<BusClient> m_client = NewClient();
+    std::vector<BusClient::PendingAnswer> m_answers;
+};
+
+ON_EVERY_BUS(AnEndpointWithASlowReply);
+
+TEST_P(AnEndpointWithASlowReply, HoldsSixtyThreeCalls) {
+    EXPECT_EQ(0, RefusedOf(63));
+}
+
+TEST_P(AnEndpointWithASlowReply, HoldsSixtyFourCalls) {
+    EXPECT_EQ(0, RefusedOf(64));
+}
+
+TEST_P(AnEndpointWithASlowReply, RefusesTheSixtyFifthCall) {
+    EXPECT_EQ(1, RefusedOf(65));
+
+    EXPECT_EQ(kLimitsExceeded, m_answers.back()->error);
+    EXPECT_NE(std::string::npos, m_answers.back()->text.find("too many calls wait"))
+        << m_answers.back()->text;
+    EXPECT_EQ("the next", m_client->Message("the next").body);
+}
+
+TEST_P(AnEndpointWithASlowReply, ExecutesHeldCallsOfEveryKindInTheirOrder) {
+    m_endpoint->m_answer = [](const std::string&) { return std::string(kMegabyte, 'x'); };
+    m_client->Start("Message", "slow");
+    m_client->Start("Connect");
+    m_client->Start("Notify", "news");
+    m_client->StartFd(MemfdOf("by memfd").Get());
+
+    m_client->Disconnect();
+
+    const std::string name = m_client->Name();
+    EXPECT_EQ((Strings{"message slow", "ready " + name, "notification news", "message by memfd",
+                       "gone " + name}),
+              m_endpoint->m_events);
+    EXPECT_EQ((Strings{"reply Message", "reply Connect", "reply Notify", "reply MessageFd",
+                       "reply Disconnect"}),
+              m_client->m_arrivals);
+}
+
+// The reply of the first call waits behind a notification that waits, and meanwhile more calls come
+// in than may be held.
+TEST_P(AnEndpointWithASlowReply, AnswersEveryCallOnceAlsoWhileNotificationsWait) {
+    m_endpoint->m_answer = [this](const std::string& request) {
+        if (request == "first") {
+            m_endpoint->Tell(Filler(0, 4 * kMegabyte));
+            m_endpoint->Tell("behind it");
+        }
+        return request;
+    };
+    const auto first = m_client->Start("Message", "first");
+    std::vector<BusClient::PendingAnswer> others;
+    for (int call = 0; call < 100; ++call) others.push_back(m_client->Start("Message", "other"));
+
+    int refused = 0;
+    EXPECT_EQ("first", m_client->Wait(first).body) << first->error;
+    for (const auto& other : others) {
+        const Answer answer = m_client->Wait(other);
+        if (answer.error == kLimitsExceeded) {
+            ++refused;
+        } else {
+            EXPECT_EQ("other", answer.body) << answer.error;
+        }
+    }
+    EXPECT_EQ(36, refused);
+}

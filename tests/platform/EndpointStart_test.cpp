@@ -1,0 +1,313 @@
+// How an endpoint comes to be, or says why it cannot, and what it leaves behind.
+
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "platform/BusSelection.h"
+#include "platform/TransportError.h"
+#include "support/CapturedLog.h"
+#include "support/EndpointTest.h"
+#include "support/ProcessState.h"
+
+namespace {
+
+// Builds an endpoint and returns why that failed.
+std::string WhyNoEndpoint(const std::string& name = "Applist") {
+    try {
+        const RecordingEndpoint endpoint(name);
+    } catch (const TransportError& error) {
+        return error.what();
+    }
+    return "it came up";
+}
+
+#define EXPECT_CONTAINS(text, part) \
+    EXPECT_NE(std::string::npos, (text).find(part)) << "in: " << (text)
+
+}  // namespace
+
+class AnEndpointThatCannotStart : public EndpointTest {
+protected:
+    AnEndpointThatCannotStart() { EndEndpoint(); }
+};
+
+ON_EVERY_BUS(AnEndpointThatCannotStart);
+
+TEST_P(AnEndpointThatCannotStart, NamesTheProcessThatHasTheNameAlready) {
+    const auto owner = NewClient();
+    ASSERT_TRUE(owner->Own(kApplistName));
+    char command[16] = "";
+    prctl(PR_GET_NAME, command);
+
+    const std::string why = WhyNoEndpoint();
+
+    EXPECT_EQ("cannot own org.tessel.Local.Applist on the bus at " + m_bus.Address() +
+                  ": taken by process " + std::to_string(getpid()) + " (" + command +
+                  "); stop that one first",
+              why);
+}
+
+TEST_P(AnEndpointThatCannotStart, NamesTheBusThatIsNotThere) {
+    m_bus.Kill();
+
+    const std::string why = WhyNoEndpoint();
+
+    EXPECT_CONTAINS(why, "cannot reach the bus at " + m_bus.Address());
+    EXPECT_CONTAINS(why, "Connection refused");
+    EXPECT_CONTAINS(why, "check that the bus runs");
+}
+
+TEST_P(AnEndpointThatCannotStart, SaysThatItsNameIsNone) {
+    for (const char* name : {"", "two.parts", "a/path", "1digit", "blank space", "gr\xc3\xbcn"}) {
+        EXPECT_CONTAINS(WhyNoEndpoint(name), "is no endpoint name") << name;
+    }
+}
+
+TEST_P(AnEndpointThatCannotStart, SaysThatANameWithANulInItIsNone) {
+    EXPECT_CONTAINS(WhyNoEndpoint(std::string("Applist\0.", 9)),
+                    "\"Applist\\x00.\" is no endpoint");
+}
+
+TEST_P(AnEndpointThatCannotStart, LeavesNeitherDescriptorNorEventSource) {
+    const auto owner = NewClient();
+    ASSERT_TRUE(owner->Own(kApplistName));
+    WhyNoEndpoint();
+    const ProcessState before = ProcessState::Now();
+
+    WhyNoEndpoint();
+    WhyNoEndpoint("no name");
+
+    EXPECT_EQ(before, ProcessState::Now());
+}
+
+TEST_P(AnEndpointThatCannotStart, StartsWhenTheCauseIsGone) {
+    auto owner = NewClient();
+    ASSERT_TRUE(owner->Own(kApplistName));
+    WhyNoEndpoint();
+    owner.reset();
+    const auto client = NewClient();
+
+    NewEndpoint();
+
+    EXPECT_EQ("a call", client->Message("a call").body);
+}
+
+TEST(AnEndpointWithoutABus, NamesTheAddressThatIsNone) {
+    SelectBusAddress("nonsense");
+
+    EXPECT_CONTAINS(WhyNoEndpoint(), "cannot reach the bus at nonsense");
+    SelectBus(BusKind::Automatic);
+}
+
+// A bus that takes the connection and says nothing: here only a socket that somebody listens on.
+TEST(AnEndpointWithoutABus, GivesUpOnOneThatNeverAnswers) {
+    char folder[] = "/tmp/applist-silent-XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(folder));
+    const std::string path = std::string(folder) + "/bus";
+    const TestFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    struct sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    ASSERT_EQ(0,
+              bind(listener.Get(), reinterpret_cast<struct sockaddr*>(&address), sizeof(address)));
+    ASSERT_EQ(0, listen(listener.Get(), 1));
+    SelectBusAddress("unix:path=" + path);
+    const ProcessState before = ProcessState::Now();
+    const auto start = std::chrono::steady_clock::now();
+
+    const std::string why = WhyNoEndpoint();
+
+    const auto taken = std::chrono::steady_clock::now() - start;
+    EXPECT_CONTAINS(why, "cannot reach the bus at unix:path=" + path + ": Connection timed out");
+    EXPECT_GE(taken, std::chrono::seconds(5));
+    EXPECT_LT(taken, std::chrono::seconds(8));
+    EXPECT_EQ(before, ProcessState::Now());
+    SelectBus(BusKind::Automatic);
+    unlink(path.c_str());
+    rmdir(folder);
+}
+
+// ---- Coming up ----------------------------------------------------------------------------------
+
+class AnEndpointThatStarts : public EndpointTest {
+protected:
+    AnEndpointThatStarts() { EndEndpoint(); }
+};
+
+ON_EVERY_BUS(AnEndpointThatStarts);
+
+// Whoever sees the name may call at once: the first call that reaches the owner of the name finds
+// the object.
+TEST_P(AnEndpointThatStarts, HasItsObjectReadyWhenItsNameAppears) {
+    const auto client = NewClient();
+    NewEndpoint();
+
+    ASSERT_TRUE(client->WaitForOwner(kApplistName));
+
+    EXPECT_EQ("a call", client->Message("a call").body);
+}
+
+TEST_P(AnEndpointThatStarts, CallsNoEntryPointBeforeTheLoopRuns) {
+    const auto client = NewClient();
+    NewEndpoint();
+    client->Start("Connect");
+    sd_bus_flush(client->Bus());
+
+    EXPECT_EQ(Strings{}, m_endpoint->m_events);
+    EXPECT_TRUE(RunUntil([&] { return m_endpoint->m_events.size() == 1; }));
+}
+
+TEST_P(AnEndpointThatStarts, LivesBesideAnotherOfAnotherName) {
+    const auto client = NewClient();
+    NewEndpoint();
+    RecordingEndpoint other("Other");
+
+    EXPECT_EQ("a call", client->Message("a call").body);
+    EXPECT_EQ(Strings{}, other.m_events);
+    const Answer answer = client->Wait(
+        client->StartAny("org.tessel.Local.Other", "/org/tessel/Local/Other", kApplistInterface,
+                         "Connect", [](sd_bus_message*) { return 0; }));
+    EXPECT_EQ("", answer.error) << answer.text;
+    EXPECT_EQ(Strings{"ready " + client->Name()}, other.m_events);
+}
+
+// ---- Going --------------------------------------------------------------------------------------
+
+class AnEndpointThatEnds : public EndpointTest {
+protected:
+    AnEndpointThatEnds() { m_client->Subscribe(); }
+
+    std::unique_ptr<BusClient> m_client = NewClient();
+};
+
+ON_EVERY_BUS(AnEndpointThatEnds);
+
+TEST_P(AnEndpointThatEnds, StillDeliversWhatItHadJustSent) {
+    Strings expected;
+    m_client->m_arrivals.clear();
+    for (int number = 0; number < 1000; ++number) {
+        m_endpoint->Tell(std::to_string(number));
+        expected.push_back("notification " + std::to_string(number));
+    }
+
+    EndEndpoint();
+
+    EXPECT_TRUE(RunUntil([&] { return m_client->m_arrivals.size() == expected.size(); }));
+    EXPECT_EQ(expected, m_client->m_arrivals);
+}
+
+TEST_P(AnEndpointThatEnds, StillDeliversTheReplyOfItsLastCall) {
+    const BusClient::PendingAnswer answer = m_client->Start("Message", "last");
+    RunUntil([&] { return !m_endpoint->m_events.empty(); });
+
+    EndEndpoint();
+
+    EXPECT_EQ("last", m_client->Wait(answer).body);
+}
+
+TEST_P(AnEndpointThatEnds, WaitsNoLongerThanASecondForABusThatStands) {
+    m_bus.Stop();
+    m_endpoint->Clog();
+    const auto start = std::chrono::steady_clock::now();
+
+    EndEndpoint();
+
+    const auto taken = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(taken, std::chrono::milliseconds(900)) << "it did not even try";
+    EXPECT_LT(taken, std::chrono::seconds(3));
+}
+
+TEST_P(AnEndpointThatEnds, DoesNotWaitForABusThatIsGone) {
+    m_endpoint->Clog();
+    m_bus.Kill();
+    const auto start = std::chrono::steady_clock::now();
+
+    EndEndpoint();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+}
+
+TEST_P(AnEndpointThatEnds, AnswersNoMoreCalls) {
+    const auto witness = NewClient();
+    EndEndpoint();
+
+    EXPECT_EQ("org.freedesktop.DBus.Error.ServiceUnknown", m_client->Message("too late").error);
+}
+
+TEST_P(AnEndpointThatEnds, GivesItsNameFree) {
+    EndEndpoint();
+
+    EXPECT_TRUE(m_client->WaitForNoOwner(kApplistName));
+    EXPECT_TRUE(m_client->Own(kApplistName));
+}
+
+TEST_P(AnEndpointThatEnds, LeavesNeitherDescriptorNorEventSource) {
+    EndEndpoint();
+    const ProcessState before = ProcessState::Now();
+
+    NewEndpoint();
+    m_client->Connect();
+    m_client->Message("a call");
+    m_client->MessageFd(MemfdOf("a call").Get());
+    m_endpoint->Tell("changed");
+    m_client->Message("a call");
+    EndEndpoint();
+
+    RunWhatIsReady();
+    EXPECT_EQ(before, ProcessState::Now());
+}
+
+TEST_P(AnEndpointThatEnds, LeavesNothingAlsoWhenItsBusStands) {
+    EndEndpoint();
+    const ProcessState before = ProcessState::Now();
+
+    NewEndpoint();
+    m_client->Connect();
+    m_bus.Stop();
+    m_endpoint->Clog();
+    EndEndpoint();
+
+    EXPECT_EQ(before, ProcessState::Now());
+}
+
+TEST_P(AnEndpointThatEnds, LeavesNothingAlsoWhenItsBusIsGone) {
+    EndEndpoint();
+    m_client.reset();
+    const ProcessState before = ProcessState::Now();
+
+    NewEndpoint();
+    m_client = NewClient();
+    m_client->Connect();
+    m_bus.Kill();
+    EXPECT_TRUE(RunUntil([&] { return m_endpoint->m_events.size() == 2; }));
+    EndEndpoint();
+    m_client.reset();
+
+    EXPECT_EQ(before, ProcessState::Now());
+}
+
+// ---- Idling -------------------------------------------------------------------------------------
+
+class AnIdleEndpoint : public EndpointTest {};
+
+ON_EVERY_BUS(AnIdleEndpoint);
+
+TEST_P(AnIdleEndpoint, HasNothingToDoAndNoTimerSet) {
+    RunWhatIsReady();
+
+    EXPECT_EQ(0u, ArmedTimers());
+}
+
+// The questions about a partner have time limits, which go with their answers.
+TEST_P(AnIdleEndpoint, SetsNoTimerForAPartnerThatIsConnected) {
+    auto client = NewClient();
+    client->Connect();
+    client->Message("a call");
+    client->Message("another, for the answers of the bus to come in before it");
+
+    RunWhatIsReady();
+
+    EXPECT_EQ(0u, ArmedTimers());
+}
