@@ -44,6 +44,23 @@ protected:
     int_type overflow(int_type) override { throw std::runtime_error("no"); }
 };
 
+// Takes one byte less than it is handed in a run, and every single byte.
+class ShortBuffer : public std::streambuf {
+public:
+    string m_taken;
+
+protected:
+    std::streamsize xsputn(const char* bytes, std::streamsize count) override {
+        if (count == 0) return 0;
+        m_taken.append(bytes, static_cast<std::size_t>(count - 1));
+        return count - 1;
+    }
+    int_type overflow(int_type c) override {
+        m_taken += traits_type::to_char_type(c);
+        return c;
+    }
+};
+
 // Counts how the bytes come.
 class CountingBuffer : public std::streambuf {
 public:
@@ -143,6 +160,16 @@ TEST(AWrittenItem, SetsBadbitWhereverTheBufferIsFull) {
         EXPECT_TRUE(out.bad()) << "room for " << capacity << " bytes";
         EXPECT_EQ(whole.substr(0, capacity), buffer.m_taken);
     }
+}
+
+TEST(AWrittenItem, StopsWithBadbitWhereARunCameThroughShort) {
+    ShortBuffer buffer;
+    std::ostream out(&buffer);
+
+    out << RemoteAppListItem("Maps", "maps");
+
+    EXPECT_TRUE(out.bad());
+    EXPECT_EQ("Map", buffer.m_taken);
 }
 
 TEST(AWrittenItem, IsGoodWhenItJustFits) {
