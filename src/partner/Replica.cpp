@@ -24,11 +24,14 @@ public:
 // Reads `text` to its end. Half an item, anything that is no item, and more items than `limit`
 // mean that nothing of it is to be trusted.
 std::optional<Replica::Items> ReadItems(const std::vector<char>& text, std::size_t limit) {
+    // An item is one line: too many are refused before the first costs memory.
+    const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+    if (lines > limit) return std::nullopt;
     ByteBuffer buffer(text);
     std::istream in(&buffer);
     Replica::Items items;
+    items.reserve(lines);
     while (in.peek() != std::istream::traits_type::eof()) {
-        if (items.size() == limit) return std::nullopt;
         items.push_back(std::make_unique<RemoteAppListItem>());
         if (!(in >> *items.back())) return std::nullopt;
     }
@@ -62,11 +65,14 @@ Replica::Items KeepEqualOnes(Replica::Items& before, Replica::Items& now, bool& 
         places.emplace(HashOf(*before[at]), at);
     }
     for (std::size_t at = head; at < now.size() - tail && !places.empty(); ++at) {
-        const auto range = places.equal_range(HashOf(*now[at]));
-        const auto found = std::find_if(range.first, range.second, [&](const auto& place) {
-            return *before[place.second] == *now[at];
-        });
-        if (found == range.second) continue;
+        // Not equal_range, which walks to its end: with n equal items that is n steps for each.
+        const std::size_t hash = HashOf(*now[at]);
+        auto found = places.find(hash);
+        while (found != places.end() && found->first == hash &&
+               !(*before[found->second] == *now[at])) {
+            ++found;
+        }
+        if (found == places.end() || found->first != hash) continue;
         now[at].swap(before[found->second]);
         places.erase(found);
     }
