@@ -112,14 +112,18 @@ Replica::Change Replica::Take(Items items, std::unique_ptr<RemoteAppListItem> se
     Items before = std::move(m_items);
     m_items = std::move(items);
     change.gone = KeepEqualOnes(before, m_items, change.items);
-    change.selection = Select(std::move(selection), change.gone);
+    RemoteAppListItem* const selected = m_selection;
+    Select(std::move(selection), change.gone);
+    // A selected item that is renamed is a change of the items. Without one, the name that is shown
+    // as selected is other only because another object is.
+    change.selection = !ApplistItemComparator(selected)(m_selection) ||
+                       (!change.items && !(*selected == *m_selection));
     return change;
 }
 
 // The service's selection is a copy of an item: ours is the first of that id, as it is there. One
 // that changed its name between the two replies is still that item.
-bool Replica::Select(std::unique_ptr<RemoteAppListItem> selection, Items& gone) {
-    const bool changed = !ApplistItemComparator(m_selection)(selection.get());
+void Replica::Select(std::unique_ptr<RemoteAppListItem> selection, Items& gone) {
     auto found = std::find_if(m_items.begin(), m_items.end(),
                               [&](const auto& item) { return *item == *selection; });
     if (found == m_items.end()) {
@@ -129,10 +133,9 @@ bool Replica::Select(std::unique_ptr<RemoteAppListItem> selection, Items& gone) 
     }
     if (found == m_items.end() && m_outside && *m_outside == *selection) {
         m_selection = m_outside.get();
-        return changed;
+        return;
     }
     if (m_outside) gone.push_back(std::move(m_outside));
     if (found == m_items.end()) m_outside = std::move(selection);
     m_selection = m_outside ? m_outside.get() : found->get();
-    return changed;
 }

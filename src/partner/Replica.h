@@ -20,7 +20,7 @@ public:
     // They live until this does: whoever still holds a pointer to one is told first.
     struct Change {
         bool items = false;
-        bool selection = false;  // another unique id
+        bool selection = false;  // another unique id; or another name, and the items did not change
         Items gone;
     };
 
@@ -45,7 +45,7 @@ public:
 
 private:
     Change Take(Items items, std::unique_ptr<RemoteAppListItem> selection);
-    bool Select(std::unique_ptr<RemoteAppListItem> selection, Items& gone);
+    void Select(std::unique_ptr<RemoteAppListItem> selection, Items& gone);
 
     Items m_items;
     RemoteAppListItem* m_selection;                // in m_items, or m_outside
