@@ -10,11 +10,13 @@
 using applist_log::kDebug;
 using applist_log::kError;
 using std::chrono::milliseconds;
+using Cause = RemoteError::Cause;
 
 namespace {
 
 // Pauses between the fetches of a burst: short enough that a second event is seen at once, doubling
-// to what a person still takes for now. A burst of seconds costs five fetches, not hundreds.
+// to what a person still takes for now. A burst of seconds costs five fetches, not hundreds. The
+// last is also how long after a fetch that failed the next one is tried.
 constexpr milliseconds kFirstPause{150};
 constexpr milliseconds kLastPause{1000};
 
@@ -122,9 +124,9 @@ void RemoteAppListModel::Synchronize() {
         failure = error;
     }
     ThrowFailures();
-    if (failure && failure->GetCause() == RemoteError::Cause::OutcomeUnknown) {
+    if (failure && failure->GetCause() == Cause::OutcomeUnknown) {
         // Every write was answered; what went away was only the reading.
-        throw RemoteError(RemoteError::Cause::NoService,
+        throw RemoteError(Cause::NoService,
                           std::string(kEndpoint) +
                               "the service went away; the writes before were carried out. Wait "
                               "until it is back, or start it");
@@ -154,6 +156,7 @@ void RemoteAppListModel::OnConnectionReady(const std::string&) {
 void RemoteAppListModel::OnServiceGone() {
     const bool left = std::exchange(m_isServiceThere, false);
     m_isStale = false;
+    m_isPausing = false;  // the next service is read at once
     m_pause = kFirstPause;
     const Replica::Change change = m_replica.Clear();
     Tell(change, left);
@@ -195,40 +198,54 @@ void RemoteAppListModel::StartFetch() {
 
 void RemoteAppListModel::FinishFetch(const RemoteReply& list, const RemoteReply& selection) {
     --m_fetchesUnderWay;
-    m_fetchFailure = list.error ? list.error : selection.error;
+    std::optional<RemoteError> failure = list.error ? list.error : selection.error;
     std::optional<Replica::Change> change;
-    if (!m_fetchFailure) {
+    if (!failure) {
         change = m_replica.Update(list.body, selection.body);
         if (!change) {
-            m_fetchFailure =
-                RemoteError(RemoteError::Cause::NotUnderstood,
-                            std::string(kEndpoint) +
-                                "the service's list is not made of items; the last good one stays. "
-                                "Check that service and partner speak the same version");
+            failure = RemoteError(Cause::NotUnderstood,
+                                  std::string(kEndpoint) +
+                                      "the service's list is not made of items; the last good one "
+                                      "stays. Check that service and partner speak the same "
+                                      "version");
         }
     }
-    if (m_fetchFailure) {
-        // That the service is away or slow shows elsewhere; that it talks nonsense shows only here.
-        const bool isNonsense = m_fetchFailure->GetCause() == RemoteError::Cause::NotUnderstood;
-        APPLIST_LOG(isNonsense ? kError : kDebug, "cannot read the list: %s",
-                    m_fetchFailure->what());
-    }
-    FetchAgainLater();
+    if (failure) LogFetchFailure(*failure);
+    m_fetchFailure = failure;
+    PauseAfterFetch();
     if (change) Tell(*change, false);
 }
 
-void RemoteAppListModel::FetchAgainLater() {
-    if (m_isPausing || m_fetchesUnderWay > 0) return;
-    if (!m_isStale) {
-        m_pause = kFirstPause;
-        return;
+// That the service is away or slow shows elsewhere; that it talks nonsense shows only here, and
+// once is enough: the fetch is repeated.
+void RemoteAppListModel::LogFetchFailure(const RemoteError& failure) const {
+    const Cause cause = failure.GetCause();
+    const bool isNews = !m_fetchFailure || m_fetchFailure->GetCause() != cause;
+    const bool isNonsense = cause == Cause::NotUnderstood || cause == Cause::Failed;
+    APPLIST_LOG(isNonsense && isNews ? kError : kDebug, "cannot read the list: %s", failure.what());
+}
+
+// After every fetch: events that come one by one, each after the fetch for the one before it, would
+// otherwise cost a fetch each.
+void RemoteAppListModel::PauseAfterFetch() {
+    if (!m_isServiceThere || m_isPausing || m_fetchesUnderWay > 0) return;
+    if (m_fetchFailure) {
+        // No event may come that would lead to another try.
+        m_isStale = true;
+        m_pause = kLastPause;
     }
     m_isPausing = true;
-    m_IPC.CallLater(m_pause, [this] {
-        m_isPausing = false;
-        if (m_isStale && m_isServiceThere) StartFetch();
-    });
-    m_pause = std::min(m_pause * 2, kLastPause);
+    m_IPC.CallLater(m_pause, [this] { EndPause(); });
+}
+
+void RemoteAppListModel::EndPause() {
+    m_isPausing = false;
+    if (!m_isStale) {
+        m_pause = kFirstPause;
+    } else if (m_isServiceThere && m_fetchesUnderWay == 0) {
+        m_pause = std::min(m_pause * 2, kLastPause);
+        StartFetch();
+    }
 }
 
 void RemoteAppListModel::Tell(const Replica::Change& change, bool serviceChanged) {

@@ -107,7 +107,9 @@ private:
     void MarkStale();
     void StartFetch();
     void FinishFetch(const RemoteReply& list, const RemoteReply& selection);
-    void FetchAgainLater();
+    void LogFetchFailure(const RemoteError& failure) const;
+    void PauseAfterFetch();
+    void EndPause();
     void Tell(const Replica::Change& change, bool serviceChanged);
 
     ListenerList<ItemSelectionListener> m_selectionListeners;
@@ -121,9 +123,9 @@ private:
     bool m_isServiceThere = false;
     std::size_t m_fetchesUnderWay = 0;
     std::optional<RemoteError> m_fetchFailure;  // of the last one that finished
-    bool m_isStale = false;                     // an event came after the last fetch was sent
+    bool m_isStale = false;                     // to be read anew since the last fetch was sent
     bool m_isPausing = false;                   // the next fetch is put off
-    std::chrono::milliseconds m_pause;          // how long the last one was, in a burst
+    std::chrono::milliseconds m_pause;          // for how long; it grows in a burst
 
     // Of the writes since the last Synchronize: the first failure, and how many came after it.
     std::optional<RemoteError> m_writeFailure;
