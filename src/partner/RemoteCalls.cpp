@@ -18,7 +18,7 @@ struct RemoteCalls::Call {
     std::vector<char> request;
     ReplyHandler onReply;
     UniqueSlot slot;
-    Clock::time_point sentAt;
+    Clock::time_point deadline;
     bool isInFd = false;
     bool isDone = false;
     RemoteReply reply;
@@ -136,7 +136,7 @@ int RemoteCalls::Transmit(Call& call) {
     }
     if (result < 0) return result;
     sd_bus_slot* slot = nullptr;
-    call.sentAt = Clock::now();
+    call.deadline = Clock::now() + m_timeout;
     result = sd_bus_call_async(m_bus, &slot, message.get(), OnReply, &call,
                                static_cast<std::uint64_t>(m_timeout.count()));
     call.slot.reset(slot);
@@ -212,13 +212,12 @@ void RemoteCalls::ReceiveError(Call& call, const sd_bus_error& error) {
                sd_bus_error_has_name(&error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
         call.reply.error =
             ErrorOf(Cause::NoService, "the service has left the bus; start it, then try again");
-    } else if (Clock::now() - call.sentAt >= m_timeout &&
+    } else if (Clock::now() >= call.deadline &&
                sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) {
         call.reply.error =
             ErrorOf(Cause::TimedOut,
                     "no answer in time; the call may still be executed. Try again, or allow more "
-                    "than " +
-                        std::to_string(m_timeout.count() / 1000) + " ms");
+                    "time");
     } else if (sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_DISCONNECTED) >
                0) {
         call.reply.error =
@@ -240,15 +239,20 @@ void RemoteCalls::Remember(const Call& call) {
 }
 
 // In order of posting, whatever came first: one that was asked for again holds up those behind it.
+// A handler that posts gets here again, and must not hear of the next reply before it is done with
+// its own. One that throws does not take the next one's reply away.
 void RemoteCalls::Deliver() {
+    if (m_isDelivering) return;
     const std::shared_ptr<void> owner = m_keepAlive();
+    m_isDelivering = true;
     while (!m_calls.empty() && m_calls.front()->isDone) {
         const std::unique_ptr<Call> call = std::move(m_calls.front());
         m_calls.pop_front();
         --m_sent;
         SendWaiting();
-        if (!m_closed) call->onReply(call->reply);
+        if (!m_closed) Guarded("handling a reply", [&] { call->onReply(call->reply); });
     }
+    m_isDelivering = false;
 }
 
 RemoteError RemoteCalls::ErrorOf(Cause cause, const std::string& text) const {

@@ -49,6 +49,9 @@ public:
     void Close() { m_closed = true; }
     bool Closed() const { return m_closed; }
 
+    // True inside a reply's handler: no other is delivered meanwhile.
+    bool Delivering() const { return m_isDelivering; }
+
     // True while a posted call has not been handed to the bus.
     bool Waiting() const { return m_sent < m_calls.size(); }
 
@@ -79,6 +82,7 @@ private:
     std::string m_service;  // empty: unknown, or there is none
     std::string m_where;    // not empty: there is no service here
     bool m_closed = false;
+    bool m_isDelivering = false;
 
     // In order of posting; the first m_sent of them have been sent.
     std::deque<std::unique_ptr<Call>> m_calls;
