@@ -82,7 +82,11 @@ std::vector<char> TesselDbusRemote::Link::Send(std::vector<char> request) {
         *reply = std::move(answer);
         *isDone = true;
     });
-    const bool dispatched = DispatchUntil([&] { return *isDone || m_owner == nullptr; }, deadline);
+    // Inside a reply's handler no other reply is delivered, inside other callbacks of the bus none
+    // is dispatched.
+    const bool dispatched =
+        *isDone || (!m_calls.Delivering() &&
+                    DispatchUntil([&] { return *isDone || m_owner == nullptr; }, deadline));
     if (reply->error) throw RemoteError(*reply->error);
     if (*isDone) return std::move(reply->body);
     if (m_owner == nullptr) {
@@ -249,8 +253,10 @@ void TesselDbusRemote::Link::OnOwnerChanged(sd_bus_message* signal) {
     const char* now = nullptr;
     if (sd_bus_message_read(signal, "sss", &name, &before, &now) < 0 || m_service == now) return;
     m_ownerAnswer.reset();  // this is newer
+    m_link.Settled();
     const std::string service = now;
-    Gone();
+    // Calls that waited for the first news of a service are not failed by it.
+    if (!m_service.empty() || service.empty()) Gone();
     if (m_owner != nullptr && !service.empty()) Appeared(service);
 }
 
@@ -283,7 +289,7 @@ void TesselDbusRemote::Link::Appeared(const std::string& service) {
 
 void TesselDbusRemote::Link::Gone() {
     const std::string service = std::exchange(m_service, std::string());
-    const bool wasReady = std::exchange(m_isReady, false);
+    m_isReady = false;
     m_signalMatch.reset();
     m_connectAnswer.reset();
     m_serialAnswer.reset();
@@ -291,7 +297,8 @@ void TesselDbusRemote::Link::Gone() {
     m_isSuspect = false;
     m_comparesSoon = false;
     m_calls.Stop(m_link.Location().description);
-    if (wasReady && m_owner != nullptr) m_owner->HandleConnectionReady(false, service);
+    // Also when it never became ready: it may have answered calls all the same.
+    if (!service.empty() && m_owner != nullptr) m_owner->HandleConnectionReady(false, service);
 }
 
 void TesselDbusRemote::Link::OnConnected(sd_bus_message* answer) {
