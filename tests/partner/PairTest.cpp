@@ -1,0 +1,23 @@
+#include "partner/PairTest.h"
+
+std::string NameOf(RemoteError::Cause cause) {
+    switch (cause) {
+        case RemoteError::Cause::NoService: return "NoService";
+        case RemoteError::Cause::Refused: return "Refused";
+        case RemoteError::Cause::TimedOut: return "TimedOut";
+        case RemoteError::Cause::OutcomeUnknown: return "OutcomeUnknown";
+        case RemoteError::Cause::NotUnderstood: return "NotUnderstood";
+        case RemoteError::Cause::Failed: return "Failed";
+        case RemoteError::Cause::TooMuch: return "TooMuch";
+    }
+    return "?";
+}
+
+std::string PairTest::CauseOfSynchronize() {
+    try {
+        m_model->Synchronize();
+        return "";
+    } catch (const RemoteError& error) {
+        return NameOf(error.GetCause());
+    }
+}

@@ -1,0 +1,323 @@
+#include "partner/Replica.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Pointers = std::vector<AppListItem*>;
+
+std::vector<char> Bytes(const std::string& text) {
+    return std::vector<char>(text.begin(), text.end());
+}
+
+// "b a" is the list of the items B/b and A/a.
+std::string ListOf(const std::string& ids) {
+    std::string text;
+    for (const char id : ids) {
+        if (id == ' ') continue;
+        text += std::string(1, static_cast<char>(std::toupper(id))) + "\t" + id + "\n";
+    }
+    return text;
+}
+
+}  // namespace
+
+class AReplica : public ::testing::Test {
+protected:
+    // Takes over `ids`, of which the item `selection` is selected.
+    Replica::Change Take(const std::string& ids, const std::string& selection) {
+        return TakeText(ListOf(ids), ListOf(selection));
+    }
+
+    Replica::Change TakeText(const std::string& list, const std::string& selection) {
+        std::optional<Replica::Change> change = m_replica.Update(Bytes(list), Bytes(selection));
+        EXPECT_TRUE(change) << "refused: " << list << "selection " << selection;
+        return change ? std::move(*change) : Replica::Change();
+    }
+
+    bool Refuses(const std::string& list, const std::string& selection) {
+        const std::string before = Content();
+        const bool refused = !m_replica.Update(Bytes(list), Bytes(selection));
+        EXPECT_EQ(before, Content());
+        return refused;
+    }
+
+    std::string Content() const {
+        std::string content;
+        for (AppListItem* item : m_replica.GetAllItems()) {
+            content += item->GetVisibleName() + "/" + item->GetUnigueId() + " ";
+        }
+        return content + "(" + m_replica.GetSelection()->GetVisibleName() + "/" +
+               m_replica.GetSelection()->GetUnigueId() + ")";
+    }
+
+    AppListItem* At(std::size_t place) const { return m_replica.GetAllItems().at(place); }
+
+    Replica m_replica;
+};
+
+TEST_F(AReplica, StartsEmptyWithAnEmptyItemSelected) {
+    EXPECT_EQ("(/)", Content());
+    EXPECT_EQ(0u, m_replica.Count());
+}
+
+TEST_F(AReplica, TakesOverListAndSelection) {
+    const Replica::Change change = Take("a b", "b");
+
+    EXPECT_EQ("A/a B/b (B/b)", Content());
+    EXPECT_TRUE(change.items);
+    EXPECT_TRUE(change.selection);
+    EXPECT_EQ(2u, m_replica.Count());
+}
+
+TEST_F(AReplica, SelectsTheItemOfItsListAndNoCopy) {
+    Take("a b", "b");
+
+    EXPECT_EQ(At(1), m_replica.GetSelection());
+}
+
+TEST_F(AReplica, SaysThatNothingChangedWhenNothingDid) {
+    Take("a b", "b");
+    const Pointers before = m_replica.GetAllItems();
+
+    const Replica::Change change = Take("a b", "b");
+
+    EXPECT_FALSE(change.items);
+    EXPECT_FALSE(change.selection);
+    EXPECT_TRUE(change.gone.empty());
+    EXPECT_EQ(before, m_replica.GetAllItems());
+}
+
+TEST_F(AReplica, SeesAMoveAsAChangeOfTheItemsAndKeepsEveryObject) {
+    Take("a b c d", "a");
+    const Pointers before = m_replica.GetAllItems();
+
+    const Replica::Change change = Take("a c d b", "a");
+
+    EXPECT_TRUE(change.items);
+    EXPECT_FALSE(change.selection);
+    EXPECT_TRUE(change.gone.empty());
+    EXPECT_EQ((Pointers{before[0], before[2], before[3], before[1]}), m_replica.GetAllItems());
+}
+
+TEST_F(AReplica, KeepsTheObjectsAroundOneThatCame) {
+    Take("a c", "a");
+    const Pointers before = m_replica.GetAllItems();
+
+    Take("a b c", "a");
+
+    EXPECT_EQ(before[0], At(0));
+    EXPECT_EQ(before[1], At(2));
+}
+
+TEST_F(AReplica, HandsOverWhatIsGoneAlive) {
+    Take("a b c", "a");
+    AppListItem* const gone = At(1);
+
+    const Replica::Change change = Take("a c", "a");
+
+    ASSERT_EQ(1u, change.gone.size());
+    EXPECT_EQ(gone, change.gone[0].get());
+    EXPECT_EQ("b", gone->GetUnigueId());
+}
+
+TEST_F(AReplica, TakesARenamedItemForANewOneAndKeepsItSelected) {
+    Take("a b", "b");
+    AppListItem* const before = At(1);
+
+    const Replica::Change change = TakeText("A\ta\nNew\tb\n", "New\tb\n");
+
+    EXPECT_EQ("A/a New/b (New/b)", Content());
+    EXPECT_TRUE(change.items);
+    EXPECT_FALSE(change.selection) << "the same id is selected";
+    ASSERT_EQ(1u, change.gone.size());
+    EXPECT_EQ(before, change.gone[0].get());
+    EXPECT_EQ(At(1), m_replica.GetSelection());
+}
+
+TEST_F(AReplica, TakesTheItemOfTheListWhenItsNameChangedBetweenTheTwoReplies) {
+    TakeText("Old\ta\n", "New\ta\n");
+
+    EXPECT_EQ("Old/a (Old/a)", Content());
+    EXPECT_EQ(At(0), m_replica.GetSelection());
+}
+
+TEST_F(AReplica, SaysNothingTwiceOfASelectionWhoseNameIsNotTheItems) {
+    TakeText("Old\ta\n", "New\ta\n");
+
+    const Replica::Change change = TakeText("Old\ta\n", "New\ta\n");
+
+    EXPECT_FALSE(change.selection);
+}
+
+TEST_F(AReplica, SeesAnotherSelectionAsAChangeOfTheSelectionAlone) {
+    Take("a b", "a");
+
+    const Replica::Change change = Take("a b", "b");
+
+    EXPECT_FALSE(change.items);
+    EXPECT_TRUE(change.selection);
+    EXPECT_TRUE(change.gone.empty());
+}
+
+TEST_F(AReplica, KeepsEqualItemsApart) {
+    Take("a a b a", "b");
+    const Pointers before = m_replica.GetAllItems();
+
+    const Replica::Change change = Take("a a a", "a");
+
+    EXPECT_EQ("A/a A/a A/a (A/a)", Content());
+    EXPECT_EQ(1u, change.gone.size());
+    for (std::size_t at = 0; at < 3; ++at) {
+        EXPECT_EQ(1, std::count(before.begin(), before.end(), At(at))) << "place " << at;
+        EXPECT_EQ(1, std::count_if(before.begin(), before.end(),
+                                   [&](AppListItem* item) { return item == At(at); }));
+    }
+    EXPECT_NE(At(0), At(1));
+    EXPECT_NE(At(1), At(2));
+}
+
+TEST_F(AReplica, SelectsTheFirstOfTwoItemsWithOneIdThatHasTheSelectionsName) {
+    TakeText("One\ta\nTwo\ta\n", "Two\ta\n");
+
+    EXPECT_EQ(At(1), m_replica.GetSelection());
+}
+
+TEST_F(AReplica, SaysSoWhenTheSelectionMovesBetweenTwoItemsWithOneId) {
+    TakeText("One\ta\nTwo\ta\n", "One\ta\n");
+
+    const Replica::Change change = TakeText("One\ta\nTwo\ta\n", "Two\ta\n");
+
+    EXPECT_FALSE(change.items);
+    EXPECT_TRUE(change.selection) << "another name is shown as selected";
+}
+
+// ---- A selection that is not in the list --------------------------------------------------------
+
+TEST_F(AReplica, KeepsASelectionThatIsNotInTheList) {
+    const Replica::Change change = Take("a", "x");
+
+    EXPECT_EQ("A/a (X/x)", Content());
+    EXPECT_TRUE(change.selection);
+}
+
+TEST_F(AReplica, KeepsTheObjectOfASelectionThatIsNotInTheList) {
+    Take("a", "x");
+    AppListItem* const before = m_replica.GetSelection();
+
+    const Replica::Change change = Take("a b", "x");
+
+    EXPECT_FALSE(change.selection);
+    EXPECT_EQ(before, m_replica.GetSelection());
+}
+
+TEST_F(AReplica, HandsOverASelectionThatIsReplaced) {
+    Take("a", "x");
+    AppListItem* const before = m_replica.GetSelection();
+
+    const Replica::Change change = Take("a", "a");
+
+    ASSERT_EQ(1u, change.gone.size());
+    EXPECT_EQ(before, change.gone[0].get());
+}
+
+TEST_F(AReplica, SaysSoWhenASelectionThatIsNotInTheListIsRenamed) {
+    TakeText("A\ta\n", "Old\tx\n");
+    AppListItem* const before = m_replica.GetSelection();
+
+    const Replica::Change change = TakeText("A\ta\n", "New\tx\n");
+
+    EXPECT_EQ("A/a (New/x)", Content());
+    EXPECT_TRUE(change.selection) << "its holders must hear that the object goes";
+    ASSERT_EQ(1u, change.gone.size());
+    EXPECT_EQ(before, change.gone[0].get());
+}
+
+TEST_F(AReplica, FindsASelectionAgainThatComesBackIntoTheList) {
+    Take("a", "x");
+
+    const Replica::Change change = Take("a x", "x");
+
+    EXPECT_FALSE(change.selection);
+    EXPECT_EQ(At(1), m_replica.GetSelection());
+}
+
+TEST_F(AReplica, KeepsASelectionThatLeftTheList) {
+    Take("a x", "x");
+
+    const Replica::Change change = Take("a", "x");
+
+    EXPECT_FALSE(change.selection);
+    EXPECT_EQ("A/a (X/x)", Content());
+    EXPECT_EQ(1u, change.gone.size());
+}
+
+TEST_F(AReplica, IsEmptyAgainWhenCleared) {
+    Take("a b", "b");
+
+    const Replica::Change change = m_replica.Clear();
+
+    EXPECT_EQ("(/)", Content());
+    EXPECT_TRUE(change.items);
+    EXPECT_TRUE(change.selection);
+    EXPECT_EQ(2u, change.gone.size());
+    EXPECT_FALSE(m_replica.Clear().items);
+}
+
+// ---- What no service sends ----------------------------------------------------------------------
+
+class AReplicaWithItems : public AReplica {
+protected:
+    AReplicaWithItems() { Take("a b", "b"); }
+};
+
+TEST_F(AReplicaWithItems, RefusesHalfAnItem) {
+    EXPECT_TRUE(Refuses("A\ta\nB\t", "A\ta\n"));
+    EXPECT_TRUE(Refuses("A\ta\nB", "A\ta\n"));
+    EXPECT_TRUE(Refuses("A\ta", "A\ta\n"));
+}
+
+TEST_F(AReplicaWithItems, RefusesTextThatIsNoItem) {
+    EXPECT_TRUE(Refuses("no tab\n", "A\ta\n"));
+    EXPECT_TRUE(Refuses("A\ta\n\n", "A\ta\n"));
+    EXPECT_TRUE(Refuses("A\ta\tmore\n", "A\ta\n"));
+    EXPECT_TRUE(Refuses("A\\x\ta\n", "A\ta\n"));
+    EXPECT_TRUE(Refuses(std::string(3, '\0'), "A\ta\n"));
+}
+
+TEST_F(AReplicaWithItems, RefusesASelectionThatIsNotOneItem) {
+    EXPECT_TRUE(Refuses("A\ta\n", ""));
+    EXPECT_TRUE(Refuses("A\ta\n", "A\ta"));
+    EXPECT_TRUE(Refuses("A\ta\n", "A\ta\nB\tb\n"));
+}
+
+TEST_F(AReplicaWithItems, TakesBytesThatAreNoText) {
+    TakeText(std::string("\0\xff\t\x80\n", 5), std::string("\0\xff\t\x80\n", 5));
+
+    EXPECT_EQ(std::string("\0\xff/\x80 (\0\xff/\x80)", 11), Content());
+}
+
+TEST_F(AReplicaWithItems, RefusesOneItemTooMany) {
+    std::string text;
+    for (std::size_t count = 0; count <= Replica::kMaxItems; ++count) text += "\t\n";
+
+    EXPECT_TRUE(Refuses(text, "A\ta\n"));
+}
+
+// A list whose items are all equal, and whose ends change, is cheap for a hostile service to send:
+// comparing every item with every other would stop the partner for minutes.
+TEST_F(AReplica, ComparesManyEqualItemsInTimeThatGrowsWithTheirNumber) {
+    std::string same;
+    for (int count = 0; count < 100000; ++count) same += "A\ta\n";
+    TakeText("X\tx\n" + same + "X\tx\n", "A\ta\n");
+    const auto start = std::chrono::steady_clock::now();
+
+    const Replica::Change change = TakeText("Y\ty\n" + same + "Y\ty\n", "A\ta\n");
+
+    EXPECT_EQ(2u, change.gone.size());
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+}
