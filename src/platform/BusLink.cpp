@@ -66,9 +66,13 @@ int BusLink::OnDisconnected(sd_bus_message*, void* userdata, sd_bus_error*) {
         APPLIST_LOG(kError, "lost %s; trying again", link->m_location.description.c_str());
     }
     link->ScheduleRetry(link->m_retryDelay);
-    // Last, and not LetGo: we are inside the connection's dispatching, and the owner may go.
-    if (std::exchange(link->m_isSetUp, false)) Guarded("leaving a lost bus", link->m_lost);
+    link->Leave();  // we are inside the connection's dispatching: it is let go later
     return 0;
+}
+
+// Always the last thing that is done: it may be the end of the owner, and of the link with it.
+void BusLink::Leave() {
+    if (std::exchange(m_isSetUp, false)) Guarded("leaving a lost bus", m_lost);
 }
 
 void BusLink::ScheduleRetry(std::chrono::microseconds delay) {
@@ -82,13 +86,18 @@ void BusLink::ScheduleRetry(std::chrono::microseconds delay) {
 
 int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
     BusLink* const link = static_cast<BusLink*>(userdata);
+    if (link->m_isSetUp) {  // of no use: the next attempt follows at once
+        link->ScheduleRetry(std::chrono::microseconds(0));
+        link->Leave();
+        return 0;
+    }
     try {
         link->TryAgain();
     } catch (const std::exception& error) {
         // At debug: this may go on for days, and that the bus is lost was said already.
         APPLIST_LOG(kDebug, "cannot come back: %s", error.what());
-        link->LetGo();
         link->ScheduleRetry(link->m_retryDelay);
+        link->Leave();
     }
     return 0;
 }
@@ -97,14 +106,9 @@ int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
 // kLastRetry gives way to the next.
 void BusLink::TryAgain() {
     m_retryDelay = std::min(m_retryDelay * 2, transport_limits::kLastRetry);
-    LetGo();
+    m_disconnected.reset();
+    m_bus.reset();
     m_bus = OpenBus(m_location);
     ScheduleRetry(transport_limits::kLastRetry);
     Start();
-}
-
-void BusLink::LetGo() {
-    if (std::exchange(m_isSetUp, false)) Guarded("leaving a lost bus", m_lost);
-    m_disconnected.reset();
-    m_bus.reset();
 }

@@ -16,7 +16,7 @@ class BusLink {
 public:
     // `setUp` makes a fresh connection useful, and puts it on the loop; it may throw. `lost` undoes
     // that: it is called once for each connection that had been set up, when it has died or is
-    // given up, possibly from inside its dispatching.
+    // given up, possibly from inside its dispatching. The link may be destroyed from inside it.
     BusLink(std::function<void()> setUp, std::function<void()> lost);
     BusLink(const BusLink&) = delete;
     BusLink& operator=(const BusLink&) = delete;
@@ -43,7 +43,7 @@ private:
     static int OnRetry(sd_event_source* source, std::uint64_t now, void* userdata);
 
     void Start();
-    void LetGo();
+    void Leave();
     void TryAgain();
     void ScheduleRetry(std::chrono::microseconds delay);
 
