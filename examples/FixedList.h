@@ -11,8 +11,8 @@
 #pragma once
 
 #include <algorithm>
+#include <initializer_list>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "AppList.h"
@@ -21,7 +21,7 @@
 
 class FixedList : public AppListModel {
 public:
-    explicit FixedList(std::vector<RemoteAppListItem> items) : m_own(std::move(items)) {
+    FixedList(std::initializer_list<RemoteAppListItem> items) : m_own(items) {
         for (RemoteAppListItem& item : m_own) m_items.push_back(&item);
         if (!m_items.empty()) m_selection = m_items.front();
     }

@@ -64,7 +64,7 @@ int main() try {
     g_unix_signal_add(SIGTERM, Quit, loop);
     g_unix_signal_add(SIGINT, Quit, loop);
 
-    FixedList list({{"Maps", "maps"}, {"Music", "music"}, {"Phone", "phone"}});
+    FixedList list{{"Maps", "maps"}, {"Music", "music"}, {"Phone", "phone"}};
     LocalAppListModel service(&list);
     g_main_loop_run(loop);
     g_main_loop_unref(loop);

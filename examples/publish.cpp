@@ -13,7 +13,7 @@ int main() try {
     sd_event_default(&loop);
     sd_event_set_signal_exit(loop, 1);  // SIGTERM and SIGINT end the loop
 
-    FixedList list({{"Maps", "maps"}, {"Music", "music"}, {"Phone", "phone"}});
+    FixedList list{{"Maps", "maps"}, {"Music", "music"}, {"Phone", "phone"}};
     LocalAppListModel service(&list);
     const int status = sd_event_loop(loop);
     sd_event_unref(loop);

@@ -19,7 +19,7 @@ int PlatformLogPrint(int, int priority, const char*, const char* format, ...) {
 }
 
 int main() {
-    FixedList list({{"Maps", "maps"}, {"Music", "music"}, {"Phone", "phone"}});
+    FixedList list{{"Maps", "maps"}, {"Music", "music"}, {"Phone", "phone"}};
     LocalAppListModel service(&list);
     return TesselDbusLocal::Run() ? 0 : 1;
 }
