@@ -1,0 +1,25 @@
+# The examples as a reader runs them, and the documents that quote them.
+
+if(APPLIST_APPS)
+    foreach(subject programs own_transport protocol sessions)
+        add_test(NAME examples.${subject}
+                 COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/examples/${subject}_test.py)
+        set_tests_properties(examples.${subject} PROPERTIES LABELS app TIMEOUT 240)
+        set_property(TEST examples.${subject} PROPERTY ENVIRONMENT
+            APPLIST_PROGRAMS=${CMAKE_BINARY_DIR}/bin
+            APPLIST_SOURCES=${PROJECT_SOURCE_DIR}
+            APPLISTD=$<TARGET_FILE:applistd>
+            PYTHONPATH=${CMAKE_CURRENT_SOURCE_DIR}/apps
+            PYTHONDONTWRITEBYTECODE=1)
+    endforeach()
+    add_test(NAME examples.own_project
+             COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/examples/own_project_test.sh
+                     ${PROJECT_SOURCE_DIR} ${CMAKE_COMMAND} ${CMAKE_GENERATOR})
+    set_tests_properties(examples.own_project PROPERTIES LABELS app TIMEOUT 240)
+endif()
+
+add_test(NAME documents
+         COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/examples/documents_test.py)
+set_tests_properties(documents PROPERTIES LABELS unit TIMEOUT 60)
+set_property(TEST documents PROPERTY ENVIRONMENT
+    APPLIST_SOURCES=${PROJECT_SOURCE_DIR} PYTHONDONTWRITEBYTECODE=1)
