@@ -215,4 +215,4 @@ TEST_P(ARandomPartner, GetsFromTheServiceWhatItGetsFromTheReference) {
 }
 
 INSTANTIATE_TEST_SUITE_P(WithSeed, ARandomPartner, ::testing::ValuesIn(kSeeds),
-                         [](const auto& info) { return std::to_string(info.param); });
+                         [](const auto& seed) { return std::to_string(seed.param); });
