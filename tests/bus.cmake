@@ -7,6 +7,8 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/EndpointMessages_test.cpp
         platform/EndpointNotifications_test.cpp
         platform/EndpointPartners_test.cpp
+        platform/EndpointPolicy_test.cpp
+        platform/EndpointReturn_test.cpp
         platform/EndpointStall_test.cpp
         platform/EndpointStart_test.cpp
         support/BusClient.cpp
@@ -16,6 +18,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/HeapInUse.cpp
         support/ProcessState.cpp
         support/RecordingEndpoint.cpp
+        support/SilentBus.cpp
         support/TestFd.cpp
         support/TestLoop.cpp)
     target_link_libraries(bus_tests PRIVATE applist::transport test_options PkgConfig::SYSTEMD

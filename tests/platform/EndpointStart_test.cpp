@@ -1,8 +1,6 @@
 // How an endpoint comes to be, or says why it cannot, and what it leaves behind.
 
 #include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "platform/BusSelection.h"
@@ -10,6 +8,7 @@
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
 #include "support/ProcessState.h"
+#include "support/SilentBus.h"
 
 namespace {
 
@@ -101,18 +100,11 @@ TEST(AnEndpointWithoutABus, NamesTheAddressThatIsNone) {
     SelectBus(BusKind::Automatic);
 }
 
-// A bus that takes the connection and says nothing: here only a socket that somebody listens on.
 TEST(AnEndpointWithoutABus, GivesUpOnOneThatNeverAnswers) {
     char folder[] = "/tmp/applist-silent-XXXXXX";
     ASSERT_NE(nullptr, mkdtemp(folder));
     const std::string path = std::string(folder) + "/bus";
-    const TestFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    struct sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    ASSERT_EQ(0,
-              bind(listener.Get(), reinterpret_cast<struct sockaddr*>(&address), sizeof(address)));
-    ASSERT_EQ(0, listen(listener.Get(), 1));
+    const SilentBus bus(path);
     SelectBusAddress("unix:path=" + path);
     const ProcessState before = ProcessState::Now();
     const auto start = std::chrono::steady_clock::now();

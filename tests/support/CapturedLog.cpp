@@ -36,6 +36,10 @@ std::size_t InfosLogged(const std::string& part) {
     return Count(applist_log::kInfo, part);
 }
 
+std::size_t DebugsLogged(const std::string& part) {
+    return Count(applist_log::kDebug, part);
+}
+
 std::string WholeLog() {
     std::string whole;
     for (const Line& line : Lines()) whole += line.text;

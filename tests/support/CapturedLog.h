@@ -8,9 +8,10 @@
 #include <cstddef>
 #include <string>
 
-// How many error (info) lines hold `part`.
+// How many error (info, debug) lines hold `part`.
 std::size_t ErrorsLogged(const std::string& part);
 std::size_t InfosLogged(const std::string& part);
+std::size_t DebugsLogged(const std::string& part);
 
 // All lines, for the text of a failure.
 std::string WholeLog();

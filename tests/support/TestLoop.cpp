@@ -1,5 +1,7 @@
 #include "support/TestLoop.h"
 
+#include <sys/epoll.h>
+
 #include <stdexcept>
 
 sd_event* TestLoop() {
@@ -23,6 +25,19 @@ bool RunUntil(const std::function<bool()>& done) {
         }
     }
     return true;
+}
+
+bool RunUntilReadable(int fd) {
+    bool readable = false;
+    const auto note = [](sd_event_source*, int, std::uint32_t, void* userdata) {
+        *static_cast<bool*>(userdata) = true;
+        return 0;
+    };
+    sd_event_source* source = nullptr;
+    if (sd_event_add_io(TestLoop(), &source, fd, EPOLLIN, note, &readable) < 0) return false;
+    const bool inTime = RunUntil([&] { return readable; });
+    sd_event_source_disable_unref(source);
+    return inTime;
 }
 
 void RunWhatIsReady() {

@@ -19,5 +19,9 @@ sd_event* TestLoop();
 // Runs the loop until `done` says so. Returns false when it has not by the deadline.
 bool RunUntil(const std::function<bool()>& done);
 
+// Runs the loop until something can be read from `fd`, its end included. Returns false when there
+// was nothing by the deadline.
+bool RunUntilReadable(int fd);
+
 // Runs the loop until nothing is ready.
 void RunWhatIsReady();
