@@ -70,6 +70,14 @@ void NoteRepeated(const ListState& before, const std::vector<Entry>& items) {
          " an id that another item has too; select, remove and replace take the first of an id");
 }
 
+std::vector<RemoteAppListItem> ReadItems(const std::string& file) {
+    try {
+        return ReadItemFile(file);
+    } catch (const ItemLinesError& error) {
+        throw Failure(kWrongUsage, error.what());
+    }
+}
+
 std::size_t AskedCount(const Options& options) {
     Session session(options);
     return session.Before().items.size();
@@ -77,7 +85,8 @@ std::size_t AskedCount(const Options& options) {
 
 // True when a person says yes. The list may be as long as it likes meanwhile: nobody waits for us.
 bool Confirmed(std::size_t count) {
-    std::cerr << "Remove all " << count << (count == 1 ? " item" : " items") << "? [y/N] "
+    std::cerr << "Remove all " + std::to_string(count) +
+                     (count == 1 ? " item? [y/N] " : " items? [y/N] ")
               << std::flush;
     std::string answer;
     if (!std::getline(std::cin, answer)) std::cerr << std::endl;
@@ -123,12 +132,7 @@ void RunAdd(const Options& options, const Output& output) {
 }
 
 void RunImport(const Options& options, const Output& output) {
-    std::vector<RemoteAppListItem> items;
-    try {
-        items = ReadItemFile(options.file);
-    } catch (const ItemLinesError& error) {
-        throw Failure(kWrongUsage, error.what());
-    }
+    std::vector<RemoteAppListItem> items = ReadItems(options.file);
     std::vector<Entry> entries;
     std::vector<AppListItem*> pointers;
     for (RemoteAppListItem& item : items) {

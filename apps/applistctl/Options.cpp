@@ -26,8 +26,8 @@ org.tessel.Local.Applist.
 )";
 
 const char kFooter[] =
-    R"(Every command has a help of its own: applistctl COMMAND --help. Options stand before or after the
-command; after -- everything is a name or an id.
+    R"(Every command has a help of its own: applistctl COMMAND --help. Options stand before
+or after the command; after -- everything is a name or an id.
 
 Results go to stdout, all else to stderr. On a terminal results are tables and sentences, elsewhere
 lines with TABs, in which a TAB inside a name is written \t, a line feed \n and a backslash \\.
@@ -175,6 +175,19 @@ void CheckLeftOver(const CLI::App& app) {
                                                         : "did you mean " + nearest + "?");
 }
 
+void SetUp(CLI::App& app) {
+    app.footer(kFooter);
+    app.get_formatter()->column_width(kOptionColumn);
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.get_formatter()->label("REQUIRED", "");
+    app.set_help_flag("-h,--help", "Show this and exit");
+    app.set_version_flag("--version", "applistctl " APPLIST_VERSION, "Show the version and exit");
+    app.fallthrough();
+    app.allow_extras();
+    // One at most: a name or an id may read like a command.
+    app.require_subcommand(0, 1);
+}
+
 void PrintHelp(const CLI::App& app) {
     std::string help = app.help();
     const std::size_t at = help.find(kJsonSpelling);
@@ -197,16 +210,7 @@ void CheckTogether(const Options& options) {
 std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     Options options;
     CLI::App app(kDescription, "applistctl");
-    app.footer(kFooter);
-    app.get_formatter()->column_width(kOptionColumn);
-    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app.get_formatter()->label("REQUIRED", "");
-    app.set_help_flag("-h,--help", "Show this and exit");
-    app.set_version_flag("--version", "applistctl " APPLIST_VERSION, "Show the version and exit");
-    app.fallthrough();
-    app.allow_extras();
-    // One at most: a name or an id may read like a command.
-    app.require_subcommand(0, 1);
+    SetUp(app);
     DeclareCommon(app, options);
     DeclareReads(app, options);
     DeclareEdits(app, options);

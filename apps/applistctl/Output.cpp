@@ -147,8 +147,9 @@ void Output::Write(const std::string& text) {
                                 "; make room, or send it elsewhere");
 }
 
+// One piece, and so one write: lines of several programs on one terminal do not mix.
 void Note(const std::string& text) {
-    std::cerr << "applistctl: " << PrintableText(text) << std::endl;
+    std::cerr << "applistctl: " + PrintableText(text) + '\n' << std::flush;
 }
 
 std::string Describe(const Entry& item) {
