@@ -1,0 +1,89 @@
+#include "apps/applistctl/Table.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "apps/applistctl/TextWidth.h"
+
+namespace {
+
+std::vector<std::string> Rows(const std::vector<Entry>& items, std::size_t width) {
+    std::istringstream table(TableOf(items, std::nullopt, width, false));
+    std::vector<std::string> rows;
+    for (std::string row; std::getline(table, row);) rows.push_back(row);
+    return rows;
+}
+
+class AText : public testing::Test {
+protected:
+    void SetUp() override { UseUtf8Locale(); }
+};
+
+class ATable : public testing::Test {
+protected:
+    void SetUp() override { UseUtf8Locale(); }
+};
+
+}  // namespace
+
+TEST_F(AText, IsAsWideAsItsLettersAre) {
+    EXPECT_EQ(WidthOf("abc"), 3U);
+    EXPECT_EQ(WidthOf("K\u00e4se"), 4U);
+    EXPECT_EQ(WidthOf("\u4f60\u597d"), 4U);
+    EXPECT_EQ(WidthOf("e\u0301"), 1U);
+}
+
+TEST_F(AText, ThatIsNoUtf8TakesAColumnAByte) {
+    EXPECT_EQ(WidthOf("\xFF\xE2\x82"), 3U);
+}
+
+TEST_F(AText, ThatFitsIsNotCut) {
+    EXPECT_EQ(CutTo("abc", 3), "abc");
+}
+
+TEST_F(AText, ThatDoesNotFitEndsWithAnEllipsis) {
+    EXPECT_EQ(CutTo("abcd", 3), "ab\u2026");
+}
+
+TEST_F(AText, IsNotCutInsideAWideLetter) {
+    EXPECT_EQ(CutTo("\u4f60\u597d\u4f60", 4), "\u4f60\u2026");
+}
+
+TEST_F(AText, KeepsAMarkWithItsLetter) {
+    EXPECT_EQ(CutTo("e\u0301xyz", 2), "e\u0301\u2026");
+}
+
+TEST_F(AText, IsNothingInNoRoom) {
+    EXPECT_EQ(CutTo("abc", 0), "");
+    EXPECT_EQ(CutTo("abc", 1), "\u2026");
+}
+
+TEST_F(ATable, IsNeverWiderThanItsTerminal) {
+    const std::vector<Entry> items = {{std::string(300, 'n'), std::string(300, 'i')},
+                                      {"\u4f60\u597d\u4f60\u597d", "short"},
+                                      {"", ""}};
+    for (std::size_t width = 5; width < 100; ++width) {
+        for (const std::string& row : Rows(items, width)) {
+            EXPECT_LE(WidthOf(row), width) << "in " << width << " columns: " << row;
+        }
+    }
+}
+
+TEST_F(ATable, ThatFitsIsNoWiderThanItsItems) {
+    EXPECT_EQ(Rows({{"Maps", "maps"}}, 200),
+              std::vector<std::string>({"  NAME  ID", "  Maps  maps"}));
+}
+
+TEST_F(ATable, ShowsControlBytesAsText) {
+    EXPECT_EQ(Rows({{"\x1b[2J\n", "\t"}}, 80)[1], "  \\x1b[2J\\x0a  \\x09");
+}
+
+TEST_F(ATable, PutsColoursAroundTheHeaderAndTheSelectionOnly) {
+    EXPECT_EQ(TableOf({{"A", "a"}, {"B", "b"}}, 1, 80, true),
+              "\033[1m  NAME  ID\033[0m\n"
+              "  A     a\n"
+              "\033[1m* B     b\033[0m\n");
+}

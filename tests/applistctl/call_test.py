@@ -1,0 +1,65 @@
+"""call: one function of the protocol, as it is."""
+
+import unittest
+
+from support import items
+from tool import MAPS, MUSIC, ToolTest, item_bytes
+
+
+class ACall(ToolTest):
+    def test_takes_a_function_by_number_and_by_name(self):
+        for function in ("2001", "GetSelection"):
+            self.assertEqual(self.output_of("call", function), "Maps\tmaps\n")
+
+    def test_takes_a_payload_with_escapes_as_for_printf(self):
+        self.assertEqual(self.output_of("call", "2004", "A\\ta\\nB\\tb\\n"), "")
+        self.assertEqual(self.all_items()[2:], [("A", "a"), ("B", "b")])
+
+    def test_undoes_one_level_of_escapes(self):
+        self.output_of("call", "2005", "a\\\\tb\\\\\\\\c\\td\\n")
+        self.assertEqual(self.all_items()[2:], [("a\tb\\c", "d")])
+
+    def test_leaves_other_backslashes_alone(self):
+        self.output_of("call", "2005", "\\\\\\\\x\\tx\\n")
+        self.assertEqual(self.all_items()[2:], [("\\x", "x")])
+
+    def test_takes_a_payload_from_standard_input_as_it_is(self):
+        payload = item_bytes(b"\xff\x00", b"x")
+        self.output_of("call", "2005", "-", stdin=payload)
+        self.assertEqual(self.partner().call(items.GET_ALL_ITEMS).splitlines(keepends=True)[2],
+                         payload)
+
+    def test_reads_no_standard_input_unasked(self):
+        self.output_of("call", "2004", stdin=b"A\ta\n")
+        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+    def test_sends_what_is_no_item_too(self):
+        self.output_of("call", "2004", "A\\ta\\nB\\tb")
+        self.assertEqual(self.all_items()[2:], [("A", "a")])
+
+    def test_does_every_function(self):
+        self.output_of("call", "SetSelection", "\\tmusic\\n")
+        self.assertEqual(self.output_of("call", "GetSelection"), "Music\tmusic\n")
+        self.output_of("call", "AddItemAtEnd", "A\\ta\\n")
+        self.output_of("call", "AddItems", "B\\tb\\nC\\tc\\n")
+        self.output_of("call", "RemoveItem", "\\tb\\n")
+        self.output_of("call", "ModifyItem", "\\tc\\nD\\td\\n")
+        self.output_of("call", "SetClicked", "\\tmaps\\n")
+        self.assertEqual(self.output_of("call", "GetAllItems"),
+                         "Maps\tmaps\nMusic\tmusic\nA\ta\nD\td\n")
+        self.output_of("call", "RemoveAllItems")
+        self.assertEqual(self.output_of("call", "GetAllItems"), "")
+
+    def test_of_an_unknown_number_is_made_and_noted(self):
+        for number in ("77", "-1", "2009"):
+            result = self.run_tool("call", "--", number)
+            self.assertEqual((result.status, result.out), (0, b""))
+            self.assertIn(f"{number} is no function of this version", result.err)
+
+    def test_of_a_number_that_is_none_is_refused(self):
+        for number in ("2147483648", "2002x", "0x7d2"):
+            self.assertIn("unknown function " + number, self.complaint_of(2, "call", number))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,184 @@
+"""Edits say what really happened to the list, whatever the service answered."""
+
+import unittest
+
+from support import items
+from tool import MAPS, MUSIC, ToolTest, add
+
+FIRST_OF_AN_ID = "select, remove and replace take the first of an id"
+
+
+class AnEdit(ToolTest):
+    def test_selects(self):
+        self.output_of("select", "music")
+        self.assertEqual(self.partner().selected_id(), "music")
+
+    def test_selects_what_is_selected(self):
+        self.assertEqual(self.output_of("select", "maps"), "selected\tMaps\tmaps\n")
+
+    def test_selects_no_unknown_id(self):
+        self.assertEqual(self.complaint_of(1, "select", "mail"),
+                         "no item has the id mail; applistctl list shows the ids")
+        self.assertEqual(self.partner().selected_id(), "maps")
+
+    def test_adds_at_the_end(self):
+        self.output_of("add", "Mail", "mail")
+        self.assertEqual(self.all_items(), [MAPS, MUSIC, ("Mail", "mail")])
+
+    def test_adds_a_second_item_of_an_id_and_says_so(self):
+        result = self.run_tool("add", "More Maps", "maps")
+        self.assertEqual((result.status, result.out), (0, b"added\tMore Maps\tmaps\n"))
+        self.assertIn(FIRST_OF_AN_ID, result.err)
+        self.assertEqual(self.all_items(), [MAPS, MUSIC, ("More Maps", "maps")])
+
+    def test_adds_names_and_ids_as_they_are(self):
+        odd = [("list", "watch"), ("[a,b]", "{}"), ("%s", "\"q\""), ("", ""), ("\\t", "a=b"),
+               ("~", "a b ")]
+        for name, unique_id in odd:
+            self.output_of("add", name, unique_id)
+        self.assertEqual(self.all_items()[2:], odd)
+
+    def test_adds_what_looks_like_options_after_two_dashes(self):
+        self.output_of("add", "--", "--json", "-x")
+        self.assertEqual(self.all_items()[2:], [("--json", "-x")])
+
+    def test_removes_what_a_partner_added(self):
+        add(self.partner(), "Mail", "mail")
+        self.output_of("remove", "mail")
+        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+    def test_does_not_remove_what_is_the_services_own(self):
+        complaint = self.complaint_of(1, "remove", "music")
+        self.assertIn("the service keeps Music (music)", complaint)
+        self.assertIn("only what a partner added", complaint)
+        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+    def test_removes_no_unknown_id(self):
+        self.assertIn("no item has the id mail", self.complaint_of(1, "remove", "mail"))
+
+    def test_removes_the_first_of_an_id_and_says_that_another_is_left(self):
+        partner = self.partner()
+        add(partner, "One", "mail")
+        add(partner, "Two", "mail")
+        result = self.run_tool("remove", "mail")
+        self.assertEqual((result.status, result.out), (0, b"removed\tOne\tmail\n"))
+        self.assertEqual(result.err, "applistctl: another item with the id mail is left\n")
+
+    def test_removes_a_partners_item_beside_the_services_own_of_the_same_id(self):
+        add(self.partner(), "More Maps", "maps")
+        self.assertEqual(self.run_tool("remove", "maps").out, b"removed\tMore Maps\tmaps\n")
+        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+    def test_replaces_what_a_partner_added_in_its_place(self):
+        partner = self.partner()
+        add(partner, "Mail", "mail")
+        add(partner, "News", "news")
+        self.output_of("replace", "mail", "Post", "post")
+        self.assertEqual(self.all_items(), [MAPS, MUSIC, ("Post", "post"), ("News", "news")])
+
+    def test_does_not_replace_what_is_the_services_own(self):
+        complaint = self.complaint_of(1, "replace", "music", "Post", "post")
+        self.assertIn("the service keeps Music (music)", complaint)
+        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+    def test_replaces_no_unknown_id(self):
+        self.assertIn("no item has the id mail",
+                      self.complaint_of(1, "replace", "mail", "Post", "post"))
+
+    def test_says_that_a_replacement_by_a_taken_id_only_removed(self):
+        partner = self.partner()
+        add(partner, "Mail", "mail")
+        add(partner, "Post", "post")
+        complaint = self.complaint_of(1, "replace", "mail", "New Post", "post")
+        self.assertIn("Mail (mail) was removed and nothing added: the id post was taken",
+                      complaint)
+        self.assertEqual(self.all_items(), [MAPS, MUSIC, ("Post", "post")])
+
+    def test_says_that_a_replacement_by_the_same_id_only_removed(self):
+        add(self.partner(), "Mail", "mail")
+        complaint = self.complaint_of(1, "replace", "mail", "Post", "mail")
+        self.assertIn("Mail (mail) was removed and nothing added", complaint)
+        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+    def test_clears_everything(self):
+        self.output_of("clear", "--yes")
+        self.assertEqual(self.all_items(), [])
+
+    def test_does_not_clear_unasked(self):
+        self.assertIn("--yes", self.complaint_of(2, "clear", stdin=b"y\n"))
+        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+    def test_says_that_no_click_was_carried_out(self):
+        partner = self.partner()
+        self.assertIn("Music (music) was not clicked", self.complaint_of(1, "click", "music"))
+        self.assertEqual(partner.events(), [])
+
+    def test_clicks_no_unknown_id(self):
+        self.assertIn("no item has the id mail", self.complaint_of(1, "click", "mail"))
+
+
+class AnImport(ToolTest):
+    def bad(self, text):
+        path = self.file(text)
+        return path, self.complaint_of(2, "import", path)
+
+    def test_adds_all_items_of_a_file_in_one_batch(self):
+        partner = self.partner()
+        path = self.file("A\ta\nB\tb\nC\\tD\tc\n")
+        self.assertEqual(self.output_of("import", path), "imported\t3\n")
+        self.assertEqual(partner.events().count(items.ITEM_CHANGE), 1)
+        self.assertEqual(self.all_items()[2:], [("A", "a"), ("B", "b"), ("C\tD", "c")])
+
+    def test_reads_standard_input_when_told_nothing_else(self):
+        self.assertEqual(self.output_of("import", stdin=b"A\ta\n"), "imported\t1\n")
+        self.assertEqual(self.output_of("import", "-", stdin=b"B\tb\n"), "imported\t1\n")
+        self.assertEqual(self.all_items()[2:], [("A", "a"), ("B", "b")])
+
+    def test_takes_an_empty_file(self):
+        self.assertEqual(self.output_of("import", "/dev/null"), "imported\t0\n")
+
+    def test_names_the_line_that_is_no_item(self):
+        path, complaint = self.bad("A\ta\nB\tb\nno tab\n")
+        self.assertEqual(complaint, f"{path}:3: no TAB between name and id")
+
+    def test_names_the_line_of_an_unknown_escape(self):
+        path, complaint = self.bad("A\\x\ta\n")
+        self.assertTrue(complaint.startswith(f"{path}:1: unknown escape \\x"), complaint)
+
+    def test_names_a_last_line_without_its_end(self):
+        path, complaint = self.bad("A\ta\nB\tb")
+        self.assertTrue(complaint.startswith(f"{path}:2: the last line does not end"), complaint)
+
+    def test_names_standard_input(self):
+        self.assertEqual(self.complaint_of(2, "import", stdin=b"bad\n"),
+                         "standard input:1: no TAB between name and id")
+
+    def test_sends_nothing_when_a_line_is_bad(self):
+        partner = self.partner()
+        self.bad("A\ta\nno tab\n")
+        self.assertEqual(partner.events(), [])
+        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+    def test_reports_a_bad_line_without_a_service(self):
+        self.daemon.stop()
+        _, complaint = self.bad("no tab\n")
+        self.assertIn("no TAB", complaint)
+
+    def test_says_that_a_file_is_not_there(self):
+        self.assertIn("cannot open /nonexistent/apps.txt: No such file",
+                      self.complaint_of(2, "import", "/nonexistent/apps.txt"))
+
+    def test_says_how_many_ids_were_there_already(self):
+        result = self.run_tool("import", stdin=b"A\tmaps\nB\tb\nC\tb\n")
+        self.assertEqual((result.status, result.out), (0, b"imported\t3\n"))
+        self.assertEqual(result.err, "applistctl: 2 items have an id that another item has too; "
+                                     f"{FIRST_OF_AN_ID}\n")
+
+    def test_carries_a_large_list(self):
+        lines = "".join(f"Application number {n}\torg.tessel.example.N{n}\n" for n in range(20000))
+        self.assertEqual(self.output_of("import", stdin=lines.encode()), "imported\t20000\n")
+        self.assertEqual(self.output_of("list"), "Maps\tmaps\nMusic\tmusic\n" + lines)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,238 @@
+"""Exit statuses, and the one line that goes with each that is not 0."""
+
+import os
+import signal
+import subprocess
+import tempfile
+import unittest
+
+from support.processes import DEADLINE
+from tool import MAPS, MUSIC, ToolTest, environment
+
+NOWHERE = "unix:path=/nonexistent/bus"
+
+# One invocation of every command that talks to a service, with words that suit it.
+EVERY_COMMAND = [("list",), ("selection",), ("select", "maps"), ("add", "Mail", "mail"),
+                 ("import", "/dev/null"), ("replace", "mail", "Post", "post"), ("remove", "mail"),
+                 ("clear", "--yes"), ("click", "maps"), ("watch",), ("call", "GetAllItems")]
+
+POLICY = """<busconfig><type>session</type><listen>{address}</listen><auth>EXTERNAL</auth>
+<policy context="default"><allow user="*"/><allow own="*"/><allow send_destination="*"/>
+<allow receive_sender="*"/>
+<deny send_interface="org.tessel.Local1" send_member="Message"/></policy></busconfig>"""
+
+
+class RefusingBus:
+    """A bus whose policy lets nobody send a message to the service."""
+
+    def __init__(self):
+        self._folder = tempfile.TemporaryDirectory(prefix="applistctl-bus-")
+        self.address = f"unix:path={self._folder.name}/bus"
+        config = os.path.join(self._folder.name, "bus.conf")
+        with open(config, "w", encoding="utf-8") as out:
+            out.write(POLICY.format(address=self.address))
+        self._process = subprocess.Popen(
+            ["dbus-daemon", "--nofork", "--nopidfile", "--print-address",
+             f"--config-file={config}"],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        assert self._process.stdout.readline(), "dbus-daemon did not start"
+
+    def remove(self):
+        self._process.terminate()
+        self._process.wait(DEADLINE)
+        self._process.stdout.close()
+        self._folder.cleanup()
+
+
+class AWrongCommandLine(ToolTest):
+    ITEMS = None
+
+    def complaint(self, *arguments):
+        return self.complaint_of(2, *arguments)
+
+    def test_without_a_command_names_them_all(self):
+        complaint = self.complaint()
+        for command in EVERY_COMMAND:
+            self.assertIn(command[0], complaint)
+
+    def test_with_a_misspelt_command_gets_the_near_one(self):
+        for wrong, right in (("lst", "list"), ("lsit", "list"), ("ad", "add"), ("Watch", "watch"),
+                             ("selct", "select"), ("imprt", "import"), ("rem", "remove")):
+            self.assertEqual(self.complaint(wrong),
+                             f"unknown command {wrong}; did you mean {right}?")
+
+    def test_with_a_strange_command_gets_them_all(self):
+        self.assertIn("unknown command frobnicate; one of list, ", self.complaint("frobnicate"))
+
+    def test_names_an_unknown_option(self):
+        self.assertEqual(self.complaint("list", "--frob"),
+                         "unknown option --frob; see applistctl list --help")
+        self.assertEqual(self.complaint("--frob"), "unknown option --frob; see applistctl --help")
+
+    def test_names_a_word_too_many(self):
+        self.assertEqual(self.complaint("select", "a", "b"),
+                         "one word too many: b; see applistctl select --help")
+
+    def test_names_a_missing_word(self):
+        for arguments, word in ((("select",), "ID"), (("add",), "NAME"), (("add", "Maps"), "ID"),
+                                (("replace", "a", "b"), "ID"), (("call",), "FUNCTION")):
+            self.assertIn(f"{word} is required; see applistctl {arguments[0]} --help",
+                          self.complaint(*arguments))
+
+    def test_names_a_bad_value(self):
+        for option, value in (("--timeout", "0"), ("--timeout", "-1"), ("--timeout", "soon"),
+                              ("--timeout", "nan"), ("--timeout", "1e9"), ("--json", "xml"),
+                              ("--address", ""), ("--host", "")):
+            self.assertIn(option, self.complaint("list", f"{option}={value}"))
+        for count in ("0", "-1", "many"):
+            self.assertIn("--count", self.complaint("watch", f"--count={count}"))
+
+    def test_names_one_bus_only(self):
+        for pair in (("--session", "--system"), ("--session", "--address=" + NOWHERE),
+                     ("--system", "--address=" + NOWHERE), ("--host=a", "--address=" + NOWHERE)):
+            self.assertIn("give one of them", self.complaint("list", *pair))
+
+    def test_shows_control_bytes_as_text(self):
+        self.assertIn("unknown command \\x1b[31m\\x0ared", self.complaint("\x1b[31m\nred"))
+
+    def test_names_the_function_that_was_meant(self):
+        self.assertEqual(self.complaint("call", "getallitem"),
+                         "unknown function getallitem; did you mean GetAllItems?")
+
+
+class TheCommandLine(ToolTest):
+    def test_takes_options_before_and_after_the_command(self):
+        json = '{"name":"Maps","id":"maps"}\n'
+        address = f"--address={self.bus.address}"
+        for arguments in (("-j", address, "selection"), ("selection", "-j", address),
+                          ("-j", "selection", address), ("--json", "selection", address)):
+            self.assertEqual(self.output_of(*arguments, DBUS_SESSION_BUS_ADDRESS=NOWHERE), json)
+
+    def test_takes_the_session_bus(self):
+        self.assertEqual(self.output_of("--session", "selection"), "Maps\tmaps\n")
+
+    def test_takes_the_system_bus(self):
+        out = self.output_of("--system", "selection", DBUS_SESSION_BUS_ADDRESS=NOWHERE,
+                             DBUS_SYSTEM_BUS_ADDRESS=self.bus.address)
+        self.assertEqual(out, "Maps\tmaps\n")
+
+    def test_takes_the_system_bus_when_there_is_no_session(self):
+        out = self.output_of("selection", DBUS_SESSION_BUS_ADDRESS="", XDG_RUNTIME_DIR="",
+                             DBUS_SYSTEM_BUS_ADDRESS=self.bus.address)
+        self.assertEqual(out, "Maps\tmaps\n")
+
+    def test_shows_a_help_that_leads_with_examples(self):
+        text = self.output_of("--help")
+        self.assertTrue(text.startswith("Examples:\n  applistctl list "), text)
+        for word in [command[0] for command in EVERY_COMMAND] + [
+                "--json[=STYLE]", "--session", "--system", "--address", "--host", "--timeout",
+                "--verbose", "--version", "Exit status: 0 done; 1 "]:
+            self.assertIn(word, text)
+        self.assertLessEqual(max(map(len, text.splitlines())), 100)
+
+    def test_shows_a_help_for_every_command(self):
+        for command in EVERY_COMMAND:
+            text = self.output_of(command[0], "--help")
+            self.assertIn(f"Usage: applistctl {command[0]}", text)
+            self.assertIn("applistctl --help", text)
+
+    def test_shows_the_version(self):
+        self.assertRegex(self.output_of("--version"), r"\Aapplistctl \d+\.\d+\.\d+\n\Z")
+
+    def test_says_what_happens_inside_when_asked(self):
+        result = self.run_tool("list", "--verbose")
+        self.assertEqual((result.status, result.out), (0, b"Maps\tmaps\nMusic\tmusic\n"))
+        self.assertIn("applist[debug]: ", result.err)
+
+
+class ABusWithoutTheService(ToolTest):
+    ITEMS = None
+
+    def test_is_status_3_for_every_command(self):
+        for command in EVERY_COMMAND:
+            with self.subTest(command=command[0]):
+                complaint = self.complaint_of(3, *command)
+                self.assertIn("nobody owns org.tessel.Local.Applist", complaint)
+                self.assertIn(self.bus.address, complaint)
+                self.assertIn("start the service", complaint)
+                self.assertIn("--address", complaint)
+
+
+class NoBus(ToolTest):
+    ITEMS = None
+
+    def test_is_status_3_for_every_command(self):
+        for command in EVERY_COMMAND:
+            with self.subTest(command=command[0]):
+                complaint = self.complaint_of(3, *command, "--address=" + NOWHERE)
+                self.assertIn(f"cannot reach the bus at {NOWHERE}: No such file", complaint)
+
+    def test_is_status_3_when_there_is_no_session(self):
+        complaint = self.complaint_of(3, "list", "--session", DBUS_SESSION_BUS_ADDRESS="",
+                                      XDG_RUNTIME_DIR="")
+        self.assertIn("no session bus", complaint)
+
+    def test_is_status_3_when_an_address_is_nonsense(self):
+        self.assertIn("nonsense", self.complaint_of(3, "list", "--address=nonsense"))
+
+
+class AServiceThatWasStopped(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.daemon.process.send_signal(signal.SIGSTOP)
+        self.addCleanup(self.daemon.process.send_signal, signal.SIGCONT)
+
+    def test_is_status_3_for_every_command(self):
+        for command in EVERY_COMMAND:
+            with self.subTest(command=command[0]):
+                complaint = self.complaint_of(3, *command, "--timeout=0.2")
+                self.assertIn("no answer in time", complaint)
+                self.assertIn("with --timeout", complaint)
+
+    def test_can_be_waited_for(self):
+        process = self.popen("list", "--timeout=60", stdout=subprocess.PIPE)
+        # Its question is at the service's door by now or later; either way it is answered.
+        self.daemon.process.send_signal(signal.SIGCONT)
+        out, err = process.communicate(timeout=DEADLINE)
+        self.assertEqual((process.returncode, out, err), (0, "Maps\tmaps\nMusic\tmusic\n", ""))
+
+    def test_does_not_keep_an_interrupt_waiting(self):
+        process = self.popen("list", "--timeout=60", "--verbose", stdout=subprocess.PIPE)
+        # Its first line: it has reached the bus.
+        self.assertTrue(process.stderr.readline())
+        process.send_signal(signal.SIGINT)
+        out, _ = process.communicate(timeout=DEADLINE)
+        self.assertEqual((process.returncode, out), (130, ""))
+
+
+class ABusThatRefuses(ToolTest):
+    ITEMS = None
+
+    def setUp(self):
+        super().setUp()
+        self.bus = RefusingBus()
+        self.addCleanup(self.bus.remove)
+        self.serve("Maps\tmaps\n")
+
+    def test_is_status_4_for_every_command(self):
+        for command in EVERY_COMMAND:
+            with self.subTest(command=command[0]):
+                complaint = self.complaint_of(4, *command)
+                self.assertIn("the bus's policy refuses the call", complaint)
+                self.assertIn("ask for a policy", complaint)
+
+
+class AFullDisk(ToolTest):
+    def test_is_told(self):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([os.environ["APPLISTCTL"], "list"], stdout=full,
+                                  stderr=subprocess.PIPE, env=environment(self.bus), text=True,
+                                  timeout=DEADLINE, check=False)
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr, r"\Aapplistctl: cannot write to standard output: "
+                                      r"No space left on device; [^\n]+\n\Z")
+        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,177 @@
+"""applistctl as a process: in a pipe, on a terminal, and while it goes on."""
+
+import fcntl
+import os
+import pty
+import select
+import signal
+import struct
+import subprocess
+import termios
+import time
+from typing import NamedTuple
+
+from support import items
+from support.case import AppTest
+from support.processes import DEADLINE, Output
+
+APPLISTCTL = os.environ["APPLISTCTL"]
+
+MAPS, MUSIC = ("Maps", "maps"), ("Music", "music")
+TWO_ITEMS = "Maps\tmaps\nMusic\tmusic\n"
+
+
+def environment(bus, **more):
+    """The variables of a person who works on `bus`."""
+    variables = dict(os.environ, **{"DBUS_SESSION_BUS_ADDRESS": bus.address,
+                                    "LC_ALL": "C.UTF-8", "TERM": "xterm", **more})
+    for name in ("NO_COLOR", "DBUS_STARTER_ADDRESS", "DBUS_STARTER_BUS_TYPE"):
+        if name not in more:
+            variables.pop(name, None)
+    return variables
+
+
+class Result(NamedTuple):
+    status: int
+    out: bytes
+    err: str
+
+
+class Terminal:
+    """The tool in a session of its own that this terminal controls, with all streams on it."""
+
+    def __init__(self, arguments, variables, columns):
+        self._seen = b""
+        self._master, slave = pty.openpty()
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        self.process = subprocess.Popen([APPLISTCTL, *arguments], env=variables, stdin=slave,
+                                        stdout=slave, stderr=slave, start_new_session=True,
+                                        preexec_fn=self._take_control)
+        os.close(slave)
+
+    @staticmethod
+    def _take_control():
+        fcntl.ioctl(0, termios.TIOCSCTTY, 0)
+
+    def _read(self, end):
+        """Takes in what comes next; False when everybody has left the terminal."""
+        ready, _, _ = select.select([self._master], [], [], max(0.0, end - time.monotonic()))
+        if not ready:
+            raise AssertionError(f"nothing more within {DEADLINE} s; there was {self._seen!r}")
+        try:
+            read = os.read(self._master, 65536)
+        except OSError:
+            read = b""
+        self._seen += read
+        return bool(read)
+
+    def wait_for(self, text):
+        end = time.monotonic() + DEADLINE
+        while text not in self._seen:
+            if not self._read(end):
+                raise AssertionError(f"no {text!r}; there was {self._seen!r}")
+
+    def type(self, text):
+        os.write(self._master, text)
+
+    def finish(self):
+        """Returns the exit status and what was on the screen, line feeds as the program wrote."""
+        end = time.monotonic() + DEADLINE
+        while self._read(end):
+            pass
+        os.close(self._master)
+        return self.process.wait(DEADLINE), self._seen.replace(b"\r\n", b"\n")
+
+
+class ToolTest(AppTest):
+    """A bus, on it a service with two items, Maps (selected) and Music, and the tool."""
+
+    ITEMS = TWO_ITEMS
+
+    def setUp(self):
+        super().setUp()
+        self.daemon = None
+        if self.ITEMS is not None:
+            self.serve(self.ITEMS)
+
+    def serve(self, text):
+        self.daemon = self.start("--items", self.file(text))
+
+    def run_tool(self, *arguments, stdin=b"", **variables):
+        """Runs the tool with pipes to its end."""
+        done = subprocess.run([APPLISTCTL, *arguments], input=stdin, capture_output=True,
+                              env=environment(self.bus, **variables), timeout=DEADLINE,
+                              check=False)
+        return Result(done.returncode, done.stdout, done.stderr.decode())
+
+    def output_of(self, *arguments, **more):
+        """What a command that works prints; it has nothing else to say."""
+        status, out, err = self.run_tool(*arguments, **more)
+        self.assertEqual((status, err), (0, ""), out)
+        return out.decode()
+
+    def complaint_of(self, status, *arguments, out="", **more):
+        """The one line that a command which ends with `status` says."""
+        result = self.run_tool(*arguments, **more)
+        self.assertEqual((result.status, result.out.decode()), (status, out), result.err)
+        self.assertRegex(result.err, r"\Aapplistctl: [^\n]+\n\Z", "not one line")
+        return result.err[len("applistctl: "):-1]
+
+    def terminal(self, *arguments, columns=80, **variables):
+        terminal = Terminal(arguments, environment(self.bus, **variables), columns)
+        self.addCleanup(self._end, terminal.process)
+        return terminal
+
+    def on_terminal(self, *arguments, status=0, **more):
+        """What a person sees of a command that ends by itself."""
+        ended, seen = self.terminal(*arguments, **more).finish()
+        self.assertEqual(ended, status, seen)
+        return seen.decode()
+
+    def popen(self, *arguments, **streams):
+        process = subprocess.Popen([APPLISTCTL, *arguments], env=environment(self.bus),
+                                   stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,
+                                   **streams)
+        self.addCleanup(self._end, process)
+        return process
+
+    @staticmethod
+    def _end(process):
+        if process.poll() is None:
+            process.send_signal(signal.SIGKILL)
+            process.wait(DEADLINE)
+
+    def watch(self, *arguments, ready="watching"):
+        """A watch that has begun, or says that it waits."""
+        return Watch(self.popen("watch", *arguments, stdout=subprocess.PIPE), ready)
+
+    def all_items(self):
+        return self.partner().all_items()
+
+
+class Watch:
+    def __init__(self, process, ready):
+        self.process = process
+        self.out = Output(process.stdout)
+        self.err = Output(process.stderr)
+        self.said = self.err.wait_for(ready)
+
+    def next(self):
+        """The next line, whatever it is."""
+        return self.out.wait_for("")
+
+    def interrupt(self):
+        self.process.send_signal(signal.SIGINT)
+        return self.wait()
+
+    def wait(self):
+        return self.process.wait(DEADLINE)
+
+
+def item_bytes(name, unique_id):
+    """The text of an item whose strings are bytes and need no escapes."""
+    return name + b"\t" + unique_id + b"\n"
+
+
+def add(partner, name, unique_id):
+    partner.call(items.ADD_ITEM_AT_END, items.item(name, unique_id))

@@ -1,0 +1,221 @@
+"""watch: a line per event, at once, through whatever happens to the service and the reader."""
+
+import json
+import os
+import signal
+import subprocess
+import unittest
+
+from support import items
+from support.processes import Applistd, DEADLINE
+from tool import ToolTest, add
+
+
+class AWatch(ToolTest):
+    def lines(self, watch, count):
+        return [watch.next() for _ in range(count)]
+
+    def test_says_what_it_watches(self):
+        self.assertEqual(self.watch("--count=1").said, "applistctl: watching 2 items")
+
+    def test_tells_a_selection(self):
+        watch = self.watch()
+        self.partner().select("music")
+        self.assertEqual(watch.next(), "selected\tMusic\tmusic")
+
+    def test_tells_items_added_and_removed(self):
+        watch = self.watch()
+        partner = self.partner()
+        add(partner, "Mail", "mail")
+        self.assertEqual(watch.next(), "added\tMail\tmail")
+        partner.call(items.REMOVE_ITEM, items.item("", "mail"))
+        self.assertEqual(watch.next(), "removed\tMail\tmail")
+
+    def test_tells_a_cleared_list_item_by_item(self):
+        watch = self.watch()
+        self.partner().call(items.REMOVE_ALL_ITEMS)
+        self.assertEqual(self.lines(watch, 3),
+                         ["removed\tMaps\tmaps", "removed\tMusic\tmusic", "selected\t\t"])
+
+    def test_says_nothing_of_what_was_there_before(self):
+        add(self.partner(), "Mail", "mail")
+        watch = self.watch()
+        self.partner().select("mail")
+        self.assertEqual(watch.next(), "selected\tMail\tmail")
+
+    def test_ends_after_as_many_lines_as_asked_for(self):
+        watch = self.watch("--count=2")
+        self.partner().call(items.ADD_ITEMS,
+                            b"".join(items.item(name, name) for name in ("a", "b", "c")))
+        self.assertEqual(watch.wait(), 0)
+        self.assertEqual(watch.out.rest(), ["added\ta\ta", "added\tb\tb"])
+
+    def test_ends_quietly_when_interrupted(self):
+        watch = self.watch()
+        self.assertEqual(watch.interrupt(), 130)
+        self.assertEqual((watch.out.rest(), watch.err.rest()), ([], []))
+
+    def test_ends_quietly_at_once_when_its_reader_leaves(self):
+        process = self.popen("watch", stdout=subprocess.PIPE)
+        self.assertEqual(process.stderr.readline(), "applistctl: watching 2 items\n")
+        process.stdout.close()
+        self.assertEqual(process.wait(DEADLINE), -signal.SIGPIPE)
+        self.assertEqual(process.stderr.read(), "")
+        process.stderr.close()
+
+    def test_ends_with_141_for_a_shell(self):
+        script = 'set -o pipefail; "$APPLISTCTL" watch | head -n 1'
+        variables = dict(os.environ, DBUS_SESSION_BUS_ADDRESS=self.bus.address)
+        shell = subprocess.Popen(["bash", "-c", script], env=variables, text=True,
+                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertEqual(shell.stderr.readline(), "applistctl: watching 2 items\n")
+        self.partner().select("music")
+        out, err = shell.communicate(timeout=DEADLINE)
+        self.assertEqual((shell.returncode, out, err), (141, "selected\tMusic\tmusic\n", ""))
+
+    def test_can_write_to_a_file(self):
+        path = self.file("")
+        with open(path, "w", encoding="utf-8") as out:
+            process = self.popen("watch", "--count=1", stdout=out)
+        process.stderr.readline()
+        self.partner().select("music")
+        self.assertEqual(process.wait(DEADLINE), 0)
+        with open(path, encoding="utf-8") as written:
+            self.assertEqual(written.read(), "selected\tMusic\tmusic\n")
+        process.stderr.close()
+
+    def test_says_that_its_file_is_full(self):
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            process = self.popen("watch", stdout=full)
+        process.stderr.readline()
+        self.partner().select("music")
+        self.assertEqual(process.wait(DEADLINE), 1)
+        self.assertIn("No space left", process.stderr.read())
+        process.stderr.close()
+
+
+class AWatchOfAServiceWithAConsole(ToolTest):
+    ITEMS = None
+
+    def setUp(self):
+        super().setUp()
+        self.daemon = self.start("--interactive", "--items", self.file("Maps\tmaps\n"),
+                                 stdin=subprocess.PIPE)
+
+    def test_tells_a_click(self):
+        watch = self.watch("--json")
+        self.daemon.type("click maps")
+        self.assertEqual(json.loads(watch.next()), {"event": "clicked"})
+
+
+class AWatchOfInstalledApplications(ToolTest):
+    ITEMS = None
+
+    def setUp(self):
+        super().setUp()
+        self.installed = self.machine()
+        self.installed.install("maps.desktop", "Maps")
+        self.installed.install("music.desktop", "Music")
+        self.start(environment=self.installed.environment())
+
+    def test_tells_a_new_name(self):
+        watch = self.watch("--json")
+        self.installed.install("maps.desktop", "Atlas")
+        self.assertEqual(json.loads(watch.next()),
+                         {"event": "renamed", "name": "Atlas", "id": "maps.desktop",
+                          "old_name": "Maps", "old_id": "maps.desktop"})
+
+    def test_tells_a_new_order(self):
+        watch = self.watch("--count=2")
+        self.installed.install("maps.desktop", "Zoo")
+        self.assertEqual(watch.wait(), 0)
+        self.assertEqual(watch.out.rest(),
+                         ["renamed\tZoo\tmaps.desktop\tMaps\tmaps.desktop", "reordered"])
+
+
+class AWatchAcrossARestart(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.watching = self.watch()
+
+    def stop_service(self):
+        self.daemon.stop()
+        self.assertEqual(self.watching.next(), "lost")
+
+    def test_says_lost_and_back_and_goes_on(self):
+        self.stop_service()
+        self.serve(self.ITEMS)
+        self.assertEqual(self.watching.next(), "back")
+        self.partner().select("music")
+        self.assertEqual(self.watching.next(), "selected\tMusic\tmusic")
+
+    def test_tells_only_what_is_different_afterwards(self):
+        self.stop_service()
+        self.serve("Maps\tmaps\nTunes\tmusic\nMail\tmail\n")
+        self.assertEqual([self.watching.next() for _ in range(3)],
+                         ["back", "renamed\tTunes\tmusic\tMusic\tmusic", "added\tMail\tmail"])
+
+    def test_tells_that_everything_is_gone(self):
+        self.stop_service()
+        self.serve("")
+        self.assertEqual([self.watching.next() for _ in range(4)],
+                         ["back", "removed\tMaps\tmaps", "removed\tMusic\tmusic", "selected\t\t"])
+
+    def test_survives_one_after_the_other(self):
+        for _ in range(5):
+            self.stop_service()
+            self.serve(self.ITEMS)
+            self.assertEqual(self.watching.next(), "back")
+        self.assertEqual(self.watching.interrupt(), 130)
+        self.assertEqual((self.watching.out.rest(), self.watching.err.rest()), ([], []))
+
+    def test_survives_a_restart_of_the_bus(self):
+        self.bus.stop()
+        self.assertEqual(self.watching.next(), "lost")
+        self.bus.start()
+        self.assertEqual(self.watching.next(), "back")
+        self.partner().select("music")
+        self.assertEqual(self.watching.next(), "selected\tMusic\tmusic")
+
+
+class AWatchOfAServiceThatIsKilled(ToolTest):
+    ITEMS = None
+
+    def test_says_lost_and_back(self):
+        killed = Applistd(self.bus, "--items", self.file("Maps\tmaps\n"))
+        watch = self.watch()
+        killed.stop(signal.SIGKILL)
+        self.assertEqual(watch.next(), "lost")
+        self.serve("Maps\tmaps\nMusic\tmusic\n")
+        self.assertEqual([watch.next(), watch.next()], ["back", "added\tMusic\tmusic"])
+
+
+class AWatchWithoutAService(ToolTest):
+    ITEMS = None
+
+    def test_that_shall_wait_begins_when_there_is_one(self):
+        watch = self.watch("--wait", "--count=1", ready="waiting for the service")
+        self.serve("Maps\tmaps\nMusic\tmusic\n")
+        self.assertEqual(watch.err.wait_for(""), "applistctl: watching 2 items")
+        self.partner().select("music")
+        self.assertEqual(watch.wait(), 0)
+        self.assertEqual(watch.out.rest(), ["selected\tMusic\tmusic"])
+
+    def test_that_shall_wait_begins_with_an_empty_list_too(self):
+        watch = self.watch("--wait", "--count=1", ready="waiting for the service")
+        self.serve("")
+        self.assertEqual(watch.err.wait_for(""), "applistctl: watching 0 items")
+        add(self.partner(), "Mail", "mail")
+        self.assertEqual(watch.next(), "added\tMail\tmail")
+
+    def test_that_shall_wait_can_be_interrupted(self):
+        watch = self.watch("--wait", ready="waiting for the service")
+        self.assertEqual(watch.interrupt(), 130)
+
+    def test_that_shall_wait_does_not_when_the_service_is_there(self):
+        self.serve("Maps\tmaps\n")
+        self.assertEqual(self.watch("--wait").said, "applistctl: watching 1 item")
+
+
+if __name__ == "__main__":
+    unittest.main()
