@@ -11,11 +11,14 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/EndpointReturn_test.cpp
         platform/EndpointStall_test.cpp
         platform/EndpointStart_test.cpp
+        platform/EndpointUnderAttack_test.cpp
+        platform/Outbox_test.cpp
         support/BusClient.cpp
         support/CapturedLog.cpp
         support/EndpointTest.cpp
         support/PrivateBus.cpp
         support/HeapInUse.cpp
+        support/JournalStandIn.cpp
         support/ProcessState.cpp
         support/RecordingEndpoint.cpp
         support/SilentBus.cpp

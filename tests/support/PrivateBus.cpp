@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
-#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -23,11 +22,11 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "support/JournalStandIn.h"
+
 namespace {
 
 const char kSessionConfiguration[] = "/usr/share/dbus-1/session.conf";
-const char kJournalFolder[] = "/run/systemd/journal";
-const char kJournalSocket[] = "/run/systemd/journal/socket";
 
 std::runtime_error Failure(const std::string& what) {
     return std::runtime_error("private bus: " + what + ": " + std::strerror(errno));
@@ -64,12 +63,6 @@ int ListenOn(const std::string& path) {
     _exit(127);
 }
 
-void WriteFile(const char* path, const std::string& text) {
-    const int fd = open(path, O_WRONLY | O_CLOEXEC);
-    if (fd < 0 || write(fd, text.data(), text.size()) < 0) Die(path);
-    close(fd);
-}
-
 void DieWithParent(pid_t parent) {
     if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) Die("PR_SET_PDEATHSIG");
     if (getppid() != parent) _exit(127);
@@ -92,27 +85,6 @@ void DieWithParent(pid_t parent) {
     Die(arguments[0]);
 }
 
-// A mount namespace in which /run is empty but for a journal. Without root, a user namespace in
-// which we stay who we are gives the right to make one.
-int MakeJournalStandIn() {
-    const uid_t user = getuid();
-    const gid_t group = getgid();
-    if (geteuid() == 0) {
-        if (unshare(CLONE_NEWNS) != 0) Die("a mount namespace");
-    } else {
-        if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) Die("a user namespace");
-        WriteFile("/proc/self/setgroups", "deny");
-        WriteFile("/proc/self/uid_map", std::to_string(user) + " " + std::to_string(user) + " 1");
-        WriteFile("/proc/self/gid_map", std::to_string(group) + " " + std::to_string(group) + " 1");
-    }
-    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) Die("private mounts");
-    if (mount("none", "/run", "tmpfs", 0, nullptr) != 0) Die("a tmpfs on /run");
-    if (mkdir("/run/systemd", 0755) != 0 || mkdir(kJournalFolder, 0755) != 0) Die(kJournalFolder);
-    const int journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (journal < 0 || !Bind(journal, kJournalSocket)) Die(kJournalSocket);
-    return journal;
-}
-
 // Reads what the broker tells its journal and prints the messages: a journal that is full would
 // stop it.
 [[noreturn]] void DrainJournal(int journal) {
@@ -130,7 +102,8 @@ int MakeJournalStandIn() {
 }
 
 [[noreturn]] void RunBroker(int listener, const std::string& configuration) {
-    const int journal = MakeJournalStandIn();
+    const int journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (!EnterNamespaceWithJournal(journal)) Die("a stand-in for the journal");
     const pid_t parent = getpid();
     const pid_t launcher = fork();
     if (launcher < 0) Die("fork");

@@ -1,0 +1,155 @@
+// How much the outbox lets the bus library keep: on a bus that stands, with the smallest send
+// buffer there is.
+
+#include "platform/Outbox.h"
+
+#include <sys/socket.h>
+
+#include <vector>
+
+#include "platform/BusConnection.h"
+#include "support/BusClient.h"
+#include "support/CapturedLog.h"
+#include "support/PrivateBus.h"
+#include "support/TestLoop.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr std::size_t kQuarterMegabyte = 256 * 1024;
+
+class AnOutboxOnABusThatStands : public ::testing::TestWithParam<BusVariety> {
+protected:
+    AnOutboxOnABusThatStands() {
+        ForgetLog();
+        const BusLocation location{"the bus", m_bus.Address()};
+        m_connection = OpenBus(location);
+        WaitForBus(m_connection.get(), location, kTestDeadline);
+        EXPECT_GE(m_outbox.Attach(m_connection.get(), TestLoop()), 0);
+        const int smallest = 1;
+        setsockopt(sd_bus_get_fd(m_connection.get()), SOL_SOCKET, SO_SNDBUF, &smallest,
+                   sizeof(smallest));
+        m_bus.Stop();
+    }
+
+    ~AnOutboxOnABusThatStands() override { m_outbox.Detach(); }
+
+    void Notify(std::size_t size) {
+        m_outbox.Notify(Notification{"", std::vector<char>(size, ++m_fill)});
+    }
+
+    // Sends until the socket takes no more, and one byte of the last notification is left at least.
+    void ClogSocket() {
+        while (InLibrary() == 0) Notify(1000);
+    }
+
+    std::uint64_t InLibrary() {
+        std::uint64_t count = 0;
+        EXPECT_GE(sd_bus_get_n_queued_write(m_connection.get(), &count), 0);
+        return count;
+    }
+
+    PrivateBus m_bus{GetParam()};
+    UniqueBus m_connection;
+    int m_drained = 0;
+    Outbox m_outbox{"/org/tessel/Local/Applist", [this] { ++m_drained; }};
+    char m_fill = 0;
+};
+
+std::string NameOfBus(const ::testing::TestParamInfo<BusVariety>& info) {
+    return NameOf(info.param);
+}
+
+INSTANTIATE_TEST_SUITE_P(OnEveryBus, AnOutboxOnABusThatStands, ::testing::ValuesIn(EveryBus()),
+                         NameOfBus);
+
+}  // namespace
+
+TEST_P(AnOutboxOnABusThatStands, IsStalledAsSoonAsTheSocketTakesNoMore) {
+    EXPECT_FALSE(m_outbox.Stalled());
+
+    ClogSocket();
+
+    EXPECT_TRUE(m_outbox.Stalled());
+}
+
+TEST_P(AnOutboxOnABusThatStands, HandsTheLibrarySixtyFourMessagesAndNoMore) {
+    ClogSocket();
+
+    for (std::uint64_t count = 2; count <= 64; ++count) {
+        Notify(1);
+        ASSERT_EQ(count, InLibrary());
+    }
+    Notify(1);
+    Notify(1);
+
+    EXPECT_EQ(64u, InLibrary());
+}
+
+TEST_P(AnOutboxOnABusThatStands, HandsTheLibraryAQuarterOfAMegabyte) {
+    m_outbox.Notify(Notification{"", std::vector<char>(kQuarterMegabyte - 1000, 'x')});
+    ASSERT_EQ(1u, InLibrary());
+
+    Notify(1000);
+
+    EXPECT_EQ(2u, InLibrary());
+}
+
+TEST_P(AnOutboxOnABusThatStands, HandsTheLibraryNoByteMore) {
+    m_outbox.Notify(Notification{"", std::vector<char>(kQuarterMegabyte - 1000, 'x')});
+    ASSERT_EQ(1u, InLibrary());
+
+    Notify(1001);
+    Notify(1);
+
+    EXPECT_EQ(1u, InLibrary()) << "and what came later did not pass by";
+}
+
+TEST_P(AnOutboxOnABusThatStands, SaysThatItIsDrainedOnceTheBusHasTakenEverything) {
+    ClogSocket();
+    m_outbox.AwaitDrain();
+    for (int count = 0; count < 500; ++count) Notify(10);
+    RunWhatIsReady();
+    EXPECT_EQ(0, m_drained);
+
+    m_bus.Continue();
+
+    EXPECT_TRUE(RunUntil([this] { return m_drained == 1; }));
+    EXPECT_FALSE(m_outbox.Stalled());
+    EXPECT_EQ(0u, InLibrary());
+}
+
+TEST_P(AnOutboxOnABusThatStands, FlushesUntilItsTimeIsUp) {
+    ClogSocket();
+    const auto start = std::chrono::steady_clock::now();
+
+    m_outbox.Flush(std::chrono::milliseconds(100));
+
+    const auto taken = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(taken, std::chrono::milliseconds(95));
+    EXPECT_LT(taken, std::chrono::milliseconds(2000));
+    EXPECT_TRUE(m_outbox.Stalled());
+}
+
+TEST_P(AnOutboxOnABusThatStands, FlushesEverythingOnceTheBusRuns) {
+    ClogSocket();
+    for (int count = 0; count < 500; ++count) Notify(10);
+    m_bus.Continue();
+
+    m_outbox.Flush(kTestDeadline);
+
+    EXPECT_FALSE(m_outbox.Stalled());
+}
+
+TEST_P(AnOutboxOnABusThatStands, ForgetsWhatWaitsWhenItIsDetached) {
+    ClogSocket();
+    for (int count = 0; count < 500; ++count) Notify(10);
+
+    m_outbox.Detach();
+
+    EXPECT_FALSE(m_outbox.Stalled());
+    Notify(10);
+    EXPECT_FALSE(m_outbox.Stalled()) << "without a bus nothing is kept";
+    EXPECT_EQ(0u, ErrorsLogged("")) << WholeLog();
+}
