@@ -3,6 +3,7 @@
 
 #include "platform/LinuxLog.h"
 
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <syslog.h>
@@ -85,11 +86,30 @@ int WriteToJournal(int priority, const char* tag, const Place& place, const std:
     return sent < 0 ? sent : static_cast<int>(line.size());
 }
 
+// When the reader of stderr has left, the kernel sends the writer a SIGPIPE, which ends a program
+// that did not think of it. That one is taken back; whatever else the program does about SIGPIPE
+// stays as it is.
+int WriteWithoutSigpipe(const std::string& text) {
+    const struct timespec now = {0, 0};
+    sigset_t sigpipe;
+    sigset_t before;
+    sigset_t pending;
+    sigemptyset(&sigpipe);
+    sigaddset(&sigpipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
+    sigpending(&pending);
+    const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+    const int result = written < 0 ? -errno : static_cast<int>(written);
+    if (result == -EPIPE && sigismember(&pending, SIGPIPE) == 0) {
+        sigtimedwait(&sigpipe, nullptr, &now);
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return result;
+}
+
 // One write, so that lines of several programs on one terminal do not mix.
 int WriteToStderr(int priority, const char* tag, const std::string& line) {
-    const std::string text = std::string(tag) + "[" + NameOf(priority) + "]: " + line + "\n";
-    const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
-    return written < 0 ? -errno : static_cast<int>(written);
+    return WriteWithoutSigpipe(std::string(tag) + "[" + NameOf(priority) + "]: " + line + "\n");
 }
 
 // The common prefix of a line carries where it comes from. A line without it comes from here.
