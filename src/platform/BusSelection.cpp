@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <cstring>
 
 #include "platform/TransportError.h"
 
@@ -24,6 +25,23 @@ std::string Environment(const char* name) {
     return value == nullptr ? std::string() : std::string(value);
 }
 
+// `path` as the value of an address's key, where some characters have a meaning of their own.
+std::string AddressValue(const std::string& path) {
+    static const char kPlain[] =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_/.\\*";
+    static const char kHex[] = "0123456789abcdef";
+    std::string value;
+    for (const char character : path) {
+        if (std::strchr(kPlain, character) != nullptr) {
+            value += character;
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(character);
+        value += {'%', kHex[byte >> 4], kHex[byte & 0xF]};
+    }
+    return value;
+}
+
 // The address of the session bus; empty when there is none.
 std::string SessionAddress() {
     const std::string address = Environment("DBUS_SESSION_BUS_ADDRESS");
@@ -33,7 +51,7 @@ std::string SessionAddress() {
     struct stat status;
     const std::string path = folder + "/bus";
     if (stat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return std::string();
-    return "unix:path=" + path;
+    return "unix:path=" + AddressValue(path);
 }
 
 BusLocation Session() {
