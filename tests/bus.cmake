@@ -2,6 +2,18 @@
 # (bus). Each test of the latter starts its own dbus-daemon or dbus-broker and needs no other.
 
 if(APPLIST_OPEN_TRANSPORT)
+    add_executable(transport_parts_tests
+        platform/BusSelection_test.cpp
+        platform/NotificationQueue_test.cpp
+        platform/SealedMemfd_test.cpp
+        support/CapturedLog.cpp
+        support/SilentBus.cpp
+        support/TestFd.cpp)
+    target_link_libraries(transport_parts_tests PRIVATE applist::transport test_options
+                                                        GTest::gtest_main)
+    gtest_discover_tests(transport_parts_tests DISCOVERY_MODE PRE_TEST
+                         PROPERTIES LABELS unit TIMEOUT 60)
+
     add_executable(bus_tests
         platform/EndpointDescriptors_test.cpp
         platform/EndpointMessages_test.cpp
@@ -28,4 +40,20 @@ if(APPLIST_OPEN_TRANSPORT)
                                             GTest::gtest_main)
     gtest_discover_tests(bus_tests DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS bus TIMEOUT 120)
+endif()
+
+if(APPLIST_OPEN_LOG)
+    add_executable(log_writer support/LogWriter.cpp)
+    target_link_libraries(log_writer PRIVATE applist::log)
+
+    add_executable(log_tests
+        common/PrintableText_test.cpp
+        platform/LinuxLog_test.cpp
+        support/JournalStandIn.cpp
+        support/TestFd.cpp)
+    target_compile_definitions(log_tests PRIVATE LOG_WRITER="$<TARGET_FILE:log_writer>")
+    target_link_libraries(log_tests PRIVATE applist::log test_options GTest::gtest_main)
+    add_dependencies(log_tests log_writer)
+    gtest_discover_tests(log_tests DISCOVERY_MODE PRE_TEST
+                         PROPERTIES LABELS unit TIMEOUT 120)
 endif()

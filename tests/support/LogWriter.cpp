@@ -1,0 +1,27 @@
+// A program that writes one line to the platform's log, for tests that look at what arrives.
+//
+//     log_writer MINIMUM PRIORITY prefixed|plain
+//
+// The message is what stands on stdin. Says on stdout what the log returned.
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <iterator>
+#include <string>
+
+#include "common/AppListLog.h"
+#include "platform/LinuxLog.h"
+
+int main(int, char** arguments) {
+    const int minimum = std::atoi(arguments[1]);
+    const int priority = std::atoi(arguments[2]);
+    const bool prefixed = std::string(arguments[3]) == "prefixed";
+    const std::string message{std::istreambuf_iterator<char>(std::cin), {}};
+
+    if (minimum != 0) SetMinimumLogPriority(minimum);
+    const int result = prefixed ? APPLIST_LOG(priority, "%s", message.c_str())
+                                : PlatformLogPrint(0, priority, "another", "%s\n", message.c_str());
+    std::printf("%d", result);
+    return 0;
+}
