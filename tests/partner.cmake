@@ -12,7 +12,7 @@ target_include_directories(pair_transport PUBLIC ${pair_transport} ${applist_roo
 add_executable(partner_unit_tests
     partner/EditableList.cpp
     partner/Following_test.cpp
-    partner/PairTest.cpp
+    partner/CauseName.cpp
     partner/QuietLog.cpp
     partner/RandomFaults_test.cpp
     partner/RemoteAppListModel_test.cpp
@@ -28,3 +28,37 @@ foreach(target pair_service pair_partner pair_transport partner_unit_tests)
 endforeach()
 gtest_discover_tests(partner_unit_tests DISCOVERY_MODE PRE_TEST
                      PROPERTIES LABELS unit TIMEOUT 60)
+
+# On real buses. What is stopped or killed is a process of its own.
+if(APPLIST_OPEN_TRANSPORT)
+    add_executable(partner_test_side
+        partner/EditableList.cpp
+        partner/QuietLog.cpp
+        partner/bus/Side.cpp)
+    target_link_libraries(partner_test_side PRIVATE applist::service applist::partner test_options
+                                                    PkgConfig::SYSTEMD)
+    add_executable(partner_bus_tests
+        partner/CauseName.cpp
+        partner/EditableList.cpp
+        partner/QuietLog.cpp
+        partner/bus/Calls_test.cpp
+        partner/bus/Following_test.cpp
+        partner/bus/HostileService.cpp
+        partner/bus/Hostile_test.cpp
+        partner/bus/Killing_test.cpp
+        partner/bus/PartnerBusTest.cpp
+        partner/bus/SideProcess.cpp
+        support/JournalStandIn.cpp
+        support/PrivateBus.cpp
+        support/ProcessState.cpp
+        support/SilentBus.cpp
+        support/TestFd.cpp
+        support/TestLoop.cpp)
+    target_link_libraries(partner_bus_tests PRIVATE applist::service applist::partner test_options
+                                                    PkgConfig::SYSTEMD GTest::gtest_main)
+    target_compile_definitions(partner_bus_tests PRIVATE
+        PARTNER_TEST_SIDE="$<TARGET_FILE:partner_test_side>")
+    add_dependencies(partner_bus_tests partner_test_side)
+    gtest_discover_tests(partner_bus_tests DISCOVERY_MODE PRE_TEST
+                         PROPERTIES LABELS bus TIMEOUT 120)
+endif()

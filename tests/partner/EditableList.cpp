@@ -1,6 +1,7 @@
 #include "partner/EditableList.h"
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
 #include <utility>
 
@@ -188,4 +189,13 @@ std::string ContentOf(AppListModel& model) {
         content += item->GetVisibleName() + "/" + item->GetUnigueId() + " ";
     }
     return content + "(" + model.GetSelection()->GetUnigueId() + ")";
+}
+
+std::string DigestOf(AppListModel& model) {
+    constexpr int kLong = 100;
+    const std::string content = ContentOf(model);
+    const auto items = model.GetItemsCount();
+    if (items < kLong) return content;
+    return std::to_string(items) + " items, hash " +
+           std::to_string(std::hash<std::string>()(content));
 }

@@ -21,7 +21,10 @@ class EditableList : public AppListModel {
 public:
     void SetSelection(AppListItem* selection) override;
     AppListItem* GetSelection() override { return m_selected; }
-    std::vector<AppListItem*> GetAllItems() override { return m_items; }
+    std::vector<AppListItem*> GetAllItems() override {
+        ++m_reads;
+        return m_items;
+    }
     void SetClicked(AppListItem* clicked) override;
     void RemoveAllItems() override;
     void AddItems(const std::vector<AppListItem*>& items) override;
@@ -56,6 +59,9 @@ public:
     // Removes what the test has added.
     void RemoveAllItemsOfItsOwn();
 
+    // How often the list was read, by anybody.
+    std::size_t m_reads = 0;
+
     // Lets go of what is not its own, without a word: the service is about to go.
     void ForgetPartnersItems();
 
@@ -78,3 +84,6 @@ private:
 
 // "name/id name/id (id)": the list, and the selection in parentheses.
 std::string ContentOf(AppListModel& model);
+
+// The same for a short list; for a long one its length and a hash, on one line.
+std::string DigestOf(AppListModel& model);

@@ -11,6 +11,7 @@
 
 #include "PairBus.h"
 #include "applist/LocalAppListModel.h"
+#include "partner/CauseName.h"
 #include "partner/EditableList.h"
 #include "partner/QuietLog.h"
 #include "partner/RemoteAppListModel.h"
@@ -68,7 +69,7 @@ protected:
     std::string Replica() { return ContentOf(*m_model); }
 
     // The cause that Synchronize throws, in words; "" when it returns.
-    std::string CauseOfSynchronize();
+    std::string CauseOfSynchronize() { return ::CauseOfSynchronize(*m_model); }
 
     pair::Bus& m_bus = pair::Bus::Get();
     EditableList m_list;
@@ -76,5 +77,3 @@ protected:
     std::unique_ptr<RemoteAppListModel> m_model;
     std::unique_ptr<Witness> m_witness;
 };
-
-std::string NameOf(RemoteError::Cause cause);

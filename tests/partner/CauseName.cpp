@@ -1,4 +1,4 @@
-#include "partner/PairTest.h"
+#include "partner/CauseName.h"
 
 std::string NameOf(RemoteError::Cause cause) {
     switch (cause) {
@@ -13,9 +13,9 @@ std::string NameOf(RemoteError::Cause cause) {
     return "?";
 }
 
-std::string PairTest::CauseOfSynchronize() {
+std::string CauseOfSynchronize(RemoteAppListModel& model) {
     try {
-        m_model->Synchronize();
+        model.Synchronize();
         return "";
     } catch (const RemoteError& error) {
         return NameOf(error.GetCause());

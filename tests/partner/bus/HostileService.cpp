@@ -1,0 +1,99 @@
+#include "partner/bus/HostileService.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+
+#include "common/AppListRemoteControl.h"
+#include "support/TestFd.h"
+#include "support/TestLoop.h"
+
+namespace {
+
+void Check(int result, const char* what) {
+    if (result < 0) throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
+}
+
+// The body of a call of Message or MessageFd.
+std::string BodyOf(sd_bus_message* call) {
+    if (sd_bus_message_has_signature(call, "h") > 0) {
+        int fd = -1;
+        Check(sd_bus_message_read(call, "h", &fd), "reading a descriptor");
+        return ContentOf(fd);
+    }
+    const void* bytes = nullptr;
+    std::size_t size = 0;
+    Check(sd_bus_message_read_array(call, 'y', &bytes, &size), "reading a body");
+    return std::string(static_cast<const char*>(bytes), size);
+}
+
+int MessageIdOf(const std::string& body) {
+    int id = 0;
+    if (body.size() >= sizeof(id)) {
+        std::memcpy(&id, body.data() + body.size() - sizeof(id), sizeof(id));
+    }
+    return id;
+}
+
+}  // namespace
+
+HostileService::HostileService(const std::string& address) {
+    Check(sd_bus_new(&m_bus), "a connection");
+    Check(sd_bus_set_address(m_bus, address.c_str()), "the address");
+    Check(sd_bus_set_bus_client(m_bus, 1), "a client");
+    Check(sd_bus_start(m_bus), "starting");
+    Check(sd_bus_add_object(m_bus, &m_object, "/org/tessel/Local/Applist", OnCall, this), "object");
+    Check(sd_bus_request_name(m_bus, "org.tessel.Local.Applist", 0), "the name");
+    Check(sd_bus_attach_event(m_bus, TestLoop(), SD_EVENT_PRIORITY_NORMAL), "the loop");
+}
+
+HostileService::~HostileService() {
+    sd_bus_slot_unref(m_object);
+    sd_bus_flush_close_unref(m_bus);
+}
+
+int HostileService::ReplyText(sd_bus_message* call, const std::string& text) {
+    if (sd_bus_message_is_method_call(call, nullptr, "MessageFd") > 0) {
+        const TestFd fd = MemfdOf(text);
+        return sd_bus_reply_method_return(call, "h", fd.Get());
+    }
+    sd_bus_message* reply = nullptr;
+    int result = sd_bus_message_new_method_return(call, &reply);
+    if (result >= 0) result = sd_bus_message_append_array(reply, 'y', text.data(), text.size());
+    if (result >= 0) result = sd_bus_send(nullptr, reply, nullptr);
+    sd_bus_message_unref(reply);
+    return result;
+}
+
+void HostileService::Notify(const std::string& body) {
+    sd_bus_message* signal = nullptr;
+    Check(sd_bus_message_new_signal(m_bus, &signal, "/org/tessel/Local/Applist",
+                                    "org.tessel.Local1", "Notification"),
+          "a signal");
+    Check(sd_bus_message_append_array(signal, 'y', body.data(), body.size()), "its body");
+    Check(sd_bus_send(m_bus, signal, nullptr), "sending it");
+    sd_bus_message_unref(signal);
+    ++m_serial;
+}
+
+std::size_t HostileService::CountOf(const std::string& member) const {
+    return static_cast<std::size_t>(std::count(m_calls.begin(), m_calls.end(), member));
+}
+
+int HostileService::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) {
+    const int result = static_cast<HostileService*>(userdata)->Handle(call);
+    return result < 0 ? result : 1;
+}
+
+int HostileService::Handle(sd_bus_message* call) {
+    const std::string member = sd_bus_message_get_member(call);
+    m_calls.push_back(member);
+    if (member == "Get") return m_answerSerial(call);
+    if (member != "Message" && member != "MessageFd") return sd_bus_reply_method_return(call, "");
+    switch (MessageIdOf(BodyOf(call))) {
+        case APPLIST_GET_ALL_ITEMS_FNC: return m_answerList(call);
+        case APPLIST_GET_SELECTION_FNC: return ReplyText(call, "\t\n");
+        default: return ReplyText(call, "");
+    }
+}

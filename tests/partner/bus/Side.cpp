@@ -1,0 +1,180 @@
+// One side of the connection as a process of its own, for tests that stop, kill or wait for it.
+// Called with "service" or "partner" and the bus's address, it answers each line on stdin with one
+// line on stdout.
+
+#include <sys/epoll.h>
+#include <systemd/sd-event.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include "applist/LocalAppListModel.h"
+#include "common/Guarded.h"
+#include "partner/EditableList.h"
+#include "partner/RemoteAppListModel.h"
+#include "platform/BusSelection.h"
+
+namespace {
+
+void Say(const std::string& line) {
+    std::cout << line << std::endl;
+}
+
+class Side {
+public:
+    virtual ~Side() = default;
+    virtual void Do(const std::string& command, std::istream& arguments) = 0;
+};
+
+class Service : public Side {
+public:
+    void Do(const std::string& command, std::istream& arguments) override {
+        std::size_t count = 0;
+        std::string id;
+        if (command == "add") {
+            arguments >> id;
+            m_list.Add("Name of " + id, id);
+        } else if (command == "select") {
+            arguments >> id;
+            m_list.Select(id);
+        } else if (command == "fill") {
+            arguments >> count;
+            m_list.Fill(count);
+            m_list.TellOfNothing();
+        } else if (command == "edit") {
+            arguments >> count;
+            for (; count > 0; --count) Edit(count);
+        } else if (command == "tell") {
+            arguments >> count;
+            for (; count > 0; --count) m_list.TellOfNothing();
+        } else if (command == "reads") {
+            return Say(std::to_string(m_list.m_reads));
+        } else if (command != "content") {
+            throw std::logic_error(command);
+        }
+        Say(DigestOf(m_list));
+    }
+
+private:
+    void Edit(std::size_t number) {
+        const std::string id = "edit" + std::to_string(number % 7);
+        const auto items = m_list.GetAllItems();
+        for (std::size_t at = 0; at < items.size(); ++at) {
+            if (items[at]->GetUnigueId() == id) return m_list.RemoveAt(at);
+        }
+        m_list.Insert(items.size() / 2, "Edit " + std::to_string(number), id);
+    }
+
+    EditableList m_list;
+    LocalAppListModel m_service{&m_list};
+};
+
+class Partner : public Side, public ItemChangeListener, public ItemSelectionListener {
+public:
+    Partner() {
+        m_model.AddItemChangeListener(this);
+        m_model.AddItemSelectionListener(this);
+    }
+
+    void Do(const std::string& command, std::istream& arguments) override {
+        if (command == "write") {
+            std::size_t count = 0;
+            arguments >> count;
+            for (; count > 0; --count) {
+                RemoteAppListItem item("Written", "w" + std::to_string(count));
+                m_model.AddItemAtEnd(&item);
+            }
+            Say("written");
+        } else if (command == "clear") {
+            m_model.RemoveAllItems();
+            Say("written");
+        } else if (command == "sync") {
+            Synchronize();
+        } else if (command == "await") {
+            std::getline(arguments >> std::ws, m_awaited);
+            LookWhetherItIsShown();
+        } else if (command == "content") {
+            Say(DigestOf(m_model));
+        } else {
+            throw std::logic_error(command);
+        }
+    }
+
+    void ItemChanged(AppListModel*) override { LookWhetherItIsShown(); }
+    void ItemSelected(AppListModel*) override { LookWhetherItIsShown(); }
+
+private:
+    void Synchronize() {
+        try {
+            m_model.Synchronize();
+            Say("synchronized");
+        } catch (const RemoteError& error) {
+            Say(error.what());
+        }
+    }
+
+    void LookWhetherItIsShown() {
+        if (m_awaited.empty() || m_awaited != DigestOf(m_model)) return;
+        m_awaited.clear();
+        Say("shown");
+    }
+
+    RemoteAppListModel m_model;
+    std::string m_awaited;
+};
+
+// Reads what has come in, and does what each whole line says.
+int OnInput(sd_event_source* source, int fd, std::uint32_t, void* userdata) {
+    static std::string pending;
+    char bytes[4096];
+    const ssize_t size = read(fd, bytes, sizeof(bytes));
+    if (size <= 0) return sd_event_exit(sd_event_source_get_event(source), 0);
+    pending.append(bytes, static_cast<std::size_t>(size));
+    for (std::size_t end = pending.find('\n'); end != std::string::npos; end = pending.find('\n')) {
+        std::istringstream line(pending.substr(0, end));
+        pending.erase(0, end + 1);
+        std::string command;
+        line >> command;
+        if (!Guarded("doing a command", [&] { static_cast<Side*>(userdata)->Do(command, line); })) {
+            return sd_event_exit(sd_event_source_get_event(source), 1);
+        }
+    }
+    return 0;
+}
+
+int Run(const std::string& which) {
+    sd_event* loop = nullptr;
+    if (sd_event_default(&loop) < 0) return EXIT_FAILURE;
+    std::unique_ptr<Side> side;
+    if (which == "service") {
+        side = std::make_unique<Service>();
+    } else {
+        side = std::make_unique<Partner>();
+    }
+    if (sd_event_add_io(loop, nullptr, STDIN_FILENO, EPOLLIN, OnInput, side.get()) < 0) {
+        return EXIT_FAILURE;
+    }
+    Say("ready");
+    const int result = sd_event_loop(loop);
+    side.reset();
+    sd_event_unref(loop);
+    return result;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) return EXIT_FAILURE;
+    try {
+        SelectBusAddress(argv[2]);
+        return Run(argv[1]);
+    } catch (const std::exception& error) {
+        Say(error.what());
+        return EXIT_FAILURE;
+    }
+}
