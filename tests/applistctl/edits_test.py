@@ -134,6 +134,9 @@ class AnImport(ToolTest):
         self.assertEqual(self.output_of("import", "-", stdin=b"B\tb\n"), "imported\t1\n")
         self.assertEqual(self.all_items()[2:], [("A", "a"), ("B", "b")])
 
+    def test_takes_a_file_that_is_called_like_a_command(self):
+        self.assertIn("cannot open watch: ", self.complaint_of(2, "import", "watch"))
+
     def test_takes_an_empty_file(self):
         self.assertEqual(self.output_of("import", "/dev/null"), "imported\t0\n")
 

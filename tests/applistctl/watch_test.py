@@ -63,6 +63,14 @@ class AWatch(ToolTest):
         self.assertEqual(process.stderr.read(), "")
         process.stderr.close()
 
+    def test_ends_so_when_whoever_started_it_ignores_the_signal(self):
+        # As Python itself does, and hands on when it is told to restore nothing.
+        process = self.popen("watch", stdout=subprocess.PIPE, restore_signals=False)
+        process.stderr.readline()
+        process.stdout.close()
+        self.assertEqual(process.wait(DEADLINE), -signal.SIGPIPE)
+        process.stderr.close()
+
     def test_ends_with_141_for_a_shell(self):
         script = 'set -o pipefail; "$APPLISTCTL" watch | head -n 1'
         variables = dict(os.environ, DBUS_SESSION_BUS_ADDRESS=self.bus.address)
