@@ -25,18 +25,19 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/EndpointStart_test.cpp
         platform/EndpointUnderAttack_test.cpp
         platform/Outbox_test.cpp
+        platform/ServiceOnABus_test.cpp
         support/BusClient.cpp
         support/CapturedLog.cpp
         support/EndpointTest.cpp
-        support/PrivateBus.cpp
         support/HeapInUse.cpp
         support/JournalStandIn.cpp
+        support/PrivateBus.cpp
         support/ProcessState.cpp
         support/RecordingEndpoint.cpp
         support/SilentBus.cpp
         support/TestFd.cpp
         support/TestLoop.cpp)
-    target_link_libraries(bus_tests PRIVATE applist::transport test_options PkgConfig::SYSTEMD
+    target_link_libraries(bus_tests PRIVATE applist::service test_options PkgConfig::SYSTEMD
                                             GTest::gtest_main)
     gtest_discover_tests(bus_tests DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS bus TIMEOUT 120)

@@ -1,5 +1,6 @@
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
+#include "support/HeapInUse.h"
 
 namespace {
 
@@ -216,9 +217,13 @@ TEST_P(AnEndpointsNotification, DoesNotWaitForAPartnerThatNeverReads) {
     hung->StopReading();
     const auto client = NewSubscriber();
     const std::string kilobyte(1024, 'x');
+    std::size_t before = 0;
 
     for (int round = 0; round < 100; ++round) {
         for (int number = 0; number < 100; ++number) m_endpoint->Tell(kilobyte);
         ASSERT_EQ("you are served", client->Message("you are served").body) << "round " << round;
+        client->m_arrivals.clear();
+        if (round == 0) before = HeapInUse();
     }
+    EXPECT_LT(HeapInUse(), before + 2 * 1024 * 1024);
 }

@@ -165,6 +165,17 @@ TEST_P(AnEndpointThatStarts, LivesBesideAnotherOfAnotherName) {
     EXPECT_EQ(Strings{"ready " + client->Name()}, other.m_events);
 }
 
+// What the environment says, on a bus that is there; what it may say is BusSelection_test.cpp's.
+TEST_P(AnEndpointThatStarts, FindsTheBusThatStartedTheProgram) {
+    SelectBus(BusKind::Automatic);
+    setenv("DBUS_STARTER_ADDRESS", m_bus.Address().c_str(), 1);
+
+    NewEndpoint();
+
+    EXPECT_EQ("a call", NewClient()->Message("a call").body);
+    unsetenv("DBUS_STARTER_ADDRESS");
+}
+
 // ---- Going --------------------------------------------------------------------------------------
 
 class AnEndpointThatEnds : public EndpointTest {
@@ -221,11 +232,15 @@ TEST_P(AnEndpointThatEnds, DoesNotWaitForABusThatIsGone) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
 }
 
-TEST_P(AnEndpointThatEnds, AnswersNoMoreCalls) {
-    const auto witness = NewClient();
+// The bus may or may not have noticed when the call gets there; in both cases it answers itself.
+TEST_P(AnEndpointThatEnds, LetsNobodyWaitWhoCallsItTooLate) {
     EndEndpoint();
 
-    EXPECT_EQ("org.freedesktop.DBus.Error.ServiceUnknown", m_client->Message("too late").error);
+    const std::string error = m_client->Message("too late").error;
+
+    EXPECT_TRUE(error == "org.freedesktop.DBus.Error.ServiceUnknown" ||
+                error == "org.freedesktop.DBus.Error.NoReply")
+        << error;
 }
 
 TEST_P(AnEndpointThatEnds, GivesItsNameFree) {
