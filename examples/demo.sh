@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# demo.sh FOLDER: publishes this machine's applications with FOLDER/applistd over a private bus, and
-# drives the list with busctl, a client that knows nothing of this project. Every step is checked.
+# demo.sh FOLDER: publishes this machine's applications with FOLDER/applistd over a private bus. A
+# person's tool, FOLDER/applistctl, shows and changes the list; then busctl, a client that knows
+# nothing of this project, drives it all by itself. Every step is checked.
 set -euo pipefail
 export LC_ALL=C
 
@@ -27,8 +28,9 @@ fail() {
     exit 1
 }
 
-step() { printf '\n\033[1m%s\033[0m\n' "$*"; }
-[ -t 1 ] && [ -z "${NO_COLOR:-}" ] || step() { printf '\n%s\n' "$*"; }
+bold='' normal=''
+if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then bold=$'\033[1m' normal=$'\033[0m'; fi
+step() { printf '\n%s%s%s\n' "$bold" "$*" "$normal"; }
 
 # ---- The bus, the daemon, and somebody who listens ----------------------------------------------
 
@@ -89,6 +91,34 @@ start_listener() {
     fail "busctl does not monitor: $(cat "$scratch/listener")"
 }
 
+# ---- The person's tool --------------------------------------------------------------------------
+
+ctl() { "$bin/applistctl" --address="$address" "$@"; }
+
+# Runs applistctl as a person would, and shows both the command and what it says.
+person() {
+    printf '    $ applistctl %s\n' "$*"
+    ctl "$@" | expand -t 28 | sed 's/^/    /'
+}
+
+start_watch() {
+    mkfifo "$scratch/watch"
+    ctl watch > "$scratch/watch" 2> "$scratch/watching" &
+    watch=$!
+    children+=("$watch")
+    exec 6< "$scratch/watch"
+}
+
+# Shows what applistctl watch says until it has said $1.
+await_watch() {
+    local line
+    while IFS= read -r -t 10 -u 6 line; do
+        printf '    watch: %s\n' "$line" | expand -t 28
+        case $line in *"$1"*) checks=$((checks + 1)) && return ;; esac
+    done
+    fail "applistctl watch did not say: $1"
+}
+
 # ---- Calls and notifications --------------------------------------------------------------------
 
 # call FUNCTION [TEXT]: one remote call; prints the reply's text. A function's number follows its
@@ -137,12 +167,38 @@ step "A bus of its own, and applistd on it"
 start_bus
 find_applications
 start_daemon
+
+step "A person looks at the list, and keeps watching it"
+person list
+count=$(ctl list | wc -l)
+[ "$count" -ge 2 ] || fail "only $count applications are published"
+first=$(ctl list | head -n 1 | cut -f 2)
+start_watch
+
+step "... adds an item, and selects it"
+person add Radio radio
+await_watch radio
+person select radio
+await_watch radio
+expect "the selection" "$(ctl selection | cut -f 2)" radio
+
+step "... imports two, replaces one, removes what was added"
+printf 'Maps\tmaps\nPhone\tphone\n' | person import
+await_watch phone
+person replace maps Atlas atlas
+await_watch atlas
+person select "$first"
+person remove phone
+await_watch removed
+person remove radio
+person remove atlas
+expect "the list's length" "$(ctl list | wc -l)" "$count"
+kill "$watch"
 start_listener
 
-step "busctl lists what is published"
+step "busctl, a foreign client, lists what is published"
 show
-count=$(list | wc -l)
-[ "$count" -ge 2 ] || fail "only $count applications are published"
+expect "the list's length" "$(list | wc -l)" "$count"
 
 step "It connects, and the service announces itself"
 busctl --address="$address" call "$name" "$path" "$interface" Connect
@@ -186,5 +242,5 @@ status=0
 wait "$daemon" || status=$?
 expect "the daemon's exit status" "$status" 0
 
-printf '\ndemo: %d checks passed: list, connect, select, add, replace, remove, clear, stop\n' \
+printf '\ndemo: %d checks passed: applistctl and busctl each listed, selected, added, replaced, removed\n' \
     "$checks"
