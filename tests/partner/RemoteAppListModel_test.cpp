@@ -66,6 +66,20 @@ TEST_F(ARemoteModel, ShowsTheListAgainWhenTheServiceIsBack) {
     EXPECT_EQ((Strings{"there", "changed"}), m_witness->Take());
 }
 
+TEST_F(ARemoteModel, ReadsAServiceThatComesBackInTheMiddleOfABurstAtOnce) {
+    StartBoth();
+    m_list.TellOfNothing();
+    m_bus.Run();
+    KillService();
+    m_bus.Run();
+
+    m_list.Add("Maps", "maps");
+    StartService();
+    m_bus.Run();
+
+    EXPECT_EQ("Maps/maps ()", Replica());
+}
+
 TEST_F(ARemoteModel, LosesAndFindsTheServiceWithTheBus) {
     m_list.Add("Maps", "maps");
     StartBoth();

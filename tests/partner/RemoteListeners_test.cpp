@@ -262,6 +262,30 @@ std::vector<Reentry> EveryReentry() {
 INSTANTIATE_TEST_SUITE_P(FromInsideItsCall, AListenerThatDoesMore,
                          ::testing::ValuesIn(EveryReentry()), ::testing::PrintToStringParamName());
 
+// A service that goes is told in up to three calls; each may be the last.
+TEST_F(AListenerOfARemoteModel, MayDestroyTheModelInAnyOfTheCallsThatTellThatTheServiceIsGone) {
+    for (const std::string last : {"changed", "selected", "gone"}) {
+        m_list.Add("Maps", "maps");
+        m_list.Select("maps");
+        StartBoth();
+        Strings told;
+        m_witness->m_onTold = [&](const std::string& what) {
+            told.push_back(what);
+            if (what != last) return;
+            m_witness->Forget();
+            m_model.reset();
+        };
+
+        KillService();
+        m_bus.Run();
+
+        EXPECT_FALSE(m_model) << "never told that it " << last;
+        EXPECT_EQ(last, told.back()) << "told more than its last call";
+        m_witness.reset();
+        m_list.RemoveAllItems();
+    }
+}
+
 // Two replies that are there at once are told one after the other, so that nobody is told of a
 // change that it has seen already.
 TEST_F(AListenerOfARemoteModel, IsToldOfOneChangeAfterTheOtherAlsoWhenItWritesInBetween) {
