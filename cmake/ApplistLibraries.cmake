@@ -61,6 +61,7 @@ add_library(applist::service ALIAS applist_service)
 function(applist_add_partner name)
     add_library(${name} STATIC
         ${PROJECT_SOURCE_DIR}/src/applist/RemoteAppListItem.cpp
+        ${PROJECT_SOURCE_DIR}/src/partner/ItemLine.cpp
         ${PROJECT_SOURCE_DIR}/src/partner/RemoteAppListModel.cpp
         ${PROJECT_SOURCE_DIR}/src/partner/Replica.cpp)
     target_include_directories(${name} PUBLIC ${ARGN} ${applist_roots})

@@ -196,12 +196,12 @@ void RemoteAppListModel::StartFetch() {
                       [this, list](RemoteReply& reply) { FinishFetch(*list, reply); });
 }
 
-void RemoteAppListModel::FinishFetch(const RemoteReply& list, const RemoteReply& selection) {
+void RemoteAppListModel::FinishFetch(RemoteReply& list, const RemoteReply& selection) {
     --m_fetchesUnderWay;
     std::optional<RemoteError> failure = list.error ? list.error : selection.error;
     std::optional<Replica::Change> change;
     if (!failure) {
-        change = m_replica.Update(list.body, selection.body);
+        change = m_replica.Update(std::move(list.body), selection.body);
         if (!change) {
             failure = RemoteError(Cause::NotUnderstood,
                                   std::string(kEndpoint) +

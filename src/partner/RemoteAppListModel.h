@@ -106,7 +106,7 @@ private:
 
     void MarkStale();
     void StartFetch();
-    void FinishFetch(const RemoteReply& list, const RemoteReply& selection);
+    void FinishFetch(RemoteReply& list, const RemoteReply& selection);
     void LogFetchFailure(const RemoteError& failure) const;
     void PauseAfterFetch();
     void EndPause();

@@ -1,103 +1,76 @@
 #include "partner/Replica.h"
 
 #include <algorithm>
-#include <functional>
-#include <istream>
-#include <streambuf>
-#include <string>
-#include <unordered_map>
+#include <cstdint>
 #include <utility>
 
 #include "applist/ApplistItemComparator.h"
 
 namespace {
 
-// A stream over bytes that stay where they are.
-class ByteBuffer : public std::streambuf {
+using Items = std::vector<std::unique_ptr<ReplicaItem>>;
+
+// Finds the items from `begin` to `end` of `items` by their lines, each one once, the first of
+// equal ones first. Chains in one flat table: with all items equal, each is still found at once.
+class ItemsByLine {
 public:
-    explicit ByteBuffer(const std::vector<char>& bytes) {
-        char* const begin = const_cast<char*>(bytes.data());  // a get area is never written to
-        setg(begin, begin, begin + bytes.size());
-    }
-};
-
-// Reads `text` to its end. Half an item, anything that is no item, and more items than `limit`
-// mean that nothing of it is to be trusted.
-std::optional<Replica::Items> ReadItems(const std::vector<char>& text, std::size_t limit) {
-    // An item is one line: too many are refused before the first costs memory.
-    const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-    if (lines > limit) return std::nullopt;
-    ByteBuffer buffer(text);
-    std::istream in(&buffer);
-    Replica::Items items;
-    items.reserve(lines);
-    while (in.peek() != std::istream::traits_type::eof()) {
-        items.push_back(std::make_unique<RemoteAppListItem>());
-        if (!(in >> *items.back())) return std::nullopt;
-    }
-    return items;
-}
-
-std::size_t HashOf(RemoteAppListItem& item) {
-    const std::hash<std::string> hash;
-    return hash(item.GetUnigueId()) * 31 + hash(item.GetVisibleName());
-}
-
-// Puts the old objects in the place of equal new ones. Returns the old ones that have no equal;
-// `changed` says whether the lists differ.
-Replica::Items KeepEqualOnes(Replica::Items& before, Replica::Items& now, bool& changed) {
-    const std::size_t shorter = std::min(before.size(), now.size());
-    std::size_t head = 0;
-    while (head < shorter && *before[head] == *now[head]) {
-        now[head].swap(before[head]);
-        ++head;
-    }
-    std::size_t tail = 0;
-    while (tail < shorter - head &&
-           *before[before.size() - 1 - tail] == *now[now.size() - 1 - tail]) {
-        now[now.size() - 1 - tail].swap(before[before.size() - 1 - tail]);
-        ++tail;
-    }
-    changed = head + tail < std::max(before.size(), now.size());
-
-    std::unordered_multimap<std::size_t, std::size_t> places;
-    for (std::size_t at = head; at < before.size() - tail; ++at) {
-        places.emplace(HashOf(*before[at]), at);
-    }
-    for (std::size_t at = head; at < now.size() - tail && !places.empty(); ++at) {
-        // Not equal_range, which walks to its end: with n equal items that is n steps for each.
-        const std::size_t hash = HashOf(*now[at]);
-        auto found = places.find(hash);
-        while (found != places.end() && found->first == hash &&
-               !(*before[found->second] == *now[at])) {
-            ++found;
+    ItemsByLine(Items& items, std::size_t begin, std::size_t end)
+        : m_items(items), m_begin(begin), m_entries(end - begin) {
+        while (m_first.size() < m_entries.size()) m_first.resize(2 * m_first.size());
+        std::fill(m_first.begin(), m_first.end(), kNone);
+        for (std::size_t at = m_entries.size(); at-- > 0;) {
+            const std::size_t hash = items[begin + at]->Line().Hash();
+            std::uint32_t& first = First(hash);
+            m_entries[at] = {hash, first};
+            first = static_cast<std::uint32_t>(at);
         }
-        if (found == places.end() || found->first != hash) continue;
-        now[at].swap(before[found->second]);
-        places.erase(found);
     }
-    Replica::Items gone;
-    gone.reserve(places.size());
-    for (const auto& place : places) gone.push_back(std::move(before[place.second]));
-    return gone;
-}
+
+    // Returns null when there is none (left).
+    std::unique_ptr<ReplicaItem> Take(const ItemLine& line) {
+        if (m_entries.empty()) return nullptr;
+        const std::size_t hash = line.Hash();
+        for (std::uint32_t* at = &First(hash); *at != kNone; at = &m_entries[*at].next) {
+            std::unique_ptr<ReplicaItem>& item = m_items[m_begin + *at];
+            if (m_entries[*at].hash != hash || !(item->Line() == line)) continue;
+            *at = m_entries[*at].next;
+            return std::move(item);
+        }
+        return nullptr;
+    }
+
+private:
+    static constexpr std::uint32_t kNone = UINT32_MAX;
+
+    struct Entry {
+        std::size_t hash;
+        std::uint32_t next;  // with the same first one
+    };
+
+    std::uint32_t& First(std::size_t hash) { return m_first[hash & (m_first.size() - 1)]; }
+
+    Items& m_items;
+    const std::size_t m_begin;
+    std::vector<Entry> m_entries;
+    std::vector<std::uint32_t> m_first = std::vector<std::uint32_t>(1);
+};
 
 }  // namespace
 
-Replica::Replica() : m_selection(nullptr), m_outside(std::make_unique<RemoteAppListItem>()) {
+Replica::Replica() : m_outside(std::make_unique<RemoteAppListItem>()) {
     m_selection = m_outside.get();
 }
 
-std::optional<Replica::Change> Replica::Update(const std::vector<char>& list,
+std::optional<Replica::Change> Replica::Update(std::vector<char> list,
                                                const std::vector<char>& selection) {
-    std::optional<Items> items = ReadItems(list, kMaxItems);
-    std::optional<Items> selected = ReadItems(selection, 1);
-    if (!items || !selected || selected->empty()) return std::nullopt;
-    return Take(std::move(*items), std::move(selected->front()));
+    const std::optional<Lines> lines = ReadLines(list, kMaxItems);
+    const std::optional<Lines> selected = ReadLines(selection, 1);
+    if (!lines || !selected || selected->empty()) return std::nullopt;
+    return Take(std::move(list), *lines, selected->front());
 }
 
 Replica::Change Replica::Clear() {
-    return Take(Items(), std::make_unique<RemoteAppListItem>());
+    return Take(std::vector<char>(), Lines(), *ItemLine::Of("\t"));
 }
 
 std::vector<AppListItem*> Replica::GetAllItems() const {
@@ -107,35 +80,63 @@ std::vector<AppListItem*> Replica::GetAllItems() const {
     return items;
 }
 
-Replica::Change Replica::Take(Items items, std::unique_ptr<RemoteAppListItem> selection) {
+Replica::Change Replica::Take(std::vector<char> text, const Lines& lines,
+                              const ItemLine& selection) {
     Change change;
-    Items before = std::move(m_items);
-    m_items = std::move(items);
-    change.gone = KeepEqualOnes(before, m_items, change.items);
-    RemoteAppListItem* const selected = m_selection;
-    Select(std::move(selection), change.gone);
+    AppListItem* const selected = m_selection;
+    TakeItems(lines, change);
+    Select(lines, selection, change);
     // A selected item that is renamed is a change of the items. Without one, the name that is shown
     // as selected is other only because another object is.
-    change.selection = !ApplistItemComparator(selected)(m_selection) ||
-                       (!change.items && !(*selected == *m_selection));
+    change.selection =
+        !ApplistItemComparator(selected)(m_selection) ||
+        (!change.items && selected->GetVisibleName() != m_selection->GetVisibleName());
+    change.text = std::exchange(m_text, std::move(text));
     return change;
+}
+
+// Unchanged items stay, with their lines in the new text.
+void Replica::TakeItems(const Lines& lines, Change& change) {
+    Items before = std::exchange(m_items, Items(lines.size()));
+    const std::size_t shorter = std::min(before.size(), lines.size());
+    std::size_t head = 0;
+    while (head < shorter && before[head]->Line() == lines[head]) {
+        m_items[head] = std::move(before[head]);
+        ++head;
+    }
+    std::size_t oldEnd = before.size();
+    std::size_t newEnd = lines.size();
+    while (oldEnd > head && newEnd > head && before[oldEnd - 1]->Line() == lines[newEnd - 1]) {
+        m_items[--newEnd] = std::move(before[--oldEnd]);
+    }
+    change.items = head < oldEnd || head < newEnd;
+
+    ItemsByLine middle(before, head, oldEnd);
+    for (std::size_t at = head; at < newEnd; ++at) {
+        m_items[at] = middle.Take(lines[at]);
+        if (!m_items[at]) m_items[at] = std::make_unique<ReplicaItem>(lines[at]);
+    }
+    for (std::size_t at = 0; at < lines.size(); ++at) m_items[at]->Renew(lines[at]);
+    for (std::size_t at = head; at < oldEnd; ++at) {
+        if (before[at]) change.gone.push_back(std::move(before[at]));
+    }
 }
 
 // The service's selection is a copy of an item: ours is the first of that id, as it is there. One
 // that changed its name between the two replies is still that item.
-void Replica::Select(std::unique_ptr<RemoteAppListItem> selection, Items& gone) {
-    auto found = std::find_if(m_items.begin(), m_items.end(),
-                              [&](const auto& item) { return *item == *selection; });
-    if (found == m_items.end()) {
-        const ApplistItemComparator isSelected(selection.get());
-        found = std::find_if(m_items.begin(), m_items.end(),
-                             [&](const auto& item) { return isSelected(item.get()); });
+void Replica::Select(const Lines& lines, const ItemLine& selection, Change& change) {
+    auto found = std::find(lines.begin(), lines.end(), selection);
+    if (found == lines.end()) {
+        found = std::find_if(lines.begin(), lines.end(),
+                             [&](const ItemLine& line) { return line.HasSameId(selection); });
     }
-    if (found == m_items.end() && m_outside && *m_outside == *selection) {
+    RemoteAppListItem outside(selection.VisibleName(), selection.UniqueId());
+    if (found == lines.end() && m_outside && *m_outside == outside) return;
+    if (m_outside) change.gone.push_back(std::move(m_outside));
+    if (found == lines.end()) {
+        m_outside = std::make_unique<RemoteAppListItem>(std::move(outside));
         m_selection = m_outside.get();
-        return;
+    } else {
+        m_selection = m_items[static_cast<std::size_t>(found - lines.begin())].get();
     }
-    if (m_outside) gone.push_back(std::move(m_outside));
-    if (found == m_items.end()) m_outside = std::move(selection);
-    m_selection = m_outside ? m_outside.get() : found->get();
 }

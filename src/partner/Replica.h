@@ -1,5 +1,8 @@
 // The copy of the service's list and selection that a partner reads from.
 //
+// It keeps the list as the text in which it came. An item only knows its line there, so that a list
+// of thousands is read anew in the time that it takes to look at its bytes.
+//
 // Threads: its owner's. Lifetime: owns the items that it hands out; an item that an update leaves
 // unchanged keeps its address.
 
@@ -8,20 +11,39 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include "AppList.h"
 #include "applist/RemoteAppListItem.h"
+#include "partner/ItemLine.h"
+
+class ReplicaItem : public AppListItem {
+public:
+    explicit ReplicaItem(const ItemLine& line) : m_line(line) {}
+
+    std::string GetVisibleName() override { return m_line.VisibleName(); }
+    std::string GetUnigueId() override { return m_line.UniqueId(); }
+
+    const ItemLine& Line() const { return m_line; }
+
+    // The same item in a newer text.
+    // REQUIRES: `line` is equal to the one before.
+    void Renew(const ItemLine& line) { m_line = line; }
+
+private:
+    ItemLine m_line;
+};
 
 class Replica {
 public:
-    using Items = std::vector<std::unique_ptr<RemoteAppListItem>>;
-
     // What an update changed, for listeners, and the items that are no longer part of the list.
     // They live until this does: whoever still holds a pointer to one is told first.
     struct Change {
         bool items = false;
         bool selection = false;  // another unique id; or another name, and the items did not change
-        Items gone;
+        std::vector<std::unique_ptr<AppListItem>> gone;
+        std::vector<char> text;  // in which their lines are
     };
 
     // Items of one list at most. A device shows thousands; a service that sends more lines than
@@ -33,7 +55,7 @@ public:
 
     // Takes over a list and a selection, each as the service's reply holds it. Returns nothing, and
     // changes nothing, when either is not what a service sends.
-    std::optional<Change> Update(const std::vector<char>& list, const std::vector<char>& selection);
+    std::optional<Change> Update(std::vector<char> list, const std::vector<char>& selection);
 
     // Back to an empty list.
     Change Clear();
@@ -44,10 +66,14 @@ public:
     std::size_t Count() const { return m_items.size(); }
 
 private:
-    Change Take(Items items, std::unique_ptr<RemoteAppListItem> selection);
-    void Select(std::unique_ptr<RemoteAppListItem> selection, Items& gone);
+    using Lines = std::vector<ItemLine>;
 
-    Items m_items;
-    RemoteAppListItem* m_selection;                // in m_items, or m_outside
+    Change Take(std::vector<char> text, const Lines& lines, const ItemLine& selection);
+    void TakeItems(const Lines& lines, Change& change);
+    void Select(const Lines& lines, const ItemLine& selection, Change& change);
+
+    std::vector<char> m_text;
+    std::vector<std::unique_ptr<ReplicaItem>> m_items;
+    AppListItem* m_selection;                      // in m_items, or m_outside
     std::unique_ptr<RemoteAppListItem> m_outside;  // a selection that is not in the list
 };

@@ -74,6 +74,19 @@ TEST_F(AReplica, TakesOverListAndSelection) {
     EXPECT_EQ(2u, m_replica.Count());
 }
 
+TEST_F(AReplica, ReadsTheEscapesOfNamesAndIds) {
+    TakeText("A\\tB\\\\\tplain\nPlain\t\\na\\\\\n", "Plain\t\\na\\\\\n");
+
+    EXPECT_EQ("A\tB\\/plain Plain/\na\\ (Plain/\na\\)", Content());
+    EXPECT_EQ(At(1), m_replica.GetSelection());
+}
+
+TEST_F(AReplica, ReadsTheEscapesOfASelectionThatIsNotInTheList) {
+    TakeText("A\ta\n", "X\\n\t\\tx\n");
+
+    EXPECT_EQ("A/a (X\n/\tx)", Content());
+}
+
 TEST_F(AReplica, SelectsTheItemOfItsListAndNoCopy) {
     Take("a b", "b");
 
