@@ -65,7 +65,8 @@ TEST_P(AnEndpointsMessageFd, ReadsTheBodyFromItsStartWhereverTheDescriptorStands
 }
 
 TEST_P(AnEndpointsMessageFd, CarriesFortyMegabytesThatAreTooLargeForMessage) {
-    const std::string list(40'000'000, 'x');
+    std::string list;
+    list.resize(40'000'000, 'x');
     m_endpoint->m_answer = [&](const std::string&) { return list; };
     EXPECT_EQ(kTooLarge, m_client->Message("the list").error);
 

@@ -123,7 +123,7 @@ TEST_P(AnEndpoint, RefusesAMethodThatItDoesNotHave) {
 
 namespace {
 
-constexpr std::size_t kMaxReply = 16 * 1024 * 1024;
+constexpr std::size_t kMaxReply = std::size_t{16} << 20;
 
 // Fills, so that a byte which is lost or doubled on its way is noticed.
 std::string Filled(std::size_t size) {

@@ -225,5 +225,5 @@ TEST_P(AnEndpointsNotification, DoesNotWaitForAPartnerThatNeverReads) {
         client->m_arrivals.clear();
         if (round == 0) before = HeapInUse();
     }
-    EXPECT_LT(HeapInUse(), before + 2 * 1024 * 1024);
+    EXPECT_LT(HeapInUse(), before + (std::size_t{2} << 20));
 }

@@ -103,7 +103,7 @@ TEST_P(AnEndpointOnABusThatStands, DropsTheOldestOfOneThousandAndTwentyFive) {
 TEST_P(AnEndpointOnABusThatStands, KeepsAQuarterOfAMegabyte) {
     Stall();
     for (const char* body : {"a", "b", "c", "d"}) {
-        m_endpoint->Tell(body + std::string(64 * 1024 - 1, '-'));
+        m_endpoint->Tell(body + std::string(65535, '-'));
     }
 
     const Strings arrivals = ArrivalsOnceItRuns();
@@ -114,9 +114,9 @@ TEST_P(AnEndpointOnABusThatStands, KeepsAQuarterOfAMegabyte) {
 
 TEST_P(AnEndpointOnABusThatStands, DropsTheOldestForOneByteMoreThanAQuarterOfAMegabyte) {
     Stall();
-    m_endpoint->Tell("a" + std::string(64 * 1024, '-'));
+    m_endpoint->Tell("a" + std::string(65536, '-'));
     for (const char* body : {"b", "c", "d"}) {
-        m_endpoint->Tell(body + std::string(64 * 1024 - 1, '-'));
+        m_endpoint->Tell(body + std::string(65535, '-'));
     }
 
     const Strings arrivals = ArrivalsOnceItRuns();
@@ -340,8 +340,8 @@ TEST_P(AnEndpointWithASlowReply, AnswersEveryCallOnceAlsoWhileNotificationsWait)
         return request;
     };
     const auto first = m_client->Start("Message", "first");
-    std::vector<BusClient::PendingAnswer> others;
-    for (int call = 0; call < 100; ++call) others.push_back(m_client->Start("Message", "other"));
+    std::vector<BusClient::PendingAnswer> others(100);
+    for (BusClient::PendingAnswer& other : others) other = m_client->Start("Message", "other");
 
     int refused = 0;
     EXPECT_EQ("first", m_client->Wait(first).body) << first->error;

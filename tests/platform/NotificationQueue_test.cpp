@@ -5,7 +5,7 @@
 namespace {
 
 constexpr std::size_t kMost = 1024;
-constexpr std::size_t kMostBytes = 256 * 1024;
+constexpr std::size_t kMostBytes = std::size_t{256} << 10;
 
 Notification To(const std::string& partner, const std::string& body) {
     return Notification{partner, std::vector<char>(body.begin(), body.end())};

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr std::size_t kQuarterMegabyte = 256 * 1024;
+constexpr std::size_t kQuarterMegabyte = std::size_t{256} << 10;
 
 class AnOutboxOnABusThatStands : public ::testing::TestWithParam<BusVariety> {
 protected:

@@ -79,6 +79,7 @@ void DieWithParent(pid_t parent) {
     setenv("LISTEN_FDS", "1", 1);
     setenv("LISTEN_FDNAMES", "dbus.socket", 1);
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) arguments.push_back(&word[0]);
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
@@ -122,19 +123,19 @@ void DieWithParent(pid_t parent) {
 
 // ---- The processes of a group -------------------------------------------------------------------
 
-// The state letter of a process that belongs to `group`; 0 for any other.
+// The state letter of a process that belongs to `group`; a blank for any other.
 char StateInGroup(const char* pid, pid_t group) {
     std::ifstream file(std::string("/proc/") + pid + "/stat");
     std::string line;
     std::getline(file, line);
     const std::size_t name = line.rfind(')');  // the name itself may hold anything
-    if (name == std::string::npos) return 0;
+    if (name == std::string::npos) return ' ';
     std::istringstream fields(line.substr(name + 1));
-    char state = 0;
+    char state = ' ';
     pid_t parent = 0;
     pid_t its = 0;
     fields >> state >> parent >> its;
-    return its == group ? state : 0;
+    return its == group ? state : ' ';
 }
 
 bool EveryProcessStands(pid_t group) {
@@ -144,7 +145,7 @@ bool EveryProcessStands(pid_t group) {
     while (const struct dirent* entry = readdir(processes)) {
         if (entry->d_name[0] < '0' || entry->d_name[0] > '9') continue;
         const char state = StateInGroup(entry->d_name, group);
-        if (state != 0 && std::strchr("TtZ", state) == nullptr) stands = false;
+        if (std::strchr(" TtZ", state) == nullptr) stands = false;
     }
     closedir(processes);
     return stands;

@@ -51,6 +51,6 @@ void RecordingEndpoint::Tell(const std::string& body, const std::string& partner
 // The bus library asks the kernel for a buffer of 8 MiB, and root gets it.
 void RecordingEndpoint::Clog() {
     for (int number = 0; number < 300; ++number) {
-        Tell(std::to_string(number) + std::string(64 * 1024, '.'));
+        Tell(std::to_string(number) + std::string(65536, '.'));
     }
 }
