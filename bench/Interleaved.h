@@ -74,5 +74,7 @@ Comparison Compare(const Rounds& plan, Ours&& ours, Baseline&& baseline) {
 // even interleaved rounds scatter.
 void PrintTableHead(const Rounds& plan);
 void PrintTableLine(const char* what, const Comparison& comparison, double target);
+// The same for what is shown for comparison only.
+void PrintTableLine(const char* what, const Comparison& comparison);
 
 }  // namespace bench

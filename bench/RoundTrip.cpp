@@ -7,12 +7,12 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
 
+#include "BareBus.h"
 #include "ByHand.h"
 #include "Interleaved.h"
 #include "PrivateBus.h"
@@ -20,29 +20,15 @@
 #include "applist/RemoteAppListItem.h"
 #include "common/AppListRemoteControl.h"
 #include "platform/EndpointNames.h"
-#include "platform/SdBus.h"
 
 namespace {
 
 constexpr char kOurEndpoint[] = "Applist";
 constexpr std::uint64_t kCallTimeoutMicroseconds = 5000000;
 
-// A call in the making: sd-bus reports every failure as a negative errno.
-int Check(int result) {
-    if (result < 0) throw std::runtime_error(std::strerror(-result));
-    return result;
-}
-
 class Client {
 public:
-    explicit Client(const std::string& address) {
-        sd_bus* made = nullptr;
-        Check(sd_bus_new(&made));
-        m_bus.reset(made);
-        Check(sd_bus_set_address(made, address.c_str()));
-        Check(sd_bus_set_bus_client(made, 1));
-        Check(sd_bus_start(made));
-    }
+    explicit Client(const std::string& address) : m_bus(bench::OpenBus(address)) {}
 
     // Calls `function` of `endpoint`, and passes `use` the bytes of the reply.
     template <class Use>
@@ -50,20 +36,21 @@ public:
         const UniqueMessage reply = Send(endpoint, function);
         const void* bytes = nullptr;
         std::size_t size = 0;
-        Check(sd_bus_message_read_array(reply.get(), 'y', &bytes, &size));
+        bench::Check(sd_bus_message_read_array(reply.get(), 'y', &bytes, &size));
         use(static_cast<const char*>(bytes), size);
     }
 
 private:
     UniqueMessage Send(const char* endpoint, std::int32_t function) {
         sd_bus_message* made = nullptr;
-        Check(sd_bus_message_new_method_call(
+        bench::Check(sd_bus_message_new_method_call(
             m_bus.get(), &made, endpoint_names::BusNameOf(endpoint).c_str(),
             endpoint_names::PathOf(endpoint).c_str(), endpoint_names::kInterface, "Message"));
         const UniqueMessage call(made);
-        Check(sd_bus_message_append_array(call.get(), 'y', &function, sizeof(function)));
+        bench::Check(sd_bus_message_append_array(call.get(), 'y', &function, sizeof(function)));
         sd_bus_message* reply = nullptr;
-        Check(sd_bus_call(m_bus.get(), call.get(), kCallTimeoutMicroseconds, nullptr, &reply));
+        bench::Check(
+            sd_bus_call(m_bus.get(), call.get(), kCallTimeoutMicroseconds, nullptr, &reply));
         return UniqueMessage(reply);
     }
 

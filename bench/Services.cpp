@@ -1,12 +1,10 @@
 #include "Services.h"
 
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstring>
-#include <stdexcept>
 #include <vector>
 
+#include "BareBus.h"
 #include "ByHand.h"
 #include "SimpleModel.h"
 #include "applist/LocalAppListModel.h"
@@ -15,20 +13,10 @@
 #include "platform/BusSelection.h"
 #include "platform/EndpointNames.h"
 #include "platform/LinuxLog.h"
-#include "platform/SdBus.h"
 
 namespace bench {
 
 namespace {
-
-void SayReady(int readyFd) {
-    if (write(readyFd, "\n", 1) != 1) throw std::runtime_error("nobody waits for this service");
-}
-
-int Check(int result) {
-    if (result < 0) throw std::runtime_error(std::strerror(-result));
-    return result;
-}
 
 struct BareService {
     std::vector<PlainItem> items;
@@ -72,33 +60,20 @@ void RunApplistService(const std::string& address, int readyFd) {
     SelectBusAddress(address);
     SimpleModel model(SampleItems(kRoundTripItems));
     const LocalAppListModel service(&model);
-    sd_event* loop = nullptr;
-    Check(sd_event_default(&loop));
-    const UniqueEvent owner(loop);
-    SayReady(readyFd);
-    Check(sd_event_loop(loop));
+    ServeUntilKilled(readyFd);
 }
 
 void RunBareService(const std::string& address, int readyFd) {
     BareService service{SampleItems(kRoundTripItems), std::string()};
     AppendByHand(service.items.front(), service.selection);
 
-    sd_bus* made = nullptr;
-    Check(sd_bus_new(&made));
-    const UniqueBus bus(made);
-    Check(sd_bus_set_address(bus.get(), address.c_str()));
-    Check(sd_bus_set_bus_client(bus.get(), 1));
-    Check(sd_bus_start(bus.get()));
+    const UniqueBus bus = OpenBus(address);
     Check(sd_bus_add_object_vtable(bus.get(), nullptr,
                                    endpoint_names::PathOf(kBareEndpoint).c_str(),
                                    endpoint_names::kInterface, kBareVtable, &service));
     Check(sd_bus_request_name(bus.get(), endpoint_names::BusNameOf(kBareEndpoint).c_str(), 0));
-    sd_event* loop = nullptr;
-    Check(sd_event_default(&loop));
-    const UniqueEvent owner(loop);
-    Check(sd_bus_attach_event(bus.get(), loop, SD_EVENT_PRIORITY_NORMAL));
-    SayReady(readyFd);
-    Check(sd_event_loop(loop));
+    Check(sd_bus_attach_event(bus.get(), nullptr, SD_EVENT_PRIORITY_NORMAL));
+    ServeUntilKilled(readyFd);
 }
 
 }  // namespace bench

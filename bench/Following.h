@@ -1,0 +1,42 @@
+// A partner that follows a list, and the loop that it needs.
+//
+// Threads: one, whose default sd-event loop it uses. Lifetime: one at a time.
+
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "BareBus.h"
+#include "ByHand.h"
+#include "partner/RemoteAppListModel.h"
+
+namespace bench {
+
+class Following {
+public:
+    // Comes up on the bus at `address`. Throws std::runtime_error when the service of the list does
+    // not show up there.
+    explicit Following(const std::string& address);
+
+    RemoteAppListModel& Model() { return m_model; }
+
+    // What the replica holds.
+    std::vector<PlainItem> Items();
+
+    // Runs the loop until `done`, or for `time`; returns whether it was done.
+    bool RunUntil(const std::function<bool()>& done, std::chrono::milliseconds time);
+
+private:
+    UniqueEvent m_loop;
+    RemoteAppListModel m_model;
+};
+
+bool AreSame(const std::vector<PlainItem>& left, const std::vector<PlainItem>& right);
+
+// Throws std::runtime_error when the two differ: what is timed must be the list.
+void RequireSame(const std::vector<PlainItem>& items, const std::vector<PlainItem>& expected);
+
+}  // namespace bench

@@ -1,0 +1,75 @@
+// What bench_partner measures, one class each. All are built, with their buses and services, before
+// the first one measures: a process that forks has no other threads.
+//
+// Each prints a table. They throw std::runtime_error when something does not work, or when what was
+// read is not what is there.
+//
+// Threads: one. Lifetime: the processes go with the object.
+
+#pragma once
+
+#include <cstddef>
+
+#include "ChildProcess.h"
+#include "PartnerLists.h"
+#include "PrivateBus.h"
+
+namespace bench {
+
+// The list, read by a partner, against the same rows sent as a(ss).
+class FetchComparison {
+public:
+    explicit FetchComparison(std::size_t count);
+    void Measure() const;
+
+private:
+    std::size_t m_count;
+    PrivateBus m_bus;
+    ChildProcess m_list;
+    ChildProcess m_sdBusRows;
+    ChildProcess m_gdbusRows;
+};
+
+// Writes that are sent without waiting, against writes that are waited for one by one.
+class WriteComparison {
+public:
+    WriteComparison();
+    void Measure() const;
+
+private:
+    // One of each a side: every write is an event for all who follow the list.
+    PrivateBus m_postedBus;
+    ChildProcess m_postedList;
+    PrivateBus m_waitedBus;
+    ChildProcess m_waitedList;
+};
+
+// Memory that a process shares with its children.
+class SharedTally {
+public:
+    SharedTally();
+    ~SharedTally();
+
+    SharedTally(const SharedTally&) = delete;
+    SharedTally& operator=(const SharedTally&) = delete;
+
+    BurstTally& operator*() const { return *m_tally; }
+    BurstTally* operator->() const { return m_tally; }
+
+private:
+    BurstTally* m_tally;
+};
+
+// What 10,000 change events in a row cost a partner.
+class Burst {
+public:
+    Burst();
+    void Measure() const;
+
+private:
+    SharedTally m_tally;
+    PrivateBus m_bus;
+    ChildProcess m_list;
+};
+
+}  // namespace bench

@@ -1,0 +1,45 @@
+// The lists that a partner follows in its benchmarks, each served by LocalAppListModel on the open
+// transport, in a process of its own.
+//
+// Each of the three serves in the calling process until it is killed, and writes a byte to
+// `readyFd` when it can be called. They throw when they cannot come up.
+//
+// Threads: the caller's default sd-event loop. Lifetime: see BurstTally.
+
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ByHand.h"
+
+namespace bench {
+
+// A list whose items have all been replaced each time that it is read: the lists of TwoLists(count)
+// in turns.
+void RunReplacedList(const std::string& address, std::size_t count, int readyFd);
+
+// A list with nothing in it but what partners add after they have removed all.
+void RunEditedList(const std::string& address, int readyFd);
+
+// What a burst's two processes tell each other besides what goes over the bus. Lies in memory that
+// both share, so it is made before the fork.
+struct BurstTally {
+    std::atomic<int> reads{0};                           // of the whole list: calls of 2002
+    std::atomic<std::int64_t> lastChangeNanoseconds{0};  // of std::chrono::steady_clock
+};
+
+constexpr std::size_t kBurstItems = 100;
+constexpr int kBurstChanges = 10000;
+
+// A list of kBurstItems items, of which kBurstChanges are replaced, one by one, each in a turn of
+// its own of the loop, once a partner sets the selection.
+void RunBurstList(const std::string& address, BurstTally& tally, int readyFd);
+
+// Returns the list after `bursts` bursts, at least one.
+std::vector<PlainItem> ListAfterBursts(int bursts);
+
+}  // namespace bench
