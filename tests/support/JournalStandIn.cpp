@@ -52,8 +52,7 @@ bool BindJournal(int journal) {
 
 bool EnterNamespaceWithJournal(int journal) {
     return EnterMountNamespace() &&
-           Done(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0,
-                "private mounts") &&
+           Done(mount("none", "/", "", MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts") &&
            Done(mount("none", "/run", "tmpfs", 0, nullptr) == 0, "a tmpfs on /run") &&
            Done(mkdir("/run/systemd", 0755) == 0 && mkdir("/run/systemd/journal", 0755) == 0,
                 "the journal's folder") &&
