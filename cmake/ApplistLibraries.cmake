@@ -27,6 +27,7 @@ if(APPLIST_OPEN_LOG)
     add_library(applist::log ALIAS applist_log)
     target_include_directories(applist_log PUBLIC ${applist_roots})
     target_compile_features(applist_log PUBLIC cxx_std_17)
+    target_compile_definitions(applist_log PRIVATE _FILE_OFFSET_BITS=64)
     target_link_libraries(applist_log PUBLIC applist_common PRIVATE PkgConfig::SYSTEMD)
 endif()
 

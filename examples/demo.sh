@@ -52,29 +52,37 @@ start_bus() {
     read -r -t 10 -u 3 address || fail "the bus did not start: $(cat "$scratch/bus.log")"
 }
 
-# A fresh machine has few applications or none: then a few of our own stand in beside them.
-find_applications() {
-    local data=${XDG_DATA_DIRS:-/usr/local/share:/usr/share} folder count=0 entry
-    IFS=: read -ra folders <<< "$data"
-    for folder in "${folders[@]}"; do
-        for entry in "$folder"/applications/*.desktop; do
-            [ -e "$entry" ] && ! grep -q '^NoDisplay=true' "$entry" && count=$((count + 1))
-        done
-    done
-    [ "$count" -ge 3 ] && return
-    mkdir -p "$scratch/data"
-    ln -s "$here/applications" "$scratch/data/applications"
-    export XDG_DATA_DIRS="$scratch/data:$data"
-    echo "(This machine has few applications: those of examples/applications are shown too.)"
-}
-
 start_daemon() {
-    mkfifo "$scratch/log"
-    "$bin/applistd" --address="$address" 2> "$scratch/log" &
+    mkfifo -m 600 "$scratch/log.$1"
+    "$bin/applistd" --address="$address" 2> "$scratch/log.$1" &
     daemon=$!
     children+=("$daemon")
-    exec 4< "$scratch/log"
-    await_line 4 Publishing | sed 's/.*\(Publishing\)/    \1/'
+    exec 4< "$scratch/log.$1"
+    publishing=$(await_line 4 Publishing)
+    publishing=${publishing##*] }
+}
+
+# Ends the daemon, and fails unless it ends well and soon.
+stop_daemon() {
+    local status=0
+    kill "$daemon"
+    timeout 10 tail --pid="$daemon" -f /dev/null || fail "the daemon does not end"
+    wait "$daemon" || status=$?
+    expect "the daemon's exit status" "$status" 0
+}
+
+# A fresh machine has few applications or none: then a few of our own stand in beside them.
+publish_applications() {
+    start_daemon 1
+    if [ "$(ctl list | wc -l)" -lt 3 ]; then
+        stop_daemon
+        mkdir -p "$scratch/data"
+        ln -s "$here/applications" "$scratch/data/applications"
+        export XDG_DATA_DIRS="$scratch/data:${XDG_DATA_DIRS:-/usr/local/share:/usr/share}"
+        echo "    (This machine has few applications: those of examples/applications are shown too.)"
+        start_daemon 2
+    fi
+    echo "    $publishing"
 }
 
 start_listener() {
@@ -165,8 +173,7 @@ expect() {
 
 step "A bus of its own, and applistd on it"
 start_bus
-find_applications
-start_daemon
+publish_applications
 
 step "A person looks at the list, and keeps watching it"
 person list
@@ -237,10 +244,7 @@ expect "the list" "$(list)" ""
 echo "    nothing left"
 
 step "The daemon ends when it is asked to"
-kill "$daemon"
-status=0
-wait "$daemon" || status=$?
-expect "the daemon's exit status" "$status" 0
+stop_daemon
 
 printf '\ndemo: %d checks passed: applistctl and busctl each listed, selected, added, replaced, removed\n' \
     "$checks"

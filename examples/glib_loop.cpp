@@ -26,12 +26,12 @@ static gboolean Prepare(GSource* source, gint* timeout) {
     sd_event* const event = EventOf(source);
     // GLib skips Check when a more urgent source was ready; the loop is still armed then, and what
     // has come meanwhile shows only after a wait.
-    if (sd_event_get_state(event) == SD_EVENT_ARMED && sd_event_wait(event, 0) > 0) return TRUE;
-    return sd_event_prepare(event) > 0;
+    if (sd_event_get_state(event) == SD_EVENT_ARMED && sd_event_wait(event, 0) != 0) return TRUE;
+    return sd_event_prepare(event) != 0;
 }
 
 static gboolean Check(GSource* source) {
-    return sd_event_wait(EventOf(source), 0) > 0;
+    return sd_event_wait(EventOf(source), 0) != 0;
 }
 
 static gboolean Dispatch(GSource* source, GSourceFunc, gpointer) {

@@ -22,26 +22,32 @@ void ApplicationList::SetOwnItems(std::vector<RemoteAppListItem> items) {
 
     std::unordered_set<const AppListItem*> wasOwn;
     for (const auto& own : m_own) wasOwn.insert(own.get());
-    OwnItems old = std::move(m_own);
-    m_own = Reconcile(old, items);
+    std::unordered_set<std::string> ids;
+    std::vector<Place> places = Reconcile(items, ids);
 
-    m_items.clear();
-    for (const auto& own : m_own) m_items.push_back(own.get());
-    std::copy_if(before.begin(), before.end(), std::back_inserter(m_items),
+    std::vector<AppListItem*> listed;
+    for (const Place& place : places) listed.push_back(place.Item());
+    std::copy_if(before.begin(), before.end(), std::back_inserter(listed),
                  [&](AppListItem* item) { return wasOwn.count(item) == 0; });
+    OwnItems own(places.size());
+
+    // From here on nothing can fail: the list and those who own its items change together.
+    for (std::size_t at = 0; at < places.size(); ++at) own[at] = places[at].Take();
+    m_own.swap(own);  // those that are gone live until the listeners have been told
+    m_items.swap(listed);
+    m_ownIds.swap(ids);
     if (m_items == before) return;
 
     if (!Holds(m_items, m_selection)) SelectSuccessor(before);
     TellChanged(selected);
 }
 
-ApplicationList::OwnItems ApplicationList::Reconcile(OwnItems& old,
-                                                     std::vector<RemoteAppListItem>& items) {
+std::vector<ApplicationList::Place> ApplicationList::Reconcile(
+    std::vector<RemoteAppListItem>& items, std::unordered_set<std::string>& ids) {
     std::multimap<std::string, std::unique_ptr<RemoteAppListItem>*> present;
-    for (auto& own : old) present.emplace(own->GetUnigueId(), &own);
+    for (auto& own : m_own) present.emplace(own->GetUnigueId(), &own);
 
-    OwnItems now;
-    std::unordered_set<std::string> ids;
+    std::vector<Place> now;
     for (RemoteAppListItem& item : items) {
         const std::string id = item.GetUnigueId();
         ids.insert(id);
@@ -50,13 +56,12 @@ ApplicationList::OwnItems ApplicationList::Reconcile(OwnItems& old,
         // Known, but not in the list any more: somebody removed it, and it stays away.
         if (!isPresent && m_ownIds.count(id) != 0) continue;
         if (isPresent && (*at->second)->GetVisibleName() == item.GetVisibleName()) {
-            now.push_back(std::move(*at->second));
+            now.push_back({at->second, nullptr});
         } else {
-            now.push_back(std::make_unique<RemoteAppListItem>(item));
+            now.push_back({nullptr, std::make_unique<RemoteAppListItem>(item)});
         }
         if (isPresent) present.erase(at);
     }
-    m_ownIds = std::move(ids);
     return now;
 }
 

@@ -21,6 +21,7 @@
 #include <memory>
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "AppList.h"
@@ -61,8 +62,19 @@ private:
 
     // Returns where the item meant by `item` stands, or the end.
     std::vector<AppListItem*>::iterator Find(AppListItem* item);
-    // Takes what stays of `old` over, makes the rest of the own items from `items`.
-    OwnItems Reconcile(OwnItems& old, std::vector<RemoteAppListItem>& items);
+    // Where an own item comes from: it was there before, or it is new.
+    struct Place {
+        std::unique_ptr<RemoteAppListItem>* before;
+        std::unique_ptr<RemoteAppListItem> fresh;
+
+        RemoteAppListItem* Item() const { return before != nullptr ? before->get() : fresh.get(); }
+        std::unique_ptr<RemoteAppListItem> Take() {
+            return std::move(before != nullptr ? *before : fresh);
+        }
+    };
+    // Finds which own items stay, and makes the rest of them from `items`, whose ids go into `ids`.
+    std::vector<Place> Reconcile(std::vector<RemoteAppListItem>& items,
+                                 std::unordered_set<std::string>& ids);
     // Gives up the ownership of `item` if it is the machine's own.
     std::unique_ptr<RemoteAppListItem> Disown(AppListItem* item);
 

@@ -2,9 +2,9 @@
 //
 // They are the desktop entries of the user and of the system ($XDG_DATA_HOME, $XDG_DATA_DIRS) that
 // have a name, whose program exists and that do not ask to be left out (Hidden, NoDisplay,
-// OnlyShowIn, NotShowIn). An
-// item's name is the entry's name in the user's language, its id the entry's desktop file id,
-// "org.example.Maps.desktop". They are sorted by name as the user's language sorts, then by id.
+// OnlyShowIn, NotShowIn). An item's name is the entry's name in the user's language, its id the
+// entry's desktop file id, "org.example.Maps.desktop". They are sorted by name as the user's
+// language sorts, then by id.
 //
 // Entries appear half-written, and an upgrade takes them away for a moment. So news are given only
 // after half a second without another change, or after five seconds of changes without end.

@@ -90,18 +90,19 @@ void MainLoop::Fail(int error) {
     Quit();
 }
 
+// Here and in Check an error counts as ready: Dispatch, which can end the loop, then meets it too.
 gboolean MainLoop::Prepare(GSource* source, gint* timeout) {
     // No timeout of GLib's: sd-event's timers wake its descriptor.
     *timeout = -1;
     sd_event* const event = EventSource::LoopOf(source).m_event;
     // GLib skips Check when a source of a higher priority was ready. The loop is then still armed,
     // and only after a wait will it look at what has been queued meanwhile.
-    if (sd_event_get_state(event) == SD_EVENT_ARMED && sd_event_wait(event, 0) > 0) return TRUE;
-    return sd_event_prepare(event) > 0;
+    if (sd_event_get_state(event) == SD_EVENT_ARMED && sd_event_wait(event, 0) != 0) return TRUE;
+    return sd_event_prepare(event) != 0;
 }
 
 gboolean MainLoop::Check(GSource* source) {
-    return sd_event_wait(EventSource::LoopOf(source).m_event, 0) > 0;
+    return sd_event_wait(EventSource::LoopOf(source).m_event, 0) != 0;
 }
 
 gboolean MainLoop::Dispatch(GSource* source, GSourceFunc, gpointer) {

@@ -44,8 +44,9 @@ std::vector<RemoteAppListItem> ReadItemLines(std::istream& in, const std::string
         if (!(text >> item)) throw ItemLinesError(place + DescribeFault(line));
         items.push_back(item);
     }
-    if (in.bad())
+    if (in.bad()) {
         throw ItemLinesError("cannot read " + source + "; name a file with one item a line");
+    }
     return items;
 }
 

@@ -28,8 +28,8 @@ LocalAppListModel::LocalAppListModel(AppListModel* appList) : m_appList(appList)
     m_IPC.RegisterOnConnectionReady(this, &LocalAppListModel::OnConnectionReady);
 }
 
-// The wrapped model is told nothing of the items that go: it may be half gone itself, and emptying
-// a list that is about to be published anew would flash an empty screen.
+// The wrapped model is told nothing of the items that go: its list is its owner's, and emptying one
+// that is about to be published anew would flash an empty screen.
 LocalAppListModel::~LocalAppListModel() {
     m_IPC.UnregisterOnMessage(this);
     m_IPC.UnregisterOnConnectionReady(this);

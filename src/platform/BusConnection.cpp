@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <system_error>
 
+#include "common/PrintableText.h"
 #include "platform/TransportError.h"
 #include "platform/TransportLimits.h"
 
@@ -30,7 +31,7 @@ std::string OwnerOf(sd_bus* bus, const std::string& name) {
     if (sd_bus_creds_get_pid(creds.get(), &pid) < 0) return "another process";
     const char* command = nullptr;
     if (sd_bus_creds_get_comm(creds.get(), &command) < 0) command = "?";
-    return "process " + std::to_string(pid) + " (" + command + ")";
+    return "process " + std::to_string(pid) + " (" + PrintableText(command) + ")";
 }
 
 // Says why `name` was not to be had, from the negative errno of the request for it.

@@ -62,7 +62,7 @@ TesselDbusLocal::Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& n
     m_link.Open();
     OwnName(m_link.Bus(), m_busName, m_link.Location());
     m_owned = true;
-    m_wasOwned = true;
+    m_isBuilt = true;
 }
 
 TesselDbusLocal::Endpoint::~Endpoint() {
@@ -94,9 +94,11 @@ int TesselDbusLocal::Endpoint::OnCall(sd_bus_message* call, void* userdata, sd_b
             endpoint->m_outbox.AwaitDrain();
         });
     } else {
-        endpoint->m_outbox.Refuse(
-            ErrorFor(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
-                     "too many calls wait for the bus; read the replies, then go on"));
+        Guarded("refusing a call", [endpoint, call] {
+            endpoint->m_outbox.Refuse(
+                ErrorFor(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
+                         "too many calls wait for the bus; read the replies, then go on"));
+        });
     }
     return 1;
 }
@@ -127,6 +129,7 @@ int TesselDbusLocal::Endpoint::OnReadSerial(sd_bus*, const char*, const char*, c
 
 void TesselDbusLocal::Endpoint::Connect(sd_bus_message* call) {
     const std::string partner = SenderOf(call);
+    UniqueMessage reply = ReplyTo(call);  // first: nothing may fail once the partner is tracked
     switch (m_partners.Add(m_link.Bus(), partner)) {
         case PartnerTracker::Outcome::Tracked: break;
         case PartnerTracker::Outcome::Full:
@@ -135,7 +138,7 @@ void TesselDbusLocal::Endpoint::Connect(sd_bus_message* call) {
                               "disconnect");
         case PartnerTracker::Outcome::Failed: throw std::bad_alloc();
     }
-    ReplyEmpty(call);
+    m_outbox.Reply(std::move(reply));
     Report(true, partner);
 }
 
@@ -174,6 +177,7 @@ void TesselDbusLocal::Endpoint::MessageFd(sd_bus_message* call) {
     if (read < 0) return ReplyError(call, endpoint_names::kBadFd, std::strerror(-read));
     std::vector<char> result;
     if (!RunHandler(call, [&] { result = m_owner.HandleMessage(body); })) return;
+    std::vector<char>().swap(body);  // it may be as large as the reply
     if (result.size() > transport_limits::kMaxFdBytes) {
         return ReplyError(call, endpoint_names::kTooLarge,
                           "the reply of " + std::to_string(result.size()) +
@@ -249,7 +253,7 @@ void TesselDbusLocal::Endpoint::Export() {
                                           endpoint_names::kInterface, kVtable, this);
     m_object.reset(slot);
     if (result >= 0) result = m_outbox.Attach(m_link.Bus(), m_link.Loop());
-    if (result >= 0 && m_wasOwned) {
+    if (result >= 0 && m_isBuilt) {
         slot = nullptr;
         result = sd_bus_request_name_async(m_link.Bus(), &slot, m_busName.c_str(), 0, OnNameAnswer,
                                            this);

@@ -73,8 +73,8 @@ private:
     Outbox m_outbox;
     PartnerTracker m_partners;
     std::deque<HeldCall> m_held;
-    bool m_owned = false;     // now: there is a bus, and the name is ours
-    bool m_wasOwned = false;  // the constructor is done
+    bool m_owned = false;    // now: there is a bus, and the name is ours
+    bool m_isBuilt = false;  // the constructor is done
     // Notifications to the default destination so far, merged and dropped ones included.
     std::uint64_t m_serial = 0;
 };

@@ -19,6 +19,10 @@ Outbox::Outbox(std::string path, std::function<void()> onDrained)
 int Outbox::Attach(sd_bus* bus, sd_event* event) {
     m_bus = bus;
     m_event = event;
+    sd_bus_slot* slot = nullptr;
+    const int result = sd_bus_add_filter(bus, &slot, OnIncoming, this);
+    m_incoming.reset(slot);
+    if (result < 0) return result;
     return sd_bus_attach_event(bus, event, SD_EVENT_PRIORITY_NORMAL);
 }
 
@@ -29,6 +33,7 @@ void Outbox::Detach() {
     } else {
         sd_bus_detach_event(m_bus);
     }
+    m_incoming.reset();
     m_queue.Clear();
     m_waitingReply.reset();
     m_bytesInLibrary = 0;
@@ -147,6 +152,14 @@ void Outbox::AwaitDrain() {
         sd_event_add_io(m_event, &source, sd_bus_get_fd(m_bus), EPOLLOUT, OnWritable, this);
     m_gate.reset(source);
     if (result < 0) sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL);
+}
+
+// sd-bus answers some calls by itself (introspection, properties, pings), and those answers pile up
+// like ours: whatever comes in while something waits closes the gate behind it.
+int Outbox::OnIncoming(sd_bus_message*, void* userdata, sd_bus_error*) {
+    Outbox* const outbox = static_cast<Outbox*>(userdata);
+    if (outbox->Stalled()) outbox->AwaitDrain();
+    return 0;
 }
 
 void Outbox::OpenGate() {

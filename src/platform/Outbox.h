@@ -51,6 +51,7 @@ public:
     void Flush(std::chrono::microseconds timeout);
 
 private:
+    static int OnIncoming(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnWritable(sd_event_source* source, int fd, std::uint32_t events, void* userdata);
 
     std::uint64_t InLibrary() const;
@@ -64,6 +65,7 @@ private:
     const std::function<void()> m_onDrained;
     sd_bus* m_bus = nullptr;
     sd_event* m_event = nullptr;
+    UniqueSlot m_incoming;
     NotificationQueue m_queue;
     // A call is executed only when nothing waits, so no more than one reply ever does.
     UniqueMessage m_waitingReply;
