@@ -16,7 +16,10 @@ public:
     BareRemote() : TesselDbusRemote("Applist") {}
     std::vector<char> HandleMessage(std::vector<char>&) override { return {}; }
     void HandleNotification(std::vector<char>&) override {}
-    void HandleConnectionReady(bool state, const std::string&) override { m_isReady = state; }
+    void HandleConnectionReady(bool state, const std::string&) override {
+        m_isReady = state;
+        if (state) ++m_readies;
+    }
 
     // Asks for the list and adds what became of it to m_outcomes: its text, or the cause.
     void Ask() {
@@ -30,6 +33,7 @@ public:
     }
 
     bool m_isReady = false;
+    int m_readies = 0;
     Strings m_outcomes;
 };
 
@@ -202,6 +206,19 @@ TEST_P(AHostileService, CannotReorderTheReplies) {
 
     EXPECT_EQ((Strings{"first", "second"}), remote.m_outcomes);
     for (sd_bus_message* call : calls) sd_bus_message_unref(call);
+}
+
+// Whoever keeps a copy of its state cannot know what happened meanwhile.
+TEST_P(AHostileService, IsReportedAsReadyAgainAfterASilence) {
+    m_hostile.m_answerList = [](sd_bus_message*) { return 0; };
+    BareRemote remote;
+    ASSERT_TRUE(RunUntil([&] { return remote.m_readies == 1; }));
+    remote.SetTimeout(milliseconds(100));
+
+    remote.Ask();
+
+    EXPECT_TRUE(RunUntil([&] { return remote.m_readies == 2; }));
+    EXPECT_EQ(Strings{"TimedOut"}, remote.m_outcomes);
 }
 
 TEST_P(AHostileService, IsFollowedWithoutACountOfNotifications) {
