@@ -255,6 +255,31 @@ TEST_P(AnEndpointOnABusThatStands, ExecutesNoFurtherCallBeforeTheReplyIsOut) {
     }
 }
 
+// The bus library answers these by itself, without a word to the endpoint.
+TEST_P(AnEndpointOnABusThatStands, GrowsByLessThanTwoMegabytesOverIntrospection) {
+    m_endpoint->m_answer = [this](const std::string&) {
+        m_bus.Stop();
+        return std::string();
+    };
+    std::vector<BusClient::PendingAnswer> answers{m_client->Start("Message", "stand")};
+    for (int number = 0; number < 1000; ++number) {
+        answers.push_back(m_client->StartAny("org.tessel.Local.Applist",
+                                             "/org/tessel/Local/Applist",
+                                             "org.freedesktop.DBus.Introspectable", "Introspect",
+                                             [](sd_bus_message*) { return 0; }));
+    }
+    const std::size_t before = HeapInUse();
+
+    RunUntil([&] { return !m_endpoint->m_events.empty(); });
+    RunWhatIsReady();
+
+    EXPECT_LT(HeapInUse(), before + 2 * kMegabyte);
+    m_bus.Continue();
+    for (const BusClient::PendingAnswer& answer : answers) {
+        EXPECT_EQ("", m_client->Wait(answer).error) << answer->text;
+    }
+}
+
 // ---- Calls that come while the bus is slow
 // --------------------------------------------------------
 
