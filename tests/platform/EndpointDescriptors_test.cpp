@@ -151,8 +151,7 @@ TEST_P(AnEndpointsMessageFd, KeepsNoDescriptorOfThoseThatItGotAndSent) {
     EXPECT_EQ(before, after.Get()) << "the lowest free descriptor has moved";
 }
 
-// ---- The largest, once: it takes two gigabytes of memory
-// -----------------------------------------
+// ---- The largest, once: it takes two gigabytes of memory ----------------------------------------
 
 class AnEndpointWithAGigabyte : public EndpointTest {
 protected:

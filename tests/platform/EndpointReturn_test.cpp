@@ -208,8 +208,7 @@ TEST_P(AnEndpointWhoseBusDies, IsIdleOnceItIsBack) {
     EXPECT_EQ(0u, ArmedTimers());
 }
 
-// ---- A bus that comes again and says nothing, once: it takes ten seconds
-// --------------------------
+// ---- A bus that comes again and says nothing, once: it takes ten seconds ------------------------
 
 class AnEndpointWhoseBusComesAgainMute : public AnEndpointWhoseBusDies {};
 

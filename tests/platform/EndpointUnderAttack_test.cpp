@@ -152,8 +152,7 @@ TEST_P(AnEndpointUnderAttack, GoesOnWhenTheBusStandsNowAndThen) {
     EXPECT_EQ(m_told, AnyClient().ReadSerial().number);
 }
 
-// ---- A bus that is killed at any moment
-// -----------------------------------------------------------
+// ---- A bus that is killed at any moment ---------------------------------------------------------
 
 class AnEndpointWhoseBusIsKilledAtAnyMoment : public AnEndpointUnderAttack {};
 

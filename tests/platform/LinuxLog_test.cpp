@@ -242,8 +242,7 @@ TEST_F(TheLinuxLog, WritesToStderrWhenTheVariableIsNonsense) {
     EXPECT_EQ("hello", MessageOf(Write("hello").errors));
 }
 
-// ---- What is not written costs nothing
-// ------------------------------------------------------------
+// ---- What is not written costs nothing ----------------------------------------------------------
 
 // The argument points nowhere: whoever formats it crashes.
 TEST(ALogLineBelowTheMinimum, IsNotFormatted) {

@@ -59,24 +59,27 @@ struct BusClient::Pending {
 };
 
 BusClient::BusClient(const std::string& address) {
-    Check(sd_bus_new(&m_bus), "sd_bus_new");
-    Check(sd_bus_set_address(m_bus, address.c_str()), "sd_bus_set_address");
-    Check(sd_bus_set_bus_client(m_bus, 1), "sd_bus_set_bus_client");
-    Check(sd_bus_set_close_on_exit(m_bus, 0), "sd_bus_set_close_on_exit");
-    Check(sd_bus_start(m_bus), "sd_bus_start");
-    Check(sd_bus_add_filter(m_bus, nullptr, OnSignal, this), "sd_bus_add_filter");
-    Check(sd_bus_attach_event(m_bus, TestLoop(), SD_EVENT_PRIORITY_NORMAL), "sd_bus_attach_event");
-    if (!RunUntil([this] { return sd_bus_is_ready(m_bus) != 0; }) || sd_bus_is_ready(m_bus) < 0) {
+    sd_bus* made = nullptr;
+    Check(sd_bus_new(&made), "sd_bus_new");
+    m_bus.reset(made);
+    Check(sd_bus_set_address(m_bus.get(), address.c_str()), "sd_bus_set_address");
+    Check(sd_bus_set_bus_client(m_bus.get(), 1), "sd_bus_set_bus_client");
+    Check(sd_bus_set_close_on_exit(m_bus.get(), 0), "sd_bus_set_close_on_exit");
+    Check(sd_bus_start(m_bus.get()), "sd_bus_start");
+    Check(sd_bus_add_filter(m_bus.get(), nullptr, OnSignal, this), "sd_bus_add_filter");
+    Check(sd_bus_attach_event(m_bus.get(), TestLoop(), SD_EVENT_PRIORITY_NORMAL),
+          "sd_bus_attach_event");
+    if (!RunUntil([this] { return sd_bus_is_ready(m_bus.get()) != 0; }) ||
+        sd_bus_is_ready(m_bus.get()) < 0) {
         throw std::runtime_error("a client cannot reach the bus at " + address);
     }
     const char* name = nullptr;
-    Check(sd_bus_get_unique_name(m_bus, &name), "sd_bus_get_unique_name");
+    Check(sd_bus_get_unique_name(m_bus.get(), &name), "sd_bus_get_unique_name");
     m_name = name;
 }
 
 BusClient::~BusClient() {
     m_pending.clear();
-    sd_bus_close_unref(m_bus);
 }
 
 void BusClient::Check(int result, const char* what) const {
@@ -96,7 +99,7 @@ void BusClient::Subscribe() {
 }
 
 void BusClient::StopReading() {
-    Check(sd_bus_detach_event(m_bus), "sd_bus_detach_event");
+    Check(sd_bus_detach_event(m_bus.get()), "sd_bus_detach_event");
 }
 
 Answer BusClient::ReadSerial() {
@@ -125,14 +128,14 @@ BusClient::PendingAnswer BusClient::StartAny(const char* destination, const char
                                              const Appender& append) {
     using std::chrono::microseconds;
     sd_bus_message* call = nullptr;
-    Check(sd_bus_message_new_method_call(m_bus, &call, destination, path, interface, member),
+    Check(sd_bus_message_new_method_call(m_bus.get(), &call, destination, path, interface, member),
           "sd_bus_message_new_method_call");
     std::unique_ptr<Pending> pending(
         new Pending{this, member, std::make_shared<Answer>(), nullptr});
     const PendingAnswer answer = pending->answer;
     int result = append(call);
     if (result >= 0) {
-        result = sd_bus_call_async(m_bus, &pending->slot, call, OnAnswer, pending.get(),
+        result = sd_bus_call_async(m_bus.get(), &pending->slot, call, OnAnswer, pending.get(),
                                    static_cast<std::uint64_t>(microseconds(kTestDeadline).count()));
     }
     sd_bus_message_unref(call);
@@ -150,11 +153,11 @@ Answer BusClient::Wait(const PendingAnswer& answer) {
 
 void BusClient::SendWithoutReply(const char* member, const std::string& body) {
     sd_bus_message* call = nullptr;
-    Check(sd_bus_message_new_method_call(m_bus, &call, kService, kPath, kInterface, member),
+    Check(sd_bus_message_new_method_call(m_bus.get(), &call, kService, kPath, kInterface, member),
           "sd_bus_message_new_method_call");
     int result = AppendBytes(call, body);
     if (result >= 0) result = sd_bus_message_set_expect_reply(call, 0);
-    if (result >= 0) result = sd_bus_send(m_bus, call, nullptr);
+    if (result >= 0) result = sd_bus_send(m_bus.get(), call, nullptr);
     sd_bus_message_unref(call);
     Check(result, member);
 }

@@ -39,8 +39,8 @@ public:
     BusClient& operator=(const BusClient&) = delete;
 
     const std::string& Name() const { return m_name; }
-    sd_bus* Bus() const { return m_bus; }
-    bool IsOnBus() const { return sd_bus_is_open(m_bus) > 0; }
+    sd_bus* Bus() const { return m_bus.get(); }
+    bool IsOnBus() const { return sd_bus_is_open(Bus()) > 0; }
 
     // From now on the broadcast notifications of every endpoint arrive.
     void Subscribe();
@@ -81,6 +81,9 @@ public:
 
 private:
     struct Pending;
+    struct Closer {
+        void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+    };
 
     static int OnAnswer(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnSignal(sd_bus_message* message, void* userdata, sd_bus_error* error);
@@ -88,7 +91,7 @@ private:
     bool WaitForOwned(const std::string& name, bool owned);
     void Check(int result, const char* what) const;
 
-    sd_bus* m_bus = nullptr;
+    std::unique_ptr<sd_bus, Closer> m_bus;
     std::string m_name;
     std::map<const Pending*, std::unique_ptr<Pending>> m_pending;
     std::map<std::string, std::string> m_owners;
