@@ -26,6 +26,7 @@ void ApplicationList::SetOwnItems(std::vector<RemoteAppListItem> items) {
     std::vector<Place> places = Reconcile(items, ids);
 
     std::vector<AppListItem*> listed;
+    listed.reserve(places.size() + before.size());
     for (const Place& place : places) listed.push_back(place.Item());
     std::copy_if(before.begin(), before.end(), std::back_inserter(listed),
                  [&](AppListItem* item) { return wasOwn.count(item) == 0; });
