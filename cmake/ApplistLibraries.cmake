@@ -64,7 +64,8 @@ function(applist_add_partner name)
         ${PROJECT_SOURCE_DIR}/src/applist/RemoteAppListItem.cpp
         ${PROJECT_SOURCE_DIR}/src/partner/ItemLine.cpp
         ${PROJECT_SOURCE_DIR}/src/partner/RemoteAppListModel.cpp
-        ${PROJECT_SOURCE_DIR}/src/partner/Replica.cpp)
+        ${PROJECT_SOURCE_DIR}/src/partner/Replica.cpp
+        ${PROJECT_SOURCE_DIR}/src/partner/ReplicaItem.cpp)
     target_include_directories(${name} PUBLIC ${ARGN} ${applist_roots})
     target_compile_features(${name} PUBLIC cxx_std_17)
 endfunction()

@@ -1,6 +1,5 @@
 #include "partner/ItemLine.h"
 
-#include <algorithm>
 #include <sstream>
 
 #include "applist/RemoteAppListItem.h"
@@ -43,14 +42,11 @@ std::string ItemLine::UniqueId() const {
 }
 
 std::optional<std::vector<ItemLine>> ReadLines(const std::vector<char>& text, std::size_t limit) {
-    // Too many are refused before the first costs memory.
-    const auto count = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-    if (count > limit || (!text.empty() && text.back() != '\n')) return std::nullopt;
     std::vector<ItemLine> lines;
-    lines.reserve(count);
     std::string_view left(text.data(), text.size());
     while (!left.empty()) {
         const std::size_t size = left.find('\n');
+        if (size == std::string_view::npos || lines.size() == limit) return std::nullopt;
         const std::optional<ItemLine> line = ItemLine::Of(left.substr(0, size));
         if (!line) return std::nullopt;
         lines.push_back(*line);

@@ -3,7 +3,7 @@
 //
 // An item has exactly one text, so lines are equal exactly when their items are.
 //
-// Threads: any. Lifetime: looks at bytes that it does not own, and that outlive it.
+// Threads: one. Lifetime: looks at bytes that it does not own, and that outlive it.
 
 #pragma once
 
@@ -22,7 +22,11 @@ public:
     std::string VisibleName() const;
     std::string UniqueId() const;
 
-    std::size_t Hash() const { return std::hash<std::string_view>()(m_text); }
+    // Found once: a line is looked for when it comes, and looked at when it goes.
+    std::size_t Hash() const {
+        if (m_hash == 0) m_hash = std::hash<std::string_view>()(m_text);
+        return m_hash;
+    }
 
     bool HasSameId(const ItemLine& other) const { return IdText() == other.IdText(); }
 
@@ -38,6 +42,7 @@ private:
 
     std::string_view m_text;
     std::size_t m_separator;
+    mutable std::size_t m_hash = 0;  // 0: not yet
 };
 
 // Takes `text` apart to its end. Half an item, anything that is no item, and more items than

@@ -8,7 +8,7 @@
 
 namespace {
 
-using Items = std::vector<std::unique_ptr<ReplicaItem>>;
+using Items = std::vector<ReplicaItem::Owned>;
 
 // Finds the items from `begin` to `end` of `items` by their lines, each one once, the first of
 // equal ones first. Chains in one flat table: with all items equal, each is still found at once.
@@ -27,11 +27,11 @@ public:
     }
 
     // Returns null when there is none (left).
-    std::unique_ptr<ReplicaItem> Take(const ItemLine& line) {
+    ReplicaItem::Owned Take(const ItemLine& line) {
         if (m_entries.empty()) return nullptr;
         const std::size_t hash = line.Hash();
         for (std::uint32_t* at = &First(hash); *at != kNone; at = &m_entries[*at].next) {
-            std::unique_ptr<ReplicaItem>& item = m_items[m_begin + *at];
+            ReplicaItem::Owned& item = m_items[m_begin + *at];
             if (m_entries[*at].hash != hash || !(item->Line() == line)) continue;
             *at = m_entries[*at].next;
             return std::move(item);
@@ -112,9 +112,10 @@ void Replica::TakeItems(const Lines& lines, Change& change) {
     change.items = head < oldEnd || head < newEnd;
 
     ItemsByLine middle(before, head, oldEnd);
+    ItemMaker maker(newEnd - head);
     for (std::size_t at = head; at < newEnd; ++at) {
         m_items[at] = middle.Take(lines[at]);
-        if (!m_items[at]) m_items[at] = std::make_unique<ReplicaItem>(lines[at]);
+        if (!m_items[at]) m_items[at] = maker.Make(lines[at]);
     }
     for (std::size_t at = 0; at < lines.size(); ++at) m_items[at]->Renew(lines[at]);
     for (std::size_t at = head; at < oldEnd; ++at) {
@@ -132,7 +133,7 @@ void Replica::Select(const Lines& lines, const ItemLine& selection, Change& chan
     }
     RemoteAppListItem outside(selection.VisibleName(), selection.UniqueId());
     if (found == lines.end() && m_outside && *m_outside == outside) return;
-    if (m_outside) change.gone.push_back(std::move(m_outside));
+    if (m_outside) change.goneOutside = std::move(m_outside);
     if (found == lines.end()) {
         m_outside = std::make_unique<RemoteAppListItem>(std::move(outside));
         m_selection = m_outside.get();

@@ -17,23 +17,7 @@
 #include "AppList.h"
 #include "applist/RemoteAppListItem.h"
 #include "partner/ItemLine.h"
-
-class ReplicaItem : public AppListItem {
-public:
-    explicit ReplicaItem(const ItemLine& line) : m_line(line) {}
-
-    std::string GetVisibleName() override { return m_line.VisibleName(); }
-    std::string GetUnigueId() override { return m_line.UniqueId(); }
-
-    const ItemLine& Line() const { return m_line; }
-
-    // The same item in a newer text.
-    // REQUIRES: `line` is equal to the one before.
-    void Renew(const ItemLine& line) { m_line = line; }
-
-private:
-    ItemLine m_line;
-};
+#include "partner/ReplicaItem.h"
 
 class Replica {
 public:
@@ -42,8 +26,9 @@ public:
     struct Change {
         bool items = false;
         bool selection = false;  // another unique id; or another name, and the items did not change
-        std::vector<std::unique_ptr<AppListItem>> gone;
-        std::vector<char> text;  // in which their lines are
+        std::vector<ReplicaItem::Owned> gone;
+        std::vector<char> text;                          // in which their lines are
+        std::unique_ptr<RemoteAppListItem> goneOutside;  // a selection that was not in the list
     };
 
     // Items of one list at most. A device shows thousands; a service that sends more lines than
@@ -73,7 +58,7 @@ private:
     void Select(const Lines& lines, const ItemLine& selection, Change& change);
 
     std::vector<char> m_text;
-    std::vector<std::unique_ptr<ReplicaItem>> m_items;
+    std::vector<ReplicaItem::Owned> m_items;
     AppListItem* m_selection;                      // in m_items, or m_outside
     std::unique_ptr<RemoteAppListItem> m_outside;  // a selection that is not in the list
 };

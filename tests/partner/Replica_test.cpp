@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "support/HeapInUse.h"
+
 namespace {
 
 using Pointers = std::vector<AppListItem*>;
@@ -234,8 +236,7 @@ TEST_F(AReplica, HandsOverASelectionThatIsReplaced) {
 
     const Replica::Change change = Take("a", "a");
 
-    ASSERT_EQ(1u, change.gone.size());
-    EXPECT_EQ(before, change.gone[0].get());
+    EXPECT_EQ(before, change.goneOutside.get());
 }
 
 TEST_F(AReplica, SaysSoWhenASelectionThatIsNotInTheListIsRenamed) {
@@ -246,8 +247,7 @@ TEST_F(AReplica, SaysSoWhenASelectionThatIsNotInTheListIsRenamed) {
 
     EXPECT_EQ("A/a (New/x)", Content());
     EXPECT_TRUE(change.selection) << "its holders must hear that the object goes";
-    ASSERT_EQ(1u, change.gone.size());
-    EXPECT_EQ(before, change.gone[0].get());
+    EXPECT_EQ(before, change.goneOutside.get());
 }
 
 TEST_F(AReplica, FindsASelectionAgainThatComesBackIntoTheList) {
@@ -279,6 +279,23 @@ TEST_F(AReplica, IsEmptyAgainWhenCleared) {
     EXPECT_TRUE(change.selection);
     EXPECT_EQ(2u, change.gone.size());
     EXPECT_FALSE(m_replica.Clear().items);
+}
+
+// ---- Memory -------------------------------------------------------------------------------------
+
+TEST_F(AReplica, GivesBackTheMemoryOfThousandsOfItemsWhenOneOfThemStays) {
+    constexpr std::size_t kLittle = 8192;
+    std::string text;
+    for (int count = 0; count < 20000; ++count) text += "\t" + std::to_string(count) + "\n";
+    Take("a", "a");
+    const std::size_t before = HeapInUse();
+    TakeText(text, "\t5000\n");
+    ASSERT_GT(HeapInUse(), before + 100 * kLittle);
+
+    TakeText("\t5000\n", "\t5000\n");
+
+    EXPECT_EQ("/5000 (/5000)", Content());
+    EXPECT_LT(HeapInUse(), before + kLittle);
 }
 
 // ---- What no service sends ----------------------------------------------------------------------

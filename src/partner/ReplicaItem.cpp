@@ -1,0 +1,22 @@
+#include "partner/ReplicaItem.h"
+
+#include <algorithm>
+
+void ReplicaItem::Disown::operator()(ReplicaItem* item) const {
+    ItemBlock* const block = item->m_block;
+    if (--block->m_owned == 0) delete block;
+}
+
+ReplicaItem::Owned ItemBlock::Make(const ItemLine& line) {
+    ReplicaItem& item = m_items.emplace_back(line, *this);
+    ++m_owned;
+    return ReplicaItem::Owned(&item);
+}
+
+ReplicaItem::Owned ItemMaker::Make(const ItemLine& line) {
+    if (m_block == nullptr || m_block->IsFull()) {
+        m_block = std::make_unique<ItemBlock>(std::min(m_left, ItemBlock::kMaxItems)).release();
+    }
+    --m_left;
+    return m_block->Make(line);
+}
