@@ -120,20 +120,8 @@ bool RemoteCalls::WantsFd(const std::vector<char>& request) const {
 }
 
 int RemoteCalls::Transmit(Call& call) {
-    call.isInFd = call.isInFd || WantsFd(call.request);
-    if (!call.isInFd && call.request.size() > partner_limits::kMaxInlineBytes) return -EMSGSIZE;
-    sd_bus_message* made = nullptr;
-    int result = sd_bus_message_new_method_call(
-        m_bus, &made, m_service.c_str(), endpoint_names::PathOf(m_endpoint).c_str(),
-        endpoint_names::kInterface, call.isInFd ? "MessageFd" : "Message");
-    const UniqueMessage message(made);
-    if (result >= 0 && call.isInFd) {
-        const OwnedFd fd(MakeSealedBody(call.request));
-        result = fd.Get() < 0 ? fd.Get() : sd_bus_message_append(message.get(), "h", fd.Get());
-    } else if (result >= 0) {
-        result = sd_bus_message_append_array(message.get(), 'y', call.request.data(),
-                                             call.request.size());
-    }
+    UniqueMessage message;
+    int result = MakeMessage(call, message);
     if (result < 0) return result;
     sd_bus_slot* slot = nullptr;
     call.deadline = Clock::now() + m_timeout;
@@ -141,6 +129,31 @@ int RemoteCalls::Transmit(Call& call) {
                                static_cast<std::uint64_t>(m_timeout.count()));
     call.slot.reset(slot);
     return result;
+}
+
+int RemoteCalls::MakeMessage(Call& call, UniqueMessage& message) const {
+    call.isInFd = call.isInFd || WantsFd(call.request);
+    if (!call.isInFd && call.request.size() > partner_limits::kMaxInlineBytes) return -EMSGSIZE;
+    sd_bus_message* made = nullptr;
+    const int result = sd_bus_message_new_method_call(
+        m_bus, &made, m_service.c_str(), endpoint_names::PathOf(m_endpoint).c_str(),
+        endpoint_names::kInterface, call.isInFd ? "MessageFd" : "Message");
+    message.reset(made);
+    if (result < 0) return result;
+    if (!call.isInFd) {
+        return sd_bus_message_append_array(made, 'y', call.request.data(), call.request.size());
+    }
+    const OwnedFd fd(MakeSealedBody(call.request));
+    return fd.Get() < 0 ? fd.Get() : sd_bus_message_append(made, "h", fd.Get());
+}
+
+void RemoteCalls::SendUnanswered() {
+    for (; Waiting() && !m_service.empty(); ++m_sent) {
+        UniqueMessage message;
+        int result = MakeMessage(*m_calls[m_sent], message);
+        if (result >= 0) result = sd_bus_message_set_expect_reply(message.get(), 0);
+        if (result >= 0) sd_bus_send(m_bus, message.get(), nullptr);
+    }
 }
 
 // ---- Receiving ----------------------------------------------------------------------------------

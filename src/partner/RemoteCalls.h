@@ -47,6 +47,9 @@ public:
 
     // Drops all handlers; what was posted is still sent as long as the bus is dispatched.
     void Close() { m_closed = true; }
+    // Hands all that waits to the bus, as calls that nobody wants to hear of: those do not count
+    // among a connection's open ones. REQUIRES: closed.
+    void SendUnanswered();
     bool Closed() const { return m_closed; }
 
     // True inside a reply's handler: no other is delivered meanwhile.
@@ -63,6 +66,7 @@ private:
     bool MaySend() const;
     void SendWaiting();
     int Transmit(Call& call);
+    int MakeMessage(Call& call, UniqueMessage& message) const;
     bool WantsFd(const std::vector<char>& request) const;
     void Receive(Call& call, sd_bus_message* reply);
     void ReceiveError(Call& call, const sd_bus_error& error);

@@ -59,13 +59,27 @@ void TesselDbusRemote::Link::Close() {
     m_serialAnswer.reset();
     m_compareTimer.reset();
     m_laterTimer.reset();
-    DispatchUntil(
-        [this] {
-            std::uint64_t queued = 0;
-            return !m_calls.Waiting() &&
-                   (sd_bus_get_n_queued_write(m_link.Bus(), &queued) < 0 || queued == 0);
-        },
-        Clock::now() + partner_limits::kFlushTimeout);
+    const auto isSent = [this] {
+        std::uint64_t queued = 0;
+        return !m_calls.Waiting() &&
+               (sd_bus_get_n_queued_write(m_link.Bus(), &queued) < 0 || queued == 0);
+    };
+    if (DispatchUntil(isSent, Clock::now() + partner_limits::kFlushTimeout)) return;
+    // Inside a callback of the bus, which dispatches no other: the replies that the rest would wait
+    // for do not get here.
+    m_calls.SendUnanswered();
+    AwaitBus(partner_limits::kFlushTimeout);
+}
+
+// The bus answers when it has taken everything before.
+void TesselDbusRemote::Link::AwaitBus(std::chrono::microseconds timeout) const {
+    sd_bus_message* ping = nullptr;
+    if (sd_bus_is_ready(m_link.Bus()) <= 0 ||
+        sd_bus_message_new_method_call(m_link.Bus(), &ping, kDriver, kDriverPath,
+                                       "org.freedesktop.DBus.Peer", "Ping") < 0) {
+        return;
+    }
+    sd_bus_call(m_link.Bus(), UniqueMessage(ping).get(), Microseconds(timeout), nullptr, nullptr);
 }
 
 void TesselDbusRemote::Link::Post(std::vector<char> request, ReplyHandler onReply) {

@@ -65,6 +65,7 @@ private:
     bool DispatchUntil(const std::function<bool()>& done,
                        std::chrono::steady_clock::time_point deadline);
 
+    void AwaitBus(std::chrono::microseconds timeout) const;
     void CallDriver(UniqueSlot& slot, const char* member, const std::string& argument,
                     sd_bus_message_handler_t onAnswer);
     UniqueMessage NewCall(const char* interface, const char* member) const;

@@ -1,3 +1,6 @@
+#include <functional>
+#include <utility>
+
 #include "partner/bus/PartnerBusTest.h"
 
 class AWritingPartner : public PartnerBusTest {
@@ -48,6 +51,35 @@ TEST_P(AWritingPartner, SendsWhatStillWaitsWhenItIsDestroyed) {
     StartPartner();
     m_model->Synchronize();
     EXPECT_EQ(300, m_model->GetItemsCount());
+}
+
+namespace {
+
+class OnChange : public ItemChangeListener {
+public:
+    explicit OnChange(std::function<void()> reaction) : m_reaction(std::move(reaction)) {}
+    void ItemChanged(AppListModel*) override { m_reaction(); }
+
+private:
+    const std::function<void()> m_reaction;
+};
+
+}  // namespace
+
+TEST_P(AWritingPartner, SendsWhatStillWaitsWhenAListenerDestroysIt) {
+    m_model->Synchronize();
+    OnChange last([this] {
+        for (int number = 1; number < 300; ++number) Write(number);
+        EndPartner();
+    });
+    m_model->AddItemChangeListener(&last);
+    Write(0);
+    ASSERT_TRUE(RunUntil([this] { return !m_model; }));
+
+    StartPartner();
+    m_model->Synchronize();
+    EXPECT_EQ(300, m_model->GetItemsCount());
+    EXPECT_EQ("id299", m_model->GetAllItems().back()->GetUnigueId());
 }
 
 TEST_P(AWritingPartner, SendsManyItemsAtOnce) {
