@@ -33,7 +33,7 @@ Results go to stdout, all else to stderr. On a terminal results are tables and s
 lines with TABs, in which a TAB inside a name is written \t, a line feed \n and a backslash \\.
 
 Without --session, --system, --address or --host: the session bus when there is one, else the
-system bus.
+system bus. With --host, ssh may take a minute to log in, or the time of --timeout.
 
 Exit status: 0 done; 1 the service answered, but the id is not there or the edit was not carried
 out; 2 wrong usage, or a malformed file; 3 no service, no bus, or no answer in time; 4 refused by
@@ -53,6 +53,9 @@ static_assert(sizeof(kJsonSpelling) == sizeof(kJsonInHelp), "the help's columns 
 constexpr std::size_t kOptionColumn = 24;
 
 constexpr double kLongestTimeout = 86400;  // a day, in seconds
+
+// An ssh may ask a person for a password.
+constexpr std::chrono::milliseconds kTimeToLogIn = std::chrono::minutes(1);
 
 CLI::Validator NotEmpty() {
     const auto check = [](std::string& given) { return given.empty() ? "it is empty" : ""; };
@@ -74,6 +77,7 @@ void SetTimeout(Options& options, const std::string& given) {
         throw CLI::ValidationError("--timeout", given + " is no number of seconds above 0");
     }
     options.timeout = std::chrono::milliseconds(static_cast<long long>(seconds * 1000));
+    options.busTimeout = options.timeout;
 }
 
 void DeclareCommon(CLI::App& app, Options& options) {
@@ -227,6 +231,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     }
     CheckLeftOver(app);
     CheckTogether(options);
+    if (!options.host.empty() && app.count("--timeout") == 0) options.busTimeout = kTimeToLogIn;
     options.command = app.get_subcommands().front()->get_name();
     return options;
 }

@@ -28,6 +28,7 @@ struct Options {
     std::string address;
     std::string host;
     std::chrono::milliseconds timeout = std::chrono::seconds(5);
+    std::chrono::milliseconds busTimeout = timeout;  // to get onto the bus
     bool verbose = false;
 };
 

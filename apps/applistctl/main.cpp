@@ -33,6 +33,7 @@ void SetUpSignals() {
 }
 
 void ChooseBus(const Options& options) {
+    SetBusTimeout(options.busTimeout);
     if (!options.host.empty()) {
         SelectBusAddress(RemoteBusAddress(
             options.host, options.session ? RemoteBus::Session : RemoteBus::System));
@@ -55,8 +56,9 @@ std::string TextOf(const std::exception& error, const Options& options) {
     std::string text = error.what();
     if (options.host.empty()) return text;
     Replace(text, SelectedBus().description, "the bus of " + options.host);
-    Replace(text, "check that the bus runs, or choose another one",
-            "check ssh " + options.host + " systemd-stdio-bridge");
+    Replace(
+        text, "check that the bus runs, or choose another one",
+        "check ssh " + options.host + " systemd-stdio-bridge, or allow more time with --timeout");
     return text;
 }
 

@@ -79,12 +79,7 @@ void RemoteCalls::Stop(const std::string& where) {
         if (call.isDone) continue;
         call.slot.reset();
         call.isDone = true;
-        call.reply.error =
-            at >= m_sent
-                ? NoService()
-                : ErrorOf(Cause::OutcomeUnknown,
-                          "the service went away with a call under way; whether it was executed is "
-                          "unknown. Read the list, then decide");
+        call.reply.error = at >= m_sent ? NoService() : OutcomeUnknown();
     }
     m_sent = m_calls.size();
     m_waitingBytes = 0;
@@ -108,9 +103,7 @@ void RemoteCalls::SendWaiting() {
         const int result = Transmit(call);
         if (result >= 0) continue;
         call.isDone = true;
-        call.reply.error =
-            ErrorOf(Cause::Failed, std::string("cannot send a call: ") + std::strerror(-result) +
-                                       "; free memory or descriptors");
+        call.reply.error = NotSent(result);
     }
 }
 
@@ -169,7 +162,7 @@ int RemoteCalls::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*) {
 void RemoteCalls::Receive(Call& call, sd_bus_message* reply) {
     const sd_bus_error* error = sd_bus_message_get_error(reply);
     if (error != nullptr && !call.isInFd &&
-        std::strcmp(error->name, endpoint_names::kTooLarge) == 0 &&
+        sd_bus_error_has_name(error, endpoint_names::kTooLarge) > 0 &&
         sd_bus_can_send(m_bus, 'h') > 0) {
         // Only reads have large replies: asking twice does nothing twice.
         call.isInFd = true;
@@ -178,7 +171,7 @@ void RemoteCalls::Receive(Call& call, sd_bus_message* reply) {
     }
     call.isDone = true;
     if (error != nullptr) {
-        ReceiveError(call, *error);
+        call.reply.error = ErrorFrom(call, *error);
     } else if (ReadBody(call, reply) >= 0) {
         Remember(call);
     } else {
@@ -213,33 +206,32 @@ int RemoteCalls::ReadBody(Call& call, sd_bus_message* reply) {
 }
 
 // sd-bus and the bus say NoReply alike; only the clock tells a silence from a service that left.
-void RemoteCalls::ReceiveError(Call& call, const sd_bus_error& error) {
+RemoteError RemoteCalls::ErrorFrom(const Call& call, const sd_bus_error& error) const {
     const std::string said =
         PrintableText(std::string(error.name) + (error.message == nullptr ? "" : ": ") +
                       (error.message == nullptr ? "" : error.message));
     if (sd_bus_error_has_name(&error, SD_BUS_ERROR_ACCESS_DENIED) > 0) {
-        call.reply.error =
-            ErrorOf(Cause::Refused, "the bus's policy refuses the call (" + said +
-                                        "); ask for a policy that lets this user call the service");
-    } else if (sd_bus_error_has_name(&error, SD_BUS_ERROR_SERVICE_UNKNOWN) > 0 ||
-               sd_bus_error_has_name(&error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
-        call.reply.error =
-            ErrorOf(Cause::NoService, "the service has left the bus; start it, then try again");
-    } else if (Clock::now() >= call.deadline &&
-               sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) {
-        call.reply.error =
-            ErrorOf(Cause::TimedOut,
-                    "no answer in time; the call may still be executed. Try again, or allow more "
-                    "time");
-    } else if (sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_DISCONNECTED) >
-               0) {
-        call.reply.error =
-            ErrorOf(Cause::OutcomeUnknown,
-                    "the service went away with a call under way; whether it was executed is "
-                    "unknown. Read the list, then decide");
-    } else {
-        call.reply.error = ErrorOf(Cause::Failed, "the service answered with an error: " + said);
+        return ErrorOf(Cause::Refused, "the bus's policy refuses the call (" + said +
+                                           "); ask for a policy that lets this user call the "
+                                           "service");
     }
+    if (sd_bus_error_has_names(&error, SD_BUS_ERROR_SERVICE_UNKNOWN,
+                               SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
+        return ErrorOf(Cause::NoService, "the service has left the bus; start it, then try again");
+    }
+    if (Clock::now() >= call.deadline &&
+        sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) {
+        return NoAnswer();
+    }
+    if (sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_DISCONNECTED) > 0) {
+        return OutcomeUnknown();
+    }
+    if (!call.isInFd && sd_bus_error_has_name(&error, endpoint_names::kTooLarge) > 0) {
+        return ErrorOf(Cause::Failed,
+                       "the reply is larger than a connection without descriptors carries; ask on "
+                       "the machine of the service");
+    }
+    return ErrorOf(Cause::Failed, "the service answered with an error: " + said);
 }
 
 void RemoteCalls::Remember(const Call& call) {
@@ -270,6 +262,28 @@ void RemoteCalls::Deliver() {
 
 RemoteError RemoteCalls::ErrorOf(Cause cause, const std::string& text) const {
     return RemoteError(cause, m_endpoint + ": " + text);
+}
+
+RemoteError RemoteCalls::NotSent(int result) const {
+    if (result == -EMSGSIZE) {
+        return ErrorOf(Cause::Failed,
+                       "the call is larger than a connection without descriptors carries; send "
+                       "fewer items at once");
+    }
+    return ErrorOf(Cause::Failed, std::string("cannot send a call: ") + std::strerror(-result) +
+                                      "; free memory or descriptors");
+}
+
+RemoteError RemoteCalls::NoAnswer() const {
+    return ErrorOf(Cause::TimedOut,
+                   "no answer in time; the call may still be executed. Try again, or allow more "
+                   "time");
+}
+
+RemoteError RemoteCalls::OutcomeUnknown() const {
+    return ErrorOf(Cause::OutcomeUnknown,
+                   "the service went away with a call under way; whether it was executed is "
+                   "unknown. Read the list, then decide");
 }
 
 RemoteError RemoteCalls::NoService() const {

@@ -55,6 +55,9 @@ public:
     // True inside a reply's handler: no other is delivered meanwhile.
     bool Delivering() const { return m_isDelivering; }
 
+    // What to say of a call that was not answered in time.
+    RemoteError NoAnswer() const;
+
     // True while a posted call has not been handed to the bus.
     bool Waiting() const { return m_sent < m_calls.size(); }
 
@@ -69,12 +72,14 @@ private:
     int MakeMessage(Call& call, UniqueMessage& message) const;
     bool WantsFd(const std::vector<char>& request) const;
     void Receive(Call& call, sd_bus_message* reply);
-    void ReceiveError(Call& call, const sd_bus_error& error);
+    RemoteError ErrorFrom(const Call& call, const sd_bus_error& error) const;
     int ReadBody(Call& call, sd_bus_message* reply);
     void Remember(const Call& call);
     void Deliver();
     RemoteError ErrorOf(RemoteError::Cause cause, const std::string& text) const;
     RemoteError NoService() const;
+    RemoteError OutcomeUnknown() const;
+    RemoteError NotSent(int result) const;
 
     const std::string m_endpoint;
     const std::function<std::shared_ptr<void>()> m_keepAlive;

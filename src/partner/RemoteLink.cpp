@@ -112,11 +112,7 @@ std::vector<char> TesselDbusRemote::Link::Send(std::vector<char> request) {
                           m_name + ": waiting from inside a listener; wait from the loop instead");
     }
     m_isSuspect = true;
-    throw RemoteError(Cause::TimedOut,
-                      m_name +
-                          ": no answer in time; the call may still be executed. Try again, or "
-                          "allow more than " +
-                          std::to_string(m_timeout.count() / 1000) + " ms");
+    throw m_calls.NoAnswer();
 }
 
 void TesselDbusRemote::Link::SetTimeout(std::chrono::microseconds timeout) {

@@ -1,12 +1,12 @@
 #include "platform/BusConnection.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <system_error>
 
 #include "common/PrintableText.h"
 #include "platform/TransportError.h"
-#include "platform/TransportLimits.h"
 
 namespace {
 
@@ -63,15 +63,15 @@ UniqueBus OpenBus(const BusLocation& location) {
     if (result >= 0) result = sd_bus_set_close_on_exit(bus.get(), 0);
     if (result >= 0) {
         result = sd_bus_set_method_call_timeout(
-            bus.get(), static_cast<std::uint64_t>(transport_limits::kStartTimeout.count()));
+            bus.get(), static_cast<std::uint64_t>(location.timeout.count()));
     }
     if (result >= 0) result = sd_bus_start(bus.get());
     if (result < 0) throw CannotReach(location, result);
     return bus;
 }
 
-void WaitForBus(sd_bus* bus, const BusLocation& location, std::chrono::microseconds timeout) {
-    const Clock::time_point deadline = Clock::now() + timeout;
+void WaitForBus(sd_bus* bus, const BusLocation& location) {
+    const Clock::time_point deadline = Clock::now() + location.timeout;
     for (;;) {
         const int ready = sd_bus_is_ready(bus);
         if (ready > 0) return;

@@ -3,18 +3,17 @@
 
 #pragma once
 
-#include <chrono>
 #include <string>
 
 #include "platform/BusSelection.h"
 #include "platform/SdBus.h"
 
 // Starts a connection as a client of the bus at `location`; it may not be usable yet. Its calls
-// time out after transport_limits::kStartTimeout. Throws TransportError.
+// time out after the location's timeout. Throws TransportError.
 UniqueBus OpenBus(const BusLocation& location);
 
-// Waits until the connection is usable. Throws TransportError when it is not after `timeout`.
-void WaitForBus(sd_bus* bus, const BusLocation& location, std::chrono::microseconds timeout);
+// Waits until the connection is usable. Throws TransportError when it is not in time.
+void WaitForBus(sd_bus* bus, const BusLocation& location);
 
 // Owns `name`, or throws TransportError: taken (the text says by which process), refused by the
 // bus's policy, no answer.

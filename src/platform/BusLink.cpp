@@ -34,7 +34,7 @@ BusLink::BusLink(std::function<void()> setUp, std::function<void()> lost)
 
 void BusLink::Open() {
     m_bus = OpenBus(m_location);
-    WaitForBus(m_bus.get(), m_location, transport_limits::kStartTimeout);
+    WaitForBus(m_bus.get(), m_location);
     Start();
 }
 

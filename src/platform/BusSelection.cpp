@@ -12,6 +12,7 @@ namespace {
 struct Choice {
     BusKind kind = BusKind::Automatic;
     std::string address;  // not empty: this one, whatever `kind` says
+    std::chrono::microseconds timeout = transport_limits::kStartTimeout;
 };
 
 Choice& TheChoice() {
@@ -25,23 +26,6 @@ std::string Environment(const char* name) {
     return value == nullptr ? std::string() : std::string(value);
 }
 
-// `path` as the value of an address's key, where some characters have a meaning of their own.
-std::string AddressValue(const std::string& path) {
-    static const char kPlain[] =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_/.\\*";
-    static const char kHex[] = "0123456789abcdef";
-    std::string value;
-    for (const char character : path) {
-        if (std::strchr(kPlain, character) != nullptr) {
-            value += character;
-            continue;
-        }
-        const auto byte = static_cast<unsigned char>(character);
-        value += {'%', kHex[byte >> 4], kHex[byte & 0xF]};
-    }
-    return value;
-}
-
 // The address of the session bus; empty when there is none.
 std::string SessionAddress() {
     const std::string address = Environment("DBUS_SESSION_BUS_ADDRESS");
@@ -51,7 +35,7 @@ std::string SessionAddress() {
     struct stat status;
     const std::string path = folder + "/bus";
     if (stat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return std::string();
-    return "unix:path=" + AddressValue(path);
+    return "unix:path=" + BusAddressValue(path);
 }
 
 BusLocation Session() {
@@ -79,18 +63,7 @@ BusLocation Automatic() {
     return System();
 }
 
-}  // namespace
-
-void SelectBus(BusKind kind) {
-    TheChoice() = Choice{kind, std::string()};
-}
-
-void SelectBusAddress(const std::string& address) {
-    TheChoice() = Choice{BusKind::Automatic, address};
-}
-
-BusLocation SelectedBus() {
-    const Choice& choice = TheChoice();
+BusLocation Chosen(const Choice& choice) {
     if (!choice.address.empty()) return {"the bus at " + choice.address, choice.address};
     switch (choice.kind) {
         case BusKind::Session: return Session();
@@ -98,4 +71,42 @@ BusLocation SelectedBus() {
         case BusKind::Automatic: break;
     }
     return Automatic();
+}
+
+}  // namespace
+
+void SelectBus(BusKind kind) {
+    TheChoice().kind = kind;
+    TheChoice().address.clear();
+}
+
+void SelectBusAddress(const std::string& address) {
+    TheChoice().kind = BusKind::Automatic;
+    TheChoice().address = address;
+}
+
+std::string BusAddressValue(const std::string& bytes) {
+    static const char kPlain[] =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_/.\\*";
+    static const char kHex[] = "0123456789abcdef";
+    std::string value;
+    for (const char character : bytes) {
+        if (character != '\0' && std::strchr(kPlain, character) != nullptr) {
+            value += character;
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(character);
+        value += {'%', kHex[byte >> 4], kHex[byte & 0xF]};
+    }
+    return value;
+}
+
+void SetBusTimeout(std::chrono::microseconds timeout) {
+    TheChoice().timeout = timeout;
+}
+
+BusLocation SelectedBus() {
+    BusLocation location = Chosen(TheChoice());
+    location.timeout = TheChoice().timeout;
+    return location;
 }

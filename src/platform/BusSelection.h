@@ -4,7 +4,10 @@
 
 #pragma once
 
+#include <chrono>
 #include <string>
+
+#include "platform/TransportLimits.h"
 
 enum class BusKind {
     // The bus that started the process, when it was bus-activated; else the session bus, when there
@@ -21,9 +24,17 @@ void SelectBus(BusKind kind);
 // ("unix:path=/run/user/1000/bus").
 void SelectBusAddress(const std::string& address);
 
+// `bytes`, a path perhaps, as a value within an address, where some characters have a meaning.
+std::string BusAddressValue(const std::string& bytes);
+
+// While an endpoint is built, its bus may take this long to answer, 5 s without a call. A bus that
+// is reached by asking a person for a password needs more.
+void SetBusTimeout(std::chrono::microseconds timeout);
+
 struct BusLocation {
     std::string description;  // for people: "the session bus at unix:path=…"
     std::string address;
+    std::chrono::microseconds timeout = transport_limits::kStartTimeout;
 };
 
 // Returns where an endpoint built now would come up. Looks at the choice above and at the

@@ -38,7 +38,7 @@ constexpr std::size_t kMaxHeldCalls = 64;
 // Bytes of an error text taken from an application's exception.
 constexpr std::size_t kMaxErrorText = 1024;
 
-// How long the constructor waits for the bus, at each step.
+// How long the constructor waits for the bus, at each step, unless the application says otherwise.
 constexpr std::chrono::microseconds kStartTimeout = std::chrono::seconds(5);
 
 // How long the destructor waits for the bus to take what was sent.

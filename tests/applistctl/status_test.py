@@ -2,8 +2,10 @@
 
 import os
 import signal
+import socket
 import subprocess
 import tempfile
+import time
 import unittest
 
 from support.processes import DEADLINE
@@ -171,6 +173,17 @@ class NoBus(ToolTest):
         complaint = self.complaint_of(3, "list", "--session", DBUS_SESSION_BUS_ADDRESS="",
                                       XDG_RUNTIME_DIR="")
         self.assertIn("no session bus", complaint)
+
+    def test_is_status_3_when_it_says_nothing_in_time(self):
+        with tempfile.TemporaryDirectory(prefix="applistctl-bus-") as folder, \
+                socket.socket(socket.AF_UNIX) as silent:
+            silent.bind(os.path.join(folder, "bus"))
+            silent.listen()
+            start = time.monotonic()
+            complaint = self.complaint_of(3, "list", f"--address=unix:path={folder}/bus",
+                                          "--timeout=0.2")
+            self.assertLess(time.monotonic() - start, 4, "the time is 5 s without --timeout")
+        self.assertIn("Connection timed out", complaint)
 
     def test_is_status_3_when_an_address_is_nonsense(self):
         self.assertIn("nonsense", self.complaint_of(3, "list", "--address=nonsense"))

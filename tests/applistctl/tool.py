@@ -128,10 +128,11 @@ class ToolTest(AppTest):
         self.assertEqual(ended, status, seen)
         return seen.decode()
 
-    def popen(self, *arguments, **streams):
-        process = subprocess.Popen([APPLISTCTL, *arguments], env=environment(self.bus),
-                                   stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,
-                                   **streams)
+    def popen(self, *arguments, stdout, restore_signals=True, **variables):
+        process = subprocess.Popen([APPLISTCTL, *arguments], stdin=subprocess.DEVNULL,
+                                   stdout=stdout, stderr=subprocess.PIPE, text=True,
+                                   restore_signals=restore_signals,
+                                   env=environment(self.bus, **variables))
         self.addCleanup(self._end, process)
         return process
 

@@ -36,6 +36,7 @@ protected:
 
     ~TheSelectedBus() override {
         SelectBus(BusKind::Automatic);
+        SetBusTimeout(transport_limits::kStartTimeout);
         for (const char* name : kVariables) unsetenv(name);
         for (const auto& variable : m_before) Set(variable.first.c_str(), variable.second);
         std::error_code ignored;
@@ -55,6 +56,15 @@ TEST_F(TheSelectedBus, IsTheOneThatStartedTheProgram) {
 
     EXPECT_EQ("unix:path=/starter", SelectedBus().address);
     EXPECT_EQ("the bus that started this program at unix:path=/starter", SelectedBus().description);
+}
+
+TEST_F(TheSelectedBus, HasFiveSecondsToAnswerOrWhatTheApplicationSays) {
+    EXPECT_EQ(std::chrono::seconds(5), SelectedBus().timeout);
+
+    SetBusTimeout(std::chrono::milliseconds(200));
+    SelectBusAddress("unix:path=/chosen");
+
+    EXPECT_EQ(std::chrono::milliseconds(200), SelectedBus().timeout);
 }
 
 TEST_F(TheSelectedBus, IsOfTheKindThatStartedTheProgram) {

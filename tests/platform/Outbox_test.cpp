@@ -23,9 +23,9 @@ class AnOutboxOnABusThatStands : public ::testing::TestWithParam<BusVariety> {
 protected:
     AnOutboxOnABusThatStands() {
         ForgetLog();
-        const BusLocation location{"the bus", m_bus.Address()};
+        const BusLocation location{"the bus", m_bus.Address(), kTestDeadline};
         m_connection = OpenBus(location);
-        WaitForBus(m_connection.get(), location, kTestDeadline);
+        WaitForBus(m_connection.get(), location);
         EXPECT_GE(m_outbox.Attach(m_connection.get(), TestLoop()), 0);
         const int smallest = 1;
         setsockopt(sd_bus_get_fd(m_connection.get()), SOL_SOCKET, SO_SNDBUF, &smallest,
