@@ -22,6 +22,23 @@ constexpr milliseconds kLastPause{1000};
 
 const char kEndpoint[] = "Applist: ";
 
+// What a failed reading means after writes none of which failed, or after nothing.
+RemoteError WhyNotRead(const RemoteError& failure, bool afterWrites) {
+    const std::string start = kEndpoint;
+    switch (failure.GetCause()) {
+        case Cause::OutcomeUnknown:
+            return RemoteError(Cause::NoService,
+                               start + "the service went away" +
+                                   (afterWrites ? " when the writes had been carried out" : "") +
+                                   "; wait until it is back, or start it");
+        case Cause::TimedOut:
+            if (afterWrites) return failure;
+            return RemoteError(Cause::TimedOut,
+                               start + "no answer in time; try again, or allow more time");
+        default: return failure;
+    }
+}
+
 std::string TextOf(AppListItem* item) {
     std::ostringstream out;
     out << RemoteAppListItem(*item);
@@ -93,6 +110,7 @@ void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) 
 }
 
 void RemoteAppListModel::Write(int messageId, const std::string& payload) {
+    m_hasWritten = true;
     m_IPC.PostMessage(messageId, payload.data(), payload.size(),
                       [this](RemoteReply& reply) { OnWritten(reply); });
 }
@@ -123,15 +141,9 @@ void RemoteAppListModel::Synchronize() {
         if (alive.expired()) throw;
         failure = error;
     }
+    const bool afterWrites = std::exchange(m_hasWritten, false);
     ThrowFailures();
-    if (failure && failure->GetCause() == Cause::OutcomeUnknown) {
-        // Every write was answered; what went away was only the reading.
-        throw RemoteError(Cause::NoService,
-                          std::string(kEndpoint) +
-                              "the service went away; the writes before were carried out. Wait "
-                              "until it is back, or start it");
-    }
-    if (failure) throw RemoteError(*failure);
+    if (failure) throw WhyNotRead(*failure, afterWrites);
     if (m_fetchFailure) throw RemoteError(*m_fetchFailure);
 }
 

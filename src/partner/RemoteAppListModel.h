@@ -127,7 +127,9 @@ private:
     bool m_isPausing = false;                   // the next fetch is put off
     std::chrono::milliseconds m_pause;          // for how long; it grows in a burst
 
-    // Of the writes since the last Synchronize: the first failure, and how many came after it.
+    // Of the writes since the last Synchronize: whether there were any, the first failure, and how
+    // many came after it.
+    bool m_hasWritten = false;
     std::optional<RemoteError> m_writeFailure;
     std::size_t m_moreWriteFailures = 0;
 

@@ -34,6 +34,22 @@ class Synchronizing : public PairTest {
 protected:
     void Write() { m_model->AddItemAtEnd(&m_item); }
 
+    std::string TextOfSynchronize() {
+        try {
+            m_model->Synchronize();
+            return "";
+        } catch (const RemoteError& error) {
+            return error.what();
+        }
+    }
+
+    // The service dies when it is asked for the list.
+    void KillServiceAtTheNextFetch() {
+        m_bus.m_faults.beforeStep = [this] {
+            if (m_bus.CountOf(2002) > 0 && m_service) KillService();
+        };
+    }
+
     RemoteAppListItem m_item{"Maps", "maps"};
 };
 
@@ -180,11 +196,39 @@ TEST_F(Synchronizing, NeverSendsAWriteAgainWhoseReplyWasLost) {
 
 TEST_F(Synchronizing, ThrowsNoServiceWhenOnlyTheReadingWasUnderWay) {
     StartBoth();
-    m_bus.m_faults.beforeStep = [this] {
-        if (m_bus.CountOf(2002) > 0 && m_service) KillService();
-    };
+    KillServiceAtTheNextFetch();
 
     EXPECT_EQ("NoService", CauseOfSynchronize());
+}
+
+TEST_F(Synchronizing, SaysThatTheWritesWereCarriedOutWhenOnlyTheReadingAfterThemFailed) {
+    StartBoth();
+    Write();
+    m_bus.RunFor(Milliseconds(200));
+    m_bus.m_executed.clear();
+    KillServiceAtTheNextFetch();
+
+    EXPECT_EQ(
+        "Applist: the service went away when the writes had been carried out; wait until it is "
+        "back, or start it",
+        TextOfSynchronize());
+}
+
+TEST_F(Synchronizing, SaysNothingOfWritesThatThereWereNot) {
+    StartBoth();
+    Write();
+    m_model->Synchronize();
+    m_bus.m_executed.clear();
+
+    m_bus.m_faults.serviceStands = true;
+    EXPECT_EQ("Applist: no answer in time; try again, or allow more time", TextOfSynchronize());
+
+    m_bus.m_faults.serviceStands = false;
+    m_bus.Run();
+    m_bus.m_executed.clear();
+    KillServiceAtTheNextFetch();
+    EXPECT_EQ("Applist: the service went away; wait until it is back, or start it",
+              TextOfSynchronize());
 }
 
 TEST_F(Synchronizing, ThrowsTooMuchWhenTooMuchWaits) {
