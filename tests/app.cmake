@@ -7,10 +7,6 @@ add_executable(app_tests
 target_link_libraries(app_tests PRIVATE applistd_parts test_options GTest::gmock GTest::gtest_main)
 gtest_discover_tests(app_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)
 
-# The system's Python, which python3-dbus and python3-gi belong to; another one on the PATH has
-# neither.
-set(APPLIST_PYTHON /usr/bin/python3 CACHE FILEPATH "Python with python3-dbus and python3-gi")
-
 foreach(subject command_line console desktop_entries foreign_clients lifecycle)
     add_test(NAME applistd.${subject}
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/apps/applistd/${subject}_test.py)

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -431,6 +432,11 @@ public:
         Journal::Get().Add("call " + Hex(Text(data)));
         return {'y', 'e', 's'};
     }
+
+    void PostMessage(Bytes& data, std::function<void(Bytes)> onReply) {
+        Journal::Get().Add("post " + Hex(Text(data)));
+        onReply({'y', 'e', 's'});
+    }
 };
 
 }  // namespace
@@ -460,4 +466,16 @@ TEST(ACallingChannel, SendsPayloadBytesAsTheyAre) {
     channel.SendMessage(1, "\0\xFF", 2);
 
     EXPECT_EQ(Events({"call 00 ff 01 00 00 00"}), Journal::Get().Take());
+}
+
+TEST(ACallingChannel, PostsThePayloadAndThenTheIdAndHandsOnWhoTakesTheReply) {
+    IPCApplist<CallingTransport, Handler> channel;
+    Journal::Get().Restart();
+
+    std::string reply;
+    channel.PostMessage(2005, "ABC", 3, [&](Bytes bytes) { reply = Text(bytes); });
+    channel.PostMessage(2002, nullptr, 0, [](Bytes) {});
+
+    EXPECT_EQ("yes", reply);
+    EXPECT_EQ(Events({"post 41 42 43 d5 07 00 00", "post d2 07 00 00"}), Journal::Get().Take());
 }
