@@ -70,14 +70,6 @@ void NoteRepeated(const ListState& before, const std::vector<Entry>& items) {
          " an id that another item has too; select, remove and replace take the first of an id");
 }
 
-std::vector<RemoteAppListItem> ReadItems(const std::string& file) {
-    try {
-        return ReadItemFile(file);
-    } catch (const ItemLinesError& error) {
-        throw Failure(kWrongUsage, error.what());
-    }
-}
-
 std::size_t AskedCount(const Options& options) {
     Session session(options);
     return session.Before().items.size();
@@ -132,7 +124,7 @@ void RunAdd(const Options& options, const Output& output) {
 }
 
 void RunImport(const Options& options, const Output& output) {
-    std::vector<RemoteAppListItem> items = ReadItems(options.file);
+    std::vector<RemoteAppListItem> items = ReadItemFile(options.file);
     std::vector<Entry> entries;
     std::vector<AppListItem*> pointers;
     for (RemoteAppListItem& item : items) {

@@ -1,10 +1,5 @@
-#include <unistd.h>
-
 #include <charconv>
 #include <cstdint>
-#include <iostream>
-#include <iterator>
-#include <sstream>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -13,6 +8,7 @@
 #include "apps/applistctl/Failure.h"
 #include "apps/applistctl/Suggestion.h"
 #include "apps/common/ItemLines.h"
+#include "apps/common/ReadText.h"
 #include "common/AppListRemoteControl.h"
 #include "ipc/IPCApplist.h"
 #include "partner/TesselDbusRemote.h"
@@ -77,18 +73,17 @@ std::string Unescape(const std::string& typed) {
 std::string PayloadOf(const Options& options) {
     if (!options.payload) return std::string();
     if (*options.payload != "-") return Unescape(*options.payload);
-    return std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+    return ReadText("-");
 }
 
 void PrintReply(const std::string& reply, const Output& output) {
     try {
-        std::istringstream in(reply);
         std::vector<Entry> entries;
-        for (RemoteAppListItem& item : ReadItemLines(in, "the reply")) {
+        for (RemoteAppListItem& item : ReadItemLines(reply, "the reply")) {
             entries.push_back({item.GetVisibleName(), item.GetUnigueId()});
         }
         output.Print(entries);
-    } catch (const ItemLinesError&) {
+    } catch (const InputError&) {
         output.PrintRaw(reply);
     }
 }

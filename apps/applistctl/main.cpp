@@ -1,5 +1,6 @@
 // A result on stdout, or one line on stderr and a status that a script can test.
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -11,6 +12,7 @@
 #include "apps/applistctl/Failure.h"
 #include "apps/applistctl/Host.h"
 #include "apps/applistctl/TextWidth.h"
+#include "apps/common/ReadText.h"
 #include "common/AppListLog.h"
 #include "partner/RemoteError.h"
 #include "platform/BusSelection.h"
@@ -30,6 +32,15 @@ void SetUpSignals() {
     // A reader that closes the pipe ends us as it ends any filter, even when whoever started us
     // ignores the signal.
     std::signal(SIGPIPE, SIG_DFL);
+}
+
+// The number of a stream that came closed would go to the next descriptor that is opened, the bus.
+// This one fails as the closed one would.
+void FillStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) >= 0) continue;
+        open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
 }
 
 void ChooseBus(const Options& options) {
@@ -99,6 +110,7 @@ int Run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    FillStreams();
     UseUtf8Locale();
     SetUpSignals();
     try {
@@ -107,6 +119,9 @@ int main(int argc, char** argv) {
     } catch (const Failure& failure) {
         Note(failure.what());
         return failure.Status();
+    } catch (const InputError& error) {
+        Note(error.what());
+        return kWrongUsage;
     } catch (const std::exception& error) {
         Note(error.what());
         return kNotDone;

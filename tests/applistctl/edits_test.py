@@ -1,5 +1,6 @@
 """Edits say what really happened to the list, whatever the service answered."""
 
+import os
 import unittest
 
 from support import items
@@ -142,7 +143,7 @@ class AnImport(ToolTest):
 
     def test_names_the_line_that_is_no_item(self):
         path, complaint = self.bad("A\ta\nB\tb\nno tab\n")
-        self.assertEqual(complaint, f"{path}:3: no TAB between name and id")
+        self.assertEqual(complaint, f"{path}:3: no TAB between name and id; write one there")
 
     def test_names_the_line_of_an_unknown_escape(self):
         path, complaint = self.bad("A\\x\ta\n")
@@ -154,7 +155,7 @@ class AnImport(ToolTest):
 
     def test_names_standard_input(self):
         self.assertEqual(self.complaint_of(2, "import", stdin=b"bad\n"),
-                         "standard input:1: no TAB between name and id")
+                         "standard input:1: no TAB between name and id; write one there")
 
     def test_sends_nothing_when_a_line_is_bad(self):
         partner = self.partner()
@@ -166,6 +167,21 @@ class AnImport(ToolTest):
         self.daemon.stop()
         _, complaint = self.bad("no tab\n")
         self.assertIn("no TAB", complaint)
+
+    def test_says_that_standard_input_cannot_be_read(self):
+        folder = os.open("/tmp", os.O_RDONLY)
+        self.addCleanup(os.close, folder)
+        for arguments in (("import",), ("call", "AddItems", "-")):
+            self.assertEqual(self.complaint_of(2, *arguments, stdin=folder),
+                             "cannot read standard input: Is a directory; "
+                             "give a file or a pipe that can be read")
+            self.assertIn("cannot read standard input: Bad file descriptor; ",
+                          self.complaint_of(2, *arguments, closed="<&-"))
+
+    def test_says_that_a_file_is_too_long(self):
+        self.assertEqual(self.complaint_of(2, "import", "/dev/zero"),
+                         "/dev/zero has more than 1073741820 bytes, more than a message carries; "
+                         "give it in parts")
 
     def test_says_that_a_file_is_not_there(self):
         self.assertIn("cannot open /nonexistent/apps.txt: No such file",

@@ -97,12 +97,15 @@ class ToolTest(AppTest):
     def serve(self, text):
         self.daemon = self.start("--items", self.file(text))
 
-    def run_tool(self, *arguments, stdin=b"", **variables):
-        """Runs the tool with pipes to its end."""
-        done = subprocess.run([APPLISTCTL, *arguments], input=stdin, capture_output=True,
+    def run_tool(self, *arguments, stdin=b"", stdout=subprocess.PIPE, closed="", **variables):
+        """Runs the tool to its end: with pipes, with other files, or with a stream `closed` as a
+        shell does it, <&- or >&-."""
+        given = {"input": stdin} if isinstance(stdin, bytes) else {"stdin": stdin}
+        done = subprocess.run(["sh", "-c", f'exec "$0" "$@" {closed}', APPLISTCTL, *arguments],
+                              stdout=stdout, stderr=subprocess.PIPE,
                               env=environment(self.bus, **variables), timeout=DEADLINE,
-                              check=False)
-        return Result(done.returncode, done.stdout, done.stderr.decode())
+                              check=False, **given)
+        return Result(done.returncode, done.stdout or b"", done.stderr.decode())
 
     def output_of(self, *arguments, **more):
         """What a command that works prints; it has nothing else to say."""

@@ -88,7 +88,8 @@ class AFileOfItems(AppTest):
 
     def test_names_the_file_the_line_and_the_cause_of_a_malformed_line(self):
         err = self.complaint("Music\tmusic\nMaps maps\n")
-        self.assertEqual(err, f"applistd: {self.path}:2: no TAB between name and id\n")
+        self.assertEqual(err, f"applistd: {self.path}:2: no TAB between name and id; "
+                              "write one there\n")
 
     def test_publishes_nothing_when_a_line_is_malformed(self):
         ui = self.partner()

@@ -1,0 +1,55 @@
+// By descriptor: a stream tells a failed reading only by chance, and not from the end.
+
+#include "apps/common/ReadText.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <optional>
+#include <system_error>
+#include <vector>
+
+#include "platform/SealedMemfd.h"
+
+namespace {
+
+constexpr std::size_t kPiece = std::size_t{64} << 10;
+
+[[noreturn]] void Fail(const std::string& what, const std::string& next) {
+    const std::error_code cause(errno, std::generic_category());
+    throw InputError(what + ": " + cause.message() + "; " + next);
+}
+
+std::string ReadAll(int fd, const std::string& source, std::size_t limit) {
+    std::string text;
+    std::vector<char> piece(kPiece);
+    for (;;) {
+        const ssize_t size = read(fd, piece.data(), piece.size());
+        if (size < 0) Fail("cannot read " + source, "give a file or a pipe that can be read");
+        if (size == 0) return text;
+        if (static_cast<std::size_t>(size) > limit - text.size()) {
+            throw InputError(source + " has more than " + std::to_string(limit) +
+                             " bytes, more than a message carries; give it in parts");
+        }
+        text.append(piece.data(), static_cast<std::size_t>(size));
+    }
+}
+
+}  // namespace
+
+std::string SourceName(const std::string& path) {
+    if (path.empty()) return "\"\"";
+    return path == "-" ? "standard input" : path;
+}
+
+std::string ReadText(const std::string& path, std::size_t limit) {
+    std::optional<OwnedFd> file;
+    if (path != "-") {
+        file.emplace(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        if (file->Get() < 0) {
+            Fail("cannot open " + SourceName(path), "name a file that is there and may be read");
+        }
+    }
+    return ReadAll(file ? file->Get() : STDIN_FILENO, SourceName(path), limit);
+}

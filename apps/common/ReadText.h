@@ -1,0 +1,27 @@
+// What a person gives a program to read: a file, or standard input.
+//
+// Threads: any. Lifetime: nothing is kept.
+
+#pragma once
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+
+#include "platform/TransportLimits.h"
+
+// Says what is wrong with the input and what to do, in one line.
+class InputError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// What one message carries beside the four bytes of its function's number.
+constexpr std::size_t kMaxText = transport_limits::kMaxFdBytes - 4;
+
+// What messages call `path`: "standard input" for "-".
+std::string SourceName(const std::string& path);
+
+// Returns all bytes of the file at `path`, or of standard input when that is "-".
+// Throws InputError, also when there are more than `limit`, without reading on then.
+std::string ReadText(const std::string& path, std::size_t limit = kMaxText);

@@ -1,0 +1,55 @@
+#include "apps/common/ReadText.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+std::string FaultOf(const std::string& path, std::size_t limit = kMaxText) {
+    try {
+        ReadText(path, limit);
+    } catch (const InputError& error) {
+        return error.what();
+    }
+    return "no fault";
+}
+
+}  // namespace
+
+TEST(AText, IsReadAsItIs) {
+    EXPECT_EQ(ReadText("/dev/null"), "");
+    EXPECT_NE(ReadText("/proc/self/environ").find('\0'), std::string::npos);
+}
+
+TEST(AText, ThatDoesNotExistIsNamedWithTheCause) {
+    EXPECT_EQ(FaultOf("/nonexistent/apps.txt"),
+              "cannot open /nonexistent/apps.txt: No such file or directory; name a file that is "
+              "there and may be read");
+}
+
+TEST(AText, WithoutANameIsShownAsSuch) {
+    EXPECT_EQ(FaultOf(""),
+              "cannot open \"\": No such file or directory; name a file that is there and may be "
+              "read");
+}
+
+TEST(AText, ThatIsAFolderIsRefused) {
+    EXPECT_EQ(FaultOf("/"),
+              "cannot read /: Is a directory; give a file or a pipe that can be read");
+}
+
+TEST(AText, MayBeAsLongAsTheLimit) {
+    const std::string path = "/proc/self/cmdline";
+    const std::size_t length = ReadText(path).size();
+    EXPECT_EQ(ReadText(path, length).size(), length);
+    EXPECT_EQ(FaultOf(path, length - 1),
+              path + " has more than " + std::to_string(length - 1) +
+                  " bytes, more than a message carries; give it in parts");
+}
+
+TEST(AText, IsNotReadPastTheLimit) {
+    EXPECT_EQ(
+        FaultOf("/dev/zero", 1000000),
+        "/dev/zero has more than 1000000 bytes, more than a message carries; give it in parts");
+}
