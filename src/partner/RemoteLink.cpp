@@ -330,8 +330,11 @@ void TesselDbusRemote::Link::OnNotification(sd_bus_message* signal) {
     }
     // The service counts those to everyone.
     if (sd_bus_message_get_destination(signal) == nullptr) ++m_received;
+    if (!std::exchange(m_comparesSoon, true)) {
+        CompareIn(m_serialAnswer ? partner_limits::kCompareAtRest
+                                 : partner_limits::kCompareInBurst);
+    }
     if (!m_isReady || m_owner == nullptr) return;
-    if (!std::exchange(m_comparesSoon, true)) CompareIn(partner_limits::kCompareInBurst);
     const char* const begin = static_cast<const char*>(bytes);
     std::vector<char> body(begin, begin + size);
     m_owner->HandleNotification(body);
@@ -348,6 +351,9 @@ void TesselDbusRemote::Link::CompareIn(std::chrono::microseconds delay) {
 int TesselDbusRemote::Link::OnCompareTime(sd_event_source*, std::uint64_t, void* userdata) {
     const auto self = static_cast<Link*>(userdata)->shared_from_this();
     self->m_comparesSoon = false;
+    // Still awaited long after a notification came: the service runs, and the bus has dropped the
+    // answer as it drops notifications.
+    self->m_serialAnswer.reset();
     Guarded("comparing with the service", [&] { self->Compare(); });
     return 0;
 }

@@ -272,3 +272,40 @@ TEST_P(APartnerOnABus, ShowsTheListSoonAfterItStoodItselfDuringAFlood) {
     EXPECT_EQ("shown", partner.Ask("await " + content));
     EXPECT_LT(std::chrono::steady_clock::now() - start, kAfterLoss);
 }
+
+namespace {
+
+const char kKeepsLittle[] =
+    "<policy context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
+    "<allow own=\"*\"/></policy><limit name=\"max_outgoing_bytes\">4096</limit>";
+
+}  // namespace
+
+// It drops what a slow reader does not take, answers to its calls included, and tells only its log.
+class AForgetfulBus : public PartnerBusTest {
+protected:
+    AForgetfulBus() : PartnerBusTest(kKeepsLittle) {}
+};
+
+INSTANTIATE_TEST_SUITE_P(OfTheDaemon, AForgetfulBus,
+                         ::testing::Values(BusVariety{BusProgram::Daemon, BusLimits::BuiltIn}),
+                         [](const auto& test) { return NameOf(test.param); });
+
+TEST_P(AForgetfulBus, HidesNoChangeFromAPartnerThatStood) {
+    StartService();
+    SideProcess partner("partner", m_bus->Address());
+    // An answer that the bus drops is waited for so long before the list is read again.
+    ASSERT_EQ("set", partner.Ask("timeout 1000"));
+    ASSERT_EQ("shown", partner.Ask("await " + m_service->Ask("add maps")));
+
+    partner.Stop();
+    m_service->Ask("tell 10000");
+    const std::string content = m_service->Ask("edit 10001");
+    partner.Continue();
+    const auto start = std::chrono::steady_clock::now();
+
+    EXPECT_EQ("shown", partner.Ask("await " + content));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, kAfterLoss);
+    EXPECT_NE(std::string::npos, m_bus->Output().find("a full message queue"))
+        << "the bus dropped nothing";
+}

@@ -319,6 +319,25 @@ TEST_P(AHostileService, IsReadAnewAfterAnEventThatTheBusLost) {
     EXPECT_EQ(Strings{"changed"}, m_witness->Take());
 }
 
+// So it does with answers; a service that stands answers when it goes on.
+TEST_P(AHostileService, IsComparedAgainWhenTheBusLostTheAnswerAndAnEventComes) {
+    const HostileService::Answer truth = m_hostile.m_answerSerial;
+    BareRemote remote;
+    ASSERT_TRUE(RunUntil([&] { return remote.m_readies == 1; }));
+    m_hostile.m_answerSerial = [](sd_bus_message*) { return 0; };
+    m_hostile.m_calls.clear();
+    m_hostile.Announce();
+    ASSERT_TRUE(RunUntil([&] { return m_hostile.CountOf("Get") == 1; }));
+    m_hostile.NotifyInVain();
+    m_hostile.m_answerSerial = truth;
+    const auto start = std::chrono::steady_clock::now();
+
+    m_hostile.Announce();
+
+    EXPECT_TRUE(RunUntil([&] { return remote.m_readies == 2; }));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, kAfterLoss);
+}
+
 TEST_P(AHostileService, HearsThePartnersNotifications) {
     BareRemote remote;
     ASSERT_TRUE(RunUntil([&] { return remote.m_isReady; }));

@@ -93,6 +93,11 @@ public:
         } else if (command == "clear") {
             m_model.RemoveAllItems();
             Say("written");
+        } else if (command == "timeout") {
+            int time = 0;
+            arguments >> time;
+            m_model.SetTimeout(std::chrono::milliseconds(time));
+            Say("set");
         } else if (command == "sync") {
             Synchronize();
         } else if (command == "await") {
