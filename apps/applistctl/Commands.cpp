@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "apps/applistctl/Failure.h"
+#include "apps/applistctl/Waiting.h"
 
 namespace {
 
@@ -42,7 +43,8 @@ void RunCommand(const Options& options, const Output& output) {
 
 Session::Session(const Options& options) {
     m_model.SetTimeout(options.timeout);
-    m_before = Now();
+    AskService(
+        options, [this] { return m_model.IsServiceThere(); }, [this] { m_before = Now(); });
 }
 
 ListState Session::Now() {

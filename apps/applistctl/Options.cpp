@@ -97,6 +97,9 @@ void DeclareCommon(CLI::App& app, Options& options) {
            "--timeout", [&options](const std::string& given) { SetTimeout(options, given); },
            "How long an answer may take; 5 without it")
         ->type_name("SECONDS");
+    app.add_flag("--wait", options.wait,
+                 "Wait for the service for the time of --timeout; watch waits for good")
+        ->disable_flag_override();
     app.add_flag("--verbose", options.verbose, "Log every call and event")->disable_flag_override();
 }
 
@@ -121,8 +124,10 @@ void DeclareReads(CLI::App& app, Options& options) {
     watch->add_option("--count", options.count, "End after this many lines")
         ->type_name("N")
         ->check(CLI::PositiveNumber);
-    watch->add_flag("--wait", options.wait, "Wait for the service when there is none")
-        ->disable_flag_override();
+    watch->footer(
+        std::string(
+            "Changes that follow each other quickly are told together, as what they came to.\n\n") +
+        kCommandFooter);
 }
 
 void DeclareEdits(CLI::App& app, Options& options) {

@@ -7,6 +7,7 @@
 #include "apps/applistctl/Commands.h"
 #include "apps/applistctl/Failure.h"
 #include "apps/applistctl/Suggestion.h"
+#include "apps/applistctl/Waiting.h"
 #include "apps/common/ItemLines.h"
 #include "apps/common/ReadText.h"
 #include "common/AppListRemoteControl.h"
@@ -30,7 +31,18 @@ const Function kFunctions[] = {
 
 // Nobody is told of what comes besides the reply.
 class Nobody {};
-using Channel = IPCApplist<TesselDbusRemote, Nobody>;
+
+class Channel : public IPCApplist<TesselDbusRemote, Nobody> {
+public:
+    bool IsServiceThere() const { return m_isServiceThere; }
+    void HandleConnectionReady(bool state, const std::string& partner) override {
+        m_isServiceThere = state;
+        IPCApplist::HandleConnectionReady(state, partner);
+    }
+
+private:
+    bool m_isServiceThere = false;
+};
 
 // Any number goes: what a service does with one that it does not know is worth a look, too.
 std::int32_t NumberOf(const std::string& function) {
@@ -73,7 +85,7 @@ std::string Unescape(const std::string& typed) {
 std::string PayloadOf(const Options& options) {
     if (!options.payload) return std::string();
     if (*options.payload != "-") return Unescape(*options.payload);
-    return ReadText("-");
+    return ReadText("-", kMaxPayload);
 }
 
 void PrintReply(const std::string& reply, const Output& output) {
@@ -95,7 +107,10 @@ void RunCall(const Options& options, const Output& output) {
     const std::string payload = PayloadOf(options);
     Channel channel;
     channel.SetTimeout(options.timeout);
-    const std::vector<char> reply = channel.SendMessage(number, payload.data(), payload.size());
+    std::vector<char> reply;
+    AskService(
+        options, [&] { return channel.IsServiceThere(); },
+        [&] { reply = channel.SendMessage(number, payload.data(), payload.size()); });
     PrintReply(std::string(reply.begin(), reply.end()), output);
     if (!IsKnown(number)) {
         Note(std::to_string(number) +

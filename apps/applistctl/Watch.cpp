@@ -44,7 +44,7 @@ public:
         Require(sd_event_default(&event));
         m_event.reset(event);
         m_model.SetTimeout(options.timeout);
-        Begin();
+        if (!CatchUp()) Note("waiting for the service");
         m_model.AddItemSelectionListener(this);
         m_model.AddItemChangeListener(this);
         m_model.AddItemClickedListener(this);
@@ -68,23 +68,13 @@ private:
         Fenced([this] { Compare(); });
     }
     void ItemClicked(AppListModel*) override {
-        // Which item it was does not travel.
-        Fenced([this] { Tell({"clicked", {}, {}, {}}); });
+        // What was selected before it may not be here yet.
+        if (!m_hasBegun) return;
+        ++m_clicks;
+        Fenced([this] { CatchUpAfter(0); });
     }
     void ServiceChanged(RemoteAppListModel*) override {
         Fenced([this] { m_model.IsServiceThere() ? Appeared() : Lost(); });
-    }
-
-    // The list to compare with. Without a service there is none yet.
-    void Begin() {
-        try {
-            m_model.Synchronize();
-        } catch (const RemoteError& error) {
-            if (!m_options.wait || error.GetCause() != RemoteError::Cause::NoService) throw;
-            Note("waiting for the service");
-            return;
-        }
-        Start();
     }
 
     void Start() {
@@ -103,7 +93,7 @@ private:
 
     void Lost() {
         m_isUpToDate = false;
-        m_catchUp.reset();
+        TellClicks(m_clicks);
         if (m_hasBegun) Tell({"lost", {}, {}, {}});
     }
 
@@ -122,17 +112,32 @@ private:
         return 0;
     }
 
-    void CatchUp() {
+    // False when there is no list to be had now; there will be another try. At first that is only
+    // so for who wants to wait.
+    bool CatchUp() {
+        const std::size_t clicks = m_clicks;
         try {
             m_model.Synchronize();
         } catch (const RemoteError& error) {
-            if (error.GetCause() == RemoteError::Cause::Refused) throw;
+            const bool mayTryAgain = m_hasBegun || m_options.wait;
+            if (!mayTryAgain || error.GetCause() == RemoteError::Cause::Refused) throw;
             if (m_model.IsServiceThere()) CatchUpAfter(kRetryMicroseconds);
-            return;
+            return false;
         }
-        if (!m_hasBegun) return Start();
+        if (!m_hasBegun) {
+            Start();
+            return true;
+        }
         m_isUpToDate = true;
         Compare();
+        TellClicks(clicks);
+        return true;
+    }
+
+    // Which items they were does not travel.
+    void TellClicks(std::size_t count) {
+        m_clicks -= count;
+        for (; count > 0; --count) Tell({"clicked", {}, {}, {}});
     }
 
     void Compare() {
@@ -187,6 +192,7 @@ private:
     UniqueSource m_reader;
     UniqueSource m_catchUp;
     ListState m_shown;
+    std::size_t m_clicks = 0;   // not told yet
     bool m_hasBegun = false;    // there is something to compare with
     bool m_isUpToDate = false;  // and the replica can be compared with it
     // Last, so that it goes first and calls nobody who is gone.

@@ -83,10 +83,11 @@ ExitStatus StatusOf(RemoteError::Cause cause) {
     }
 }
 
-std::string HintFor(RemoteError::Cause cause) {
+std::string HintFor(RemoteError::Cause cause, const Options& options) {
     switch (cause) {
         case RemoteError::Cause::NoService:
-            return ", or name its bus: --session, --system, --address, --host";
+            return std::string(options.wait ? "" : ", or wait for it with --wait") +
+                   ", or name its bus: --session, --system, --address, --host";
         case RemoteError::Cause::TimedOut: return " with --timeout";
         default: return std::string();
     }
@@ -99,7 +100,7 @@ int Run(const Options& options) {
         RunCommand(options, Output(options));
         return kDone;
     } catch (const RemoteError& error) {
-        Note(TextOf(error, options) + HintFor(error.GetCause()));
+        Note(TextOf(error, options) + HintFor(error.GetCause(), options));
         return StatusOf(error.GetCause());
     } catch (const TransportError& error) {
         Note(TextOf(error, options));

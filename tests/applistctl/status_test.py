@@ -8,6 +8,8 @@ import tempfile
 import time
 import unittest
 
+from support import items
+from support.partner import wait_for_match_rule
 from support.processes import DEADLINE
 from tool import MAPS, MUSIC, ToolTest, environment
 
@@ -128,7 +130,7 @@ class TheCommandLine(ToolTest):
         self.assertTrue(text.startswith("Examples:\n  applistctl list "), text)
         for word in [command[0] for command in EVERY_COMMAND] + [
                 "--json[=STYLE]", "--session", "--system", "--address", "--host", "--timeout",
-                "--verbose", "--version", "Exit status: 0 done; 1 "]:
+                "--wait", "--verbose", "--version", "Exit status: 0 done; 1 "]:
             self.assertIn(word, text)
         self.assertLessEqual(max(map(len, text.splitlines())), 100)
 
@@ -150,6 +152,30 @@ class TheCommandLine(ToolTest):
 class ABusWithoutTheService(ToolTest):
     ITEMS = None
 
+    def waiting(self, *command):
+        """The command, run with --wait, when it follows the bus."""
+        process = self.popen(*command, "--wait", stdout=subprocess.PIPE)
+        wait_for_match_rule(self.bus, f"arg0='{items.BUS_NAME}'")
+        return process
+
+    def test_can_be_waited_on(self):
+        for command, out in ((("list",), "Maps\tmaps\n"), (("call", "2002"), "Maps\tmaps\n"),
+                             (("add", "A", "a"), "added\tA\ta\n")):
+            with self.subTest(command=command[0]):
+                process = self.waiting(*command)
+                self.serve("Maps\tmaps\n")
+                self.assertEqual(process.communicate(timeout=DEADLINE), (out, ""))
+                self.assertEqual(process.returncode, 0)
+                self.daemon.stop()
+
+    def test_is_waited_on_for_the_time_of_an_answer(self):
+        for command in (("list",), ("call", "2002")):
+            start = time.monotonic()
+            complaint = self.complaint_of(3, *command, "--wait", "--timeout=0.5")
+            self.assertIn("nobody owns org.tessel.Local.Applist", complaint)
+            self.assertNotIn("--wait", complaint)
+            self.assertGreater(time.monotonic() - start, 0.5)
+
     def test_is_status_3_for_every_command(self):
         for command in EVERY_COMMAND:
             with self.subTest(command=command[0]):
@@ -157,6 +183,7 @@ class ABusWithoutTheService(ToolTest):
                 self.assertIn("nobody owns org.tessel.Local.Applist", complaint)
                 self.assertIn(self.bus.address, complaint)
                 self.assertIn("start the service", complaint)
+                self.assertIn("wait for it with --wait", complaint)
                 self.assertIn("--address", complaint)
 
 

@@ -7,6 +7,7 @@ import select
 import signal
 import struct
 import subprocess
+import sys
 import termios
 import time
 from typing import NamedTuple
@@ -83,6 +84,29 @@ class Terminal:
         return self.process.wait(DEADLINE), self._seen.replace(b"\r\n", b"\n")
 
 
+class ScriptedService:
+    """A service of `bus` that does what it is told, see scripted_service.py."""
+
+    def __init__(self, bus, *script):
+        program = os.path.join(os.path.dirname(__file__), "scripted_service.py")
+        self.process = subprocess.Popen([sys.executable, program, bus.address, *script], text=True,
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self._calls = Output(self.process.stdout)
+        self._calls.wait_for("ready")
+
+    def tell(self, *lines):
+        """All at once."""
+        self.process.stdin.write("".join(line + "\n" for line in lines))
+        self.process.stdin.flush()
+
+    def wait_for_call(self, function):
+        self._calls.wait_for(str(function))
+
+    def stop(self):
+        self.process.stdin.close()
+        return self.process.wait(DEADLINE)
+
+
 class ToolTest(AppTest):
     """A bus, on it a service with two items, Maps (selected) and Music, and the tool."""
 
@@ -96,6 +120,11 @@ class ToolTest(AppTest):
 
     def serve(self, text):
         self.daemon = self.start("--items", self.file(text))
+
+    def script(self, *lines):
+        service = ScriptedService(self.bus, *lines)
+        self.addCleanup(service.stop)
+        return service
 
     def run_tool(self, *arguments, stdin=b"", stdout=subprocess.PIPE, closed="", **variables):
         """Runs the tool to its end: with pipes, with other files, or with a stream `closed` as a

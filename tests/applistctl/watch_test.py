@@ -141,6 +141,73 @@ class AWatchOfInstalledApplications(ToolTest):
                          ["renamed\tZoo\tmaps.desktop\tMaps\tmaps.desktop", "reordered"])
 
 
+class AWatchOfAScriptedService(ToolTest):
+    ITEMS = None
+    MUSIC_IS_SELECTED = "2001=Music\\tmusic\\n"
+
+    def start_again(self, service, *script):
+        service.stop()
+        return self.script(*script)
+
+    def test_tells_a_click_after_the_selection_before_it(self):
+        service = self.script()
+        watch = self.watch()
+        service.tell(self.MUSIC_IS_SELECTED, "notify 2", "notify 3")
+        self.assertEqual([watch.next(), watch.next()], ["selected\tMusic\tmusic", "clicked"])
+
+    def test_tells_every_click(self):
+        service = self.script()
+        watch = self.watch("--count=5")
+        service.tell(*["notify 3"] * 4)
+        self.assertEqual([watch.next() for _ in range(4)], ["clicked"] * 4)
+        service.tell("notify 3")
+        self.assertEqual(watch.wait(), 0)
+
+    def test_tells_a_click_that_was_the_last_thing_before_the_end(self):
+        service = self.script()
+        watch = self.watch("--timeout=60")
+        service.tell("2002=silent", "notify 3", "2002=leave", "notify 3")
+        self.assertEqual([watch.next() for _ in range(3)], ["clicked", "clicked", "lost"])
+
+    def test_tries_again_when_the_service_is_back_and_answers_with_errors(self):
+        service = self.script()
+        watch = self.watch()
+        service = self.start_again(service, self.MUSIC_IS_SELECTED, "2002=fail")
+        self.assertEqual([watch.next(), watch.next()], ["lost", "back"])
+        for _ in range(3):
+            service.wait_for_call(2002)
+        service.tell("2002=Music\\tmusic\\n")
+        self.assertEqual([watch.next(), watch.next()],
+                         ["removed\tMaps\tmaps", "selected\tMusic\tmusic"])
+
+    def test_ends_when_the_service_is_back_and_refuses(self):
+        service = self.script()
+        watch = self.watch()
+        self.start_again(service, "2002=refuse")
+        self.assertEqual(watch.wait(), 4)
+        self.assertEqual(watch.out.rest(), ["lost", "back"])
+        self.assertIn("the bus's policy refuses the call", watch.err.rest()[0])
+
+    def test_that_shall_wait_begins_when_the_service_answers_without_errors(self):
+        service = self.script("2002=fail")
+        watch = self.watch("--wait", ready="waiting for the service")
+        service.tell("2002=Maps\\tmaps\\n")
+        self.assertEqual(watch.err.wait_for(""), "applistctl: watching 1 item")
+
+    def test_that_shall_wait_does_not_wait_for_a_permission(self):
+        self.script("2002=refuse")
+        self.assertIn("the bus's policy refuses", self.complaint_of(4, "watch", "--wait"))
+
+
+class AWatchOfASilentService(ToolTest):
+    def test_that_shall_wait_begins_when_it_answers(self):
+        self.daemon.process.send_signal(signal.SIGSTOP)
+        self.addCleanup(self.daemon.process.send_signal, signal.SIGCONT)
+        watch = self.watch("--wait", "--timeout=0.2", ready="waiting for the service")
+        self.daemon.process.send_signal(signal.SIGCONT)
+        self.assertEqual(watch.err.wait_for(""), "applistctl: watching 2 items")
+
+
 class AWatchAcrossARestart(ToolTest):
     def setUp(self):
         super().setUp()
