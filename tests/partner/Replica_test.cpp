@@ -286,7 +286,7 @@ TEST_F(AReplica, IsEmptyAgainWhenCleared) {
 TEST_F(AReplica, GivesBackTheMemoryOfThousandsOfItemsWhenOneOfThemStays) {
     constexpr std::size_t kLittle = 8192;
     std::string text;
-    for (int count = 0; count < 20000; ++count) text += "\t" + std::to_string(count) + "\n";
+    for (int count = 0; count < 40000; ++count) text += "\t" + std::to_string(count) + "\n";
     Take("a", "a");
     const std::size_t before = HeapInUse();
     TakeText(text, "\t5000\n");
