@@ -61,5 +61,22 @@ class ACall(ToolTest):
             self.assertIn("unknown function " + number, self.complaint_of(2, "call", number))
 
 
+class ACallThatIsNotAnsweredWithItems(ToolTest):
+    ITEMS = None
+
+    def setUp(self):
+        super().setUp()
+        self.script("2002=\\x1b[2Jno item")
+
+    def test_shows_its_bytes(self):
+        self.assertEqual(self.output_of("call", "2002"), "\x1b[2Jno item")
+
+    def test_shows_them_as_text_on_a_terminal(self):
+        self.assertEqual(self.on_terminal("call", "2002"), "\\x1b[2Jno item\n")
+
+    def test_shows_them_as_a_string_in_json(self):
+        self.assertEqual(self.output_of("call", "2002", "--json"), '"\\u001b[2Jno item"\n')
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -118,6 +118,38 @@ class AnEdit(ToolTest):
         self.assertIn("no item has the id mail", self.complaint_of(1, "click", "mail"))
 
 
+class AnEditThatTheServiceIgnores(ToolTest):
+    ITEMS = None
+
+    def setUp(self):
+        super().setUp()
+        self.script()
+
+    def test_is_told_of_a_selection(self):
+        self.assertEqual(self.complaint_of(1, "select", "music"),
+                         "the service keeps Maps (maps) selected; "
+                         "look whether music is still there: applistctl list")
+
+    def test_is_told_of_a_new_item(self):
+        self.assertIn("the service did not add Mail (mail); ",
+                      self.complaint_of(1, "add", "Mail", "mail"))
+
+    def test_is_told_of_a_batch(self):
+        self.assertIn("2 of 2 items are not in the list; ",
+                      self.complaint_of(1, "import", stdin=b"A\ta\nB\tb\n"))
+
+    def test_is_told_of_a_removal(self):
+        self.assertIn("the service keeps Music (music); ",
+                      self.complaint_of(1, "remove", "music"))
+
+    def test_is_told_of_a_replacement(self):
+        self.assertIn("the service keeps Music (music); ",
+                      self.complaint_of(1, "replace", "music", "Tunes", "tunes"))
+
+    def test_is_told_of_a_clear(self):
+        self.assertIn("2 items are in the list; ", self.complaint_of(1, "clear", "--yes"))
+
+
 class AnImport(ToolTest):
     def bad(self, text):
         path = self.file(text)

@@ -82,5 +82,13 @@ class APipeFromAnEmptyList(ToolTest):
         self.assertEqual(self.output_of("clear", "--yes"), "cleared\t0\n")
 
 
+class APipeFromAServiceThatSelectsWhatIsNotInItsList(ToolTest):
+    ITEMS = None
+
+    def test_gets_the_selection(self):
+        self.script("2001=Ghost\\tghost\\n")
+        self.assertEqual(self.output_of("selection"), "Ghost\tghost\n")
+
+
 if __name__ == "__main__":
     unittest.main()

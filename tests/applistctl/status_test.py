@@ -262,6 +262,26 @@ class ABusThatRefuses(ToolTest):
                 self.assertIn("ask for a policy", complaint)
 
 
+class AServiceThatLeavesDuringACall(ToolTest):
+    ITEMS = None
+
+    def test_is_status_3_and_may_have_done_it(self):
+        self.script("2005=leave")
+        self.assertIn("whether it was executed is unknown",
+                      self.complaint_of(3, "add", "Mail", "mail"))
+
+
+class AServiceThatAnswersWithAnError(ToolTest):
+    ITEMS = None
+
+    def test_is_status_1_for_every_command(self):
+        self.script("2002=fail")
+        for command in EVERY_COMMAND:
+            with self.subTest(command=command[0]):
+                self.assertIn("the service answered with an error: ",
+                              self.complaint_of(1, *command))
+
+
 class AFullDisk(ToolTest):
     def test_is_told(self):
         with open("/dev/full", "wb") as full:

@@ -61,6 +61,24 @@ class ATerminal(ToolTest):
         self.assertEqual(status, 0)
         self.assertTrue(seen.endswith(b"selected Music (music)\nadded Mail (mail)\n"), seen)
 
+    def test_shows_every_kind_of_event_as_a_sentence(self):
+        self.daemon.stop()
+        service = self.script()
+        terminal = self.terminal("watch", "--count=6")
+        terminal.wait_for(b"watching 2 items\r\n")
+        for lines, sentence in (
+                (("2002=Atlas\\tmaps\\nMusic\\tmusic\\n", "notify 1"),
+                 b"renamed Maps (maps) -> Atlas (maps)\r\n"),
+                (("2002=Music\\tmusic\\nAtlas\\tmaps\\n", "notify 1"), b"reordered\r\n"),
+                (("2002=Atlas\\tmaps\\n", "notify 1"), b"removed Music (music)\r\n"),
+                (("notify 3",), b"clicked\r\n")):
+            service.tell(*lines)
+            terminal.wait_for(sentence)
+        service.stop()
+        terminal.wait_for(b"clicked\r\nlost\r\n")
+        self.script()
+        self.assertEqual(terminal.finish()[1].splitlines()[-1], b"back")
+
     def test_ends_a_watch_with_control_c(self):
         terminal = self.terminal("watch")
         terminal.wait_for(b"watching 2 items\r\n")
@@ -136,6 +154,14 @@ class ANarrowTerminal(ToolTest):
                                          "  An appl…  org.tessel.…"])
 
 
+class ATerminalThatDoesNotTellItsWidth(ToolTest):
+    ITEMS = "x" * 100 + "\tid\n"
+
+    def test_is_taken_for_the_usual_one(self):
+        rows = self.on_terminal("list", columns=0, NO_COLOR="1").splitlines()
+        self.assertEqual(max(map(len, rows)), 80)
+
+
 class ATerminalWithLettersOfAllKinds(ToolTest):
     ITEMS = "Käse\tkaese\n你好\thello\ne\u0301te\u0301\tsummer\nx\tx\n"
 
@@ -188,11 +214,6 @@ class ATerminalWithAHostileList(ToolTest):
     def test_shows_the_bytes_of_an_unknown_id(self):
         seen = self.on_terminal("select", b"\x1b[31m\n\xff", status=1)
         self.assertRegex(seen, r"\Aapplistctl: no item has the id \\x1b\[31m\\x0a\\xff;[^\n]*\n\Z")
-
-    def test_shows_the_bytes_of_a_reply_that_is_no_item(self):
-        self.partner().call(items.REMOVE_ALL_ITEMS)
-        self.partner().call(items.ADD_ITEM_AT_END, item_bytes(b"\x1b[2J", b"x"))
-        self.assertNotIn("\033", self.on_terminal("call", "GetAllItems", NO_COLOR="1"))
 
 
 if __name__ == "__main__":

@@ -253,6 +253,15 @@ class AWatchAcrossARestart(ToolTest):
         self.assertEqual(self.watching.next(), "selected\tMusic\tmusic")
 
 
+class AWatchInJsonAcrossARestart(ToolTest):
+    def test_says_lost_and_back(self):
+        watch = self.watch("--json")
+        self.daemon.stop()
+        self.assertEqual(watch.next(), '{"event":"lost"}')
+        self.serve(self.ITEMS)
+        self.assertEqual(watch.next(), '{"event":"back"}')
+
+
 class AWatchOfAServiceThatIsKilled(ToolTest):
     ITEMS = None
 
