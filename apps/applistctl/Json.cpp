@@ -3,32 +3,44 @@
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
+#include <cstdio>
+
+#include "apps/applistctl/ShownText.h"
 
 using Json = nlohmann::ordered_json;
 
 namespace {
 
-bool IsC1(const std::string& text, std::size_t at) {
-    return text[at] == '\xC2' && at + 1 < text.size() &&
-           static_cast<unsigned char>(text[at + 1]) < 0xA0;
+struct Control {
+    unsigned code;
+    std::size_t length;  // 0: none
+};
+
+// DEL, the C1 controls and what turns the direction of text: valid in a JSON string, and orders to
+// a terminal.
+Control ControlAt(const std::string& text, std::size_t at) {
+    const auto byte = [&](std::size_t next) { return static_cast<unsigned char>(text[at + next]); };
+    if (byte(0) == 0x7F) return {0x7F, 1};
+    if (byte(0) == 0xC2 && byte(1) < 0xA0) return {byte(1), 2};
+    const std::size_t mark = DirectionMarkLength(text, at);
+    if (mark == 0) return {0, 0};
+    return {0x2000U | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU), mark};
 }
 
-// DEL and the C1 controls are valid in a JSON string, and orders to a terminal. Both occur in
-// strings alone, so they can be escaped afterwards.
+// They occur in strings alone, so they can be escaped afterwards. The text is UTF-8 by then.
 std::string EscapeControls(const std::string& json) {
-    static const char kHex[] = "0123456789abcdef";
     std::string safe;
     safe.reserve(json.size());
-    for (std::size_t at = 0; at < json.size(); ++at) {
-        const bool isC1 = IsC1(json, at);
-        if (!isC1 && json[at] != '\x7F') {
-            safe += json[at];
+    for (std::size_t at = 0; at < json.size();) {
+        const Control control = ControlAt(json, at);
+        if (control.length == 0) {
+            safe += json[at++];
             continue;
         }
-        const auto code = static_cast<unsigned char>(isC1 ? json[++at] : json[at]);
-        safe += "\\u00";
-        safe += kHex[code >> 4];
-        safe += kHex[code & 0xF];
+        char escape[sizeof("\\u0000")];
+        std::snprintf(escape, sizeof(escape), "\\u%04x", control.code);
+        safe += escape;
+        at += control.length;
     }
     return safe;
 }

@@ -1,7 +1,8 @@
 // Results for programs. Any thread: plain values.
 //
 // Names and ids are bytes, JSON is not: what is not UTF-8 becomes U+FFFD. Nothing here throws over
-// that. Control characters are escaped, those too that JSON itself would let through to a terminal.
+// that. Control characters are escaped, those too that JSON itself would let through to a terminal,
+// and those that turn the direction of text.
 
 #pragma once
 
