@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <iostream>
 #include <map>
 #include <string>
@@ -12,7 +13,9 @@
 
 namespace {
 
-const char kKeeps[] = "the service removes and replaces only what a partner added";
+const char kKeeps[] =
+    ", as only what a partner added can be removed or replaced; change it where the service has it "
+    "from";
 
 [[noreturn]] void NotDone(const std::string& what, const std::string& next) {
     throw Failure(kNotDone, what + "; " + next);
@@ -20,13 +23,17 @@ const char kKeeps[] = "the service removes and replaces only what a partner adde
 
 void RequireId(const ListState& list, const std::string& id) {
     if (list.CountId(id) > 0) return;
-    NotDone("no item has the id " + id, "applistctl list shows the ids");
+    NotDone("no item has the id " + ShownId(id), "applistctl list shows the ids");
 }
 
 Entry FirstWithId(const ListState& list, const std::string& id) {
     const auto found = std::find_if(list.items.begin(), list.items.end(),
                                     [&](const Entry& entry) { return entry.id == id; });
     return found == list.items.end() ? Entry{std::string(), id} : *found;
+}
+
+[[noreturn]] void Keeps(const ListState& list, const std::string& id) {
+    throw Failure(kNotDone, "the service keeps " + Describe(FirstWithId(list, id)) + kKeeps);
 }
 
 // Which of several items with one id it was that went.
@@ -67,7 +74,9 @@ void NoteRepeated(const ListState& before, const std::vector<Entry>& items) {
     const std::size_t repeated = CountRepeated(before, items);
     if (repeated == 0) return;
     Note(std::to_string(repeated) + (repeated == 1 ? " item has" : " items have") +
-         " an id that another item has too; select, remove and replace take the first of an id");
+         " an id that another item has too; select takes the first of an id, remove and replace "
+         "the first "
+         "that a partner added");
 }
 
 std::size_t AskedCount(const Options& options) {
@@ -82,7 +91,9 @@ bool Confirmed(std::size_t count) {
               << std::flush;
     std::string answer;
     if (!std::getline(std::cin, answer)) std::cerr << std::endl;
-    return answer == "y" || answer == "Y" || answer == "yes";
+    for (char& letter : answer)
+        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    return answer == "y" || answer == "yes";
 }
 
 void Ask(const Options& options) {
@@ -106,7 +117,7 @@ void RunSelect(const Options& options, const Output& output) {
     const ListState after = session.Now();
     if (after.selection.id != options.id) {
         NotDone("the service keeps " + Describe(after.selection) + " selected",
-                "look whether " + options.id + " is still there: applistctl list");
+                "look whether " + ShownId(options.id) + " is still there: applistctl list");
     }
     output.Print({"selected", after.selection, {}, {}});
 }
@@ -156,14 +167,12 @@ void RunReplace(const Options& options, const Output& output) {
     const bool hasCome = after.Count(entry) > before.Count(entry);
     const std::size_t sameId = hasCome && options.id == options.oldId ? 1 : 0;
     const bool hasGone = after.CountId(options.oldId) < before.CountId(options.oldId) + sameId;
-    if (!hasGone) {
-        NotDone("the service keeps " + Describe(FirstWithId(before, options.oldId)), kKeeps);
-    }
+    if (!hasGone) Keeps(before, options.oldId);
     const Entry gone = GoneWithId(before, after, options.oldId);
     if (!hasCome) {
-        NotDone(
-            Describe(gone) + " was removed and nothing added: the id " + options.id + " was taken",
-            "applistctl add brings it in now");
+        NotDone(Describe(gone) + " was removed and nothing added: the id " + ShownId(options.id) +
+                    " was taken",
+                "applistctl add brings it in now");
     }
     output.Print({"replaced", entry, gone, {}});
 }
@@ -175,11 +184,10 @@ void RunRemove(const Options& options, const Output& output) {
     RemoteAppListItem item(std::string(), options.id);
     session.Model().RemoveItem(&item);
     const ListState after = session.Now();
-    if (after.CountId(options.id) >= before.CountId(options.id)) {
-        NotDone("the service keeps " + Describe(FirstWithId(before, options.id)), kKeeps);
-    }
+    if (after.CountId(options.id) >= before.CountId(options.id)) Keeps(before, options.id);
     output.Print({"removed", GoneWithId(before, after, options.id), {}, {}});
-    if (after.CountId(options.id) > 0) Note("another item with the id " + options.id + " is left");
+    if (after.CountId(options.id) > 0)
+        Note("another item with the id " + ShownId(options.id) + " is left");
 }
 
 void RunClear(const Options& options, const Output& output) {

@@ -8,7 +8,8 @@
 // What scripts test. --help lists them, so they never change.
 enum ExitStatus : int {
     kDone = 0,
-    kNotDone = 1,  // the service answered, but the id is not there or the edit was not carried out
+    kNotDone = 1,  // the service answered, but the id is not there, the edit was not carried out,
+                   // or the result could not be written
     kWrongUsage = 2,
     kNoService = 3,  // nor, perhaps, a bus; or no answer in time
     kRefused = 4,

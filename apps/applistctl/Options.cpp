@@ -3,10 +3,13 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <iostream>
+#include <charconv>
+#include <memory>
+#include <system_error>
 #include <vector>
 
 #include "apps/applistctl/Failure.h"
+#include "apps/applistctl/Output.h"
 #include "apps/applistctl/Suggestion.h"
 
 namespace {
@@ -35,19 +38,25 @@ lines with TABs, in which a TAB inside a name is written \t, a line feed \n and 
 Without --session, --system, --address or --host: the session bus when there is one, else the
 system bus. With --host, ssh may take a minute to log in, or the time of --timeout.
 
-Exit status: 0 done; 1 the service answered, but the id is not there or the edit was not carried
-out; 2 wrong usage, or a malformed file; 3 no service, no bus, or no answer in time; 4 refused by
-the bus's policy; 130 interrupted. A reader that closes the pipe ends the tool as it ends others.
+Exit status: 0 done; 1 the service answered, but the id is not there, the edit was not carried out,
+or its result could not be written; 2 wrong usage, or a malformed file; 3 no service, no bus, or no
+answer in time; 4 refused by the bus's policy; 130 interrupted. A reader that closes the pipe ends
+the tool as it ends others.
 )";
 
 const char kCommandFooter[] = "Options of every command, and exit statuses: applistctl --help\n";
 
-// What --json says without a value. It is part of how the library spells the option, which is not
-// for people to see.
+// What --json says without a value.
 const char kJsonDefault[] = "auto";
-const char kJsonSpelling[] = "-j{auto},--json{auto}";
-const char kJsonInHelp[] = "-j,--json[=STYLE]    ";
-static_assert(sizeof(kJsonSpelling) == sizeof(kJsonInHelp), "the help's columns stay");
+
+// The library would show the value that --json has without one.
+class Formatter : public CLI::Formatter {
+public:
+    std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
+        if (option->check_lname("json")) return "-j,--json[=STYLE]";
+        return CLI::Formatter::make_option_name(option, isPositional);
+    }
+};
 
 // Fits the help into a terminal's width together with the options' column.
 constexpr std::size_t kOptionColumn = 24;
@@ -70,32 +79,46 @@ CLI::Validator JsonStyle() {
     return CLI::Validator(check, "");
 }
 
+CLI::Validator Count() {
+    const auto check = [](const std::string& given) -> std::string {
+        std::size_t count = 0;
+        const char* const end = given.data() + given.size();
+        const auto parsed = std::from_chars(given.data(), end, count);
+        if (parsed.ec == std::errc() && parsed.ptr == end && count > 0) return "";
+        return given + " is no number of lines, 1 or more";
+    };
+    return CLI::Validator(check, "");
+}
+
 void SetTimeout(Options& options, const std::string& given) {
     double seconds = 0;
-    if (!CLI::detail::lexical_cast(given, seconds) || !(seconds >= 0.001) ||
-        seconds > kLongestTimeout) {
-        throw CLI::ValidationError("--timeout", given + " is no number of seconds above 0");
+    const char* const end = given.data() + given.size();
+    const auto parsed = std::from_chars(given.data(), end, seconds);
+    if (parsed.ptr != end || !(seconds >= 0.001) || seconds > kLongestTimeout) {
+        throw CLI::ValidationError("--timeout",
+                                   given + " is no number of seconds from 0.001 to 86400");
     }
     options.timeout = std::chrono::milliseconds(static_cast<long long>(seconds * 1000));
     options.busTimeout = options.timeout;
 }
 
 void DeclareCommon(CLI::App& app, Options& options) {
-    app.add_flag(kJsonSpelling, options.json,
-                 "Print JSON; STYLE is short or pretty, without it pretty on a terminal")
+    app.add_flag("-j{auto},--json{auto}", options.json,
+                 "Print JSON, indented on a terminal; a STYLE after the = is short or pretty")
         ->check(JsonStyle());
-    app.add_flag("--session", options.session, "Use the session bus")->disable_flag_override();
+    app.add_flag("--session,--user", options.session, "Use the session bus")
+        ->disable_flag_override();
     app.add_flag("--system", options.system, "Use the system bus")->disable_flag_override();
     app.add_option("--address", options.address, "Use the bus at this address")
         ->type_name("ADDR")
         ->check(NotEmpty());
-    app.add_option("--host", options.host,
+    app.add_option("-H,--host", options.host,
                    "Use the system bus, or with --session the session bus, of another machine")
         ->type_name("USER@HOST")
         ->check(NotEmpty());
     app.add_option_function<std::string>(
            "--timeout", [&options](const std::string& given) { SetTimeout(options, given); },
-           "How long an answer may take; 5 without it")
+           "How long an answer may take, 0.001 to 86400; 5 without it")
         ->type_name("SECONDS");
     app.add_flag("--wait", options.wait,
                  "Wait for the service for the time of --timeout; watch waits for good")
@@ -123,7 +146,7 @@ void DeclareReads(CLI::App& app, Options& options) {
         Add(app, "watch", "Say what happens to the list, one line each, until interrupted");
     watch->add_option("--count", options.count, "End after this many lines")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(Count());
     watch->footer(
         std::string(
             "Changes that follow each other quickly are told together, as what they came to.\n\n") +
@@ -165,27 +188,81 @@ std::string HelpFor(const CLI::App& app) {
     return "see applistctl " + chosen.front()->get_name() + " --help";
 }
 
-// What was left over is a word in the place of a command, an unknown option, or one word too many.
-void CheckLeftOver(const CLI::App& app) {
-    std::vector<std::string> known;
-    for (const CLI::App* command : app.get_subcommands({})) known.push_back(command->get_name());
-    const bool hasCommand = !app.get_subcommands().empty();
+// What the command line holds beside what was declared.
+std::vector<std::string> LeftOver(const CLI::App& app) {
     std::vector<std::string> left = app.remaining(true);
     left.erase(std::remove(left.begin(), left.end(), "--"), left.end());
-    if (left.empty() && hasCommand) return;
-    if (left.empty()) Complain("no command", "one of " + CLI::detail::join(known, ", "));
-    const std::string& word = left.front();
-    if (word.size() > 1 && word[0] == '-') {
-        Complain("unknown option " + word, HelpFor(app));
+    return left;
+}
+
+void CheckOptions(const CLI::App& app) {
+    for (const std::string& word : LeftOver(app)) {
+        if (word.size() < 2 || word[0] != '-') continue;
+        const bool isAfterCommand = !app.get_subcommands().empty();
+        Complain(
+            "unknown option " + word,
+            HelpFor(app) +
+                (isAfterCommand ? ", or write -- before a name or an id that begins with -" : ""));
     }
-    if (hasCommand) Complain("one word too many: " + word, HelpFor(app));
-    const std::string nearest = NearestOf(known, word);
-    Complain("unknown command " + word, nearest.empty() ? "one of " + CLI::detail::join(known, ", ")
-                                                        : "did you mean " + nearest + "?");
+}
+
+[[noreturn]] void ComplainOfCommand(const CLI::App& app, const std::string& what) {
+    std::string known;
+    for (const CLI::App* command : app.get_subcommands({})) {
+        known += (known.empty() ? "" : ", ") + command->get_name();
+    }
+    Complain(what, "one of " + known + "; see applistctl --help");
+}
+
+void CheckCommand(const CLI::App& app) {
+    const std::vector<std::string> left = LeftOver(app);
+    if (!app.get_subcommands().empty()) {
+        if (left.empty()) return;
+        const std::string& word = left.front();
+        const bool isStyle = app.count("--json") > 0 && (word == "short" || word == "pretty");
+        Complain("one word too many: " + word,
+                 isStyle ? "a style of JSON follows a =: --json=" + word : HelpFor(app));
+    }
+    if (left.empty()) ComplainOfCommand(app, "no command");
+    std::vector<std::string> known;
+    for (const CLI::App* command : app.get_subcommands({})) known.push_back(command->get_name());
+    const std::string nearest = NearestOf(known, left.front());
+    if (nearest.empty()) ComplainOfCommand(app, "unknown command " + left.front());
+    Complain("unknown command " + left.front(),
+             "did you mean " + nearest + "? See applistctl --help");
+}
+
+// The library's words are for programmers.
+std::string InOurWords(const CLI::ParseError& error) {
+    const std::string said = error.what();
+    if (said.find("flag override") != std::string::npos) {
+        return "--" + said.substr(0, said.find(' ')) + " takes no value";
+    }
+    const std::size_t missing = said.find(": 1 required");
+    return missing == std::string::npos ? said : said.substr(0, missing) + " needs a value";
+}
+
+// The library takes it for --json alone.
+void CheckJson(const std::vector<std::string>& words) {
+    const auto end = std::find(words.begin(), words.end(), "--");
+    if (std::find(words.begin(), end, "--json=") == end) return;
+    Complain("--json= names no style", "write --json, --json=short or --json=pretty");
+}
+
+// The words after the program's name; `help` and `help COMMAND` as others than us have it.
+std::vector<std::string> WordsOf(int argc, const char* const* argv) {
+    std::vector<std::string> words(argv + 1, argv + argc);
+    if (words.empty() || words.front() != "help") return words;
+    words.resize(std::min<std::size_t>(words.size(), 2));
+    words.erase(words.begin());
+    words.push_back("--help");
+    return words;
 }
 
 void SetUp(CLI::App& app) {
     app.footer(kFooter);
+    app.formatter(std::make_shared<Formatter>());
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app.get_formatter()->column_width(kOptionColumn);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.get_formatter()->label("REQUIRED", "");
@@ -195,13 +272,6 @@ void SetUp(CLI::App& app) {
     app.allow_extras();
     // One at most: a name or an id may read like a command.
     app.require_subcommand(0, 1);
-}
-
-void PrintHelp(const CLI::App& app) {
-    std::string help = app.help();
-    const std::size_t at = help.find(kJsonSpelling);
-    if (at != std::string::npos) help.replace(at, sizeof(kJsonSpelling) - 1, kJsonInHelp);
-    std::cout << help << std::flush;
 }
 
 void CheckTogether(const Options& options) {
@@ -223,18 +293,23 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     DeclareCommon(app, options);
     DeclareReads(app, options);
     DeclareEdits(app, options);
+    std::vector<std::string> words = WordsOf(argc, argv);
+    CheckJson(words);
+    std::reverse(words.begin(), words.end());  // as the library wants them
     try {
-        app.parse(argc, argv);
+        app.parse(words);
     } catch (const CLI::CallForHelp&) {
-        PrintHelp(app);
+        Write(app.help());
         return std::nullopt;
     } catch (const CLI::Success& asked) {
-        app.exit(asked);
+        Write(std::string(asked.what()) + '\n');
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
-        Complain(error.what(), HelpFor(app));
+        CheckOptions(app);
+        Complain(InOurWords(error), HelpFor(app));
     }
-    CheckLeftOver(app);
+    CheckOptions(app);
+    CheckCommand(app);
     CheckTogether(options);
     if (!options.host.empty() && app.count("--timeout") == 0) options.busTimeout = kTimeToLogIn;
     options.command = app.get_subcommands().front()->get_name();

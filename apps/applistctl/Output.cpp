@@ -1,5 +1,6 @@
 #include "apps/applistctl/Output.h"
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -11,8 +12,8 @@
 
 #include "applist/RemoteAppListItem.h"
 #include "apps/applistctl/Failure.h"
+#include "apps/applistctl/ShownText.h"
 #include "apps/applistctl/Table.h"
-#include "common/PrintableText.h"
 
 namespace {
 
@@ -65,6 +66,13 @@ std::string Sentence(const Event& event) {
     return sentence + '\n';
 }
 
+[[noreturn]] void FailToWrite(const std::string& what, int cause) {
+    const std::error_code code(cause, std::generic_category());
+    const char* const next =
+        cause == ENOSPC ? "make room, or send it elsewhere" : "send it elsewhere";
+    throw Failure(kNotDone, what + ": " + code.message() + "; " + next);
+}
+
 }  // namespace
 
 Output::Output(const Options& options)
@@ -108,26 +116,23 @@ void Output::PrintSelection(const ListState& list) const {
 }
 
 void Output::Print(const Event& event) const {
-    if (m_isJson) {
-        Write(JsonOf(event, m_style) + '\n');
-    } else {
-        PrintInStream(event);
-    }
+    Write(m_isJson ? JsonOf(event, m_style) + '\n' : TextOf(event),
+          "the edit was carried out, but what it did cannot be written to standard output");
 }
 
 void Output::PrintInStream(const Event& event) const {
-    if (m_isJson) {
-        Write(JsonOf(event, JsonStyle::Short) + '\n');
-    } else {
-        Write(m_isTerminal ? Sentence(event) : Line(event));
-    }
+    Write(m_isJson ? JsonOf(event, JsonStyle::Short) + '\n' : TextOf(event));
+}
+
+std::string Output::TextOf(const Event& event) const {
+    return m_isTerminal ? Sentence(event) : Line(event);
 }
 
 void Output::PrintRaw(const std::string& bytes) const {
     if (m_isJson) {
         Write(JsonOf(bytes, m_style) + '\n');
     } else {
-        Write(m_isTerminal ? PrintableText(bytes) + '\n' : bytes);
+        Write(m_isTerminal ? ShownText(bytes) + '\n' : bytes);
     }
 }
 
@@ -138,21 +143,28 @@ void Output::PrintTable(const std::vector<Entry>& items,
     Write(TableOf(items, selected, TerminalWidth(), WantsColours()));
 }
 
-void Output::Write(const std::string& text) {
+void Write(const std::string& text, const std::string& what) {
     errno = 0;
     std::cout << text << std::flush;
-    if (std::cout) return;
-    const std::error_code cause(errno, std::generic_category());
-    throw Failure(kNotDone, "cannot write to standard output: " + cause.message() +
-                                "; make room, or send it elsewhere");
+    if (!std::cout) FailToWrite(what, errno);
+}
+
+void RequireOutput() {
+    // main fills a closed stream with one that cannot be written.
+    const int mode = fcntl(STDOUT_FILENO, F_GETFL) & O_ACCMODE;
+    if (mode == O_RDONLY) FailToWrite("cannot write to standard output", EBADF);
 }
 
 // One piece, and so one write: lines of several programs on one terminal do not mix.
 void Note(const std::string& text) {
-    std::cerr << "applistctl: " + PrintableText(text) + '\n' << std::flush;
+    std::cerr << "applistctl: " + ShownText(text) + '\n' << std::flush;
+}
+
+std::string ShownId(const std::string& id) {
+    return id.empty() ? "\"\"" : ShownText(id);
 }
 
 std::string Describe(const Entry& item) {
     if (item == Entry()) return "an empty item";
-    return PrintableText(item.name) + " (" + PrintableText(item.id) + ")";
+    return ShownId(item.name) + " (" + ShownId(item.id) + ")";
 }

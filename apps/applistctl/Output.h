@@ -22,7 +22,7 @@ public:
     void Print(const std::vector<Entry>& items) const;
     // The selection, or, in JSON, that there is none.
     void PrintSelection(const ListState& list) const;
-    // What an edit did.
+    // What an edit did. It stays done when that cannot be written: the Failure says so.
     void Print(const Event& event) const;
     // An event of a stream: in JSON always one line, whatever the style.
     void PrintInStream(const Event& event) const;
@@ -33,8 +33,7 @@ public:
     bool IsForPerson() const { return m_isTerminal && !m_isJson; }
 
 private:
-    // Each throws Failure when the bytes cannot be written. A closed pipe ends the process.
-    static void Write(const std::string& text);
+    std::string TextOf(const Event& event) const;
     void PrintTable(const std::vector<Entry>& items, std::optional<std::size_t> selected) const;
 
     bool m_isTerminal;
@@ -42,8 +41,18 @@ private:
     JsonStyle m_style;
 };
 
+// Writes `text` to stdout. Throws Failure, which begins with `what` is wrong, when it cannot be
+// written. A closed pipe ends the process.
+void Write(const std::string& text, const std::string& what = "cannot write to standard output");
+
+// Throws the same Failure when stdout came closed.
+void RequireOutput();
+
 // Tells a person something besides the results.
 void Note(const std::string& text);
+
+// An id in a sentence: "" when it is empty.
+std::string ShownId(const std::string& id);
 
 // An item in a sentence, control characters made visible: "Maps (maps)".
 std::string Describe(const Entry& item);

@@ -202,5 +202,6 @@ private:
 }  // namespace
 
 void RunWatch(const Options& options, const Output& output) {
+    RequireOutput();
     Watch(options, output).Run();
 }

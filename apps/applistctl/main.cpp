@@ -57,6 +57,10 @@ void ChooseBus(const Options& options) {
     }
 }
 
+bool Has(const std::string& text, const std::string& what) {
+    return text.find(what) != std::string::npos;
+}
+
 void Replace(std::string& text, const std::string& what, const std::string& by) {
     const std::size_t at = text.find(what);
     if (at != std::string::npos) text.replace(at, what.size(), by);
@@ -66,10 +70,11 @@ void Replace(std::string& text, const std::string& what, const std::string& by) 
 std::string TextOf(const std::exception& error, const Options& options) {
     std::string text = error.what();
     if (options.host.empty()) return text;
+    const std::string user = options.session ? " --user" : "";
     Replace(text, SelectedBus().description, "the bus of " + options.host);
-    Replace(
-        text, "check that the bus runs, or choose another one",
-        "check ssh " + options.host + " systemd-stdio-bridge, or allow more time with --timeout");
+    Replace(text, "check that the bus runs, or choose another one",
+            "check ssh " + options.host + " systemd-stdio-bridge" + user +
+                ", or allow more time with --timeout");
     return text;
 }
 
@@ -83,12 +88,17 @@ ExitStatus StatusOf(RemoteError::Cause cause) {
     }
 }
 
-std::string HintFor(RemoteError::Cause cause, const Options& options) {
-    switch (cause) {
+std::string HintFor(const RemoteError& error, const Options& options) {
+    switch (error.GetCause()) {
         case RemoteError::Cause::NoService:
             return std::string(options.wait ? "" : ", or wait for it with --wait") +
                    ", or name its bus: --session, --system, --address, --host";
         case RemoteError::Cause::TimedOut: return " with --timeout";
+        case RemoteError::Cause::Failed: {
+            // The others say what to do.
+            const bool byService = Has(error.what(), "the service answered with an error");
+            return byService ? "; its log may say more" : "";
+        }
         default: return std::string();
     }
 }
@@ -100,7 +110,7 @@ int Run(const Options& options) {
         RunCommand(options, Output(options));
         return kDone;
     } catch (const RemoteError& error) {
-        Note(TextOf(error, options) + HintFor(error.GetCause(), options));
+        Note(TextOf(error, options) + HintFor(error, options));
         return StatusOf(error.GetCause());
     } catch (const TransportError& error) {
         Note(TextOf(error, options));

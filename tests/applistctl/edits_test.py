@@ -6,7 +6,8 @@ import unittest
 from support import items
 from tool import MAPS, MUSIC, ToolTest, add
 
-FIRST_OF_AN_ID = "select, remove and replace take the first of an id"
+FIRST_OF_AN_ID = ("select takes the first of an id, "
+                  "remove and replace the first that a partner added")
 
 
 class AnEdit(ToolTest):
@@ -21,6 +22,13 @@ class AnEdit(ToolTest):
         self.assertEqual(self.complaint_of(1, "select", "mail"),
                          "no item has the id mail; applistctl list shows the ids")
         self.assertEqual(self.partner().selected_id(), "maps")
+
+    def test_shows_an_empty_id(self):
+        self.assertEqual(self.complaint_of(1, "select", ""),
+                         'no item has the id ""; applistctl list shows the ids')
+        self.partner().call(items.ADD_ITEMS, items.item("Mail", "") * 2)
+        self.assertEqual(self.run_tool("remove", "").err,
+                         'applistctl: another item with the id "" is left\n')
 
     def test_adds_at_the_end(self):
         self.output_of("add", "Mail", "mail")
@@ -49,9 +57,9 @@ class AnEdit(ToolTest):
         self.assertEqual(self.all_items(), [MAPS, MUSIC])
 
     def test_does_not_remove_what_is_the_services_own(self):
-        complaint = self.complaint_of(1, "remove", "music")
-        self.assertIn("the service keeps Music (music)", complaint)
-        self.assertIn("only what a partner added", complaint)
+        self.assertEqual(self.complaint_of(1, "remove", "music"),
+                         "the service keeps Music (music), as only what a partner added can be "
+                         "removed or replaced; change it where the service has it from")
         self.assertEqual(self.all_items(), [MAPS, MUSIC])
 
     def test_removes_no_unknown_id(self):
@@ -139,11 +147,11 @@ class AnEditThatTheServiceIgnores(ToolTest):
                       self.complaint_of(1, "import", stdin=b"A\ta\nB\tb\n"))
 
     def test_is_told_of_a_removal(self):
-        self.assertIn("the service keeps Music (music); ",
+        self.assertIn("the service keeps Music (music), ",
                       self.complaint_of(1, "remove", "music"))
 
     def test_is_told_of_a_replacement(self):
-        self.assertIn("the service keeps Music (music); ",
+        self.assertIn("the service keeps Music (music), ",
                       self.complaint_of(1, "replace", "music", "Tunes", "tunes"))
 
     def test_is_told_of_a_clear(self):

@@ -72,14 +72,14 @@ class AnotherMachine(ToolTest):
     def test_says_so_when_a_list_is_too_large_for_a_connection_without_descriptors(self):
         self.daemon.stop()
         self.serve("".join("x" * 2**20 + f"\tid{n}\n" for n in range(17)))
-        self.assertIn("ask on the machine of the service",
-                      self.complaint_of(1, "--host=me@device", "list", **self.variables))
+        complaint = self.complaint_of(1, "--host=me@device", "list", **self.variables)
+        self.assertTrue(complaint.endswith("ask on the machine of the service"), complaint)
 
     def test_says_so_when_a_batch_is_too_large_for_a_connection_without_descriptors(self):
         lines = "".join("x" * 2**20 + f"\tid{n}\n" for n in range(17))
         complaint = self.complaint_of(1, "--host=me@device", "import", stdin=lines.encode(),
                                       **self.variables)
-        self.assertIn("send fewer items at once", complaint)
+        self.assertTrue(complaint.endswith("send fewer items at once"), complaint)
         self.assertEqual(self.all_items(), [MAPS, MUSIC])
 
     def test_may_take_its_time_to_let_a_person_in(self):
@@ -108,6 +108,12 @@ class AnotherMachine(ToolTest):
         self.assertRegex(said, "^applistctl: cannot reach the bus of me@device: .*; "
                                "check ssh me@device systemd-stdio-bridge, or allow more time "
                                "with --timeout$")
+
+    def test_whose_session_bus_cannot_be_reached_is_named_with_that(self):
+        for option in ("--session", "--user"):
+            result = self.run_tool("-H", "me@device", option, "list",
+                                   **dict(self.variables, SSH_FAILS="1"))
+            self.assertIn("; check ssh me@device systemd-stdio-bridge --user, or ", result.err)
 
     def test_without_the_service_is_named(self):
         self.daemon.stop()

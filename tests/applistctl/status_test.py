@@ -56,6 +56,7 @@ class AWrongCommandLine(ToolTest):
 
     def test_without_a_command_names_them_all(self):
         complaint = self.complaint()
+        self.assertTrue(complaint.endswith("; see applistctl --help"), complaint)
         for command in EVERY_COMMAND:
             self.assertIn(command[0], complaint)
 
@@ -63,14 +64,18 @@ class AWrongCommandLine(ToolTest):
         for wrong, right in (("lst", "list"), ("lsit", "list"), ("ad", "add"), ("Watch", "watch"),
                              ("selct", "select"), ("imprt", "import"), ("rem", "remove")):
             self.assertEqual(self.complaint(wrong),
-                             f"unknown command {wrong}; did you mean {right}?")
+                             f"unknown command {wrong}; did you mean {right}? "
+                             "See applistctl --help")
 
     def test_with_a_strange_command_gets_them_all(self):
-        self.assertIn("unknown command frobnicate; one of list, ", self.complaint("frobnicate"))
+        self.assertRegex(self.complaint("frobnicate"),
+                         r"\Aunknown command frobnicate; one of list, .*; see applistctl --help\Z")
 
     def test_names_an_unknown_option(self):
-        self.assertEqual(self.complaint("list", "--frob"),
-                         "unknown option --frob; see applistctl list --help")
+        for command in (("list",), ("select",), ("select", "a")):
+            self.assertEqual(self.complaint(*command, "--frob"),
+                             f"unknown option --frob; see applistctl {command[0]} --help, or write "
+                             "-- before a name or an id that begins with -")
         self.assertEqual(self.complaint("--frob"), "unknown option --frob; see applistctl --help")
 
     def test_names_a_word_too_many(self):
@@ -88,8 +93,26 @@ class AWrongCommandLine(ToolTest):
                               ("--timeout", "nan"), ("--timeout", "1e9"), ("--json", "xml"),
                               ("--address", ""), ("--host", "")):
             self.assertIn(option, self.complaint("list", f"{option}={value}"))
-        for count in ("0", "-1", "many"):
-            self.assertIn("--count", self.complaint("watch", f"--count={count}"))
+        self.assertEqual(self.complaint("list", "--timeout=1e9"),
+                         "--timeout: 1e9 is no number of seconds from 0.001 to 86400; "
+                         "see applistctl list --help")
+        for count in ("0", "-1", "many", "9" * 30):
+            self.assertEqual(self.complaint("watch", f"--count={count}"),
+                             f"--count: {count} is no number of lines, 1 or more; "
+                             "see applistctl watch --help")
+
+    def test_names_a_missing_value_and_one_too_many(self):
+        self.assertEqual(self.complaint("list", "--timeout"),
+                         "--timeout needs a value; see applistctl list --help")
+        for option in ("--session", "--user", "--system", "--wait", "--verbose"):
+            self.assertEqual(self.complaint("list", option + "=yes"),
+                             f"{option} takes no value; see applistctl list --help")
+
+    def test_names_a_style_that_does_not_follow_its_option(self):
+        self.assertEqual(self.complaint("list", "--json", "pretty"),
+                         "one word too many: pretty; a style of JSON follows a =: --json=pretty")
+        self.assertEqual(self.complaint("list", "--json="),
+                         "--json= names no style; write --json, --json=short or --json=pretty")
 
     def test_names_one_bus_only(self):
         for pair in (("--session", "--system"), ("--session", "--address=" + NOWHERE),
@@ -113,7 +136,18 @@ class TheCommandLine(ToolTest):
             self.assertEqual(self.output_of(*arguments, DBUS_SESSION_BUS_ADDRESS=NOWHERE), json)
 
     def test_takes_the_session_bus(self):
-        self.assertEqual(self.output_of("--session", "selection"), "Maps\tmaps\n")
+        for option in ("--session", "--user"):
+            self.assertEqual(self.output_of(option, "selection"), "Maps\tmaps\n")
+
+    def test_takes_the_last_of_an_option_that_is_repeated(self):
+        address = "--address=" + self.bus.address
+        out = self.output_of("selection", "--address=" + NOWHERE,
+                             "--address=" + self.bus.address, "--json=pretty", "--json=short",
+                             "--timeout=0.001", "--timeout=30")
+        self.assertEqual(out, '{"name":"Maps","id":"maps"}\n')
+
+    def test_takes_an_id_that_is_json_after_two_dashes(self):
+        self.assertEqual(self.output_of("add", "--", "x", "--json="), "added\tx\t--json=\n")
 
     def test_takes_the_system_bus(self):
         out = self.output_of("--system", "selection", DBUS_SESSION_BUS_ADDRESS=NOWHERE,
@@ -130,9 +164,16 @@ class TheCommandLine(ToolTest):
         self.assertTrue(text.startswith("Examples:\n  applistctl list "), text)
         for word in [command[0] for command in EVERY_COMMAND] + [
                 "--json[=STYLE]", "--session", "--system", "--address", "--host", "--timeout",
-                "--wait", "--verbose", "--version", "Exit status: 0 done; 1 "]:
+                "--wait", "--verbose", "--version", "Exit status: 0 done; 1 ", "its result could not be written"]:
             self.assertIn(word, text)
         self.assertLessEqual(max(map(len, text.splitlines())), 100)
+
+    def test_shows_the_help_when_asked_in_a_word(self):
+        self.assertEqual(self.output_of("help"), self.output_of("--help"))
+        self.assertEqual(self.output_of("help", "watch"), self.output_of("watch", "--help"))
+
+    def test_says_in_the_help_of_watch_what_becomes_of_quick_changes(self):
+        self.assertIn("told together", self.output_of("watch", "--help"))
 
     def test_shows_a_help_for_every_command(self):
         for command in EVERY_COMMAND:
@@ -278,20 +319,35 @@ class AServiceThatAnswersWithAnError(ToolTest):
         self.script("2002=fail")
         for command in EVERY_COMMAND:
             with self.subTest(command=command[0]):
-                self.assertIn("the service answered with an error: ",
-                              self.complaint_of(1, *command))
+                self.assertRegex(self.complaint_of(1, *command),
+                                 "the service answered with an error: .*; its log may say more$")
 
 
-class AFullDisk(ToolTest):
+class AnOutputThatCannotBeWritten(ToolTest):
+    def setUp(self):
+        super().setUp()
+        full = open("/dev/full", "wb")
+        self.addCleanup(full.close)
+        self.outputs = (({"stdout": full}, "No space left on device; make room, or send it elsewhere"),
+                        ({"closed": ">&-"}, "Bad file descriptor; send it elsewhere"))
+
     def test_is_told(self):
-        with open("/dev/full", "wb") as full:
-            done = subprocess.run([os.environ["APPLISTCTL"], "list"], stdout=full,
-                                  stderr=subprocess.PIPE, env=environment(self.bus), text=True,
-                                  timeout=DEADLINE, check=False)
-        self.assertEqual(done.returncode, 1)
-        self.assertRegex(done.stderr, r"\Aapplistctl: cannot write to standard output: "
-                                      r"No space left on device; [^\n]+\n\Z")
-        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+        for output, why in self.outputs:
+            for command in (("list",), ("list", "--json"), ("watch", "--count=1"), ("--help",),
+                            ("list", "--help"), ("--version",), ("call", "2002")):
+                if command[0] == "watch" and "closed" not in output:
+                    continue  # nothing is written before something happens
+                with self.subTest(output=output, command=command):
+                    self.assertEqual(self.complaint_of(1, *command, **output),
+                                     "cannot write to standard output: " + why)
+
+    def test_does_not_undo_an_edit(self):
+        for output, why in self.outputs:
+            for style in ((), ("--json",)):
+                self.assertEqual(self.complaint_of(1, "add", "F", "f", *style, **output),
+                                 "the edit was carried out, but what it did cannot be written to "
+                                 "standard output: " + why)
+        self.assertEqual(self.all_items(), [MAPS, MUSIC] + [("F", "f")] * 4)
 
 
 if __name__ == "__main__":

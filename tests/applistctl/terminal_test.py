@@ -35,6 +35,11 @@ class ATerminal(ToolTest):
                          "replaced Mail (mail) -> Post (post)\n")
         self.assertEqual(self.on_terminal("remove", "post"), "removed Post (post)\n")
 
+    def test_shows_what_is_empty(self):
+        self.assertEqual(self.on_terminal("add", "", "x"), 'added "" (x)\n')
+        self.assertEqual(self.on_terminal("add", "X", ""), 'added X ("")\n')
+        self.assertEqual(self.on_terminal("add", "", ""), "added an empty item\n")
+
     def test_shows_how_many_items_were_imported(self):
         self.assertEqual(self.on_terminal("import", self.file("Mail\tmail\n")),
                          "imported 1 item\n")
@@ -90,6 +95,29 @@ class ATerminal(ToolTest):
         self.assertEqual(self.on_terminal("list"), "applistctl: the list is empty\n")
 
 
+class ATerminalWithNamesThatTurnTheText(ToolTest):
+    MARKS = "\u200e\u200f\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068\u2069"
+    SHOWN = "".join(f"\\x{byte:02x}" for byte in MARKS.encode())
+    ITEMS = f"a{MARKS}b\tx\u202ey\nc\u200d\u202f\u2065\u206ad\tz\n"
+
+    def test_shows_their_bytes(self):
+        rows = self.on_terminal("list", columns=200, NO_COLOR="1").splitlines()
+        self.assertTrue(rows[1].startswith(f"* a{self.SHOWN}b  x\\xe2\\x80\\xaey"), rows)
+        self.assertIn("c\u200d\u202f\u2065\u206ad", rows[2])
+        self.assertEqual(self.on_terminal("select", "x\u202ey"),
+                         f"selected a{self.SHOWN}b (x\\xe2\\x80\\xaey)\n")
+        self.assertIn("id q\\xe2\\x80\\xae; ", self.complaint_of(1, "select", "q\u202e"))
+
+    def test_escapes_them_in_json(self):
+        escaped = "".join(f"\\u{ord(mark):04x}" for mark in self.MARKS)
+        seen = self.on_terminal("list", "--json=short")
+        self.assertIn(f'"a{escaped}b"', seen)
+        self.assertIn('"c\u200d\u202f\u2065\u206ad"', seen)
+
+    def test_keeps_them_in_a_pipe(self):
+        self.assertEqual(self.output_of("list"), self.ITEMS)
+
+
 class ATerminalAskedToClear(ToolTest):
     QUESTION = b"Remove all 2 items? [y/N] "
 
@@ -100,10 +128,14 @@ class ATerminalAskedToClear(ToolTest):
         return terminal.finish()
 
     def test_clears_after_a_yes(self):
-        status, seen = self.answered(b"y\n")
-        self.assertEqual(status, 0, seen)
-        self.assertTrue(seen.endswith(b"cleared 2 items\n"), seen)
-        self.assertEqual(self.all_items(), [])
+        for answer in (b"y\n", b"Y\n", b"yes\n", b"Yes\n", b"YES\n"):
+            with self.subTest(answer=answer):
+                self.partner().call(items.REMOVE_ALL_ITEMS)
+                self.partner().call(items.ADD_ITEMS, items.item("A", "a") + items.item("B", "b"))
+                status, seen = self.answered(answer)
+                self.assertEqual(status, 0, seen)
+                self.assertTrue(seen.endswith(b"cleared 2 items\n"), seen)
+                self.assertEqual(self.all_items(), [])
 
     def test_keeps_the_list_after_anything_else(self):
         for answer in (b"n\n", b"\n", b"yesterday\n", b"\x04"):
