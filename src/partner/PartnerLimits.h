@@ -10,7 +10,8 @@ namespace partner_limits {
 // Calls under way. A bus with built-in limits refuses a connection's 129th open call.
 constexpr std::size_t kMaxCallsUnderWay = 64;
 
-// Calls that wait to be sent behind those, and their bytes: a large import, not a leak.
+// Calls that wait to be sent behind those, and their bytes: a large import, not a leak. One alone
+// may have any size that the service takes.
 constexpr std::size_t kMaxWaitingCalls = 65536;
 constexpr std::size_t kMaxWaitingBytes = std::size_t{64} << 20;
 

@@ -41,8 +41,8 @@ void RemoteCalls::Post(std::vector<char> request, ReplyHandler onReply) {
     RemoteReply refusal;
     if (!m_where.empty()) {
         refusal.error = NoService();
-    } else if (m_calls.size() - m_sent >= partner_limits::kMaxWaitingCalls ||
-               m_waitingBytes + request.size() > partner_limits::kMaxWaitingBytes) {
+    } else if (Waiting() && (m_calls.size() - m_sent >= partner_limits::kMaxWaitingCalls ||
+                             m_waitingBytes + request.size() > partner_limits::kMaxWaitingBytes)) {
         refusal.error = ErrorOf(Cause::TooMuch,
                                 "too many calls wait to be sent; let the loop run, or synchronize, "
                                 "then go on");

@@ -97,6 +97,22 @@ TEST_P(AWritingPartner, SendsManyItemsAtOnce) {
     EXPECT_EQ("id19999", m_model->GetAllItems().back()->GetUnigueId());
 }
 
+TEST_P(AWritingPartner, SendsOneBatchOfAnySize) {
+    std::vector<RemoteAppListItem> items;
+    std::vector<AppListItem*> pointers;
+    for (int number = 0; number < 65; ++number) {
+        items.emplace_back(std::string(std::size_t{1} << 20, 'x'), "id" + std::to_string(number));
+    }
+    for (RemoteAppListItem& item : items) pointers.push_back(&item);
+    m_model->SetTimeout(std::chrono::seconds(30));
+    m_model->Synchronize();
+
+    m_model->AddItems(pointers);
+    m_model->Synchronize();
+
+    EXPECT_EQ(65, m_model->GetItemsCount());
+}
+
 TEST_P(AWritingPartner, IsToldThatTheOutcomeIsUnknownWhenTheServiceIsKilledMeanwhile) {
     m_model->Synchronize();
     m_service->Stop();
