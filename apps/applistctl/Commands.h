@@ -10,11 +10,7 @@
 #include "apps/applistctl/ListState.h"
 #include "apps/applistctl/Options.h"
 #include "apps/applistctl/Output.h"
-#include "partner/PartnerLimits.h"
 #include "partner/RemoteAppListModel.h"
-
-// What one call carries beside the number of its function.
-constexpr std::size_t kMaxPayload = partner_limits::kMaxWaitingBytes - 4;
 
 // Runs the command that `options` names.
 void RunCommand(const Options& options, const Output& output);

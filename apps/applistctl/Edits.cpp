@@ -135,7 +135,7 @@ void RunAdd(const Options& options, const Output& output) {
 }
 
 void RunImport(const Options& options, const Output& output) {
-    std::vector<RemoteAppListItem> items = ReadItemFile(options.file, kMaxPayload);
+    std::vector<RemoteAppListItem> items = ReadItemFile(options.file);
     std::vector<Entry> entries;
     std::vector<AppListItem*> pointers;
     for (RemoteAppListItem& item : items) {

@@ -85,7 +85,7 @@ std::string Unescape(const std::string& typed) {
 std::string PayloadOf(const Options& options) {
     if (!options.payload) return std::string();
     if (*options.payload != "-") return Unescape(*options.payload);
-    return ReadText("-", kMaxPayload);
+    return ReadText("-");
 }
 
 void PrintReply(const std::string& reply, const Output& output) {

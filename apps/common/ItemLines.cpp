@@ -49,6 +49,6 @@ std::vector<RemoteAppListItem> ReadItemLines(const std::string& text, const std:
     return items;
 }
 
-std::vector<RemoteAppListItem> ReadItemFile(const std::string& path, std::size_t limit) {
-    return ReadItemLines(ReadText(path, limit), SourceName(path));
+std::vector<RemoteAppListItem> ReadItemFile(const std::string& path) {
+    return ReadItemLines(ReadText(path), SourceName(path));
 }

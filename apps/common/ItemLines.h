@@ -4,7 +4,6 @@
 
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -15,5 +14,5 @@
 // Throws InputError at the first line that is no item: "apps.txt:3: no TAB …; write one there".
 std::vector<RemoteAppListItem> ReadItemLines(const std::string& text, const std::string& source);
 
-// The same for the file at `path`, or standard input when that is "-", of at most `limit` bytes.
-std::vector<RemoteAppListItem> ReadItemFile(const std::string& path, std::size_t limit = kMaxText);
+// The same for the file at `path`, or standard input when that is "-".
+std::vector<RemoteAppListItem> ReadItemFile(const std::string& path);

@@ -220,7 +220,7 @@ class AnImport(ToolTest):
 
     def test_says_that_a_file_is_too_long(self):
         self.assertEqual(self.complaint_of(2, "import", "/dev/zero"),
-                         "/dev/zero has more than 67108860 bytes, more than a message carries; "
+                         "/dev/zero has more than 1073741820 bytes, more than a message carries; "
                          "give it in parts")
 
     def test_says_that_a_file_is_not_there(self):
