@@ -1,4 +1,4 @@
-"""The terminal session at the top of the README, typed in on a terminal."""
+"""The terminal sessions that the documents show, typed in on a terminal."""
 
 import os
 import pathlib
@@ -14,12 +14,13 @@ import unittest
 from example_case import PROGRAMS, ExampleTest
 from support.processes import DEADLINE
 
-README = pathlib.Path(os.environ["APPLIST_SOURCES"]) / "README.md"
+SOURCES = pathlib.Path(os.environ["APPLIST_SOURCES"])
 
 
-def sessions():
-    """The console blocks, each as a list of (command, what it writes)."""
-    blocks = re.findall(r"^```console\n(.*?)^```$", README.read_text(encoding="utf-8"), re.M | re.S)
+def sessions(document):
+    """Its console blocks, each as a list of (command, what it writes)."""
+    text = (SOURCES / document).read_text(encoding="utf-8")
+    blocks = re.findall(r"^```console\n(.*?)^```$", text, re.M | re.S)
     return [re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", block, re.M) for block in blocks]
 
 
@@ -53,7 +54,7 @@ class Terminal:
         return "".join(iter(self.line, ""))
 
 
-class TheSessionOfTheReadme(ExampleTest):
+class TheSession(ExampleTest):
     def setUp(self):
         super().setUp()
         folder = tempfile.TemporaryDirectory()
@@ -77,23 +78,33 @@ class TheSessionOfTheReadme(ExampleTest):
         process.send_signal(by)
         self.assertEqual(process.wait(DEADLINE), status)
 
-    def test_shows_what_really_appears(self):
-        first, ((watch, watched),) = sessions()
-        watcher = None
-        for command, answer in first:
-            with self.subTest(command):
-                if command.endswith(" &"):
-                    self.start_service(command[:-2])
-                    continue
+    def type(self, command, answer):
+        with self.subTest(command):
+            if command.endswith(" &"):
+                self.start_service(command[:-2])
+            else:
                 self.assertEqual(self.open(command).rest(), answer)
-                if answer and watcher is None:  # the list has been shown
-                    watcher = self.open("exec " + watch)
-                    self.addCleanup(self.assert_ends, watcher.process, signal.SIGINT, 130)
-                    self.assertEqual(watcher.line(), watched.splitlines(True)[0])
+
+    def test_of_the_readme_shows_what_really_appears(self):
+        first, ((watch, watched),) = sessions("README.md")
+        start = 1 + next(at for at, (_, answer) in enumerate(first) if answer)
+        for command, answer in first[:start]:
+            self.type(command, answer)
+        # The list has been shown: the second terminal's turn.
+        watcher = self.open("exec " + watch)
+        self.addCleanup(self.assert_ends, watcher.process, signal.SIGINT, 130)
+        self.assertEqual(watcher.line(), watched.splitlines(True)[0])
+        for command, answer in first[start:]:
+            self.type(command, answer)
 
         # Whoever types as fast as this sees changes together, the items first.
         expected = watched.splitlines(True)[1:]
         self.assertEqual(sorted(watcher.line() for _ in expected), sorted(expected))
+
+    def test_for_scripts_shows_what_really_appears(self):
+        (session,) = sessions("docs/applistctl.md")
+        for command, answer in session:
+            self.type(command, answer)
 
 
 if __name__ == "__main__":
