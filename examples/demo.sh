@@ -5,9 +5,10 @@
 set -euo pipefail
 export LC_ALL=C
 
-bin=$1
+bin=$(realpath -- "$1")
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 scratch=$(mktemp -d)
+cd "$scratch"
 children=()
 checks=0
 
@@ -29,7 +30,11 @@ fail() {
 }
 
 bold='' normal=''
-if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then bold=$'\033[1m' normal=$'\033[0m'; fi
+if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then
+    bold=$'\033[1m' normal=$'\033[0m'
+else
+    export NO_COLOR=1  # for applistctl, whose terminal is another one
+fi
 step() { printf '\n%s%s%s\n' "$bold" "$*" "$normal"; }
 
 # ---- The bus, the daemon, and somebody who listens ----------------------------------------------
@@ -103,25 +108,33 @@ start_listener() {
 
 ctl() { "$bin/applistctl" --address="$address" "$@"; }
 
-# Runs applistctl as a person would, and shows both the command and what it says.
+# Becomes applistctl with all streams on a terminal; for a pipe or the background.
+on_terminal() {
+    local command
+    command=$(printf '%q ' "$bin/applistctl" --address="$address" "$@")
+    exec script -qef -E never -c "$command" /dev/null < /dev/null
+}
+
+# Runs applistctl as a person would, and shows both the command and what appears.
 person() {
     printf '    $ applistctl %s\n' "$*"
-    ctl "$@" | expand -t 28 | sed 's/^/    /'
+    on_terminal "$@" | tr -d '\r' | sed 's/^/    /'
 }
 
 start_watch() {
     mkfifo "$scratch/watch"
-    ctl watch > "$scratch/watch" 2> "$scratch/watching" &
+    on_terminal watch > "$scratch/watch" &
     watch=$!
     children+=("$watch")
     exec 6< "$scratch/watch"
+    await_watch watching
 }
 
 # Shows what applistctl watch says until it has said $1.
 await_watch() {
     local line
     while IFS= read -r -t 10 -u 6 line; do
-        printf '    watch: %s\n' "$line" | expand -t 28
+        printf '    watch: %s\n' "${line%$'\r'}"
         case $line in *"$1"*) checks=$((checks + 1)) && return ;; esac
     done
     fail "applistctl watch did not say: $1"
@@ -190,7 +203,8 @@ await_watch radio
 expect "the selection" "$(ctl selection | cut -f 2)" radio
 
 step "... imports two, replaces one, removes what was added"
-printf 'Maps\tmaps\nPhone\tphone\n' | person import
+printf 'Maps\tmaps\nPhone\tphone\n' > apps.txt
+person import apps.txt
 await_watch phone
 person replace maps Atlas atlas
 await_watch atlas
