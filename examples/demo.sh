@@ -123,7 +123,7 @@ person() {
 
 start_watch() {
     mkfifo "$scratch/watch"
-    on_terminal watch > "$scratch/watch" &
+    on_terminal watch > "$scratch/watch" 2> "$scratch/watching" &
     watch=$!
     children+=("$watch")
     exec 6< "$scratch/watch"
