@@ -6,6 +6,7 @@
 
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
+#include "common/Guarded.h"
 
 using applist_log::kDebug;
 using applist_log::kError;
@@ -43,6 +44,13 @@ std::string TextOf(AppListItem* item) {
     std::ostringstream out;
     out << RemoteAppListItem(*item);
     return out.str();
+}
+
+// What one throws does not keep the others from hearing that items go.
+template <class Listener, class Call>
+void TellAll(const ListenerList<Listener>& listeners, Call call) {
+    listeners.ForEach(
+        [&call](Listener* each) { Guarded("telling a listener", [&] { call(each); }); });
 }
 
 }  // namespace
@@ -130,13 +138,13 @@ void RemoteAppListModel::SetTimeout(milliseconds timeout) {
     m_IPC.SetTimeout(timeout);
 }
 
-// The waiting is one more call: when its reply is there, so are those of all calls before it.
 void RemoteAppListModel::Synchronize() {
     const std::weak_ptr<void> alive = m_alive;
     std::optional<RemoteError> failure;
     try {
-        StartFetch();
-        m_IPC.SendMessage(APPLIST_GET_SELECTION_FNC, nullptr, 0);
+        ReadNow();
+        // With too much in front of it it was refused; now there is room.
+        if (m_fetchFailure && m_fetchFailure->GetCause() == Cause::TooMuch) ReadNow();
     } catch (const RemoteError& error) {
         if (alive.expired()) throw;
         failure = error;
@@ -145,6 +153,12 @@ void RemoteAppListModel::Synchronize() {
     ThrowFailures();
     if (failure) throw WhyNotRead(*failure, afterWrites);
     if (m_fetchFailure) throw RemoteError(*m_fetchFailure);
+}
+
+// The waiting is one more call: when its reply is there, so are those of all calls before it.
+void RemoteAppListModel::ReadNow() {
+    StartFetch();
+    m_IPC.SendMessage(APPLIST_GET_SELECTION_FNC, nullptr, 0);
 }
 
 void RemoteAppListModel::ThrowFailures() {
@@ -181,7 +195,7 @@ void RemoteAppListModel::OnNotification(int messageId, const std::vector<char>&)
         case APPLIST_ITEM_CHANGE_EVENT:
         case APPLIST_ITEM_SELECTION_EVENT: MarkStale(); break;
         case APPLIST_ITEM_CLICKED_EVENT:
-            m_clickListeners.ForEach([this](ItemClickListener* each) { each->ItemClicked(this); });
+            TellAll(m_clickListeners, [this](ItemClickListener* each) { each->ItemClicked(this); });
             break;
         default: break;
     }
@@ -199,13 +213,18 @@ void RemoteAppListModel::MarkStale() {
 }
 
 void RemoteAppListModel::StartFetch() {
-    m_isStale = false;
     const auto list = std::make_shared<RemoteReply>();
-    ++m_fetchesUnderWay;
     m_IPC.PostMessage(APPLIST_GET_ALL_ITEMS_FNC, nullptr, 0,
                       [list](RemoteReply& reply) { *list = std::move(reply); });
-    m_IPC.PostMessage(APPLIST_GET_SELECTION_FNC, nullptr, 0,
-                      [this, list](RemoteReply& reply) { FinishFetch(*list, reply); });
+    m_isStale = false;
+    ++m_fetchesUnderWay;
+    try {
+        m_IPC.PostMessage(APPLIST_GET_SELECTION_FNC, nullptr, 0,
+                          [this, list](RemoteReply& reply) { FinishFetch(*list, reply); });
+    } catch (...) {
+        --m_fetchesUnderWay;
+        throw;
+    }
 }
 
 void RemoteAppListModel::FinishFetch(RemoteReply& list, const RemoteReply& selection) {
@@ -228,24 +247,26 @@ void RemoteAppListModel::FinishFetch(RemoteReply& list, const RemoteReply& selec
     if (change) Tell(*change, false);
 }
 
-// That the service is away or slow shows elsewhere; that it talks nonsense shows only here, and
-// once is enough: the fetch is repeated.
+// That the service is away or slow shows elsewhere; that it talks nonsense, or may not be asked,
+// shows only here, and once is enough: the fetch is repeated.
 void RemoteAppListModel::LogFetchFailure(const RemoteError& failure) const {
     const Cause cause = failure.GetCause();
     const bool isNews = !m_fetchFailure || m_fetchFailure->GetCause() != cause;
-    const bool isNonsense = cause == Cause::NotUnderstood || cause == Cause::Failed;
-    APPLIST_LOG(isNonsense && isNews ? kError : kDebug, "cannot read the list: %s", failure.what());
+    const bool showsOnlyHere =
+        cause == Cause::NotUnderstood || cause == Cause::Failed || cause == Cause::Refused;
+    APPLIST_LOG(showsOnlyHere && isNews ? kError : kDebug, "cannot read the list: %s", failure.what());
 }
 
 // After every fetch: events that come one by one, each after the fetch for the one before it, would
 // otherwise cost a fetch each.
 void RemoteAppListModel::PauseAfterFetch() {
-    if (!m_isServiceThere || m_isPausing || m_fetchesUnderWay > 0) return;
+    if (!m_isServiceThere) return;
     if (m_fetchFailure) {
         // No event may come that would lead to another try.
         m_isStale = true;
         m_pause = kLastPause;
     }
+    if (m_isPausing || m_fetchesUnderWay > 0) return;
     m_isPausing = true;
     m_IPC.CallLater(m_pause, [this] { EndPause(); });
 }
@@ -263,14 +284,14 @@ void RemoteAppListModel::EndPause() {
 void RemoteAppListModel::Tell(const Replica::Change& change, bool serviceChanged) {
     const std::weak_ptr<void> alive = m_alive;
     if (change.items) {
-        m_changeListeners.ForEach([this](ItemChangeListener* each) { each->ItemChanged(this); });
+        TellAll(m_changeListeners, [this](ItemChangeListener* each) { each->ItemChanged(this); });
     }
     if (change.selection && !alive.expired()) {
-        m_selectionListeners.ForEach(
-            [this](ItemSelectionListener* each) { each->ItemSelected(this); });
+        TellAll(m_selectionListeners,
+                [this](ItemSelectionListener* each) { each->ItemSelected(this); });
     }
     if (serviceChanged && !alive.expired()) {
-        m_serviceListeners.ForEach([this](ServiceListener* each) { each->ServiceChanged(this); });
+        TellAll(m_serviceListeners, [this](ServiceListener* each) { each->ServiceChanged(this); });
     }
 }
 

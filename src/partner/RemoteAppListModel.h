@@ -102,6 +102,7 @@ private:
 
     void Write(int messageId, const std::string& payload);
     void OnWritten(const RemoteReply& reply);
+    void ReadNow();
     void ThrowFailures();
 
     void MarkStale();

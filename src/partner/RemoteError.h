@@ -15,7 +15,7 @@ public:
         TimedOut,        // no answer in time; what was sent may still be executed
         OutcomeUnknown,  // the service went away with the call under way: executed or not
         NotUnderstood,   // the answer is not what a service of this interface sends
-        Failed,          // the service answered with an error; the text holds it
+        Failed,          // anything else, an error of the service's as a rule; the text holds it
         TooMuch,         // more waits to be sent than is kept; this was not sent
     };
 
