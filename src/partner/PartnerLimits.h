@@ -38,6 +38,12 @@ constexpr std::chrono::microseconds kCompareInBurst = std::chrono::milliseconds(
 // is how we learn of it.
 constexpr std::chrono::microseconds kCompareTimeout = std::chrono::seconds(60);
 
+// When to look for a bus that went away, at the latest: what it brings back is to be shown soon.
+constexpr std::chrono::microseconds kLastRetry = std::chrono::seconds(1);
+
+// Longer than anybody waits, and within what a time point can hold.
+constexpr std::chrono::microseconds kMaxTimeout = std::chrono::hours(24);
+
 // How long destruction waits for the bus to take what was posted.
 constexpr std::chrono::microseconds kFlushTimeout = std::chrono::seconds(1);
 

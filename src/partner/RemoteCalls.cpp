@@ -41,21 +41,28 @@ void RemoteCalls::Post(std::vector<char> request, ReplyHandler onReply) {
     RemoteReply refusal;
     if (!m_where.empty()) {
         refusal.error = NoService();
-    } else if (Waiting() && (m_calls.size() - m_sent >= partner_limits::kMaxWaitingCalls ||
-                             m_waitingBytes + request.size() > partner_limits::kMaxWaitingBytes)) {
+    } else if (!HasRoomFor(request.size())) {
         refusal.error = ErrorOf(Cause::TooMuch,
                                 "too many calls wait to be sent; let the loop run, or synchronize, "
                                 "then go on");
     }
     if (refusal.error) return onReply(refusal);
-    m_waitingBytes += request.size();
-    m_calls.push_back(std::make_unique<Call>());
-    Call& call = *m_calls.back();
-    call.calls = this;
-    call.request = std::move(request);
-    call.onReply = std::move(onReply);
+    auto call = std::make_unique<Call>();
+    call->calls = this;
+    call->request = std::move(request);
+    call->onReply = std::move(onReply);
+    // Until there is something better to say, for which there may be no memory then.
+    call->reply.error = ErrorOf(Cause::Failed, "no memory for a call; free some, then try again");
+    const std::size_t bytes = call->request.size();
+    m_calls.push_back(std::move(call));
+    m_waitingBytes += bytes;
     SendWaiting();
     Deliver();
+}
+
+bool RemoteCalls::HasRoomFor(std::size_t bytes) const {
+    return !Waiting() || (m_calls.size() - m_sent < partner_limits::kMaxWaitingCalls &&
+                          m_waitingBytes + bytes <= partner_limits::kMaxWaitingBytes);
 }
 
 void RemoteCalls::Expect() {
@@ -79,7 +86,8 @@ void RemoteCalls::Stop(const std::string& where) {
         if (call.isDone) continue;
         call.slot.reset();
         call.isDone = true;
-        call.reply.error = at >= m_sent ? NoService() : OutcomeUnknown();
+        Guarded("ending a call",
+                [&] { call.reply.error = at >= m_sent ? NoService() : OutcomeUnknown(); });
     }
     m_sent = m_calls.size();
     m_waitingBytes = 0;
@@ -100,10 +108,11 @@ void RemoteCalls::SendWaiting() {
         Call& call = *m_calls[m_sent];
         ++m_sent;
         m_waitingBytes -= call.request.size();
-        const int result = Transmit(call);
+        int result = -ENOMEM;
+        Guarded("sending a call", [&] { result = Transmit(call); });
         if (result >= 0) continue;
         call.isDone = true;
-        call.reply.error = NotSent(result);
+        Guarded("sending a call", [&] { call.reply.error = NotSent(result); });
     }
 }
 
@@ -121,6 +130,10 @@ int RemoteCalls::Transmit(Call& call) {
     result = sd_bus_call_async(m_bus, &slot, message.get(), OnReply, &call,
                                static_cast<std::uint64_t>(m_timeout.count()));
     call.slot.reset(slot);
+    // A large one is the bus's now, and never sent again.
+    if (result >= 0 && call.request.size() > partner_limits::kMaxRememberedRequest) {
+        std::vector<char>().swap(call.request);
+    }
     return result;
 }
 
@@ -156,23 +169,21 @@ int RemoteCalls::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*) {
     RemoteCalls* const calls = call->calls;
     const std::shared_ptr<void> owner = calls->m_keepAlive();
     Guarded("taking a reply", [&] { calls->Receive(*call, reply); });
+    const bool isSilence =
+        call->isDone && call->reply.error && call->reply.error->GetCause() == Cause::TimedOut;
+    calls->Deliver();
+    if (isSilence && !calls->m_closed) Guarded("noting a silence", calls->m_onSilence);
     return 0;
 }
 
 void RemoteCalls::Receive(Call& call, sd_bus_message* reply) {
     const sd_bus_error* error = sd_bus_message_get_error(reply);
-    if (error != nullptr && !call.isInFd &&
-        sd_bus_error_has_name(error, endpoint_names::kTooLarge) > 0 &&
-        sd_bus_can_send(m_bus, 'h') > 0) {
-        // Only reads have large replies: asking twice does nothing twice.
-        call.isInFd = true;
-        m_largeRequest = call.request;
-        if (Transmit(call) >= 0) return;
-    }
-    call.isDone = true;
+    call.isDone = error == nullptr || !AskAgainInFd(call, *error);
+    if (!call.isDone) return;
     if (error != nullptr) {
         call.reply.error = ErrorFrom(call, *error);
     } else if (ReadBody(call, reply) >= 0) {
+        call.reply.error.reset();
         Remember(call);
     } else {
         call.reply.body.clear();
@@ -180,9 +191,18 @@ void RemoteCalls::Receive(Call& call, sd_bus_message* reply) {
                                    "the reply is not understood; check that service and partner "
                                    "speak the same version");
     }
-    const bool silence = call.reply.error && call.reply.error->GetCause() == Cause::TimedOut;
-    Deliver();
-    if (silence && !m_closed) m_onSilence();
+}
+
+// Only reads have large replies: asking twice does nothing twice. They are small, and kept.
+bool RemoteCalls::AskAgainInFd(Call& call, const sd_bus_error& error) {
+    if (call.isInFd || call.request.empty() ||
+        sd_bus_error_has_name(&error, endpoint_names::kTooLarge) <= 0 ||
+        sd_bus_can_send(m_bus, 'h') <= 0) {
+        return false;
+    }
+    call.isInFd = true;
+    m_largeRequest = call.request;
+    return Transmit(call) >= 0;
 }
 
 int RemoteCalls::ReadBody(Call& call, sd_bus_message* reply) {
@@ -207,9 +227,10 @@ int RemoteCalls::ReadBody(Call& call, sd_bus_message* reply) {
 
 // sd-bus and the bus say NoReply alike; only the clock tells a silence from a service that left.
 RemoteError RemoteCalls::ErrorFrom(const Call& call, const sd_bus_error& error) const {
-    const std::string said =
-        PrintableText(std::string(error.name) + (error.message == nullptr ? "" : ": ") +
-                      (error.message == nullptr ? "" : error.message));
+    std::string said = error.name;
+    if (error.message != nullptr) said += std::string(": ") + error.message;
+    if (said.size() > transport_limits::kMaxErrorText) said.resize(transport_limits::kMaxErrorText);
+    said = PrintableText(said);
     if (sd_bus_error_has_name(&error, SD_BUS_ERROR_ACCESS_DENIED) > 0) {
         return ErrorOf(Cause::Refused, "the bus's policy refuses the call (" + said +
                                            "); ask for a policy that lets this user call the "

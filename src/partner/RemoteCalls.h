@@ -2,7 +2,7 @@
 //
 // Internal to src/partner. Threads: the main loop's. Lifetime: goes before the bus connection. A
 // reply handler may destroy the owner of this object, which therefore keeps itself alive around
-// Post, Start and Stop, and looks at Closed afterwards.
+// Post, Start and Stop.
 
 #pragma once
 
@@ -33,8 +33,11 @@ public:
     // From which size on bodies travel in descriptors.
     void SetFdBytes(std::size_t bytes) { m_fdBytes = bytes; }
 
-    // Puts a call at the end. It is sent when it may; with nobody to send it to, ever, `onReply` is
-    // called at once.
+    // Whether another call may wait. One is always let in.
+    bool HasRoomFor(std::size_t bytes) const;
+
+    // Puts a call at the end. It is sent when it may; with nobody to send it to, ever, or no room,
+    // `onReply` is called at once.
     void Post(std::vector<char> request, ReplyHandler onReply);
 
     // It is not known (yet) who the service is: calls wait.
@@ -50,7 +53,6 @@ public:
     // Hands all that waits to the bus, as calls that nobody wants to hear of: those do not count
     // among a connection's open ones. REQUIRES: closed.
     void SendUnanswered();
-    bool Closed() const { return m_closed; }
 
     // True inside a reply's handler: no other is delivered meanwhile.
     bool Delivering() const { return m_isDelivering; }
@@ -72,6 +74,7 @@ private:
     int MakeMessage(Call& call, UniqueMessage& message) const;
     bool WantsFd(const std::vector<char>& request) const;
     void Receive(Call& call, sd_bus_message* reply);
+    bool AskAgainInFd(Call& call, const sd_bus_error& error);
     RemoteError ErrorFrom(const Call& call, const sd_bus_error& error) const;
     int ReadBody(Call& call, sd_bus_message* reply);
     void Remember(const Call& call);

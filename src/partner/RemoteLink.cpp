@@ -7,7 +7,9 @@
 
 #include "partner/PartnerLimits.h"
 #include "platform/EndpointNames.h"
+#include "platform/TransportLimits.h"
 
+using applist_log::kDebug;
 using applist_log::kError;
 using Cause = RemoteError::Cause;
 using Clock = std::chrono::steady_clock;
@@ -40,7 +42,8 @@ TesselDbusRemote::Link::Link(TesselDbusRemote& owner, const std::string& name)
              [this] {
                  const auto self = shared_from_this();
                  Lost();
-             }),
+             },
+             partner_limits::kLastRetry),
       m_calls(
           name, [this] { return shared_from_this(); },
           [this] {
@@ -64,55 +67,66 @@ void TesselDbusRemote::Link::Close() {
         return !m_calls.Waiting() &&
                (sd_bus_get_n_queued_write(m_link.Bus(), &queued) < 0 || queued == 0);
     };
-    if (DispatchUntil(isSent, Clock::now() + partner_limits::kFlushTimeout)) return;
-    // Inside a callback of the bus, which dispatches no other: the replies that the rest would wait
+    const Clock::time_point deadline = Clock::now() + partner_limits::kFlushTimeout;
+    // Inside a callback of the bus, which dispatches no other, the replies that the rest would wait
     // for do not get here.
-    m_calls.SendUnanswered();
-    AwaitBus(partner_limits::kFlushTimeout);
+    if (!DispatchUntil(isSent, deadline)) m_calls.SendUnanswered();
+    AwaitBus(deadline);
 }
 
-// The bus answers when it has taken everything before.
-void TesselDbusRemote::Link::AwaitBus(std::chrono::microseconds timeout) const {
+// A bus forgets what it has not read of a connection that is closed. It answers when it has read
+// everything before.
+void TesselDbusRemote::Link::AwaitBus(Clock::time_point deadline) const {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
     sd_bus_message* ping = nullptr;
-    if (sd_bus_is_ready(m_link.Bus()) <= 0 ||
+    if (left.count() <= 0 || sd_bus_is_ready(m_link.Bus()) <= 0 ||
         sd_bus_message_new_method_call(m_link.Bus(), &ping, kDriver, kDriverPath,
                                        "org.freedesktop.DBus.Peer", "Ping") < 0) {
         return;
     }
-    sd_bus_call(m_link.Bus(), UniqueMessage(ping).get(), Microseconds(timeout), nullptr, nullptr);
+    sd_bus_call(m_link.Bus(), UniqueMessage(ping).get(), Microseconds(left), nullptr, nullptr);
 }
 
 void TesselDbusRemote::Link::Post(std::vector<char> request, ReplyHandler onReply) {
+    const auto self = shared_from_this();
     m_calls.Post(std::move(request), std::move(onReply));
 }
 
 std::vector<char> TesselDbusRemote::Link::Send(std::vector<char> request) {
     const auto self = shared_from_this();
     const Clock::time_point deadline = Clock::now() + m_timeout;
+    if (IsInsideCallback()) {
+        throw RemoteError(Cause::Failed,
+                          m_name + ": waiting from inside a listener; wait from the loop instead");
+    }
+    DispatchUntil([&] { return m_calls.HasRoomFor(request.size()) || m_owner == nullptr; },
+                  deadline);
     // Outlives this call: the reply may come after we have given up.
     const auto reply = std::make_shared<RemoteReply>();
     const auto isDone = std::make_shared<bool>(false);
-    m_calls.Post(std::move(request), [reply, isDone](RemoteReply& answer) {
-        *reply = std::move(answer);
-        *isDone = true;
-    });
-    // Inside a reply's handler no other reply is delivered, inside other callbacks of the bus none
-    // is dispatched.
-    const bool dispatched =
-        *isDone || (!m_calls.Delivering() &&
-                    DispatchUntil([&] { return *isDone || m_owner == nullptr; }, deadline));
-    if (reply->error) throw RemoteError(*reply->error);
-    if (*isDone) return std::move(reply->body);
+    if (m_owner != nullptr) {
+        m_calls.Post(std::move(request), [reply, isDone](RemoteReply& answer) {
+            *reply = std::move(answer);
+            *isDone = true;
+        });
+        DispatchUntil([&] { return *isDone || m_owner == nullptr; }, deadline);
+    }
     if (m_owner == nullptr) {
         throw RemoteError(Cause::OutcomeUnknown,
                           m_name + ": destroyed while waiting for a reply; do so after the wait");
     }
-    if (!dispatched) {
-        throw RemoteError(Cause::Failed,
-                          m_name + ": waiting from inside a listener; wait from the loop instead");
-    }
+    if (reply->error) throw RemoteError(*reply->error);
+    if (*isDone) return std::move(reply->body);
     m_isSuspect = true;
     throw m_calls.NoAnswer();
+}
+
+// Inside a reply's handler no other reply is delivered, inside other callbacks of the bus none is
+// dispatched.
+bool TesselDbusRemote::Link::IsInsideCallback() const {
+    return m_calls.Delivering() ||
+           (m_link.Bus() != nullptr && sd_bus_get_current_message(m_link.Bus()) != nullptr);
 }
 
 void TesselDbusRemote::Link::SetTimeout(std::chrono::microseconds timeout) {
@@ -122,6 +136,12 @@ void TesselDbusRemote::Link::SetTimeout(std::chrono::microseconds timeout) {
 
 void TesselDbusRemote::Link::Notify(const std::vector<char>& body) {
     if (m_service.empty()) return;
+    std::uint64_t queued = 0;
+    sd_bus_get_n_queued_write(m_link.Bus(), &queued);
+    if (queued >= transport_limits::kMaxLibraryMessages) {
+        APPLIST_LOG(kDebug, "%s: the bus takes nothing; a notification is dropped", m_name.c_str());
+        return;
+    }
     const UniqueMessage message = NewCall(endpoint_names::kInterface, "Notify");
     int result = sd_bus_message_set_expect_reply(message.get(), 0);
     if (result >= 0)
@@ -158,10 +178,10 @@ bool TesselDbusRemote::Link::DispatchUntil(const std::function<bool()>& done,
         const int result = sd_bus_process(bus, nullptr);
         if (result == -EBUSY) return false;
         if (result < 0) return true;
-        if (result > 0) continue;
         const auto left =
             std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
         if (left.count() <= 0) return true;
+        if (result > 0) continue;
         const int waited = sd_bus_wait(bus, Microseconds(left));
         if (waited < 0 && waited != -EINTR) return true;
     }
@@ -201,7 +221,11 @@ void TesselDbusRemote::Link::CallDriver(UniqueSlot& slot, const char* member,
 void TesselDbusRemote::Link::SetUp() {
     const std::string name = endpoint_names::BusNameOf(m_name);
     m_calls.Expect();
-    int result = sd_bus_attach_event(m_link.Bus(), m_link.Loop(), SD_EVENT_PRIORITY_NORMAL);
+    // A busy program looks at its bus late, and the library counts that as the bus's silence.
+    int result =
+        sd_bus_set_method_call_timeout(m_link.Bus(), Microseconds(partner_limits::kCompareTimeout));
+    if (result >= 0)
+        result = sd_bus_attach_event(m_link.Bus(), m_link.Loop(), SD_EVENT_PRIORITY_NORMAL);
     sd_bus_slot* slot = nullptr;
     if (result >= 0) {
         const std::string match = std::string("type='signal',sender='") + kDriver + "',path='" +
@@ -217,7 +241,7 @@ void TesselDbusRemote::Link::SetUp() {
                              m_link.Location().description + ": " + std::strerror(-result));
     }
     // After the match, so that a service which appears in between is seen by one of the two.
-    CallDriver(m_ownerAnswer, "GetNameOwner", name, On<&Link::OnOwner>);
+    AskForOwner();
     CallDriver(m_busAnswer, "GetConnectionUnixProcessID", kDriver, On<&Link::OnBusProcess>);
 }
 
@@ -246,28 +270,42 @@ void TesselDbusRemote::Link::OnMatchInstalled(sd_bus_message* answer) {
 
 // ---- The service --------------------------------------------------------------------------------
 
+void TesselDbusRemote::Link::AskForOwner() {
+    CallDriver(m_ownerAnswer, "GetNameOwner", endpoint_names::BusNameOf(m_name),
+               On<&Link::OnOwner>);
+}
+
 void TesselDbusRemote::Link::OnOwner(sd_bus_message* answer) {
     m_ownerAnswer.reset();
-    m_link.Settled();
-    const char* owner = nullptr;
-    if (sd_bus_message_get_error(answer) != nullptr ||
-        sd_bus_message_read(answer, "s", &owner) < 0) {
-        return Gone();
+    const sd_bus_error* error = sd_bus_message_get_error(answer);
+    if (error != nullptr &&
+        sd_bus_error_has_names(error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) {
+        return AskForOwner();  // nothing was said of the service
     }
-    if (m_service.empty()) Appeared(owner);
+    const char* owner = "";
+    if (error == nullptr) sd_bus_message_read(answer, "s", &owner);
+    OwnedBy(owner);
+}
+
+// By nobody when `service` is empty.
+void TesselDbusRemote::Link::OwnedBy(const std::string& service) {
+    m_link.Settled();
+    if (!m_service.empty() && m_service == service) return;
+    const bool wasOpen = m_owner != nullptr;
+    // Calls that waited for the first news of a service are not failed by it.
+    if (!m_service.empty() || service.empty()) Gone();
+    const bool wasClosedMeanwhile = wasOpen && m_owner == nullptr;
+    // One that was closed before has calls to send.
+    if (!service.empty() && !wasClosedMeanwhile) Appeared(service);
 }
 
 void TesselDbusRemote::Link::OnOwnerChanged(sd_bus_message* signal) {
     const char* name = nullptr;
     const char* before = nullptr;
     const char* now = nullptr;
-    if (sd_bus_message_read(signal, "sss", &name, &before, &now) < 0 || m_service == now) return;
+    if (sd_bus_message_read(signal, "sss", &name, &before, &now) < 0) return;
     m_ownerAnswer.reset();  // this is newer
-    m_link.Settled();
-    const std::string service = now;
-    // Calls that waited for the first news of a service are not failed by it.
-    if (!m_service.empty() || service.empty()) Gone();
-    if (m_owner != nullptr && !service.empty()) Appeared(service);
+    OwnedBy(now);
 }
 
 // First the subscription, then the connection, then the count: between the last two nothing can be
@@ -291,7 +329,9 @@ void TesselDbusRemote::Link::Appeared(const std::string& service) {
         m_connectAnswer.reset(slot);
     }
     if (result < 0) {
-        throw TransportError(m_name + ": cannot follow the service: " + std::strerror(-result));
+        APPLIST_LOG(kError, "%s: cannot follow the service: %s", m_name.c_str(),
+                    std::strerror(-result));
+        return m_link.GiveUp();
     }
     Compare();
     m_calls.Start(m_link.Bus(), service);
@@ -300,6 +340,8 @@ void TesselDbusRemote::Link::Appeared(const std::string& service) {
 void TesselDbusRemote::Link::Gone() {
     const std::string service = std::exchange(m_service, std::string());
     m_isReady = false;
+    m_isConnected = false;
+    m_isCountRefused = false;
     m_signalMatch.reset();
     m_connectAnswer.reset();
     m_serialAnswer.reset();
@@ -314,7 +356,11 @@ void TesselDbusRemote::Link::Gone() {
 void TesselDbusRemote::Link::OnConnected(sd_bus_message* answer) {
     m_connectAnswer.reset();
     const sd_bus_error* refusal = sd_bus_message_get_error(answer);
-    if (refusal == nullptr) return;
+    if (refusal == nullptr) {
+        m_isConnected = true;
+        if (m_isCountRefused) Compare();
+        return;
+    }
     APPLIST_LOG(kError, "%s: the service does not connect: %s", m_name.c_str(),
                 refusal->message == nullptr ? refusal->name : refusal->message);
 }
@@ -371,17 +417,40 @@ void TesselDbusRemote::Link::Compare() {
     if (result < 0) throw TransportError(std::string("cannot compare: ") + std::strerror(-result));
 }
 
+// Whether a service that does not tell its count is followed all the same; else it is not usable
+// now, or not there, and asked again.
+bool TesselDbusRemote::Link::IsUsableWithout(const sd_bus_error& error) {
+    if (sd_bus_error_has_names(&error, SD_BUS_ERROR_SERVICE_UNKNOWN,
+                               SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
+        AskForOwner();
+        return false;
+    }
+    if (sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) {
+        return false;
+    }
+    m_isCountRefused = sd_bus_error_has_name(&error, SD_BUS_ERROR_ACCESS_DENIED) > 0;
+    // The bus refuses at once, before the service answers: a policy may let calls through, and
+    // nothing else.
+    if (m_isCountRefused && !m_isConnected) return false;
+    if (!m_isReady) {
+        APPLIST_LOG(kError,
+                    "%s: the service's count of notifications cannot be read, so that a lost one "
+                    "goes unnoticed: %s",
+                    m_name.c_str(), error.message == nullptr ? error.name : error.message);
+    }
+    return true;
+}
+
 // The answer follows every notification that it counts, so what has not come by now will not come.
 void TesselDbusRemote::Link::OnSerial(sd_bus_message* answer) {
     m_serialAnswer.reset();
     CompareIn(partner_limits::kCompareAtRest);
-    const sd_bus_error* refusal = sd_bus_message_get_error(answer);
     std::uint64_t serial = m_serial + m_received;  // nothing to compare with: nothing is missing
-    if (refusal == nullptr) {
+    const sd_bus_error* const error = sd_bus_message_get_error(answer);
+    if (error == nullptr) {
         sd_bus_message_read(answer, "v", "t", &serial);
-    } else if (sd_bus_error_has_name(refusal, SD_BUS_ERROR_ACCESS_DENIED) > 0 ||
-               sd_bus_error_has_names(refusal, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) {
-        return;  // not usable now; asked again
+    } else if (!IsUsableWithout(*error)) {
+        return;
     }
     const bool lost = serial != m_serial + m_received;
     m_serial = serial;

@@ -49,8 +49,10 @@ private:
     void OnMatchInstalled(sd_bus_message* answer);
 
     // Who the service is.
+    void AskForOwner();
     void OnOwner(sd_bus_message* answer);
     void OnOwnerChanged(sd_bus_message* signal);
+    void OwnedBy(const std::string& service);
     void Appeared(const std::string& service);
     void Gone();
     void OnConnected(sd_bus_message* answer);
@@ -60,12 +62,14 @@ private:
     void Compare();
     void CompareIn(std::chrono::microseconds delay);
     void OnSerial(sd_bus_message* answer);
+    bool IsUsableWithout(const sd_bus_error& error);
 
+    bool IsInsideCallback() const;
     // Dispatches the bus until `done`, or until `deadline`; false when it cannot be dispatched.
     bool DispatchUntil(const std::function<bool()>& done,
                        std::chrono::steady_clock::time_point deadline);
 
-    void AwaitBus(std::chrono::microseconds timeout) const;
+    void AwaitBus(std::chrono::steady_clock::time_point deadline) const;
     void CallDriver(UniqueSlot& slot, const char* member, const std::string& argument,
                     sd_bus_message_handler_t onAnswer);
     UniqueMessage NewCall(const char* interface, const char* member) const;
@@ -88,8 +92,10 @@ private:
     UniqueSource m_laterTimer;
     std::function<void()> m_later;
 
-    bool m_isReady = false;    // reported as usable
-    bool m_isSuspect = false;  // something was not answered in time
+    bool m_isReady = false;         // reported as usable
+    bool m_isConnected = false;     // it answered Connect
+    bool m_isCountRefused = false;  // by the bus's policy
+    bool m_isSuspect = false;       // something was not answered in time
     bool m_comparesSoon = false;
     std::uint64_t m_serial = 0;    // the service's count when it was last asked for
     std::uint64_t m_received = 0;  // and how many have come since

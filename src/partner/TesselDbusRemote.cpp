@@ -1,7 +1,9 @@
 #include "partner/TesselDbusRemote.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "partner/PartnerLimits.h"
 #include "partner/RemoteLink.h"
 
 TesselDbusRemote::TesselDbusRemote(std::string endpointName)
@@ -22,7 +24,11 @@ std::vector<char> TesselDbusRemote::SendMessage(std::vector<char>& data) {
 }
 
 void TesselDbusRemote::SetTimeout(std::chrono::milliseconds timeout) {
-    m_link->SetTimeout(timeout);
+    // To the library 0 means as long as it likes.
+    const std::chrono::milliseconds atLeast(1);
+    const auto atMost =
+        std::chrono::duration_cast<std::chrono::milliseconds>(partner_limits::kMaxTimeout);
+    m_link->SetTimeout(std::clamp(timeout, atLeast, atMost));
 }
 
 void TesselDbusRemote::SendNotification(std::vector<char>& data) {

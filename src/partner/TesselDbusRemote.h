@@ -57,7 +57,8 @@ public:
     // handler; then it fails at once.
     std::vector<char> SendMessage(std::vector<char>& data);
 
-    // How long a reply may take from now on; 5 s without a call.
+    // How long a reply may take from now on, until the loop has read it: from 1 ms to a day, 5 s
+    // without a call.
     void SetTimeout(std::chrono::milliseconds timeout);
 
     // Sends `data` as one notification to the service, if it is there. Never waits; nothing comes

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "platform/TransportError.h"
-#include "platform/TransportLimits.h"
 
 using applist_log::kDebug;
 using applist_log::kError;
@@ -25,11 +24,13 @@ UniqueEvent DefaultLoop() {
 
 }  // namespace
 
-BusLink::BusLink(std::function<void()> setUp, std::function<void()> lost)
+BusLink::BusLink(std::function<void()> setUp, std::function<void()> lost,
+                 std::chrono::microseconds lastRetry)
     : m_setUp(std::move(setUp)),
       m_lost(std::move(lost)),
       m_location(SelectedBus()),
       m_event(DefaultLoop()),
+      m_lastRetry(lastRetry),
       m_retryDelay(transport_limits::kFirstRetry) {}
 
 void BusLink::Open() {
@@ -105,7 +106,7 @@ int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
 // Nothing here waits: the connection comes up in the loop. An attempt that is not settled after
 // kLastRetry gives way to the next.
 void BusLink::TryAgain() {
-    m_retryDelay = std::min(m_retryDelay * 2, transport_limits::kLastRetry);
+    m_retryDelay = std::min(m_retryDelay * 2, m_lastRetry);
     m_disconnected.reset();
     m_bus.reset();
     m_bus = OpenBus(m_location);

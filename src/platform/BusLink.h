@@ -11,13 +11,16 @@
 #include <string>
 
 #include "platform/BusConnection.h"
+#include "platform/TransportLimits.h"
 
 class BusLink {
 public:
     // `setUp` makes a fresh connection useful, and puts it on the loop; it may throw. `lost` undoes
     // that: it is called once for each connection that had been set up, when it has died or is
     // given up, possibly from inside its dispatching. The link may be destroyed from inside it.
-    BusLink(std::function<void()> setUp, std::function<void()> lost);
+    // A bus that went away is looked for every `lastRetry` at the latest.
+    BusLink(std::function<void()> setUp, std::function<void()> lost,
+            std::chrono::microseconds lastRetry = transport_limits::kLastRetry);
     BusLink(const BusLink&) = delete;
     BusLink& operator=(const BusLink&) = delete;
 
@@ -54,6 +57,7 @@ private:
     UniqueBus m_bus;
     UniqueSlot m_disconnected;
     UniqueSource m_retry;
+    const std::chrono::microseconds m_lastRetry;
     std::chrono::microseconds m_retryDelay;
     bool m_isSetUp = false;
 };
