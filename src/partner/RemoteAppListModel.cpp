@@ -254,7 +254,8 @@ void RemoteAppListModel::LogFetchFailure(const RemoteError& failure) const {
     const bool isNews = !m_fetchFailure || m_fetchFailure->GetCause() != cause;
     const bool showsOnlyHere =
         cause == Cause::NotUnderstood || cause == Cause::Failed || cause == Cause::Refused;
-    APPLIST_LOG(showsOnlyHere && isNews ? kError : kDebug, "cannot read the list: %s", failure.what());
+    APPLIST_LOG(showsOnlyHere && isNews ? kError : kDebug, "cannot read the list: %s",
+                failure.what());
 }
 
 // After every fetch: events that come one by one, each after the fetch for the one before it, would
