@@ -11,7 +11,7 @@ import unittest
 from support import items
 from support.partner import wait_for_match_rule
 from support.processes import DEADLINE
-from tool import MAPS, MUSIC, ToolTest, environment
+from tool import MAPS, MUSIC, ToolTest
 
 NOWHERE = "unix:path=/nonexistent/bus"
 
@@ -68,8 +68,9 @@ class AWrongCommandLine(ToolTest):
                              "See applistctl --help")
 
     def test_with_a_strange_command_gets_them_all(self):
-        self.assertRegex(self.complaint("frobnicate"),
-                         r"\Aunknown command frobnicate; one of list, .*; see applistctl --help\Z")
+        complaint = self.complaint("frobnicate")
+        self.assertRegex(complaint, r"\Aunknown command frobnicate; one of list, ")
+        self.assertTrue(complaint.endswith("; see applistctl --help"), complaint)
 
     def test_names_an_unknown_option(self):
         for command in (("list",), ("select",), ("select", "a")):
@@ -164,7 +165,8 @@ class TheCommandLine(ToolTest):
         self.assertTrue(text.startswith("Examples:\n  applistctl list "), text)
         for word in [command[0] for command in EVERY_COMMAND] + [
                 "--json[=STYLE]", "--session", "--system", "--address", "--host", "--timeout",
-                "--wait", "--verbose", "--version", "Exit status: 0 done; 1 ", "its result could not be written"]:
+                "--wait", "--verbose", "--version", "Exit status: 0 done; 1 ",
+                "its result could not be written"]:
             self.assertIn(word, text)
         self.assertLessEqual(max(map(len, text.splitlines())), 100)
 
@@ -328,7 +330,8 @@ class AnOutputThatCannotBeWritten(ToolTest):
         super().setUp()
         full = open("/dev/full", "wb")
         self.addCleanup(full.close)
-        self.outputs = (({"stdout": full}, "No space left on device; make room, or send it elsewhere"),
+        self.outputs = (({"stdout": full},
+                         "No space left on device; make room, or send it elsewhere"),
                         ({"closed": ">&-"}, "Bad file descriptor; send it elsewhere"))
 
     def test_is_told(self):
