@@ -1,6 +1,7 @@
 #include "partner/RemoteAppListModel.h"
 
 #include <algorithm>
+#include <new>
 #include <sstream>
 #include <utility>
 
@@ -231,20 +232,30 @@ void RemoteAppListModel::FinishFetch(RemoteReply& list, const RemoteReply& selec
     --m_fetchesUnderWay;
     std::optional<RemoteError> failure = list.error ? list.error : selection.error;
     std::optional<Replica::Change> change;
-    if (!failure) {
-        change = m_replica.Update(std::move(list.body), selection.body);
-        if (!change) {
-            failure = RemoteError(Cause::NotUnderstood,
-                                  std::string(kEndpoint) +
-                                      "the service's list is not made of items; the last good one "
-                                      "stays. Check that service and partner speak the same "
-                                      "version");
-        }
-    }
+    if (!failure) failure = Update(std::move(list.body), selection.body, change);
     if (failure) LogFetchFailure(*failure);
     m_fetchFailure = failure;
     PauseAfterFetch();
     if (change) Tell(*change, false);
+}
+
+std::optional<RemoteError> RemoteAppListModel::Update(std::vector<char> list,
+                                                      const std::vector<char>& selection,
+                                                      std::optional<Replica::Change>& change) {
+    const std::string start = kEndpoint;
+    try {
+        change = m_replica.Update(std::move(list), selection);
+    } catch (const std::bad_alloc&) {
+        return RemoteError(Cause::Failed,
+                           start +
+                               "no memory for the service's list; the last good one stays. "
+                               "Free some");
+    }
+    if (change) return std::nullopt;
+    return RemoteError(Cause::NotUnderstood,
+                       start +
+                           "the service's list is not made of items; the last good one stays. "
+                           "Check that service and partner speak the same version");
 }
 
 // That the service is away or slow shows elsewhere; that it talks nonsense, or may not be asked,

@@ -108,6 +108,8 @@ private:
     void MarkStale();
     void StartFetch();
     void FinishFetch(RemoteReply& list, const RemoteReply& selection);
+    std::optional<RemoteError> Update(std::vector<char> list, const std::vector<char>& selection,
+                                      std::optional<Replica::Change>& change);
     void LogFetchFailure(const RemoteError& failure) const;
     void PauseAfterFetch();
     void EndPause();
