@@ -19,7 +19,8 @@ add_executable(partner_unit_tests
     partner/RemoteListeners_test.cpp
     partner/Replica_test.cpp
     partner/Synchronize_test.cpp
-    support/HeapInUse.cpp)
+    support/HeapInUse.cpp
+    support/RecordingAllocator.cpp)
 target_link_libraries(partner_unit_tests PRIVATE pair_service pair_partner pair_transport
                                                  test_options GTest::gtest_main)
 # The random test makes hundreds of thousands of steps: unoptimised under the sanitizers it would

@@ -13,6 +13,8 @@ bool HasEscape(std::string_view text) {
 // Which escapes there are, and what they mean, only the item itself knows. Few items have one.
 bool Read(std::string_view line, RemoteAppListItem& item) {
     std::istringstream in(std::string(line) + '\n');
+    // Otherwise the stream keeps it to itself that memory ran out, and a good line looks bad.
+    in.exceptions(std::ios_base::badbit);
     return static_cast<bool>(in >> item);
 }
 

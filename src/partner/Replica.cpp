@@ -9,12 +9,38 @@
 namespace {
 
 using Items = std::vector<ReplicaItem::Owned>;
+using Lines = std::vector<ItemLine>;
+
+// A place for each of some lines: of the item that has it, or kNone.
+using Places = std::vector<std::uint32_t>;
+constexpr std::uint32_t kNone = UINT32_MAX;
+
+// What is left of a list, and of the one before it, without the ends that they share.
+struct Middle {
+    std::size_t begin = 0;
+    std::size_t oldEnd = 0;
+    std::size_t newEnd = 0;
+};
+
+Middle MiddleOf(const Items& items, const Lines& lines) {
+    Middle middle{0, items.size(), lines.size()};
+    const std::size_t shorter = std::min(items.size(), lines.size());
+    while (middle.begin < shorter && items[middle.begin]->Line() == lines[middle.begin]) {
+        ++middle.begin;
+    }
+    while (middle.oldEnd > middle.begin && middle.newEnd > middle.begin &&
+           items[middle.oldEnd - 1]->Line() == lines[middle.newEnd - 1]) {
+        --middle.oldEnd;
+        --middle.newEnd;
+    }
+    return middle;
+}
 
 // Finds the items from `begin` to `end` of `items` by their lines, each one once, the first of
 // equal ones first. Chains in one flat table: with all items equal, each is still found at once.
-class ItemsByLine {
+class ItemsByHash {
 public:
-    ItemsByLine(Items& items, std::size_t begin, std::size_t end)
+    ItemsByHash(const Items& items, std::size_t begin, std::size_t end)
         : m_items(items), m_begin(begin), m_entries(end - begin) {
         while (m_first.size() < m_entries.size()) m_first.resize(2 * m_first.size());
         std::fill(m_first.begin(), m_first.end(), kNone);
@@ -26,22 +52,21 @@ public:
         }
     }
 
-    // Returns null when there is none (left).
-    ReplicaItem::Owned Take(const ItemLine& line) {
-        if (m_entries.empty()) return nullptr;
+    // Returns the place of an item, or kNone when there is none (left).
+    std::uint32_t Take(const ItemLine& line) {
+        if (m_entries.empty()) return kNone;
         const std::size_t hash = line.Hash();
         for (std::uint32_t* at = &First(hash); *at != kNone; at = &m_entries[*at].next) {
-            ReplicaItem::Owned& item = m_items[m_begin + *at];
-            if (m_entries[*at].hash != hash || !(item->Line() == line)) continue;
-            *at = m_entries[*at].next;
-            return std::move(item);
+            const std::size_t place = m_begin + *at;
+            if (m_entries[*at].hash == hash && m_items[place]->Line() == line) {
+                *at = m_entries[*at].next;
+                return static_cast<std::uint32_t>(place);
+            }
         }
-        return nullptr;
+        return kNone;
     }
 
 private:
-    static constexpr std::uint32_t kNone = UINT32_MAX;
-
     struct Entry {
         std::size_t hash;
         std::uint32_t next;  // with the same first one
@@ -49,13 +74,31 @@ private:
 
     std::uint32_t& First(std::size_t hash) { return m_first[hash & (m_first.size() - 1)]; }
 
-    Items& m_items;
+    const Items& m_items;
     const std::size_t m_begin;
     std::vector<Entry> m_entries;
     std::vector<std::uint32_t> m_first = std::vector<std::uint32_t>(1);
 };
 
+Places Find(const Items& items, const Lines& lines, const Middle& middle) {
+    ItemsByHash table(items, middle.begin, middle.oldEnd);
+    Places places(middle.newEnd - middle.begin);
+    for (std::size_t at = 0; at < places.size(); ++at) {
+        places[at] = table.Take(lines[middle.begin + at]);
+    }
+    return places;
+}
+
 }  // namespace
+
+struct Replica::Plan {
+    Middle middle;
+    Places places;                               // in the old list, of the middle's lines
+    Items items;                                 // the new list; null where an item stays
+    std::uint32_t selected = kNone;              // in the new list
+    std::unique_ptr<RemoteAppListItem> outside;  // null when selected, or when it stays
+    Change change;
+};
 
 Replica::Replica() : m_outside(std::make_unique<RemoteAppListItem>()) {
     m_selection = m_outside.get();
@@ -82,62 +125,82 @@ std::vector<AppListItem*> Replica::GetAllItems() const {
 
 Replica::Change Replica::Take(std::vector<char> text, const Lines& lines,
                               const ItemLine& selection) {
-    Change change;
-    AppListItem* const selected = m_selection;
-    TakeItems(lines, change);
-    Select(lines, selection, change);
-    // A selected item that is renamed is a change of the items. Without one, the name that is shown
-    // as selected is other only because another object is.
-    change.selection =
-        !ApplistItemComparator(selected)(m_selection) ||
-        (!change.items && selected->GetVisibleName() != m_selection->GetVisibleName());
-    change.text = std::exchange(m_text, std::move(text));
-    return change;
+    Plan plan = MakePlan(lines, selection);
+    ApplyItems(lines, plan);
+    ApplySelection(plan);
+    plan.change.text = std::exchange(m_text, std::move(text));
+    return std::move(plan.change);
 }
 
-// Unchanged items stay, with their lines in the new text.
-void Replica::TakeItems(const Lines& lines, Change& change) {
-    Items before = std::exchange(m_items, Items(lines.size()));
-    const std::size_t shorter = std::min(before.size(), lines.size());
-    std::size_t head = 0;
-    while (head < shorter && before[head]->Line() == lines[head]) {
-        m_items[head] = std::move(before[head]);
-        ++head;
-    }
-    std::size_t oldEnd = before.size();
-    std::size_t newEnd = lines.size();
-    while (oldEnd > head && newEnd > head && before[oldEnd - 1]->Line() == lines[newEnd - 1]) {
-        m_items[--newEnd] = std::move(before[--oldEnd]);
-    }
-    change.items = head < oldEnd || head < newEnd;
+Replica::Plan Replica::MakePlan(const Lines& lines, const ItemLine& selection) const {
+    Plan plan;
+    PlanItems(lines, plan);
+    PlanSelection(lines, selection, plan);
+    return plan;
+}
 
-    ItemsByLine middle(before, head, oldEnd);
-    ItemMaker maker(newEnd - head);
-    for (std::size_t at = head; at < newEnd; ++at) {
-        m_items[at] = middle.Take(lines[at]);
-        if (!m_items[at]) m_items[at] = maker.Make(lines[at]);
-    }
-    for (std::size_t at = 0; at < lines.size(); ++at) m_items[at]->Renew(lines[at]);
-    for (std::size_t at = head; at < oldEnd; ++at) {
-        if (before[at]) change.gone.push_back(std::move(before[at]));
+void Replica::PlanItems(const Lines& lines, Plan& plan) const {
+    const Middle middle = plan.middle = MiddleOf(m_items, lines);
+    plan.places = Find(m_items, lines, middle);
+    plan.items.resize(lines.size());
+    plan.change.items = middle.begin < middle.oldEnd || middle.begin < middle.newEnd;
+
+    const auto came =
+        static_cast<std::size_t>(std::count(plan.places.begin(), plan.places.end(), kNone));
+    const std::size_t stay = plan.places.size() - came;
+    plan.change.gone.reserve(middle.oldEnd - middle.begin - stay);
+    ItemMaker maker(came);
+    for (std::size_t at = middle.begin; at < middle.newEnd; ++at) {
+        if (plan.places[at - middle.begin] == kNone) plan.items[at] = maker.Make(lines[at]);
     }
 }
 
 // The service's selection is a copy of an item: ours is the first of that id, as it is there. One
 // that changed its name between the two replies is still that item.
-void Replica::Select(const Lines& lines, const ItemLine& selection, Change& change) {
+void Replica::PlanSelection(const Lines& lines, const ItemLine& selection, Plan& plan) const {
     auto found = std::find(lines.begin(), lines.end(), selection);
     if (found == lines.end()) {
         found = std::find_if(lines.begin(), lines.end(),
                              [&](const ItemLine& line) { return line.HasSameId(selection); });
     }
-    RemoteAppListItem outside(selection.VisibleName(), selection.UniqueId());
-    if (found == lines.end() && m_outside && *m_outside == outside) return;
-    if (m_outside) change.goneOutside = std::move(m_outside);
-    if (found == lines.end()) {
-        m_outside = std::make_unique<RemoteAppListItem>(std::move(outside));
-        m_selection = m_outside.get();
-    } else {
-        m_selection = m_items[static_cast<std::size_t>(found - lines.begin())].get();
+    const bool isInside = found != lines.end();
+    RemoteAppListItem now((isInside ? *found : selection).VisibleName(), selection.UniqueId());
+    // A selected item that is renamed is a change of the items. Without one, the name that is shown
+    // as selected is other only because another object is.
+    plan.change.selection =
+        !ApplistItemComparator(m_selection)(&now) ||
+        (!plan.change.items && m_selection->GetVisibleName() != now.GetVisibleName());
+    if (isInside) {
+        plan.selected = static_cast<std::uint32_t>(found - lines.begin());
+    } else if (!m_outside || !(*m_outside == now)) {
+        plan.outside = std::make_unique<RemoteAppListItem>(std::move(now));
     }
+}
+
+// Unchanged items stay, with their lines in the new text.
+void Replica::ApplyItems(const Lines& lines, Plan& plan) noexcept {
+    const Middle& middle = plan.middle;
+    const auto keep = [&](std::size_t from, std::size_t to) {
+        plan.items[to] = std::move(m_items[from]);
+        plan.items[to]->Renew(lines[to]);
+    };
+    for (std::size_t at = 0; at < middle.begin; ++at) keep(at, at);
+    for (std::size_t at = middle.begin; at < middle.newEnd; ++at) {
+        const std::uint32_t from = plan.places[at - middle.begin];
+        if (from != kNone) keep(from, at);
+    }
+    for (std::size_t at = middle.newEnd; at < lines.size(); ++at) {
+        keep(at - middle.newEnd + middle.oldEnd, at);
+    }
+    for (std::size_t at = middle.begin; at < middle.oldEnd; ++at) {
+        if (m_items[at]) plan.change.gone.push_back(std::move(m_items[at]));
+    }
+    m_items = std::move(plan.items);
+}
+
+void Replica::ApplySelection(Plan& plan) noexcept {
+    if (plan.selected == kNone && !plan.outside) return;
+    plan.change.goneOutside = std::exchange(m_outside, std::move(plan.outside));
+    m_selection = m_outside.get();
+    if (plan.selected != kNone) m_selection = m_items[plan.selected].get();
 }

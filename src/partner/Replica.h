@@ -39,10 +39,11 @@ public:
     Replica();
 
     // Takes over a list and a selection, each as the service's reply holds it. Returns nothing, and
-    // changes nothing, when either is not what a service sends.
+    // changes nothing, when either is not what a service sends. Throws std::bad_alloc, and changes
+    // nothing, when memory runs out.
     std::optional<Change> Update(std::vector<char> list, const std::vector<char>& selection);
 
-    // Back to an empty list.
+    // Back to an empty list. Throws as Update does.
     Change Clear();
 
     // Never null.
@@ -52,10 +53,16 @@ public:
 
 private:
     using Lines = std::vector<ItemLine>;
+    struct Plan;
 
     Change Take(std::vector<char> text, const Lines& lines, const ItemLine& selection);
-    void TakeItems(const Lines& lines, Change& change);
-    void Select(const Lines& lines, const ItemLine& selection, Change& change);
+
+    // Whatever may fail happens while the plan is made, which changes nothing.
+    Plan MakePlan(const Lines& lines, const ItemLine& selection) const;
+    void PlanItems(const Lines& lines, Plan& plan) const;
+    void PlanSelection(const Lines& lines, const ItemLine& selection, Plan& plan) const;
+    void ApplyItems(const Lines& lines, Plan& plan) noexcept;
+    void ApplySelection(Plan& plan) noexcept;
 
     std::vector<char> m_text;
     std::vector<ReplicaItem::Owned> m_items;

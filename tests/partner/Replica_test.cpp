@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "support/HeapInUse.h"
+#include "support/RecordingAllocator.h"
 
 namespace {
 
@@ -25,6 +28,27 @@ std::string ListOf(const std::string& ids) {
     }
     return text;
 }
+
+// All that is to be seen of a replica.
+struct Sight {
+    explicit Sight(const Replica& replica)
+        : items(replica.GetAllItems()), selection(replica.GetSelection()) {
+        for (AppListItem* item : items) content += TextOf(item) + " ";
+        content += "(" + TextOf(selection) + ")";
+    }
+
+    static std::string TextOf(AppListItem* item) {
+        return item->GetVisibleName() + "/" + item->GetUnigueId();
+    }
+
+    bool operator==(const Sight& other) const {
+        return items == other.items && selection == other.selection && content == other.content;
+    }
+
+    Pointers items;
+    AppListItem* selection;
+    std::string content;
+};
 
 }  // namespace
 
@@ -48,14 +72,7 @@ protected:
         return refused;
     }
 
-    std::string Content() const {
-        std::string content;
-        for (AppListItem* item : m_replica.GetAllItems()) {
-            content += item->GetVisibleName() + "/" + item->GetUnigueId() + " ";
-        }
-        return content + "(" + m_replica.GetSelection()->GetVisibleName() + "/" +
-               m_replica.GetSelection()->GetUnigueId() + ")";
-    }
+    std::string Content() const { return Sight(m_replica).content; }
 
     AppListItem* At(std::size_t place) const { return m_replica.GetAllItems().at(place); }
 
@@ -296,6 +313,74 @@ TEST_F(AReplica, GivesBackTheMemoryOfThousandsOfItemsWhenOneOfThemStays) {
 
     EXPECT_EQ("/5000 (/5000)", Content());
     EXPECT_LT(HeapInUse(), before + kLittle);
+}
+
+class AReplicaWithoutMemory : public ::testing::Test {
+protected:
+    struct Reply {
+        std::string list;
+        std::string selection;
+    };
+
+    // Returns false when it needs fewer than `nth` allocations.
+    static bool RunsOut(Replica& replica, const Reply& reply, std::size_t nth) {
+        std::vector<char> list = Bytes(reply.list);
+        const std::vector<char> selection = Bytes(reply.selection);
+        bool isTaken = false;
+        const recording::FailingAllocation outOfMemory(nth);
+        try {
+            isTaken = replica.Update(std::move(list), selection).has_value();
+        } catch (const std::bad_alloc&) {
+            return true;
+        }
+        EXPECT_TRUE(isTaken) << "allocation " << nth << " made a good reply look bad";
+        EXPECT_FALSE(outOfMemory.HasFailed()) << "nobody heard of allocation " << nth;
+        return false;
+    }
+
+    static void FailEachAllocation(const Reply& from, const Reply& to) {
+        for (std::size_t nth = 1;; ++nth) {
+            Replica replica;
+            replica.Update(Bytes(from.list), Bytes(from.selection));
+            const Sight before(replica);
+            if (!RunsOut(replica, to, nth)) break;
+            ASSERT_EQ(before.content, Sight(replica).content) << "allocation " << nth;
+            ASSERT_TRUE(before == Sight(replica)) << "other objects after allocation " << nth;
+        }
+    }
+};
+
+TEST_F(AReplicaWithoutMemory, StaysAsItWas) {
+    // Names that are too long for a string to hold without memory of its own.
+    const std::string name(40, 'n');
+    const std::string other = name + "\\n\t" + name + "\\t\n";
+    const std::vector<Reply> replies = {
+        {"", "\t\n"},
+        {ListOf("a b c d"), ListOf("b")},
+        {ListOf("x c y b"), ListOf("y")},
+        {name + "\ta\n" + other + ListOf("d"), other},
+        {ListOf("d") + other, name + "\t" + name + "\n"},
+    };
+    for (const Reply& from : replies) {
+        for (const Reply& to : replies) FailEachAllocation(from, to);
+    }
+}
+
+TEST_F(AReplicaWithoutMemory, IsClearedAsAWholeOrNotAtAll) {
+    for (std::size_t nth = 1;; ++nth) {
+        Replica replica;
+        replica.Update(Bytes(ListOf("a b c")), Bytes(ListOf("b")));
+        const Sight before(replica);
+        try {
+            const recording::FailingAllocation outOfMemory(nth);
+            replica.Clear();
+        } catch (const std::bad_alloc&) {
+            ASSERT_TRUE(before == Sight(replica)) << "allocation " << nth;
+            continue;
+        }
+        EXPECT_EQ("(/)", Sight(replica).content);
+        break;
+    }
 }
 
 // ---- What no service sends ----------------------------------------------------------------------
