@@ -22,6 +22,9 @@ public:
     std::string VisibleName() const;
     std::string UniqueId() const;
 
+    // The bytes that equal lines share.
+    std::string_view Text() const { return m_text; }
+
     // Found once: a line is looked for when it comes, and looked at when it goes.
     std::size_t Hash() const {
         if (m_hash == 0) m_hash = std::hash<std::string_view>()(m_text);

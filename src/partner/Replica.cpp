@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <numeric>
 #include <utility>
 
 #include "applist/ApplistItemComparator.h"
@@ -52,21 +53,27 @@ public:
         }
     }
 
-    // Returns the place of an item, or kNone when there is none (left).
-    std::uint32_t Take(const ItemLine& line) {
+    // Returns the place of an item, or kNone when there is none (left); nothing when the chain is
+    // too long to look through.
+    std::optional<std::uint32_t> Take(const ItemLine& line) {
         if (m_entries.empty()) return kNone;
         const std::size_t hash = line.Hash();
+        int steps = 0;
         for (std::uint32_t* at = &First(hash); *at != kNone; at = &m_entries[*at].next) {
             const std::size_t place = m_begin + *at;
             if (m_entries[*at].hash == hash && m_items[place]->Line() == line) {
                 *at = m_entries[*at].next;
                 return static_cast<std::uint32_t>(place);
             }
+            if (++steps == kMaxSteps) return std::nullopt;
         }
         return kNone;
     }
 
 private:
+    // Chance makes no such chain of different items in a list of any size.
+    static constexpr int kMaxSteps = 16;
+
     struct Entry {
         std::size_t hash;
         std::uint32_t next;  // with the same first one
@@ -80,13 +87,51 @@ private:
     std::vector<std::uint32_t> m_first = std::vector<std::uint32_t>(1);
 };
 
-Places Find(const Items& items, const Lines& lines, const Middle& middle) {
+// Returns nothing when it would take long.
+std::optional<Places> FindByHash(const Items& items, const Lines& lines, const Middle& middle) {
     ItemsByHash table(items, middle.begin, middle.oldEnd);
     Places places(middle.newEnd - middle.begin);
     for (std::size_t at = 0; at < places.size(); ++at) {
-        places[at] = table.Take(lines[middle.begin + at]);
+        const std::optional<std::uint32_t> place = table.Take(lines[middle.begin + at]);
+        if (!place) return std::nullopt;
+        places[at] = *place;
     }
     return places;
+}
+
+// The places from `begin` to `end` in the order of their texts, equal ones in their own.
+template <typename TextAt>
+Places Sorted(std::size_t begin, std::size_t end, TextAt textAt) {
+    Places places(end - begin);
+    std::iota(places.begin(), places.end(), static_cast<std::uint32_t>(begin));
+    std::sort(places.begin(), places.end(), [&](std::uint32_t left, std::uint32_t right) {
+        const int order = textAt(left).compare(textAt(right));
+        return order != 0 ? order < 0 : left < right;
+    });
+    return places;
+}
+
+// Finds the same as FindByHash: slower for most lists, but for none much slower than for others.
+Places FindByOrder(const Items& items, const Lines& lines, const Middle& middle) {
+    const auto oldText = [&](std::uint32_t at) { return items[at]->Line().Text(); };
+    const auto newText = [&](std::uint32_t at) { return lines[at].Text(); };
+    const Places before = Sorted(middle.begin, middle.oldEnd, oldText);
+    const Places now = Sorted(middle.begin, middle.newEnd, newText);
+    Places places(now.size(), kNone);
+    auto next = before.begin();
+    for (const std::uint32_t at : now) {
+        while (next != before.end() && oldText(*next) < newText(at)) ++next;
+        if (next == before.end()) break;
+        if (oldText(*next) == newText(at)) places[at - middle.begin] = *next++;
+    }
+    return places;
+}
+
+// A service that means harm can choose lines whose hashes are equal: it must not decide how long
+// its list keeps the partner busy.
+Places Find(const Items& items, const Lines& lines, const Middle& middle) {
+    std::optional<Places> places = FindByHash(items, lines, middle);
+    return places ? std::move(*places) : FindByOrder(items, lines, middle);
 }
 
 }  // namespace

@@ -4,8 +4,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
+#include <cstring>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "support/HeapInUse.h"
@@ -14,6 +17,7 @@
 namespace {
 
 using Pointers = std::vector<AppListItem*>;
+using Texts = std::vector<std::string>;
 
 std::vector<char> Bytes(const std::string& text) {
     return std::vector<char>(text.begin(), text.end());
@@ -26,6 +30,26 @@ std::string ListOf(const std::string& ids) {
         if (id == ' ') continue;
         text += std::string(1, static_cast<char>(std::toupper(id))) + "\t" + id + "\n";
     }
+    return text;
+}
+
+std::size_t HashOf(std::string_view line) {
+    return std::hash<std::string_view>()(line);
+}
+
+// Items whose hashes all end with the same bits, so that a table holds them in one place.
+Texts CrowdedLines(std::size_t count) {
+    Texts lines;
+    for (int number = 0; lines.size() < count; ++number) {
+        const std::string line = "\t" + std::to_string(number);
+        if ((HashOf(line) & 0xfff) == 0) lines.push_back(line + "\n");
+    }
+    return lines;
+}
+
+std::string Joined(const Texts& lines) {
+    std::string text;
+    for (const std::string& line : lines) text += line;
     return text;
 }
 
@@ -213,6 +237,37 @@ TEST_F(AReplica, KeepsEqualItemsApart) {
     EXPECT_NE(At(1), At(2));
 }
 
+TEST_F(AReplica, KeepsTheObjectsOfItemsThatCrowdInOnePlaceOfATable) {
+    Texts lines = CrowdedLines(100);
+    const std::string first = lines.front();
+    const std::string last = lines.back();
+    TakeText(Joined(lines) + first + last, first);
+    const Pointers before = m_replica.GetAllItems();
+    std::reverse(lines.begin(), lines.end());
+
+    const Replica::Change change = TakeText(Joined(lines) + last + "New\tnew\n", first);
+
+    Pointers expected(before.rend() - 100, before.rend());
+    expected.insert(expected.end(), {before[101], At(101)});
+    EXPECT_EQ(expected, m_replica.GetAllItems());
+    ASSERT_EQ(1u, change.gone.size());
+    EXPECT_EQ(before[100], change.gone[0].get()) << "of equal items, the first ones stay";
+}
+
+TEST_F(AReplica, HandsOverWhatIsGoneOfItemsThatCrowdInOnePlaceOfATable) {
+    Texts lines = CrowdedLines(200);
+    const Texts others(lines.begin() + 100, lines.end());
+    lines.resize(100);
+    TakeText(Joined(lines), lines[0]);
+    const Pointers before = m_replica.GetAllItems();
+
+    const Replica::Change change = TakeText(Joined(others) + lines[50], lines[50]);
+
+    EXPECT_EQ(99u, change.gone.size());
+    EXPECT_EQ(101u, m_replica.Count());
+    EXPECT_EQ(before[50], At(100));
+}
+
 TEST_F(AReplica, SelectsTheFirstOfTwoItemsWithOneIdThatHasTheSelectionsName) {
     TakeText("One\ta\nTwo\ta\n", "Two\ta\n");
 
@@ -360,6 +415,8 @@ TEST_F(AReplicaWithoutMemory, StaysAsItWas) {
         {ListOf("x c y b"), ListOf("y")},
         {name + "\ta\n" + other + ListOf("d"), other},
         {ListOf("d") + other, name + "\t" + name + "\n"},
+        {Joined(CrowdedLines(40)) + ListOf("a"), other},
+        {ListOf("b") + Joined(CrowdedLines(60)), ListOf("b")},
     };
     for (const Reply& from : replies) {
         for (const Reply& to : replies) FailEachAllocation(from, to);
@@ -436,3 +493,68 @@ TEST_F(AReplica, ComparesManyEqualItemsInTimeThatGrowsWithTheirNumber) {
     EXPECT_EQ(2u, change.gone.size());
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
 }
+
+#if defined(__GLIBCXX__) && SIZE_MAX == UINT64_MAX  // whose hash the next test knows
+
+namespace {
+
+// What the library's hash does with each eight bytes. All of it can be undone.
+class HashBlocks {
+public:
+    static std::uint64_t Start(std::size_t size) { return 0xc70f6907 ^ (size * kFactor); }
+
+    static std::uint64_t Add(std::uint64_t hash, std::uint64_t block) {
+        return (hash ^ (Fold(block * kFactor) * kFactor)) * kFactor;
+    }
+
+    // Returns the block that brings `hash` to `wanted`.
+    static std::uint64_t Between(std::uint64_t hash, std::uint64_t wanted) {
+        return Fold(((wanted * Inverse()) ^ hash) * Inverse()) * Inverse();
+    }
+
+private:
+    static constexpr std::uint64_t kFactor = 0xc6a4a7935bd1e995;
+
+    static std::uint64_t Fold(std::uint64_t value) { return value ^ (value >> 47); }
+
+    // Each round doubles the number of low bits that are right.
+    static std::uint64_t Inverse() {
+        std::uint64_t inverse = kFactor;
+        for (int round = 0; round < 5; ++round) inverse *= 2 - kFactor * inverse;
+        return inverse;
+    }
+};
+
+// Items of sixteen bytes with one hash, others for another first `number` of seven digits.
+Texts CollidingLines(std::size_t count, int number) {
+    Texts lines;
+    for (; lines.size() < count; ++number) {
+        std::string line = std::to_string(number) + "\t";
+        std::uint64_t block = 0;
+        std::memcpy(&block, line.data(), sizeof(block));
+        block = HashBlocks::Between(HashBlocks::Add(HashBlocks::Start(16), block), 1);
+        line.append(reinterpret_cast<const char*>(&block), sizeof(block));
+        const bool isPlain = line.find_first_of("\t\n\\", sizeof(block)) == std::string::npos;
+        if (isPlain) lines.push_back(line + "\n");
+    }
+    return lines;
+}
+
+}  // namespace
+
+// So are items that have one hash: a table that finds them by it has them all in one place.
+TEST_F(AReplica, ReplacesManyItemsWithOneHashInTimeThatHardlyGrowsFasterThanTheirNumber) {
+    constexpr std::size_t kCount = 100000;
+    const Texts before = CollidingLines(kCount, 1000000);
+    const Texts after = CollidingLines(kCount, 5000000);
+    ASSERT_EQ(HashOf(before.front().substr(0, 16)), HashOf(after.back().substr(0, 16)));
+    TakeText(Joined(before), "A\ta\n");
+    const auto start = std::chrono::steady_clock::now();
+
+    const Replica::Change change = TakeText(Joined(after), "A\ta\n");
+
+    EXPECT_EQ(kCount, change.gone.size());
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+}
+
+#endif
