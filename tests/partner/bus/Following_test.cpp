@@ -258,19 +258,28 @@ TEST_P(APartnerOfABusyService, TellsItsListenersOnceOfABurst) {
     EXPECT_EQ(Strings{"changed"}, m_witness->Take());
 }
 
-TEST_P(APartnerOnABus, ShowsTheListSoonAfterItStoodItselfDuringAFlood) {
-    StartService();
-    SideProcess partner("partner", m_bus->Address());
-    ASSERT_EQ("shown", partner.Ask("await " + m_service->Ask("add maps")));
+namespace {
 
+// `partner` stands while `service` changes its list, and shows the list soon after.
+void StandsThroughAFlood(SideProcess& partner, SideProcess& service) {
     partner.Stop();
-    m_service->Ask("tell 10000");
-    const std::string content = m_service->Ask("edit 10001");
+    service.Ask("tell 10000");
+    const std::string content = service.Ask("edit 10001");
     partner.Continue();
     const auto start = std::chrono::steady_clock::now();
 
     EXPECT_EQ("shown", partner.Ask("await " + content));
     EXPECT_LT(std::chrono::steady_clock::now() - start, kAfterLoss);
+}
+
+}  // namespace
+
+TEST_P(APartnerOnABus, ShowsTheListSoonAfterItStoodItselfDuringAFlood) {
+    StartService();
+    SideProcess partner("partner", m_bus->Address());
+    ASSERT_EQ("shown", partner.Ask("await " + m_service->Ask("add maps")));
+
+    StandsThroughAFlood(partner, *m_service);
 }
 
 namespace {
@@ -298,14 +307,7 @@ TEST_P(AForgetfulBus, HidesNoChangeFromAPartnerThatStood) {
     ASSERT_EQ("set", partner.Ask("timeout 1000"));
     ASSERT_EQ("shown", partner.Ask("await " + m_service->Ask("add maps")));
 
-    partner.Stop();
-    m_service->Ask("tell 10000");
-    const std::string content = m_service->Ask("edit 10001");
-    partner.Continue();
-    const auto start = std::chrono::steady_clock::now();
-
-    EXPECT_EQ("shown", partner.Ask("await " + content));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, kAfterLoss);
+    StandsThroughAFlood(partner, *m_service);
     EXPECT_NE(std::string::npos, m_bus->Output().find("a full message queue"))
         << "the bus dropped nothing";
 }
