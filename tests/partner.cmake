@@ -48,6 +48,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/HostileService.cpp
         partner/bus/Hostile_test.cpp
         partner/bus/Killing_test.cpp
+        partner/bus/Owners_test.cpp
         partner/bus/PartnerBusTest.cpp
         partner/bus/SideProcess.cpp
         support/JournalStandIn.cpp

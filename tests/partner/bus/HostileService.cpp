@@ -44,7 +44,9 @@ HostileService::HostileService(const std::string& address) {
     Check(sd_bus_set_bus_client(m_bus, 1), "a client");
     Check(sd_bus_start(m_bus), "starting");
     Check(sd_bus_add_object(m_bus, &m_object, "/org/tessel/Local/Applist", OnCall, this), "object");
-    Check(sd_bus_request_name(m_bus, "org.tessel.Local.Applist", 0), "the name");
+    Check(sd_bus_request_name(m_bus, "org.tessel.Local.Applist",
+                              SD_BUS_NAME_ALLOW_REPLACEMENT | SD_BUS_NAME_REPLACE_EXISTING),
+          "the name");
     Check(sd_bus_attach_event(m_bus, TestLoop(), SD_EVENT_PRIORITY_NORMAL), "the loop");
 }
 
@@ -67,14 +69,26 @@ int HostileService::ReplyText(sd_bus_message* call, const std::string& text) {
 }
 
 void HostileService::Notify(const std::string& body) {
+    Signal(body, nullptr);
+    ++m_serial;
+}
+
+void HostileService::NotifyOnly(const std::string& partner, const std::string& body) {
+    Signal(body, partner.c_str());
+}
+
+void HostileService::Signal(const std::string& body, const char* destination) {
     sd_bus_message* signal = nullptr;
     Check(sd_bus_message_new_signal(m_bus, &signal, "/org/tessel/Local/Applist",
                                     "org.tessel.Local1", "Notification"),
           "a signal");
     Check(sd_bus_message_append_array(signal, 'y', body.data(), body.size()), "its body");
-    Check(sd_bus_send(m_bus, signal, nullptr), "sending it");
+    Check(sd_bus_send_to(m_bus, signal, destination, nullptr), "sending it");
     sd_bus_message_unref(signal);
-    ++m_serial;
+}
+
+void HostileService::Flush() {
+    Check(sd_bus_flush(m_bus), "flushing");
 }
 
 std::size_t HostileService::CountOf(const std::string& member) const {
@@ -89,11 +103,12 @@ int HostileService::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) 
 int HostileService::Handle(sd_bus_message* call) {
     const std::string member = sd_bus_message_get_member(call);
     m_calls.push_back(member);
+    m_lastCaller = sd_bus_message_get_sender(call);
     if (member == "Get") return m_answerSerial(call);
     if (member != "Message" && member != "MessageFd") return sd_bus_reply_method_return(call, "");
     switch (MessageIdOf(BodyOf(call))) {
         case APPLIST_GET_ALL_ITEMS_FNC: return m_answerList(call);
-        case APPLIST_GET_SELECTION_FNC: return ReplyText(call, "\t\n");
+        case APPLIST_GET_SELECTION_FNC: return m_answerSelection(call);
         default: return ReplyText(call, "");
     }
 }

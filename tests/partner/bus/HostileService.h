@@ -17,14 +17,16 @@ public:
     // Answers `call` and returns a negative errno when that went wrong. Not answering is an answer.
     using Answer = std::function<int(sd_bus_message* call)>;
 
+    // Takes the name from another one of its kind.
     explicit HostileService(const std::string& address);
     ~HostileService();
     HostileService(const HostileService&) = delete;
     HostileService& operator=(const HostileService&) = delete;
 
-    // What is answered to calls of `Message` and `MessageFd` that read the list. Everything else is
-    // answered as the real service does, the selection with an empty item.
+    // What is answered to calls of `Message` and `MessageFd` that read the list, and the selection.
+    // Everything else is answered as the real service does.
     Answer m_answerList = [](sd_bus_message* call) { return ReplyText(call, ""); };
+    Answer m_answerSelection = [](sd_bus_message* call) { return ReplyText(call, "\t\n"); };
     // What is answered to a read of the property `Serial`; as a rule, the truth.
     Answer m_answerSerial = [this](sd_bus_message* call) {
         return sd_bus_reply_method_return(call, "v", "t", m_serial);
@@ -42,11 +44,21 @@ public:
     // As Notify, but the bus loses it.
     void NotifyInVain() { ++m_serial; }
 
+    // Notifies `partner` alone, which is not counted.
+    void NotifyOnly(const std::string& partner, const std::string& body);
+
+    // Returns when the bus has all that was sent.
+    void Flush();
+
     // The members that were called, in order.
     std::vector<std::string> m_calls;
     std::size_t CountOf(const std::string& member) const;
 
+    // The bus name of who called last.
+    std::string m_lastCaller;
+
 private:
+    void Signal(const std::string& body, const char* destination);
     static int OnCall(sd_bus_message* call, void* userdata, sd_bus_error* error);
     int Handle(sd_bus_message* call);
 

@@ -1,43 +1,10 @@
-#include "partner/TesselDbusRemote.h"
-
 #include <cstring>
 
-#include "common/AppListRemoteControl.h"
+#include "partner/bus/BareRemote.h"
 #include "partner/bus/HostileService.h"
 #include "partner/bus/PartnerBusTest.h"
 #include "support/SilentBus.h"
 #include "support/TestFd.h"
-
-namespace {
-
-// A partner's bare transport.
-class BareRemote : public TesselDbusRemote {
-public:
-    BareRemote() : TesselDbusRemote("Applist") {}
-    std::vector<char> HandleMessage(std::vector<char>&) override { return {}; }
-    void HandleNotification(std::vector<char>&) override {}
-    void HandleConnectionReady(bool state, const std::string&) override {
-        m_isReady = state;
-        if (state) ++m_readies;
-    }
-
-    // Asks for the list and adds what became of it to m_outcomes: its text, or the cause.
-    void Ask() {
-        std::vector<char> request(4);
-        const int id = APPLIST_GET_ALL_ITEMS_FNC;
-        std::memcpy(request.data(), &id, sizeof(id));
-        PostMessage(request, [this](RemoteReply& reply) {
-            m_outcomes.push_back(reply.error ? NameOf(reply.error->GetCause())
-                                             : std::string(reply.body.begin(), reply.body.end()));
-        });
-    }
-
-    bool m_isReady = false;
-    int m_readies = 0;
-    Strings m_outcomes;
-};
-
-}  // namespace
 
 class AHostileService : public PartnerBusTest {
 protected:
@@ -317,6 +284,22 @@ TEST_P(AHostileService, IsReadAnewAfterAnEventThatTheBusLost) {
 
     EXPECT_TRUE(Shows("Radio/radio ()", kAfterLoss));
     EXPECT_EQ(Strings{"changed"}, m_witness->Take());
+}
+
+// The service counts what it tells everyone.
+TEST_P(AHostileService, IsNotThoughtToHaveLostANotificationBecauseOneWasForOnePartner) {
+    BareRemote remote;
+    ASSERT_TRUE(RunUntil([&] { return remote.m_isReady; }));
+    int heard = 0;
+    remote.m_onNotification = [&] { ++heard; };
+
+    m_hostile.NotifyOnly(m_hostile.m_lastCaller, std::string("\1\0\0\0", 4));
+    WaitForAComparison();
+    remote.Ask();
+    ASSERT_TRUE(RunUntil([&] { return !remote.m_outcomes.empty(); }));
+
+    EXPECT_EQ(2, heard) << "with the announcement";
+    EXPECT_EQ(1, remote.m_readies);
 }
 
 // So it does with answers; a service that stands answers when it goes on.
