@@ -43,7 +43,9 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/CauseName.cpp
         partner/EditableList.cpp
         partner/QuietLog.cpp
+        partner/bus/Bounds_test.cpp
         partner/bus/Calls_test.cpp
+        partner/bus/Descriptors_test.cpp
         partner/bus/Following_test.cpp
         partner/bus/HostileService.cpp
         partner/bus/Hostile_test.cpp
@@ -54,6 +56,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/JournalStandIn.cpp
         support/PrivateBus.cpp
         support/ProcessState.cpp
+        support/RecordingAllocator.cpp
         support/SilentBus.cpp
         support/TestFd.cpp
         support/TestLoop.cpp)

@@ -164,6 +164,14 @@ TEST_P(AWritingPartner, WaitsNoLongerThanItsTimeout) {
     m_service->Continue();
 }
 
+TEST_P(AWritingPartner, SynchronizesAlsoWhenItMayWaitForever) {
+    m_model->SetTimeout(milliseconds::max());
+    Write(1);
+
+    EXPECT_EQ("", CauseOfSynchronize());
+    EXPECT_EQ(1, m_model->GetItemsCount());
+}
+
 // The timeout of a call is the one that it was sent with: a longer one, set later, must not make
 // its silence look like a service that left.
 TEST_P(AWritingPartner, IsToldOfATimeoutAlsoWhenALongerOneWasSetMeanwhile) {

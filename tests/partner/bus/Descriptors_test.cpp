@@ -1,0 +1,88 @@
+// When a body travels in a descriptor: from the size on from which that is faster on this bus.
+
+#include "partner/bus/BareRemote.h"
+#include "partner/bus/HostileService.h"
+#include "partner/bus/PartnerBusTest.h"
+
+class ALargeBody : public PartnerBusTest {
+protected:
+    ALargeBody() {
+        EXPECT_TRUE(RunUntil([&] { return m_remote.m_isReady; }));
+        m_hostile.m_calls.clear();
+    }
+
+    // Up to this size, and with it, a body is in the message itself.
+    std::size_t MostInline() const {
+        return GetParam().program == BusProgram::Daemon ? std::size_t{64} << 10
+                                                        : std::size_t{2} << 20;
+    }
+
+    // With which member a request of `size` bytes gets there.
+    std::string MemberFor(std::size_t size) {
+        m_hostile.m_calls.clear();
+        m_remote.Ask(std::vector<char>(size));
+        return MemberOfNextCall();
+    }
+
+    std::string MemberForTheList() {
+        m_hostile.m_calls.clear();
+        m_remote.Ask();
+        return MemberOfNextCall();
+    }
+
+    void AnswerWith(std::size_t size) {
+        m_hostile.m_answerList = [size](sd_bus_message* call) {
+            return HostileService::ReplyText(call, std::string(size, 'x'));
+        };
+    }
+
+    HostileService m_hostile{m_bus->Address()};
+    BareRemote m_remote;
+
+private:
+    std::string MemberOfNextCall() {
+        m_remote.m_outcomes.clear();
+        EXPECT_TRUE(RunUntil([&] { return !m_remote.m_outcomes.empty(); }));
+        for (const std::string& member : m_hostile.m_calls) {
+            if (member != "Get") return member;
+        }
+        return "nothing";
+    }
+};
+
+ON_BOTH_BUSES(ALargeBody);
+
+TEST_P(ALargeBody, TravelsInTheMessageUpToTheLimitOfItsBus) {
+    EXPECT_EQ("Message", MemberFor(MostInline() - 1));
+    EXPECT_EQ("Message", MemberFor(MostInline()));
+}
+
+TEST_P(ALargeBody, TravelsInADescriptorBeyondTheLimitOfItsBus) {
+    EXPECT_EQ("MessageFd", MemberFor(MostInline() + 1));
+}
+
+TEST_P(ALargeBody, IsAskedForInADescriptorTheNextTimeWhenItWasAReply) {
+    AnswerWith(MostInline() + 1);
+
+    EXPECT_EQ("Message", MemberForTheList());
+    EXPECT_EQ("MessageFd", MemberForTheList());
+    EXPECT_EQ("MessageFd", MemberForTheList());
+}
+
+TEST_P(ALargeBody, IsNotAskedForInADescriptorAnyMoreWhenItBecameSmall) {
+    AnswerWith(MostInline() + 1);
+    MemberForTheList();
+    AnswerWith(MostInline() / 2 - 1);
+
+    EXPECT_EQ("MessageFd", MemberForTheList());
+    EXPECT_EQ("Message", MemberForTheList());
+}
+
+TEST_P(ALargeBody, IsAskedForInADescriptorStillWhenItBecameALittleSmaller) {
+    AnswerWith(MostInline() + 1);
+    MemberForTheList();
+    AnswerWith(MostInline() / 2);
+
+    EXPECT_EQ("MessageFd", MemberForTheList());
+    EXPECT_EQ("MessageFd", MemberForTheList());
+}
