@@ -36,7 +36,10 @@ if(APPLIST_OPEN_TRANSPORT)
     add_executable(partner_test_side
         partner/EditableList.cpp
         partner/QuietLog.cpp
-        partner/bus/Side.cpp)
+        partner/bus/HostileService.cpp
+        partner/bus/Side.cpp
+        support/TestFd.cpp
+        support/TestLoop.cpp)
     target_link_libraries(partner_test_side PRIVATE applist::service applist::partner test_options
                                                     PkgConfig::SYSTEMD)
     add_executable(partner_bus_tests
@@ -44,14 +47,17 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/EditableList.cpp
         partner/QuietLog.cpp
         partner/bus/Bounds_test.cpp
+        partner/bus/Busy_test.cpp
         partner/bus/Calls_test.cpp
         partner/bus/Descriptors_test.cpp
+        partner/bus/Destruction_test.cpp
         partner/bus/Following_test.cpp
         partner/bus/HostileService.cpp
         partner/bus/Hostile_test.cpp
         partner/bus/Killing_test.cpp
         partner/bus/Owners_test.cpp
         partner/bus/PartnerBusTest.cpp
+        partner/bus/Policy_test.cpp
         partner/bus/SideProcess.cpp
         support/JournalStandIn.cpp
         support/PrivateBus.cpp

@@ -1,3 +1,5 @@
+#include <stdexcept>
+
 #include "partner/PairTest.h"
 
 class AListenerOfARemoteModel : public PairTest {
@@ -120,6 +122,22 @@ TEST_F(AListenerOfARemoteModel, CanStillLookAtASelectionOutsideTheListThatIsRena
 
     EXPECT_EQ(Strings{"selected Old"}, seen);
     EXPECT_EQ("New", held->GetVisibleName());
+}
+
+// Its items are freed when all have been told.
+TEST_F(AListenerOfARemoteModel, IsToldAlsoWhenTheOneBeforeItThrows) {
+    StartBoth();
+    Witness second(*m_model);
+    m_witness->m_onTold = [](const std::string&) { throw std::runtime_error("cannot draw"); };
+
+    ChangeAll();
+    m_bus.RunFor(Milliseconds(2000));
+    KillService();
+    m_bus.Run();
+
+    EXPECT_EQ((Strings{"clicked", "changed", "selected", "changed", "selected", "gone"}),
+              second.Take());
+    EXPECT_EQ(6u, ErrorsLogged("cannot draw")) << WholeLog();
 }
 
 TEST_F(AListenerOfARemoteModel, IsToldOnceAlsoWhenItWasAddedTwice) {

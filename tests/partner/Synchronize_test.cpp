@@ -370,6 +370,24 @@ TEST_F(AServiceThatMisbehaves, IsShownAgainSoonAfterItCameToItsSenses) {
     EXPECT_EQ((Strings{"changed", "selected"}), m_witness->Take());
 }
 
+// What the event told of had been put off until the end of a pause.
+TEST_F(AServiceThatMisbehaves, IsReadAgainAfterAnEventWhenSynchronizeFailedToReadInItsStead) {
+    m_scripted.m_list = "Radio\tradio\n";
+    m_scripted.TellOfChange();
+    m_bus.Run();
+    ASSERT_EQ("Radio/radio (maps)", Replica());
+    m_scripted.m_list = "Phone\tphone\n";
+    m_scripted.TellOfChange();
+    m_bus.Run();
+    m_scripted.m_throwsAt = 2002;
+    ASSERT_EQ("Failed", CauseOfSynchronize());
+
+    m_scripted.m_throwsAt = 0;
+    m_bus.RunFor(Milliseconds(5000));
+
+    EXPECT_EQ("Phone/phone (maps)", Replica());
+}
+
 TEST_F(AServiceThatMisbehaves, IsAskedNoMoreOftenThanEveryFewSeconds) {
     m_scripted.m_throwsAt = 2002;
     m_scripted.TellOfChange();

@@ -1,11 +1,12 @@
 // One side of the connection as a process of its own, for tests that stop, kill or wait for it.
-// Called with "service" or "partner" and the bus's address, it answers each line on stdin with one
-// line on stdout.
+// Called with "service", "partner" or "reorderer" and the bus's address, it answers each line on
+// stdin with one line on stdout.
 
 #include <sys/epoll.h>
 #include <systemd/sd-event.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -17,7 +18,9 @@
 #include "common/Guarded.h"
 #include "partner/EditableList.h"
 #include "partner/RemoteAppListModel.h"
+#include "partner/bus/HostileService.h"
 #include "platform/BusSelection.h"
+#include "platform/SdBus.h"
 
 namespace {
 
@@ -133,6 +136,45 @@ private:
     std::string m_awaited;
 };
 
+// A service that lets a partner, which synchronizes at once, have its answer only when it has read
+// the list twice: it tells its count while the answer is awaited, and answers then.
+class Reorderer : public Side {
+public:
+    explicit Reorderer(const std::string& address) : m_hostile(address) {
+        m_hostile.m_answerSerial = [this](sd_bus_message* call) {
+            if (m_selections >= 2)
+                return sd_bus_reply_method_return(call, "v", "t", std::uint64_t{0});
+            m_count.reset(sd_bus_message_ref(call));
+            return 0;
+        };
+        m_hostile.m_answerList = [this](sd_bus_message* call) {
+            const char* const list = ++m_lists == 1 ? "First\tfirst\n" : "Second\tsecond\n";
+            return HostileService::ReplyText(call, list);
+        };
+        m_hostile.m_answerSelection = [this](sd_bus_message* call) { return Selection(call); };
+    }
+
+    void Do(const std::string& command, std::istream&) override { throw std::logic_error(command); }
+
+private:
+    int Selection(sd_bus_message* call) {
+        ++m_selections;
+        if (m_selections == 2) {
+            m_awaited.reset(sd_bus_message_ref(call));
+            return sd_bus_reply_method_return(m_count.get(), "v", "t", std::uint64_t{0});
+        }
+        const int result = HostileService::ReplyText(call, "\t\n");
+        if (m_selections == 3) HostileService::ReplyText(m_awaited.get(), "\t\n");
+        return result;
+    }
+
+    HostileService m_hostile;
+    UniqueMessage m_count;
+    UniqueMessage m_awaited;
+    int m_lists = 0;
+    int m_selections = 0;
+};
+
 // Reads what has come in, and does what each whole line says.
 int OnInput(sd_event_source* source, int fd, std::uint32_t, void* userdata) {
     static std::string pending;
@@ -152,14 +194,16 @@ int OnInput(sd_event_source* source, int fd, std::uint32_t, void* userdata) {
     return 0;
 }
 
-int Run(const std::string& which) {
+int Run(const std::string& which, const std::string& address) {
     sd_event* loop = nullptr;
     if (sd_event_default(&loop) < 0) return EXIT_FAILURE;
     std::unique_ptr<Side> side;
     if (which == "service") {
         side = std::make_unique<Service>();
-    } else {
+    } else if (which == "partner") {
         side = std::make_unique<Partner>();
+    } else {
+        side = std::make_unique<Reorderer>(address);
     }
     if (sd_event_add_io(loop, nullptr, STDIN_FILENO, EPOLLIN, OnInput, side.get()) < 0) {
         return EXIT_FAILURE;
@@ -177,7 +221,7 @@ int main(int argc, char** argv) {
     if (argc != 3) return EXIT_FAILURE;
     try {
         SelectBusAddress(argv[2]);
-        return Run(argv[1]);
+        return Run(argv[1], argv[2]);
     } catch (const std::exception& error) {
         Say(error.what());
         return EXIT_FAILURE;

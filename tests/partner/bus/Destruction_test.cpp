@@ -1,0 +1,112 @@
+// A partner is destroyed right after a write, or from inside its own waiting; and what it may not
+// do from inside.
+
+#include <future>
+#include <thread>
+
+#include "partner/bus/BareRemote.h"
+#include "partner/bus/HostileService.h"
+#include "partner/bus/PartnerBusTest.h"
+
+class ADestroyedPartner : public PartnerBusTest {
+protected:
+    void Write(int count) {
+        RemoteAppListItem item("Written", "written");
+        for (; count > 0; --count) m_model->AddItemAtEnd(&item);
+    }
+
+    // The bus stands until the partner is gone, or has waited for a while.
+    void EndPartnerWhileTheBusStands() {
+        std::promise<void> ended;
+        std::thread bus([this, end = ended.get_future()] {
+            end.wait_for(milliseconds(200));
+            m_bus->Continue();
+        });
+        EndPartner();
+        ended.set_value();
+        bus.join();
+    }
+};
+
+ON_BOTH_BUSES(ADestroyedPartner);
+
+// A bus forgets what it has not read of a connection that is closed.
+TEST_P(ADestroyedPartner, HasSentItsWritesAlsoWhenTheBusReadsThemLate) {
+    StartService();
+    StartPartner();
+    m_model->Synchronize();
+
+    m_bus->Stop();
+    Write(60);
+    EndPartnerWhileTheBusStands();
+
+    StartPartner();
+    m_model->Synchronize();
+    EXPECT_EQ(60, m_model->GetItemsCount());
+}
+
+TEST_P(ADestroyedPartner, HasSentItsWritesEachTime) {
+    StartService();
+    int expected = 0;
+    for (int round = 0; round < 40; ++round) {
+        StartPartner();
+        m_model->Synchronize();
+        const int writes = 1 + round * 7 % 70;
+        Write(writes);
+        EndPartner();
+        expected += writes;
+
+        StartPartner();
+        m_model->Synchronize();
+        ASSERT_EQ(expected, m_model->GetItemsCount()) << "round " << round;
+        EndPartner();
+    }
+}
+
+// The answer that Synchronize waits for is there, and behind it a change whose listener destroys
+// the model.
+TEST_P(ADestroyedPartner, IsNotUsedAgainByASynchronizeThatHasItsAnswer) {
+    m_service.emplace("reorderer", m_bus->Address());
+    StartPartner();
+    m_witness->m_onTold = [this](const std::string&) {
+        if (DigestOf(*m_model) != "Second/second ()") return;
+        m_witness->Forget();
+        m_model.reset();
+    };
+
+    EXPECT_THROW(m_model->Synchronize(), RemoteError);
+
+    EXPECT_FALSE(m_model);
+}
+
+// ---- From inside --------------------------------------------------------------------------------
+
+class ARemoteThatIsCalled : public PartnerBusTest {
+protected:
+    HostileService m_hostile{m_bus->Address()};
+    BareRemote m_remote;
+};
+
+ON_BOTH_BUSES(ARemoteThatIsCalled);
+
+TEST_P(ARemoteThatIsCalled, SendsNothingWhenItMayNotWaitForTheAnswer) {
+    std::string cause;
+    m_remote.m_onNotification = [&] {
+        std::vector<char> request = BareRemote::Question();
+        try {
+            m_remote.SendMessage(request);
+            cause = "none";
+        } catch (const RemoteError& error) {
+            cause = NameOf(error.GetCause());
+        }
+    };
+    ASSERT_TRUE(RunUntil([&] { return m_remote.m_isReady; }));
+    m_hostile.TellOfChange();
+    ASSERT_TRUE(RunUntil([&] { return !cause.empty(); }));
+    EXPECT_EQ("Failed", cause);
+
+    m_remote.Ask();
+    ASSERT_TRUE(RunUntil([&] { return !m_remote.m_outcomes.empty(); }));
+
+    EXPECT_EQ(1u, m_hostile.CountOf("Message")) << "it sent what it had refused to send";
+}
