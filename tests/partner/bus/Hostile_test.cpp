@@ -206,6 +206,24 @@ TEST_P(AHostileService, IsFollowedWithACountOfTheWrongType) {
     EXPECT_TRUE(RunUntil([&] { return remote.m_isReady; }));
 }
 
+// What the bus says in a service's place is no answer of the service's.
+TEST_P(AHostileService, IsNotUsableWhileTheBusAnswersForIt) {
+    const HostileService::Answer truth = m_hostile.m_answerSerial;
+    for (const char* error : {SD_BUS_ERROR_SERVICE_UNKNOWN, SD_BUS_ERROR_NO_REPLY}) {
+        m_hostile.m_answerSerial = [error](sd_bus_message* call) {
+            return sd_bus_reply_method_errorf(call, error, "no");
+        };
+        BareRemote remote;
+        remote.Ask();  // answered after the count
+        ASSERT_TRUE(RunUntil([&] { return !remote.m_outcomes.empty(); }));
+        EXPECT_FALSE(remote.m_isReady) << error;
+
+        m_hostile.m_answerSerial = truth;
+        m_hostile.Announce();
+        EXPECT_TRUE(RunUntil([&] { return remote.m_isReady; })) << error;
+    }
+}
+
 // ---- The model above it -------------------------------------------------------------------------
 
 TEST_P(AHostileService, LeavesTheLastGoodReplicaWithHalfAnItem) {
