@@ -304,7 +304,6 @@ void TesselDbusRemote::Link::OnOwnerChanged(sd_bus_message* signal) {
     const char* before = nullptr;
     const char* now = nullptr;
     if (sd_bus_message_read(signal, "sss", &name, &before, &now) < 0) return;
-    m_ownerAnswer.reset();  // this is newer
     OwnedBy(now);
 }
 
