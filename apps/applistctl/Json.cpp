@@ -24,6 +24,7 @@ Control ControlAt(const std::string& text, std::size_t at) {
     if (byte(0) == 0xC2 && byte(1) < 0xA0) return {byte(1), 2};
     const std::size_t mark = DirectionMarkLength(text, at);
     if (mark == 0) return {0, 0};
+    if (mark == 2) return {(byte(0) & 0x1FU) << 6 | (byte(1) & 0x3FU), mark};
     return {0x2000U | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU), mark};
 }
 

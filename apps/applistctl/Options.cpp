@@ -36,7 +36,7 @@ Results go to stdout, all else to stderr. On a terminal results are tables and s
 lines with TABs, in which a TAB inside a name is written \t, a line feed \n and a backslash \\.
 
 Without --session, --system, --address or --host: the session bus when there is one, else the
-system bus. With --host, ssh may take a minute to log in, or the time of --timeout.
+system bus. With --host, ssh may take a minute to log in, or the time of --timeout; 90 s at most.
 
 Exit status: 0 done; 1 the service answered, but the id is not there, the edit was not carried out,
 or its result could not be written; 2 wrong usage, or a malformed file; 3 no service, no bus, or no

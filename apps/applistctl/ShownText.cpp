@@ -6,10 +6,10 @@
 
 std::size_t DirectionMarkLength(const std::string& text, std::size_t at) {
     static constexpr std::string_view kMarks[] = {
-        "\u200E", "\u200F", "\u202A", "\u202B", "\u202C", "\u202D",
-        "\u202E", "\u2066", "\u2067", "\u2068", "\u2069",
+        "\u061C", "\u200E", "\u200F", "\u202A", "\u202B", "\u202C",
+        "\u202D", "\u202E", "\u2066", "\u2067", "\u2068", "\u2069",
     };
-    if (text[at] != '\xE2') return 0;  // all begin with it
+    if (text[at] != '\xE2' && text[at] != '\xD8') return 0;  // what they begin with
     for (const std::string_view mark : kMarks) {
         if (text.compare(at, mark.size(), mark) == 0) return mark.size();
     }

@@ -28,7 +28,7 @@ void SelectBusAddress(const std::string& address);
 std::string BusAddressValue(const std::string& bytes);
 
 // While an endpoint is built, its bus may take this long to answer, 5 s without a call. A bus that
-// is reached by asking a person for a password needs more.
+// is reached by asking a person for a password needs more; the bus library gives it 90 s at most.
 void SetBusTimeout(std::chrono::microseconds timeout);
 
 struct BusLocation {

@@ -96,7 +96,7 @@ class ATerminal(ToolTest):
 
 
 class ATerminalWithNamesThatTurnTheText(ToolTest):
-    MARKS = "\u200e\u200f\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068\u2069"
+    MARKS = "\u061c\u200e\u200f\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068\u2069"
     SHOWN = "".join(f"\\x{byte:02x}" for byte in MARKS.encode())
     ITEMS = f"a{MARKS}b\tx\u202ey\nc\u200d\u202f\u2065\u206ad\tz\n"
 
