@@ -38,7 +38,8 @@ constexpr std::chrono::microseconds kCompareInBurst = std::chrono::milliseconds(
 // is how we learn of it.
 constexpr std::chrono::microseconds kCompareTimeout = std::chrono::seconds(60);
 
-// When to look for a bus that went away, at the latest: what it brings back is to be shown soon.
+// How long after an attempt, at most, a bus that went away is looked for again: what it brings back
+// is to be shown soon.
 constexpr std::chrono::microseconds kLastRetry = std::chrono::seconds(1);
 
 // Longer than anybody waits, and within what a time point can hold.

@@ -62,9 +62,10 @@ public:
     void ModifyItem(AppListItem* oldItem, AppListItem* newItem) override;
 
     // Waits until every write so far was executed and the replica shows the list after them, for
-    // SetTimeout's time at most. Listeners may be called meanwhile. Throws RemoteError: the first
-    // failure among the writes since the last call, or why the list could not be read.
-    // REQUIRES: not called from inside a listener; then it fails at once.
+    // SetTimeout's time at most, or twice that after more writes than are kept. Listeners may be
+    // called meanwhile. Throws RemoteError: the first failure among the writes since the last call,
+    // or why the list could not be read. REQUIRES: not called from inside a listener; then it fails
+    // at once.
     void Synchronize();
 
     // How long the service may take to answer, here and in Synchronize; 5 s without a call.

@@ -96,9 +96,12 @@ void RemoteCalls::Stop(const std::string& where) {
 }
 
 // While the library holds something back the bus does not drain: the next reply brings us here
-// again.
+// again. On a connection that ends nothing is sent, so that what waits is known not to have been.
 bool RemoteCalls::MaySend() const {
-    if (m_service.empty() || m_sent >= partner_limits::kMaxCallsUnderWay) return false;
+    if (m_service.empty() || m_sent >= partner_limits::kMaxCallsUnderWay ||
+        sd_bus_is_open(m_bus) <= 0) {
+        return false;
+    }
     std::uint64_t queued = 0;
     return m_sent == 0 || sd_bus_get_n_queued_write(m_bus, &queued) < 0 || queued == 0;
 }
@@ -154,11 +157,16 @@ int RemoteCalls::MakeMessage(Call& call, UniqueMessage& message) const {
 }
 
 void RemoteCalls::SendUnanswered() {
-    for (; Waiting() && !m_service.empty(); ++m_sent) {
+    for (; Waiting() && HasService(); ++m_sent) {
         UniqueMessage message;
         int result = MakeMessage(*m_calls[m_sent], message);
         if (result >= 0) result = sd_bus_message_set_expect_reply(message.get(), 0);
-        if (result >= 0) sd_bus_send(m_bus, message.get(), nullptr);
+        if (result >= 0) result = sd_bus_send(m_bus, message.get(), nullptr);
+        if (result >= 0) continue;
+        // Those behind it must not arrive without it.
+        APPLIST_LOG(applist_log::kError, "%s: %zu calls are lost: %s", m_endpoint.c_str(),
+                    m_calls.size() - m_sent, std::strerror(-result));
+        return;
     }
 }
 
@@ -168,7 +176,7 @@ int RemoteCalls::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*) {
     Call* const call = static_cast<Call*>(userdata);
     RemoteCalls* const calls = call->calls;
     const std::shared_ptr<void> owner = calls->m_keepAlive();
-    Guarded("taking a reply", [&] { calls->Receive(*call, reply); });
+    if (!Guarded("taking a reply", [&] { calls->Receive(*call, reply); })) call->isDone = true;
     const bool isSilence =
         call->isDone && call->reply.error && call->reply.error->GetCause() == Cause::TimedOut;
     calls->Deliver();

@@ -54,6 +54,9 @@ public:
     // among a connection's open ones. REQUIRES: closed.
     void SendUnanswered();
 
+    // Whether calls can be sent now.
+    bool HasService() const { return !m_service.empty(); }
+
     // True inside a reply's handler: no other is delivered meanwhile.
     bool Delivering() const { return m_isDelivering; }
 

@@ -62,15 +62,11 @@ void TesselDbusRemote::Link::Close() {
     m_serialAnswer.reset();
     m_compareTimer.reset();
     m_laterTimer.reset();
-    const auto isSent = [this] {
-        std::uint64_t queued = 0;
-        return !m_calls.Waiting() &&
-               (sd_bus_get_n_queued_write(m_link.Bus(), &queued) < 0 || queued == 0);
-    };
     const Clock::time_point deadline = Clock::now() + partner_limits::kFlushTimeout;
-    // Inside a callback of the bus, which dispatches no other, the replies that the rest would wait
-    // for do not get here.
-    if (!DispatchUntil(isSent, deadline)) m_calls.SendUnanswered();
+    // Inside a callback of the bus nothing is dispatched: then the service is known, or there is
+    // nobody to send to.
+    DispatchUntil([this] { return !m_calls.Waiting() || m_calls.HasService(); }, deadline);
+    Guarded("sending what waits", [this] { m_calls.SendUnanswered(); });
     AwaitBus(deadline);
 }
 
@@ -263,7 +259,7 @@ void TesselDbusRemote::Link::OnBusProcess(sd_bus_message* answer) {
 // Without a callback of ours sd-bus would close the whole connection over one refused match.
 void TesselDbusRemote::Link::OnMatchInstalled(sd_bus_message* answer) {
     const sd_bus_error* refusal = sd_bus_message_get_error(answer);
-    if (refusal == nullptr) return;
+    if (refusal == nullptr || sd_bus_is_open(m_link.Bus()) <= 0) return;
     APPLIST_LOG(kError, "%s: the bus does not tell us of the service: %s", m_name.c_str(),
                 refusal->message);
 }
@@ -280,7 +276,9 @@ void TesselDbusRemote::Link::OnOwner(sd_bus_message* answer) {
     const sd_bus_error* error = sd_bus_message_get_error(answer);
     if (error != nullptr &&
         sd_bus_error_has_names(error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) {
-        return AskForOwner();  // nothing was said of the service
+        // Nothing was said of the service. A connection that ends is tried anew elsewhere.
+        if (sd_bus_is_open(m_link.Bus()) > 0) AskForOwner();
+        return;
     }
     const char* owner = "";
     if (error == nullptr) sd_bus_message_read(answer, "s", &owner);
@@ -289,8 +287,8 @@ void TesselDbusRemote::Link::OnOwner(sd_bus_message* answer) {
 
 // By nobody when `service` is empty.
 void TesselDbusRemote::Link::OwnedBy(const std::string& service) {
-    m_link.Settled();
     if (!m_service.empty() && m_service == service) return;
+    m_link.Settled();
     const bool wasOpen = m_owner != nullptr;
     // Calls that waited for the first news of a service are not failed by it.
     if (!m_service.empty() || service.empty()) Gone();
@@ -332,7 +330,7 @@ void TesselDbusRemote::Link::Appeared(const std::string& service) {
                     std::strerror(-result));
         return m_link.GiveUp();
     }
-    Compare();
+    if (!Guarded("comparing with the service", [this] { Compare(); })) return m_link.GiveUp();
     m_calls.Start(m_link.Bus(), service);
 }
 
@@ -399,7 +397,9 @@ int TesselDbusRemote::Link::OnCompareTime(sd_event_source*, std::uint64_t, void*
     // Still awaited long after a notification came: the service runs, and the bus has dropped the
     // answer as it drops notifications.
     self->m_serialAnswer.reset();
-    Guarded("comparing with the service", [&] { self->Compare(); });
+    if (!Guarded("comparing with the service", [&] { self->Compare(); })) {
+        self->CompareIn(partner_limits::kCompareAtRest);
+    }
     return 0;
 }
 

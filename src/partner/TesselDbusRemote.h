@@ -62,7 +62,8 @@ public:
     void SetTimeout(std::chrono::milliseconds timeout);
 
     // Sends `data` as one notification to the service, if it is there. Never waits; nothing comes
-    // back. The service is the only one there is to notify, so `partner` is not looked at.
+    // back, and it is dropped while the bus takes nothing. The service is the only one there is to
+    // notify, so `partner` is not looked at.
     void SendNotification(std::vector<char>& data);
     void SendNotification(std::vector<char>& data, const std::string& partner);
 

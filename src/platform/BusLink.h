@@ -18,7 +18,8 @@ public:
     // `setUp` makes a fresh connection useful, and puts it on the loop; it may throw. `lost` undoes
     // that: it is called once for each connection that had been set up, when it has died or is
     // given up, possibly from inside its dispatching. The link may be destroyed from inside it.
-    // A bus that went away is looked for every `lastRetry` at the latest.
+    // A bus that went away is looked for again `lastRetry` after an attempt has ended, at the
+    // latest.
     BusLink(std::function<void()> setUp, std::function<void()> lost,
             std::chrono::microseconds lastRetry = transport_limits::kLastRetry);
     BusLink(const BusLink&) = delete;

@@ -31,8 +31,8 @@ constexpr std::uint64_t kMaxLibraryMessages = 64;
 constexpr std::size_t kMaxWaitingNotifications = 1024;
 constexpr std::size_t kMaxWaitingBytes = std::size_t{256} << 10;
 
-// Calls put off while the bus does not take our replies: as many as one partner of ours has under
-// way.
+// Calls put off while the bus does not take our replies: as many as one partner of ours
+// awaits the replies of.
 constexpr std::size_t kMaxHeldCalls = 64;
 
 // Bytes of an error text taken from an application's exception.

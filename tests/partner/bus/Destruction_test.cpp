@@ -1,6 +1,7 @@
 // A partner is destroyed right after a write, or from inside its own waiting; and what it may not
 // do from inside.
 
+#include <algorithm>
 #include <future>
 #include <thread>
 
@@ -46,6 +47,36 @@ TEST_P(ADestroyedPartner, HasSentItsWritesAlsoWhenTheBusReadsThemLate) {
     EXPECT_EQ(60, m_model->GetItemsCount());
 }
 
+// Nobody waits for its answers, and the bus keeps the calls.
+TEST_P(ADestroyedPartner, HasSentItsWritesToAServiceThatStands) {
+    StartService();
+    StartPartner();
+    m_model->Synchronize();
+
+    m_service->Stop();
+    Write(300);
+    EndPartner();
+    m_service->Continue();
+
+    StartPartner();
+    m_model->Synchronize();
+    EXPECT_EQ(300, m_model->GetItemsCount());
+}
+
+TEST_P(ADestroyedPartner, HasSentManyMoreWritesThanMayBeUnderWay) {
+    StartService();
+    StartPartner();
+    m_model->Synchronize();
+
+    Write(10000);
+    EndPartner();
+
+    StartPartner();
+    m_model->SetTimeout(std::chrono::seconds(30));
+    m_model->Synchronize();
+    EXPECT_EQ(10000, m_model->GetItemsCount());
+}
+
 TEST_P(ADestroyedPartner, HasSentItsWritesEachTime) {
     StartService();
     int expected = 0;
@@ -89,6 +120,20 @@ protected:
 };
 
 ON_BOTH_BUSES(ARemoteThatIsCalled);
+
+TEST_P(ARemoteThatIsCalled, KnowsWhatItHadNotSentWhenTheBusDies) {
+    m_hostile.m_answerList = [](sd_bus_message*) { return 0; };
+    ASSERT_TRUE(RunUntil([&] { return m_remote.m_isReady; }));
+    for (int count = 0; count < 100; ++count) m_remote.Ask();
+    ASSERT_TRUE(RunUntil([&] { return m_hostile.CountOf("Message") == 64; }));
+
+    m_bus->Kill();
+
+    ASSERT_TRUE(RunUntil([&] { return m_remote.m_outcomes.size() == 100; }));
+    const auto& outcomes = m_remote.m_outcomes;
+    EXPECT_EQ(64, std::count(outcomes.begin(), outcomes.end(), "OutcomeUnknown"));
+    EXPECT_EQ(36, std::count(outcomes.begin(), outcomes.end(), "NoService"));
+}
 
 TEST_P(ARemoteThatIsCalled, SendsNothingWhenItMayNotWaitForTheAnswer) {
     std::string cause;
