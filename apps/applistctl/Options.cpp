@@ -188,6 +188,10 @@ std::string HelpFor(const CLI::App& app) {
     return "see applistctl " + chosen.front()->get_name() + " --help";
 }
 
+bool Holds(const std::vector<std::string>& words, const std::string& word) {
+    return std::find(words.begin(), words.end(), word) != words.end();
+}
+
 // What the command line holds beside what was declared.
 std::vector<std::string> LeftOver(const CLI::App& app) {
     std::vector<std::string> left = app.remaining(true);
@@ -195,9 +199,10 @@ std::vector<std::string> LeftOver(const CLI::App& app) {
     return left;
 }
 
-void CheckOptions(const CLI::App& app) {
+// `beforeMark` holds the words that may be options: those before a --.
+void CheckOptions(const CLI::App& app, const std::vector<std::string>& beforeMark) {
     for (const std::string& word : LeftOver(app)) {
-        if (word.size() < 2 || word[0] != '-') continue;
+        if (word.size() < 2 || word[0] != '-' || !Holds(beforeMark, word)) continue;
         const bool isAfterCommand = !app.get_subcommands().empty();
         Complain(
             "unknown option " + word,
@@ -243,15 +248,14 @@ std::string InOurWords(const CLI::ParseError& error) {
 }
 
 // The library takes it for --json alone.
-void CheckJson(const std::vector<std::string>& words) {
-    const auto end = std::find(words.begin(), words.end(), "--");
-    if (std::find(words.begin(), end, "--json=") == end) return;
+void CheckJson(const std::vector<std::string>& beforeMark) {
+    if (!Holds(beforeMark, "--json=")) return;
     Complain("--json= names no style", "write --json, --json=short or --json=pretty");
 }
 
 // The words after the program's name; `help` and `help COMMAND` as others than us have it.
 std::vector<std::string> WordsOf(int argc, const char* const* argv) {
-    std::vector<std::string> words(argv + 1, argv + argc);
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
     if (words.empty() || words.front() != "help") return words;
     words.resize(std::min<std::size_t>(words.size(), 2));
     words.erase(words.begin());
@@ -294,7 +298,9 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     DeclareReads(app, options);
     DeclareEdits(app, options);
     std::vector<std::string> words = WordsOf(argc, argv);
-    CheckJson(words);
+    const std::vector<std::string> beforeMark(words.begin(),
+                                              std::find(words.begin(), words.end(), "--"));
+    CheckJson(beforeMark);
     std::reverse(words.begin(), words.end());  // as the library wants them
     try {
         app.parse(words);
@@ -305,10 +311,10 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
         Write(std::string(asked.what()) + '\n');
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
-        CheckOptions(app);
+        CheckOptions(app, beforeMark);
         Complain(InOurWords(error), HelpFor(app));
     }
-    CheckOptions(app);
+    CheckOptions(app, beforeMark);
     CheckCommand(app);
     CheckTogether(options);
     if (!options.host.empty() && app.count("--timeout") == 0) options.busTimeout = kTimeToLogIn;

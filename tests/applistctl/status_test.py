@@ -82,6 +82,8 @@ class AWrongCommandLine(ToolTest):
     def test_names_a_word_too_many(self):
         self.assertEqual(self.complaint("select", "a", "b"),
                          "one word too many: b; see applistctl select --help")
+        self.assertEqual(self.complaint("remove", "--", "-x", "-y"),
+                         "one word too many: -y; see applistctl remove --help")
 
     def test_names_a_missing_word(self):
         for arguments, word in ((("select",), "ID"), (("add",), "NAME"), (("add", "Maps"), "ID"),
