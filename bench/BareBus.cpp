@@ -5,6 +5,9 @@
 #include <cstring>
 #include <stdexcept>
 
+using applist::UniqueBus;
+using applist::UniqueEvent;
+
 namespace bench {
 
 int Check(int result) {

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "platform/SdBus.h"
+#include "bus/SdBus.h"
 
 namespace bench {
 
@@ -15,7 +15,7 @@ namespace bench {
 int Check(int result);
 
 // Returns a new connection to the bus at `address`. Throws std::runtime_error.
-UniqueBus OpenBus(const std::string& address);
+applist::UniqueBus OpenBus(const std::string& address);
 
 // Writes the byte to `readyFd` that a ChildProcess waits for. Throws std::runtime_error.
 void SayReady(int readyFd);

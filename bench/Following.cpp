@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "platform/BusSelection.h"
+#include "bus/BusSelection.h"
+
+using applist::SelectBusAddress;
+using applist::UniqueEvent;
 
 namespace bench {
 

@@ -21,7 +21,7 @@ public:
     // not show up there.
     explicit Following(const std::string& address);
 
-    RemoteAppListModel& Model() { return m_model; }
+    applist::RemoteAppListModel& Model() { return m_model; }
 
     // What the replica holds.
     std::vector<PlainItem> Items();
@@ -30,8 +30,8 @@ public:
     bool RunUntil(const std::function<bool()>& done, std::chrono::milliseconds time);
 
 private:
-    UniqueEvent m_loop;
-    RemoteAppListModel m_model;
+    applist::UniqueEvent m_loop;
+    applist::RemoteAppListModel m_model;
 };
 
 bool AreSame(const std::vector<PlainItem>& left, const std::vector<PlainItem>& right);

@@ -10,9 +10,11 @@
 #include "common/AppListLog.h"
 #include "platform/LinuxLog.h"
 
+using applist::SetMinimumLogPriority;
+
 int main() {
     try {
-        SetMinimumLogPriority(applist_log::kError);
+        SetMinimumLogPriority(applist::logging::kError);
         std::list<bench::FetchComparison> fetches;
         for (const std::size_t count : {100U, 1000U, 10000U, 100000U}) fetches.emplace_back(count);
         const bench::WriteComparison writes;

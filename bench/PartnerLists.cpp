@@ -7,16 +7,20 @@
 #include "SimpleModel.h"
 #include "applist/LocalAppListModel.h"
 #include "applist/RemoteAppListItem.h"
+#include "bus/BusSelection.h"
 #include "common/AppListLog.h"
-#include "platform/BusSelection.h"
 #include "platform/LinuxLog.h"
+
+using applist::SelectBusAddress;
+using applist::SetMinimumLogPriority;
+using applist::UniqueSource;
 
 namespace bench {
 
 namespace {
 
 void Serve(const std::string& address, AppListModel& model, int readyFd) {
-    SetMinimumLogPriority(applist_log::kInfo);
+    SetMinimumLogPriority(applist::logging::kInfo);
     SelectBusAddress(address);
     const LocalAppListModel service(&model);
     ServeUntilKilled(readyFd);

@@ -4,10 +4,13 @@
 #include "Following.h"
 #include "Interleaved.h"
 #include "Partner.h"
+#include "bus/BusSelection.h"
 #include "common/AppListRemoteControl.h"
 #include "ipc/IPCApplist.h"
-#include "partner/TesselDbusRemote.h"
-#include "platform/BusSelection.h"
+#include "remote/TesselDbusRemote.h"
+
+using applist::SelectBusAddress;
+using applist::TesselDbusRemote;
 
 namespace bench {
 

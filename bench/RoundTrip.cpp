@@ -18,8 +18,12 @@
 #include "PrivateBus.h"
 #include "Services.h"
 #include "applist/RemoteAppListItem.h"
+#include "bus/EndpointNames.h"
 #include "common/AppListRemoteControl.h"
-#include "platform/EndpointNames.h"
+
+using applist::UniqueBus;
+using applist::UniqueMessage;
+namespace endpoint_names = applist::endpoint_names;
 
 namespace {
 

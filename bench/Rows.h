@@ -43,7 +43,7 @@ public:
     void Read(std::vector<PlainItem>& items);
 
 private:
-    UniqueBus m_bus;
+    applist::UniqueBus m_bus;
 };
 
 class GDBusReader {

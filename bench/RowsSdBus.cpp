@@ -3,6 +3,9 @@
 #include "Rows.h"
 #include "RowsNames.h"
 
+using applist::UniqueBus;
+using applist::UniqueMessage;
+
 namespace bench {
 
 namespace {

@@ -8,11 +8,17 @@
 #include "ByHand.h"
 #include "SimpleModel.h"
 #include "applist/LocalAppListModel.h"
+#include "bus/BusSelection.h"
+#include "bus/EndpointNames.h"
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
-#include "platform/BusSelection.h"
-#include "platform/EndpointNames.h"
 #include "platform/LinuxLog.h"
+
+using applist::SelectBusAddress;
+using applist::SetMinimumLogPriority;
+using applist::UniqueBus;
+using applist::UniqueMessage;
+namespace endpoint_names = applist::endpoint_names;
 
 namespace bench {
 
@@ -56,7 +62,7 @@ const sd_bus_vtable kBareVtable[] = {
 }  // namespace
 
 void RunApplistService(const std::string& address, int readyFd) {
-    SetMinimumLogPriority(applist_log::kInfo);
+    SetMinimumLogPriority(applist::logging::kInfo);
     SelectBusAddress(address);
     SimpleModel model(SampleItems(kRoundTripItems));
     const LocalAppListModel service(&model);

@@ -128,7 +128,7 @@ private:
     RemoteAppListItem m_nothing;
     AppListItem* m_selection = &m_nothing;
 
-    ListenerList<ItemSelectionListener> m_selectionListeners;
-    ListenerList<ItemChangeListener> m_changeListeners;
-    ListenerList<ItemClickListener> m_clickListeners;
+    applist::ListenerList<ItemSelectionListener> m_selectionListeners;
+    applist::ListenerList<ItemChangeListener> m_changeListeners;
+    applist::ListenerList<ItemClickListener> m_clickListeners;
 };

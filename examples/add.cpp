@@ -7,13 +7,13 @@
 #include "partner/RemoteAppListModel.h"
 
 int main() try {
-    RemoteAppListModel list;
+    applist::RemoteAppListModel list;
     RemoteAppListItem radio("Radio", "radio");
     list.AddItemAtEnd(&radio);
     list.SetSelection(&radio);
     list.Synchronize();  // until both were carried out, 5 s at most
     for (AppListItem* item : list.GetAllItems()) {
-        std::cout << PrintableText(item->GetVisibleName()) << '\n';
+        std::cout << applist::PrintableText(item->GetVisibleName()) << '\n';
     }
 } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';

@@ -10,10 +10,12 @@
 
 // Names are bytes that somebody else chose; a terminal gets the printable ones.
 std::string NameOf(AppListItem* item) {
-    return PrintableText(item->GetVisibleName());
+    return applist::PrintableText(item->GetVisibleName());
 }
 
-class Screen : public ItemChangeListener, public ItemSelectionListener, public ServiceListener {
+class Screen : public ItemChangeListener,
+               public ItemSelectionListener,
+               public applist::ServiceListener {
 public:
     void ItemChanged(AppListModel* list) override {
         std::cout << "items:";
@@ -23,7 +25,7 @@ public:
     void ItemSelected(AppListModel* list) override {
         std::cout << "selected: " << NameOf(list->GetSelection()) << std::endl;
     }
-    void ServiceChanged(RemoteAppListModel* list) override {
+    void ServiceChanged(applist::RemoteAppListModel* list) override {
         std::cout << "service: " << (list->IsServiceThere() ? "there" : "gone") << std::endl;
     }
 };
@@ -34,7 +36,7 @@ int main() try {
     sd_event_set_signal_exit(loop, 1);  // SIGTERM and SIGINT end the loop
 
     Screen screen;
-    RemoteAppListModel list;
+    applist::RemoteAppListModel list;
     list.AddItemChangeListener(&screen);
     list.AddItemSelectionListener(&screen);
     list.AddServiceListener(&screen);

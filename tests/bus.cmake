@@ -3,9 +3,9 @@
 
 if(APPLIST_OPEN_TRANSPORT)
     add_executable(transport_parts_tests
-        platform/BusSelection_test.cpp
-        platform/NotificationQueue_test.cpp
-        platform/SealedMemfd_test.cpp
+        bus/BusSelection_test.cpp
+        bus/NotificationQueue_test.cpp
+        bus/SealedMemfd_test.cpp
         support/CapturedLog.cpp
         support/SilentBus.cpp
         support/TestFd.cpp)
@@ -24,7 +24,7 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/EndpointStall_test.cpp
         platform/EndpointStart_test.cpp
         platform/EndpointUnderAttack_test.cpp
-        platform/Outbox_test.cpp
+        bus/Outbox_test.cpp
         platform/ServiceOnABus_test.cpp
         support/BusClient.cpp
         support/CapturedLog.cpp

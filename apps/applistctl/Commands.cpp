@@ -5,6 +5,8 @@
 #include "apps/applistctl/Failure.h"
 #include "apps/applistctl/Waiting.h"
 
+namespace applist::ctl {
+
 namespace {
 
 void RunList(const Options& options, const Output& output) {
@@ -51,3 +53,5 @@ ListState Session::Now() {
     m_model.Synchronize();
     return StateOf(m_model);
 }
+
+}  // namespace applist::ctl

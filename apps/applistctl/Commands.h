@@ -12,6 +12,8 @@
 #include "apps/applistctl/Output.h"
 #include "partner/RemoteAppListModel.h"
 
+namespace applist::ctl {
+
 // Runs the command that `options` names.
 void RunCommand(const Options& options, const Output& output);
 
@@ -47,3 +49,5 @@ void RunWatch(const Options& options, const Output& output);
 
 // RawCall.cpp: one message and its reply.
 void RunCall(const Options& options, const Output& output);
+
+}  // namespace applist::ctl

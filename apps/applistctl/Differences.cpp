@@ -4,6 +4,8 @@
 #include <deque>
 #include <map>
 
+namespace applist::ctl {
+
 namespace {
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
@@ -74,3 +76,5 @@ std::vector<Event> Differences(const ListState& before, const ListState& now) {
     }
     return events;
 }
+
+}  // namespace applist::ctl

@@ -9,6 +9,8 @@
 
 #include "apps/applistctl/ListState.h"
 
+namespace applist::ctl {
+
 // One thing that happened, as `watch` tells it and as an edit reports it.
 struct Event {
     std::string what;             // one word, which programs know it by
@@ -21,3 +23,5 @@ struct Event {
 // the new order), then whether the others changed places, then another selection. Of several items
 // with one id, those with equal names are taken for the same.
 std::vector<Event> Differences(const ListState& before, const ListState& now);
+
+}  // namespace applist::ctl

@@ -11,6 +11,8 @@
 #include "apps/applistctl/Failure.h"
 #include "apps/common/ItemLines.h"
 
+namespace applist::ctl {
+
 namespace {
 
 const char kKeeps[] =
@@ -213,3 +215,5 @@ void RunClick(const Options& options, const Output&) {
                 " was not clicked",
             "click it where the list is shown, or select it");
 }
+
+}  // namespace applist::ctl

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+namespace applist::ctl {
+
 // What scripts test. --help lists them, so they never change.
 enum ExitStatus : int {
     kDone = 0,
@@ -27,3 +29,5 @@ public:
 private:
     ExitStatus m_status;
 };
+
+}  // namespace applist::ctl

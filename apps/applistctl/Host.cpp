@@ -1,6 +1,8 @@
 #include "apps/applistctl/Host.h"
 
-#include "platform/BusSelection.h"
+#include "bus/BusSelection.h"
+
+namespace applist::ctl {
 
 // No X11, no terminal over there. What follows -- is no option, whatever a host is called.
 std::string RemoteBusAddress(const std::string& host, RemoteBus bus) {
@@ -9,3 +11,5 @@ std::string RemoteBusAddress(const std::string& host, RemoteBus bus) {
     if (bus == RemoteBus::Session) address += ",argv5=--user";
     return address;
 }
+
+}  // namespace applist::ctl

@@ -7,6 +7,8 @@
 
 #include "apps/applistctl/ShownText.h"
 
+namespace applist::ctl {
+
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -91,3 +93,5 @@ std::string JsonOf(const Event& event, JsonStyle style) {
 std::string JsonOf(const std::string& bytes, JsonStyle style) {
     return TextOf(Json(bytes), style);
 }
+
+}  // namespace applist::ctl

@@ -13,6 +13,8 @@
 #include "apps/applistctl/Differences.h"
 #include "apps/applistctl/ListState.h"
 
+namespace applist::ctl {
+
 enum class JsonStyle {
     Short,   // one line
     Pretty,  // indented, for people
@@ -32,3 +34,5 @@ std::string JsonOf(const Event& event, JsonStyle style);
 
 // One string.
 std::string JsonOf(const std::string& bytes, JsonStyle style);
+
+}  // namespace applist::ctl

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <tuple>
 
+namespace applist::ctl {
+
 bool operator==(const Entry& left, const Entry& right) {
     return left.id == right.id && left.name == right.name;
 }
@@ -30,3 +32,5 @@ ListState StateOf(AppListModel& model) {
     }
     return state;
 }
+
+}  // namespace applist::ctl

@@ -9,6 +9,8 @@
 
 #include "AppList.h"
 
+namespace applist::ctl {
+
 struct Entry {
     std::string name;
     std::string id;
@@ -31,3 +33,5 @@ struct ListState {
 
 // Copies what `model` holds now.
 ListState StateOf(AppListModel& model);
+
+}  // namespace applist::ctl

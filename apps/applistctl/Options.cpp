@@ -12,6 +12,8 @@
 #include "apps/applistctl/Output.h"
 #include "apps/applistctl/Suggestion.h"
 
+namespace applist::ctl {
+
 namespace {
 
 const char kDescription[] = R"(Examples:
@@ -321,3 +323,5 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     options.command = app.get_subcommands().front()->get_name();
     return options;
 }
+
+}  // namespace applist::ctl

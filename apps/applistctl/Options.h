@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+namespace applist::ctl {
+
 struct Options {
     std::string command;  // one of those that Commands.h knows
 
@@ -35,3 +37,5 @@ struct Options {
 // Returns what the command line asks for; nothing when it asked for a help or the version, which
 // are then on stdout. Throws Failure.
 std::optional<Options> ParseOptions(int argc, const char* const* argv);
+
+}  // namespace applist::ctl

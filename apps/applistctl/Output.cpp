@@ -15,6 +15,8 @@
 #include "apps/applistctl/ShownText.h"
 #include "apps/applistctl/Table.h"
 
+namespace applist::ctl {
+
 namespace {
 
 // A terminal that does not tell, as over a serial line.
@@ -168,3 +170,5 @@ std::string Describe(const Entry& item) {
     if (item == Entry()) return "an empty item";
     return ShownId(item.name) + " (" + ShownId(item.id) + ")";
 }
+
+}  // namespace applist::ctl

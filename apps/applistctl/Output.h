@@ -14,6 +14,8 @@
 #include "apps/applistctl/ListState.h"
 #include "apps/applistctl/Options.h"
 
+namespace applist::ctl {
+
 class Output {
 public:
     explicit Output(const Options& options);
@@ -56,3 +58,5 @@ std::string ShownId(const std::string& id);
 
 // An item in a sentence, control characters made visible: "Maps (maps)".
 std::string Describe(const Entry& item);
+
+}  // namespace applist::ctl

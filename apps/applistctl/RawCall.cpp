@@ -12,7 +12,9 @@
 #include "apps/common/ReadText.h"
 #include "common/AppListRemoteControl.h"
 #include "ipc/IPCApplist.h"
-#include "partner/TesselDbusRemote.h"
+#include "remote/TesselDbusRemote.h"
+
+namespace applist::ctl {
 
 namespace {
 
@@ -120,3 +122,5 @@ void RunCall(const Options& options, const Output& output) {
         Note("the reply is empty");
     }
 }
+
+}  // namespace applist::ctl

@@ -4,6 +4,8 @@
 
 #include "common/PrintableText.h"
 
+namespace applist::ctl {
+
 std::size_t DirectionMarkLength(const std::string& text, std::size_t at) {
     static constexpr std::string_view kMarks[] = {
         "\u061C", "\u200E", "\u200F", "\u202A", "\u202B", "\u202C",
@@ -30,3 +32,5 @@ std::string ShownText(const std::string& bytes) {
     }
     return shown;
 }
+
+}  // namespace applist::ctl

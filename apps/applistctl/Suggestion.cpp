@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cstddef>
 
+namespace applist::ctl {
+
 namespace {
 
 // Words that people type are shorter, and the time goes with the square.
@@ -53,3 +55,5 @@ std::string NearestOf(const std::vector<std::string>& known, const std::string& 
     }
     return nearest;
 }
+
+}  // namespace applist::ctl

@@ -5,6 +5,8 @@
 #include "apps/applistctl/ShownText.h"
 #include "apps/applistctl/TextWidth.h"
 
+namespace applist::ctl {
+
 namespace {
 
 const char kBold[] = "\033[1m";
@@ -63,3 +65,5 @@ std::string TableOf(const std::vector<Entry>& items, std::optional<std::size_t> 
     }
     return table;
 }
+
+}  // namespace applist::ctl

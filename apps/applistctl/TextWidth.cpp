@@ -7,6 +7,8 @@
 #include <cstring>
 #include <cwchar>
 
+namespace applist::ctl {
+
 namespace {
 
 const char kEllipsis[] = "\u2026";
@@ -53,3 +55,5 @@ std::string CutTo(const std::string& text, std::size_t width) {
         end += next.bytes;
     }
 }
+
+}  // namespace applist::ctl

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <string>
 
+namespace applist::ctl {
+
 // Chooses the user's locale for letters; one of UTF-8 in any case, as names mostly are.
 void UseUtf8Locale();
 
@@ -15,3 +17,5 @@ std::size_t WidthOf(const std::string& text);
 
 // Returns `text`, or as much of its beginning as leaves room for an ellipsis in `width` columns.
 std::string CutTo(const std::string& text, std::size_t width);
+
+}  // namespace applist::ctl

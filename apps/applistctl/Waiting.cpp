@@ -7,7 +7,9 @@
 #include <cstring>
 
 #include "apps/applistctl/Failure.h"
-#include "partner/RemoteError.h"
+#include "remote/RemoteError.h"
+
+namespace applist::ctl {
 
 using Clock = std::chrono::steady_clock;
 
@@ -42,3 +44,5 @@ void AskService(const Options& options, const std::function<bool()>& isThere,
         RunLoopUntil(isThere, deadline);
     }
 }
+
+}  // namespace applist::ctl

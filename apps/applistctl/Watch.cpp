@@ -14,6 +14,8 @@
 #include "apps/applistctl/Commands.h"
 #include "apps/applistctl/Failure.h"
 
+namespace applist::ctl {
+
 namespace {
 
 // How soon to try again when a service that has just appeared does not give its list in time.
@@ -205,3 +207,5 @@ void RunWatch(const Options& options, const Output& output) {
     RequireOutput();
     Watch(options, output).Run();
 }
+
+}  // namespace applist::ctl

@@ -13,11 +13,12 @@
 #include "apps/applistctl/Host.h"
 #include "apps/applistctl/TextWidth.h"
 #include "apps/common/ReadText.h"
+#include "bus/BusSelection.h"
 #include "common/AppListLog.h"
-#include "partner/RemoteError.h"
-#include "platform/BusSelection.h"
 #include "platform/LinuxLog.h"
+#include "remote/RemoteError.h"
 
+namespace applist::ctl {
 namespace {
 
 // Every line was handed over when it was printed and nothing has to be undone, so an interrupt may
@@ -105,7 +106,7 @@ std::string HintFor(const RemoteError& error, const Options& options) {
 
 int Run(const Options& options) {
     try {
-        SetMinimumLogPriority(options.verbose ? applist_log::kDebug : applist_log::kError + 1);
+        SetMinimumLogPriority(options.verbose ? logging::kDebug : logging::kError + 1);
         ChooseBus(options);
         RunCommand(options, Output(options));
         return kDone;
@@ -119,6 +120,11 @@ int Run(const Options& options) {
 }
 
 }  // namespace
+
+}  // namespace applist::ctl
+
+using namespace applist;
+using namespace applist::ctl;
 
 int main(int argc, char** argv) {
     FillStreams();

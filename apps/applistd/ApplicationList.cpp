@@ -4,6 +4,8 @@
 #include <map>
 #include <utility>
 
+namespace applist::daemon {
+
 namespace {
 
 bool Holds(const std::vector<AppListItem*>& items, const AppListItem* item) {
@@ -216,3 +218,5 @@ void ApplicationList::TellChanged(const AppListItem* selected) {
     if (!selectionMoved) return;
     m_selectionListeners.ForEach([this](auto* listener) { listener->ItemSelected(this); });
 }
+
+}  // namespace applist::daemon

@@ -28,6 +28,8 @@
 #include "applist/RemoteAppListItem.h"
 #include "common/ListenerList.h"
 
+namespace applist::daemon {
+
 class ApplicationList : public AppListModel {
 public:
     ApplicationList() = default;
@@ -95,3 +97,5 @@ private:
     ListenerList<ItemChangeListener> m_changeListeners;
     ListenerList<ItemClickListener> m_clickListeners;
 };
+
+}  // namespace applist::daemon

@@ -13,6 +13,8 @@
 #include "common/Guarded.h"
 #include "common/PrintableText.h"
 
+namespace applist::daemon {
+
 namespace {
 
 // No command that a person types comes near; a file fed in by mistake shall not fill the memory.
@@ -163,3 +165,5 @@ void Console::DropRemoved() {
     };
     m_added.erase(std::remove_if(m_added.begin(), m_added.end(), isGone), m_added.end());
 }
+
+}  // namespace applist::daemon

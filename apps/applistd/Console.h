@@ -21,6 +21,8 @@
 
 #include "apps/applistd/ApplicationList.h"
 
+namespace applist::daemon {
+
 class Console {
 public:
     // Reads commands from now on, and calls `quit` once when there will be no more.
@@ -62,3 +64,5 @@ private:
     bool m_done = false;
     std::vector<std::unique_ptr<RemoteAppListItem>> m_added;
 };
+
+}  // namespace applist::daemon

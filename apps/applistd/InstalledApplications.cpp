@@ -11,6 +11,8 @@
 #include "apps/applistd/WatchableFolders.h"
 #include "common/Guarded.h"
 
+namespace applist::daemon {
+
 namespace {
 
 // Long enough for a package manager to write an entry, short enough for a person who waits for it.
@@ -117,3 +119,5 @@ gboolean InstalledApplications::OnQuiet(gpointer self) {
     });
     return G_SOURCE_REMOVE;
 }
+
+}  // namespace applist::daemon

@@ -20,6 +20,8 @@
 
 #include "applist/RemoteAppListItem.h"
 
+namespace applist::daemon {
+
 class InstalledApplications {
 public:
     // Hears all applications, whether or not they differ from those that it heard last. What it
@@ -51,3 +53,5 @@ private:
     guint m_timer = 0;         // runs out when it has been quiet, 0 when nothing has changed
     gint64 m_patienceEnd = 0;  // of the changes now going on, on the monotonic clock
 };
+
+}  // namespace applist::daemon

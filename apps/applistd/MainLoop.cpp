@@ -5,6 +5,8 @@
 
 #include <system_error>
 
+namespace applist::daemon {
+
 namespace {
 
 // Throws for the negative errno of sd-event, and returns anything else.
@@ -118,3 +120,5 @@ int MainLoop::OnSignal(sd_event_source*, const signalfd_siginfo*, void* loop) {
     static_cast<MainLoop*>(loop)->Quit();
     return 0;
 }
+
+}  // namespace applist::daemon

@@ -12,6 +12,8 @@
 #include <glib.h>
 #include <systemd/sd-event.h>
 
+namespace applist::daemon {
+
 class MainLoop {
 public:
     // Blocks SIGTERM and SIGINT for this thread and those that it will start.
@@ -47,3 +49,5 @@ private:
     bool m_quit = false;
     int m_error = 0;
 };
+
+}  // namespace applist::daemon

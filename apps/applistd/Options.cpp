@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+namespace applist::daemon {
+
 namespace {
 
 const char kDescription[] = R"(Examples:
@@ -82,3 +84,5 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     CheckTogether(options);
     return options;
 }
+
+}  // namespace applist::daemon

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 
+namespace applist::daemon {
+
 struct Options {
     std::string itemsFile;  // empty: the applications installed on this machine
     bool interactive = false;
@@ -24,3 +26,5 @@ public:
 // Returns what the command line asks for; nothing when it asked for the help or the version, which
 // are then on stdout. Throws UsageError.
 std::optional<Options> ParseOptions(int argc, const char* const* argv);
+
+}  // namespace applist::daemon

@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace applist::daemon {
+
 namespace {
 
 // Returns the folders of a colon-separated list, each that is absolute with "/." in front.
@@ -35,3 +37,5 @@ void MakeFoldersWatchable() {
     Respell("XDG_DATA_DIRS", "");
     Respell("XDG_CONFIG_DIRS", "");
 }
+
+}  // namespace applist::daemon

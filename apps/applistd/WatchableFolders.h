@@ -9,7 +9,11 @@
 
 #pragma once
 
+namespace applist::daemon {
+
 // Spells the folders in XDG_DATA_HOME, XDG_DATA_DIRS, XDG_CONFIG_HOME and XDG_CONFIG_DIRS, and what
 // stands for those of the user when they are not set, with "/." in front. They stay the same
 // folders.
 void MakeFoldersWatchable();
+
+}  // namespace applist::daemon

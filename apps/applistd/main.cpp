@@ -21,11 +21,12 @@
 #include "apps/applistd/MainLoop.h"
 #include "apps/applistd/Options.h"
 #include "apps/common/ItemLines.h"
+#include "bus/BusSelection.h"
 #include "common/AppListLog.h"
 #include "common/PrintableText.h"
-#include "platform/BusSelection.h"
 #include "platform/LinuxLog.h"
 
+namespace applist::daemon {
 namespace {
 
 constexpr int kExitFailed = 1;
@@ -56,7 +57,7 @@ std::unique_ptr<InstalledApplications> Load(const Options& options, ApplicationL
         std::make_unique<InstalledApplications>([&list](std::vector<RemoteAppListItem> all) {
             const std::size_t installed = all.size();
             list.SetOwnItems(std::move(all));
-            APPLIST_LOG(applist_log::kDebug, "%zu applications are installed now", installed);
+            APPLIST_LOG(logging::kDebug, "%zu applications are installed now", installed);
         });
     list.SetOwnItems(applications->Read());
     return applications;
@@ -70,7 +71,7 @@ void Serve(const Options& options) {
     std::optional<Console> console;
     if (options.interactive) console.emplace(list, [&loop] { loop.Quit(); });
 
-    APPLIST_LOG(applist_log::kInfo, "Publishing %d applications on %s", list.GetItemsCount(),
+    APPLIST_LOG(logging::kInfo, "Publishing %d applications on %s", list.GetItemsCount(),
                 SelectedBus().description.c_str());
     sd_notify(0, "READY=1");
     loop.Run();
@@ -78,6 +79,11 @@ void Serve(const Options& options) {
 }
 
 }  // namespace
+
+}  // namespace applist::daemon
+
+using namespace applist;
+using namespace applist::daemon;
 
 int main(int argc, char** argv) {
     // For the names and their order, which depend on the user's language.
@@ -87,7 +93,7 @@ int main(int argc, char** argv) {
     try {
         const std::optional<Options> options = ParseOptions(argc, argv);
         if (!options) return 0;
-        if (options->verbose) SetMinimumLogPriority(applist_log::kDebug);
+        if (options->verbose) SetMinimumLogPriority(logging::kDebug);
         ChooseBus(*options);
         Serve(*options);
         return 0;

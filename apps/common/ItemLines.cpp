@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <sstream>
 
+namespace applist {
+
 namespace {
 
 // `next` follows a backslash. Not shown when it is but the first byte of a letter.
@@ -52,3 +54,5 @@ std::vector<RemoteAppListItem> ReadItemLines(const std::string& text, const std:
 std::vector<RemoteAppListItem> ReadItemFile(const std::string& path) {
     return ReadItemLines(ReadText(path), SourceName(path));
 }
+
+}  // namespace applist

@@ -10,7 +10,9 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/SealedMemfd.h"
+#include "bus/SealedMemfd.h"
+
+namespace applist {
 
 namespace {
 
@@ -53,3 +55,5 @@ std::string ReadText(const std::string& path, std::size_t limit) {
     }
     return ReadAll(file ? file->Get() : STDIN_FILENO, SourceName(path), limit);
 }
+
+}  // namespace applist

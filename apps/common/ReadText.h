@@ -8,7 +8,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/TransportLimits.h"
+#include "bus/TransportLimits.h"
+
+namespace applist {
 
 // Says what is wrong with the input and what to do, in one line.
 class InputError : public std::runtime_error {
@@ -25,3 +27,5 @@ std::string SourceName(const std::string& path);
 // Returns all bytes of the file at `path`, or of standard input when that is "-".
 // Throws InputError, also when there are more than `limit`, without reading on then.
 std::string ReadText(const std::string& path, std::size_t limit = kMaxText);
+
+}  // namespace applist

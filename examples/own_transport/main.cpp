@@ -10,7 +10,7 @@
 
 // The log: here standard error, from info on.
 int PlatformLogPrint(int, int priority, const char*, const char* format, ...) {
-    if (priority < applist_log::kInfo) return 0;
+    if (priority < applist::logging::kInfo) return 0;
     va_list arguments;
     va_start(arguments, format);
     const int length = std::vfprintf(stderr, format, arguments);

@@ -7,7 +7,7 @@
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
 
-using applist_log::kDebug;
+using applist::logging::kDebug;
 using std::string;
 using std::vector;
 

@@ -9,7 +9,7 @@
 // the target parse, so it stays.
 #define APPLIST_LOG_PREFIX "%s: %s(%d) > [%s:%d] "
 
-namespace applist_log {
+namespace applist::logging {
 
 constexpr int kMainBuffer = 0;
 
@@ -26,11 +26,23 @@ constexpr const char* BaseName(const char* path) {
     return base;
 }
 
-}  // namespace applist_log
+}  // namespace applist::logging
 
-// Prints one line: `message` is a printf-style literal, its arguments follow it. (The ## drops the
-// comma when there are none; gcc and clang both know it.)
-#define APPLIST_LOG(priority, message, ...)                                                      \
-    PlatformLogPrint(applist_log::kMainBuffer, priority, "applist",                              \
-                     APPLIST_LOG_PREFIX message "\n", applist_log::BaseName(__FILE__), __func__, \
-                     __LINE__, __func__, __LINE__, ##__VA_ARGS__)
+// Prints one line: a printf-style literal and, where it has any, its arguments (seven at most).
+#define APPLIST_LOG(priority, ...)                                                           \
+    APPLIST_LOG_PICK(__VA_ARGS__, APPLIST_LOG_WITH, APPLIST_LOG_WITH, APPLIST_LOG_WITH,      \
+                     APPLIST_LOG_WITH, APPLIST_LOG_WITH, APPLIST_LOG_WITH, APPLIST_LOG_WITH, \
+                     APPLIST_LOG_ALONE, )                                                    \
+    (priority, __VA_ARGS__)
+
+// Standard C++ before C++20 cannot drop the comma in front of arguments that are not there: a line
+// without any has a macro of its own, picked by counting.
+#define APPLIST_LOG_PICK(_1, _2, _3, _4, _5, _6, _7, _8, macro, ...) macro
+#define APPLIST_LOG_ALONE(priority, message)                               \
+    PlatformLogPrint(::applist::logging::kMainBuffer, priority, "applist", \
+                     APPLIST_LOG_PREFIX message "\n", APPLIST_LOG_PLACE)
+#define APPLIST_LOG_WITH(priority, message, ...)                           \
+    PlatformLogPrint(::applist::logging::kMainBuffer, priority, "applist", \
+                     APPLIST_LOG_PREFIX message "\n", APPLIST_LOG_PLACE, __VA_ARGS__)
+#define APPLIST_LOG_PLACE \
+    ::applist::logging::BaseName(__FILE__), __func__, __LINE__, __func__, __LINE__

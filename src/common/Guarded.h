@@ -7,6 +7,8 @@
 
 #include "common/AppListLog.h"
 
+namespace applist {
+
 // Runs `work` and returns whether it came to its end. What it throws is logged as having happened
 // while `doing`.
 template <class Work>
@@ -15,9 +17,11 @@ bool Guarded(const char* doing, Work work) noexcept {
         work();
         return true;
     } catch (const std::exception& error) {
-        APPLIST_LOG(applist_log::kError, "Failed %s: %s", doing, error.what());
+        APPLIST_LOG(logging::kError, "Failed %s: %s", doing, error.what());
     } catch (...) {
-        APPLIST_LOG(applist_log::kError, "Failed %s", doing);
+        APPLIST_LOG(logging::kError, "Failed %s", doing);
     }
     return false;
 }
+
+}  // namespace applist

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+namespace applist {
+
 template <class Listener>
 class ListenerList {
 public:
@@ -48,3 +50,5 @@ private:
 
     std::shared_ptr<Listeners> m_listeners = std::make_shared<Listeners>();
 };
+
+}  // namespace applist

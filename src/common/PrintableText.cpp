@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+namespace applist {
+
 namespace {
 
 unsigned char At(const std::string& bytes, std::size_t at) {
@@ -60,3 +62,5 @@ std::string PrintableText(const std::string& bytes) {
     }
     return text;
 }
+
+}  // namespace applist

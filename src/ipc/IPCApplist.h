@@ -90,7 +90,7 @@ IPCApplist<BASE_CLASS, T>::IPCApplist()
       callbackMessageObject(nullptr),
       callbackNotificationObject(nullptr),
       connectionReadyCallbackObject(nullptr) {
-    APPLIST_LOG(applist_log::kDebug, "IPCApplist");
+    APPLIST_LOG(applist::logging::kDebug, "IPCApplist");
 }
 
 template <class BASE_CLASS, class T>
@@ -103,7 +103,7 @@ template <class BASE_CLASS, class T>
 void IPCApplist<BASE_CLASS, T>::UnregisterOnMessage(T* object) {
     if (callbackMessageObject != object) return;
     callbackMessageObject = nullptr;
-    APPLIST_LOG(applist_log::kInfo, "Unregistered callbackMessageObject");
+    APPLIST_LOG(applist::logging::kInfo, "Unregistered callbackMessageObject");
 }
 
 template <class BASE_CLASS, class T>
@@ -116,7 +116,7 @@ template <class BASE_CLASS, class T>
 void IPCApplist<BASE_CLASS, T>::UnregisterOnNotification(T* object) {
     if (callbackNotificationObject != object) return;
     callbackNotificationObject = nullptr;
-    APPLIST_LOG(applist_log::kInfo, "Unregistered callbackNotificationObject");
+    APPLIST_LOG(applist::logging::kInfo, "Unregistered callbackNotificationObject");
 }
 
 template <class BASE_CLASS, class T>
@@ -129,19 +129,19 @@ template <class BASE_CLASS, class T>
 void IPCApplist<BASE_CLASS, T>::UnregisterOnConnectionReady(T* object) {
     if (connectionReadyCallbackObject != object) return;
     connectionReadyCallbackObject = nullptr;
-    APPLIST_LOG(applist_log::kInfo, "Unregistered connectionReadyCallbackObject");
+    APPLIST_LOG(applist::logging::kInfo, "Unregistered connectionReadyCallbackObject");
 }
 
 template <class BASE_CLASS, class T>
 std::vector<char> IPCApplist<BASE_CLASS, T>::HandleMessage(std::vector<char>& data) {
-    APPLIST_LOG(applist_log::kDebug, "IPC HandleMessage");
+    APPLIST_LOG(applist::logging::kDebug, "IPC HandleMessage");
     byteint conv;
     if (!TakeMessageId(data, conv)) {
-        APPLIST_LOG(applist_log::kError, "Data corrupted. Does not contain message id.");
+        APPLIST_LOG(applist::logging::kError, "Data corrupted. Does not contain message id.");
         return std::vector<char>();
     }
     if (callbackMessageObject == nullptr) {
-        APPLIST_LOG(applist_log::kInfo, "callbackMessageObject object is NULL");
+        APPLIST_LOG(applist::logging::kInfo, "callbackMessageObject object is NULL");
         return std::vector<char>();
     }
     return (callbackMessageObject->*callbackMessageProc)(conv.i, data);
@@ -149,14 +149,14 @@ std::vector<char> IPCApplist<BASE_CLASS, T>::HandleMessage(std::vector<char>& da
 
 template <class BASE_CLASS, class T>
 void IPCApplist<BASE_CLASS, T>::HandleNotification(std::vector<char>& data) {
-    APPLIST_LOG(applist_log::kDebug, "IPC HandleNotification");
+    APPLIST_LOG(applist::logging::kDebug, "IPC HandleNotification");
     byteint conv;
     if (!TakeMessageId(data, conv)) {
-        APPLIST_LOG(applist_log::kError, "Data corrupted. Does not contain message id.");
+        APPLIST_LOG(applist::logging::kError, "Data corrupted. Does not contain message id.");
         return;
     }
     if (callbackNotificationObject == nullptr) {
-        APPLIST_LOG(applist_log::kInfo, "callbackNotificationObject object is NULL");
+        APPLIST_LOG(applist::logging::kInfo, "callbackNotificationObject object is NULL");
         return;
     }
     (callbackNotificationObject->*callbackNotificationProc)(conv.i, data);
@@ -164,10 +164,10 @@ void IPCApplist<BASE_CLASS, T>::HandleNotification(std::vector<char>& data) {
 
 template <class BASE_CLASS, class T>
 void IPCApplist<BASE_CLASS, T>::HandleConnectionReady(bool state, const std::string& partner) {
-    APPLIST_LOG(applist_log::kDebug, "HandleConnectionReady state=%d, partner=%s", state ? 1 : 0,
-                partner.c_str());
+    APPLIST_LOG(applist::logging::kDebug, "HandleConnectionReady state=%d, partner=%s",
+                state ? 1 : 0, partner.c_str());
     if (!state || connectionReadyCallbackObject == nullptr) return;
-    APPLIST_LOG(applist_log::kDebug, "Calling connection ready callback");
+    APPLIST_LOG(applist::logging::kDebug, "Calling connection ready callback");
     (connectionReadyCallbackObject->*connectionReadyCallbackProc)(partner);
 }
 

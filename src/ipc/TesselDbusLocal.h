@@ -15,9 +15,13 @@
 #include <string>
 #include <vector>
 
+namespace applist {
+class Endpoint;
+}
+
 class TesselDbusLocal {
 public:
-    // Creates the endpoint `endpointName` on the chosen bus (platform/BusSelection.h): exports the
+    // Creates the endpoint `endpointName` on the chosen bus (bus/BusSelection.h): exports the
     // object /org/tessel/Local/NAME, then owns org.tessel.Local.NAME. Throws TransportError, whose
     // text names the bus, the cause and what to do, and leaves nothing behind. When the bus goes
     // away later, the endpoint comes back by itself.
@@ -47,6 +51,5 @@ public:
     TesselDbusLocal& operator=(const TesselDbusLocal&) = delete;
 
 private:
-    class Endpoint;
-    std::unique_ptr<Endpoint> m_endpoint;
+    std::unique_ptr<applist::Endpoint> m_endpoint;
 };

@@ -4,6 +4,8 @@
 
 #include "applist/RemoteAppListItem.h"
 
+namespace applist {
+
 namespace {
 
 bool HasEscape(std::string_view text) {
@@ -56,3 +58,5 @@ std::optional<std::vector<ItemLine>> ReadLines(const std::vector<char>& text, st
     }
     return lines;
 }
+
+}  // namespace applist

@@ -14,6 +14,8 @@
 #include <string_view>
 #include <vector>
 
+namespace applist {
+
 class ItemLine {
 public:
     // Takes `text`, a line without its terminator, for an item; nothing when it is none.
@@ -51,3 +53,5 @@ private:
 // Takes `text` apart to its end. Half an item, anything that is no item, and more items than
 // `limit` mean that nothing of it is to be trusted: then nothing is returned.
 std::optional<std::vector<ItemLine>> ReadLines(const std::vector<char>& text, std::size_t limit);
+
+}  // namespace applist

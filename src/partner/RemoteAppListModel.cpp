@@ -9,8 +9,10 @@
 #include "common/AppListRemoteControl.h"
 #include "common/Guarded.h"
 
-using applist_log::kDebug;
-using applist_log::kError;
+namespace applist {
+
+using logging::kDebug;
+using logging::kError;
 using std::chrono::milliseconds;
 using Cause = RemoteError::Cause;
 
@@ -340,3 +342,5 @@ void RemoteAppListModel::AddServiceListener(ServiceListener* listener) {
 void RemoteAppListModel::RemoveServiceListener(ServiceListener* listener) {
     m_serviceListeners.Remove(listener);
 }
+
+}  // namespace applist

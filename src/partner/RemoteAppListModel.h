@@ -24,7 +24,9 @@
 #include "common/ListenerList.h"
 #include "ipc/IPCApplist.h"
 #include "partner/Replica.h"
-#include "partner/TesselDbusRemote.h"
+#include "remote/TesselDbusRemote.h"
+
+namespace applist {
 
 class RemoteAppListModel;
 
@@ -140,3 +142,5 @@ private:
     // Last, so that it goes first and calls nobody who is gone.
     Channel m_IPC;
 };
+
+}  // namespace applist

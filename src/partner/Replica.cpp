@@ -7,6 +7,8 @@
 
 #include "applist/ApplistItemComparator.h"
 
+namespace applist {
+
 namespace {
 
 using Items = std::vector<ReplicaItem::Owned>;
@@ -249,3 +251,5 @@ void Replica::ApplySelection(Plan& plan) noexcept {
     m_selection = m_outside.get();
     if (plan.selected != kNone) m_selection = m_items[plan.selected].get();
 }
+
+}  // namespace applist

@@ -19,6 +19,8 @@
 #include "partner/ItemLine.h"
 #include "partner/ReplicaItem.h"
 
+namespace applist {
+
 class Replica {
 public:
     // What an update changed, for listeners, and the items that are no longer part of the list.
@@ -69,3 +71,5 @@ private:
     AppListItem* m_selection;                      // in m_items, or m_outside
     std::unique_ptr<RemoteAppListItem> m_outside;  // a selection that is not in the list
 };
+
+}  // namespace applist

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace applist {
+
 void ReplicaItem::Disown::operator()(ReplicaItem* item) const {
     ItemBlock* const block = item->m_block;
     if (--block->m_owned == 0) delete block;
@@ -20,3 +22,5 @@ ReplicaItem::Owned ItemMaker::Make(const ItemLine& line) {
     --m_left;
     return m_block->Make(line);
 }
+
+}  // namespace applist

@@ -15,6 +15,8 @@
 #include "AppList.h"
 #include "partner/ItemLine.h"
 
+namespace applist {
+
 class ItemBlock;
 
 class ReplicaItem : public AppListItem {
@@ -71,3 +73,5 @@ private:
     std::size_t m_left;
     ItemBlock* m_block = nullptr;  // goes with its items
 };
+
+}  // namespace applist

@@ -5,13 +5,15 @@
 #include <new>
 #include <utility>
 
+#include "bus/EndpointNames.h"
+#include "bus/SealedMemfd.h"
+#include "bus/TransportError.h"
+#include "bus/TransportLimits.h"
 #include "common/PrintableText.h"
-#include "platform/EndpointNames.h"
-#include "platform/SealedMemfd.h"
-#include "platform/TransportError.h"
-#include "platform/TransportLimits.h"
 
-using applist_log::kError;
+namespace applist {
+
+using logging::kError;
 
 namespace {
 
@@ -43,9 +45,44 @@ UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string
     return UniqueMessage(reply);
 }
 
+// Who owns `name`, as far as the bus and /proc tell.
+std::string OwnerOf(sd_bus* bus, const std::string& name) {
+    sd_bus_creds* found = nullptr;
+    const std::uint64_t mask = SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT;
+    if (sd_bus_get_name_creds(bus, name.c_str(), mask, &found) < 0) return "another process";
+    const UniqueCreds creds(found);
+    pid_t pid = 0;
+    if (sd_bus_creds_get_pid(creds.get(), &pid) < 0) return "another process";
+    const char* command = nullptr;
+    if (sd_bus_creds_get_comm(creds.get(), &command) < 0) command = "?";
+    return "process " + std::to_string(pid) + " (" + PrintableText(command) + ")";
+}
+
+// Says why `name` was not to be had, from the negative errno of the request for it.
+std::string WhyNotOwned(sd_bus* bus, const std::string& name, const BusLocation& location,
+                        int error) {
+    const std::string start = "cannot own " + name + " on " + location.description + ": ";
+    switch (-error) {
+        case EEXIST: return start + "taken by " + OwnerOf(bus, name) + "; stop that one first";
+        case EACCES:
+        case EPERM:
+            return start +
+                   "the bus's policy does not allow it; install a policy that lets this "
+                   "user own the name";
+        default: return start + std::strerror(-error);
+    }
+}
+
+// Owns `name`, or throws TransportError: taken (the text says by which process), refused by the
+// bus's policy, no answer.
+void OwnName(sd_bus* bus, const std::string& name, const BusLocation& location) {
+    const int result = sd_bus_request_name(bus, name.c_str(), 0);
+    if (result < 0) throw TransportError(WhyNotOwned(bus, name, location, result));
+}
+
 }  // namespace
 
-TesselDbusLocal::Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
+Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
     : m_owner(owner),
       m_busName(endpoint_names::BusNameOf(name)),
       m_path(endpoint_names::PathOf(name)),
@@ -65,7 +102,7 @@ TesselDbusLocal::Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& n
     m_isBuilt = true;
 }
 
-TesselDbusLocal::Endpoint::~Endpoint() {
+Endpoint::~Endpoint() {
     // Nothing of the owner is left to call: its part of the object is gone already.
     m_object.reset();
     m_nameAnswer.reset();
@@ -75,7 +112,7 @@ TesselDbusLocal::Endpoint::~Endpoint() {
     m_outbox.Detach();
 }
 
-void TesselDbusLocal::Endpoint::Notify(const std::vector<char>& body, const std::string& partner) {
+void Endpoint::Notify(const std::vector<char>& body, const std::string& partner) {
     if (partner.empty()) ++m_serial;
     // Without a name on the bus nobody listens; who comes later reads the list first.
     if (m_owned) m_outbox.Notify(Notification{partner, body});
@@ -83,8 +120,8 @@ void TesselDbusLocal::Endpoint::Notify(const std::vector<char>& body, const std:
 
 // ---- The object ---------------------------------------------------------------------------------
 
-template <TesselDbusLocal::Endpoint::Method method>
-int TesselDbusLocal::Endpoint::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) {
+template <Endpoint::Method method>
+int Endpoint::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) {
     Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
     if (!endpoint->m_outbox.Stalled()) {
         endpoint->Execute(method, call);
@@ -105,7 +142,7 @@ int TesselDbusLocal::Endpoint::OnCall(sd_bus_message* call, void* userdata, sd_b
 
 // Whether the bus lets a caller through is the bus's policy's business: sd-bus's own check, off
 // with the UNPRIVILEGED flag, would ask the bus about each caller and wait for the answer.
-const sd_bus_vtable TesselDbusLocal::Endpoint::kVtable[] = {
+const sd_bus_vtable Endpoint::kVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_NAMES("Connect", "", "", "", "", OnCall<&Endpoint::Connect>,
                              SD_BUS_VTABLE_UNPRIVILEGED),
@@ -122,12 +159,12 @@ const sd_bus_vtable TesselDbusLocal::Endpoint::kVtable[] = {
     SD_BUS_PROPERTY("Serial", "t", OnReadSerial, 0, 0),
     SD_BUS_VTABLE_END};
 
-int TesselDbusLocal::Endpoint::OnReadSerial(sd_bus*, const char*, const char*, const char*,
-                                            sd_bus_message* reply, void* userdata, sd_bus_error*) {
+int Endpoint::OnReadSerial(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply,
+                           void* userdata, sd_bus_error*) {
     return sd_bus_message_append(reply, "t", static_cast<Endpoint*>(userdata)->m_serial);
 }
 
-void TesselDbusLocal::Endpoint::Connect(sd_bus_message* call) {
+void Endpoint::Connect(sd_bus_message* call) {
     const std::string partner = SenderOf(call);
     UniqueMessage reply = ReplyTo(call);  // first: nothing may fail once the partner is tracked
     switch (m_partners.Add(m_link.Bus(), partner)) {
@@ -142,14 +179,14 @@ void TesselDbusLocal::Endpoint::Connect(sd_bus_message* call) {
     Report(true, partner);
 }
 
-void TesselDbusLocal::Endpoint::Disconnect(sd_bus_message* call) {
+void Endpoint::Disconnect(sd_bus_message* call) {
     const std::string partner = SenderOf(call);
     m_partners.Remove(partner);
     ReplyEmpty(call);
     Report(false, partner);
 }
 
-void TesselDbusLocal::Endpoint::Message(sd_bus_message* call) {
+void Endpoint::Message(sd_bus_message* call) {
     std::vector<char> request = BodyOf(call);
     std::vector<char> body;
     if (!RunHandler(call, [&] { body = m_owner.HandleMessage(request); })) return;
@@ -165,7 +202,7 @@ void TesselDbusLocal::Endpoint::Message(sd_bus_message* call) {
     m_outbox.Reply(std::move(reply));
 }
 
-void TesselDbusLocal::Endpoint::MessageFd(sd_bus_message* call) {
+void Endpoint::MessageFd(sd_bus_message* call) {
     int fd = -1;  // the message's own
     const int found = sd_bus_message_read(call, "h", &fd);
     const std::string refusal = found < 0 ? std::string("the message carries no descriptor")
@@ -190,7 +227,7 @@ void TesselDbusLocal::Endpoint::MessageFd(sd_bus_message* call) {
     m_outbox.Reply(std::move(reply));
 }
 
-void TesselDbusLocal::Endpoint::Notify(sd_bus_message* call) {
+void Endpoint::Notify(sd_bus_message* call) {
     std::vector<char> body = BodyOf(call);
     if (RunHandler(call, [&] { m_owner.HandleNotification(body); })) ReplyEmpty(call);
 }
@@ -199,12 +236,12 @@ void TesselDbusLocal::Endpoint::Notify(sd_bus_message* call) {
 
 // What is caught here is the transport's own want of memory or descriptors; an application's
 // exceptions end in RunHandler.
-void TesselDbusLocal::Endpoint::Execute(Method method, sd_bus_message* call) noexcept {
+void Endpoint::Execute(Method method, sd_bus_message* call) noexcept {
     if (Guarded("executing a remote call", [&] { (this->*method)(call); })) return;
     sd_bus_reply_method_errno(call, -ENOMEM, nullptr);
 }
 
-void TesselDbusLocal::Endpoint::RunHeldCalls() {
+void Endpoint::RunHeldCalls() {
     while (!m_held.empty() && !m_outbox.Stalled()) {
         const HeldCall held = std::move(m_held.front());
         m_held.pop_front();
@@ -213,7 +250,7 @@ void TesselDbusLocal::Endpoint::RunHeldCalls() {
 }
 
 template <class Handler>
-bool TesselDbusLocal::Endpoint::RunHandler(sd_bus_message* call, Handler handler) {
+bool Endpoint::RunHandler(sd_bus_message* call, Handler handler) {
     std::string text;
     try {
         handler();
@@ -230,16 +267,15 @@ bool TesselDbusLocal::Endpoint::RunHandler(sd_bus_message* call, Handler handler
     return false;
 }
 
-void TesselDbusLocal::Endpoint::ReplyEmpty(sd_bus_message* call) {
+void Endpoint::ReplyEmpty(sd_bus_message* call) {
     m_outbox.Reply(ReplyTo(call));
 }
 
-void TesselDbusLocal::Endpoint::ReplyError(sd_bus_message* call, const char* name,
-                                           const std::string& text) {
+void Endpoint::ReplyError(sd_bus_message* call, const char* name, const std::string& text) {
     m_outbox.Reply(ErrorFor(call, name, text));
 }
 
-void TesselDbusLocal::Endpoint::Report(bool state, const std::string& partner) {
+void Endpoint::Report(bool state, const std::string& partner) {
     Guarded("reporting a connection", [&] { m_owner.HandleConnectionReady(state, partner); });
 }
 
@@ -247,7 +283,7 @@ void TesselDbusLocal::Endpoint::Report(bool state, const std::string& partner) {
 
 // While the endpoint is built the name is waited for, by the constructor; when it comes back the
 // answer arrives in the loop.
-void TesselDbusLocal::Endpoint::Export() {
+void Endpoint::Export() {
     sd_bus_slot* slot = nullptr;
     int result = sd_bus_add_object_vtable(m_link.Bus(), &slot, m_path.c_str(),
                                           endpoint_names::kInterface, kVtable, this);
@@ -264,7 +300,7 @@ void TesselDbusLocal::Endpoint::Export() {
                          std::strerror(-result));
 }
 
-void TesselDbusLocal::Endpoint::Lost() {
+void Endpoint::Lost() {
     m_owned = false;
     m_outbox.Detach();
     m_held.clear();
@@ -273,8 +309,7 @@ void TesselDbusLocal::Endpoint::Lost() {
     for (const std::string& partner : m_partners.RemoveAll()) Report(false, partner);
 }
 
-int TesselDbusLocal::Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata,
-                                            sd_bus_error*) {
+int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error*) {
     Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
     const std::uint32_t primaryOwner = 1;  // of the bus's four answers, the good one
     std::uint32_t answer = 0;
@@ -291,3 +326,5 @@ int TesselDbusLocal::Endpoint::OnNameAnswer(sd_bus_message* message, void* userd
     endpoint->m_link.GiveUp();
     return 0;
 }
+
+}  // namespace applist

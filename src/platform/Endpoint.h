@@ -1,7 +1,7 @@
 // An endpoint on D-Bus: the object that partners call, the name that they find it by, and its
 // return after the bus went away.
 //
-// Internal to src/platform; TesselDbusLocal.h holds the contract. Threads: the main loop's.
+// TesselDbusLocal.h holds the contract. Threads: the main loop's.
 // Lifetime: its owner's, whose entry points it calls from the loop alone.
 
 #pragma once
@@ -11,12 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "bus/BusLink.h"
+#include "bus/Outbox.h"
 #include "ipc/TesselDbusLocal.h"
-#include "platform/BusLink.h"
-#include "platform/Outbox.h"
 #include "platform/PartnerTracker.h"
 
-class TesselDbusLocal::Endpoint {
+namespace applist {
+
+class Endpoint {
 public:
     // Comes up on the selected bus, or throws TransportError.
     Endpoint(TesselDbusLocal& owner, const std::string& name);
@@ -78,3 +80,5 @@ private:
     // Notifications to the default destination so far, merged and dropped ones included.
     std::uint64_t m_serial = 0;
 };
+
+}  // namespace applist

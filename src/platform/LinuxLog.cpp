@@ -26,12 +26,13 @@
 #include "common/PrintableText.h"
 #include "platform/PlatformLog.h"
 
+namespace applist {
 namespace {
 
 // Longest line, in bytes. Names come from a partner and may be megabytes; a log line need not.
 constexpr std::size_t kMaxLine = 4096;
 
-int minimumPriority = applist_log::kInfo;
+int minimumPriority = logging::kInfo;
 
 struct Place {
     const char* file;
@@ -40,13 +41,13 @@ struct Place {
 };
 
 const char* NameOf(int priority) {
-    if (priority >= applist_log::kError) return "error";
-    return priority >= applist_log::kInfo ? "info" : "debug";
+    if (priority >= logging::kError) return "error";
+    return priority >= logging::kInfo ? "info" : "debug";
 }
 
 int SyslogPriorityOf(int priority) {
-    if (priority >= applist_log::kError) return LOG_ERR;
-    return priority >= applist_log::kInfo ? LOG_INFO : LOG_DEBUG;
+    if (priority >= logging::kError) return LOG_ERR;
+    return priority >= logging::kInfo ? LOG_INFO : LOG_DEBUG;
 }
 
 // $JOURNAL_STREAM names the stream that the service manager connected to stderr; it is inherited
@@ -122,18 +123,9 @@ Place PlaceOf(const char* format, va_list arguments) {
     return place;
 }
 
-}  // namespace
-
-void SetMinimumLogPriority(int priority) {
-    minimumPriority = priority;
-}
-
-int PlatformLogPrint(int, int priority, const char* tag, const char* format, ...) {
-    if (priority < minimumPriority) return 0;
+int Print(int priority, const char* tag, const char* format, va_list arguments) {
     static const bool toJournal = StderrIsTheJournal();
-    va_list arguments;
     va_list again;
-    va_start(arguments, format);
     va_copy(again, arguments);
     int result;
     try {
@@ -145,6 +137,22 @@ int PlatformLogPrint(int, int priority, const char* tag, const char* format, ...
         result = -ENOMEM;
     }
     va_end(again);
+    return result;
+}
+
+}  // namespace
+
+void SetMinimumLogPriority(int priority) {
+    minimumPriority = priority;
+}
+
+}  // namespace applist
+
+int PlatformLogPrint(int, int priority, const char* tag, const char* format, ...) {
+    if (priority < applist::minimumPriority) return 0;
+    va_list arguments;
+    va_start(arguments, format);
+    const int result = applist::Print(priority, tag, format, arguments);
     va_end(arguments);
     return result;
 }

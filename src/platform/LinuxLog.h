@@ -5,6 +5,10 @@
 
 #pragma once
 
+namespace applist {
+
 // Lines below `priority` (3 debug, 4 info, 6 error) cost a comparison from now on: they are neither
 // formatted nor written. Without a call: 4.
 void SetMinimumLogPriority(int priority);
+
+}  // namespace applist

@@ -5,7 +5,9 @@
 
 #include <utility>
 
-#include "platform/TransportLimits.h"
+#include "bus/TransportLimits.h"
+
+namespace applist {
 
 namespace {
 
@@ -72,8 +74,8 @@ int PartnerTracker::OnMatchInstalled(sd_bus_message* message, void* userdata, sd
     const Partner* partner = static_cast<Partner*>(userdata);
     const sd_bus_error* refusal = sd_bus_message_get_error(message);
     if (refusal != nullptr) {
-        APPLIST_LOG(applist_log::kError, "cannot see when partner %s leaves: %s",
-                    partner->name.c_str(), refusal->message);
+        APPLIST_LOG(logging::kError, "cannot see when partner %s leaves: %s", partner->name.c_str(),
+                    refusal->message);
     }
     return 0;
 }
@@ -92,3 +94,5 @@ void PartnerTracker::Left(const std::string& name) {
     m_partners.erase(left);
     m_onLeft(left);
 }
+
+}  // namespace applist

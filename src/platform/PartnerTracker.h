@@ -1,6 +1,6 @@
 // The partners that are connected, and who of them leaves the bus.
 //
-// Internal to src/platform. Threads: the main loop's. Lifetime: goes before the bus connection.
+// Threads: the main loop's. Lifetime: goes before the bus connection.
 
 #pragma once
 
@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/SdBus.h"
+#include "bus/SdBus.h"
+
+namespace applist {
 
 class PartnerTracker {
 public:
@@ -45,3 +47,5 @@ private:
     std::function<void(const std::string&)> m_onLeft;
     std::map<std::string, std::unique_ptr<Partner>> m_partners;
 };
+
+}  // namespace applist

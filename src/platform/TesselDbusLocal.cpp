@@ -3,7 +3,7 @@
 #include "platform/Endpoint.h"
 
 TesselDbusLocal::TesselDbusLocal(std::string endpointName)
-    : m_endpoint(new Endpoint(*this, endpointName)) {}
+    : m_endpoint(new applist::Endpoint(*this, endpointName)) {}
 
 TesselDbusLocal::~TesselDbusLocal() = default;
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+using namespace applist::ctl;
+
 namespace {
 
 const Entry kMaps = {"Maps", "maps"};

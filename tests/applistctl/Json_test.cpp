@@ -4,6 +4,8 @@
 
 #include <string>
 
+using namespace applist::ctl;
+
 namespace {
 
 std::string Short(const std::string& bytes) {

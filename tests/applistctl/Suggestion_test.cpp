@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+using namespace applist::ctl;
+
 namespace {
 
 const std::vector<std::string> kWords = {"list", "select", "selection", "remove", "GetAllItems"};

@@ -8,6 +8,8 @@
 
 #include "apps/applistctl/TextWidth.h"
 
+using namespace applist::ctl;
+
 namespace {
 
 std::vector<std::string> Rows(const std::vector<Entry>& items, std::size_t width) {

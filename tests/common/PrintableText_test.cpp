@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+using applist::PrintableText;
+
 TEST(PrintableTextOf, OrdinaryTextIsThatText) {
     EXPECT_EQ("", PrintableText(""));
     EXPECT_EQ("Maps (1.2) ~ \"50 %\" \\n", PrintableText("Maps (1.2) ~ \"50 %\" \\n"));

@@ -1,5 +1,8 @@
 #include "partner/CauseName.h"
 
+using applist::RemoteAppListModel;
+using applist::RemoteError;
+
 std::string NameOf(RemoteError::Cause cause) {
     switch (cause) {
         case RemoteError::Cause::NoService: return "NoService";

@@ -6,7 +6,7 @@
 
 #include "partner/RemoteAppListModel.h"
 
-std::string NameOf(RemoteError::Cause cause);
+std::string NameOf(applist::RemoteError::Cause cause);
 
 // The cause that `model`'s Synchronize throws, in words; "" when it returns.
-std::string CauseOfSynchronize(RemoteAppListModel& model);
+std::string CauseOfSynchronize(applist::RemoteAppListModel& model);

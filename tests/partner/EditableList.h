@@ -77,9 +77,9 @@ private:
     RemoteAppListItem m_none;
     RemoteAppListItem m_outside;
     AppListItem* m_selected = &m_none;
-    ListenerList<ItemSelectionListener> m_selectionListeners;
-    ListenerList<ItemChangeListener> m_changeListeners;
-    ListenerList<ItemClickListener> m_clickListeners;
+    applist::ListenerList<ItemSelectionListener> m_selectionListeners;
+    applist::ListenerList<ItemChangeListener> m_changeListeners;
+    applist::ListenerList<ItemClickListener> m_clickListeners;
 };
 
 // "name/id name/id (id)": the list, and the selection in parentheses.

@@ -1,5 +1,7 @@
 #include "partner/PairTest.h"
 
+using applist::Replica;
+
 class FollowingAService : public PairTest {};
 
 TEST_F(FollowingAService, CostsNoFetchWhileNothingHappens) {

@@ -50,7 +50,7 @@ protected:
     }
 
     void StartPartner() {
-        m_model = std::make_unique<RemoteAppListModel>();
+        m_model = std::make_unique<applist::RemoteAppListModel>();
         m_witness = std::make_unique<Witness>(*m_model);
     }
 
@@ -74,6 +74,6 @@ protected:
     pair::Bus& m_bus = pair::Bus::Get();
     EditableList m_list;
     std::unique_ptr<LocalAppListModel> m_service;
-    std::unique_ptr<RemoteAppListModel> m_model;
+    std::unique_ptr<applist::RemoteAppListModel> m_model;
     std::unique_ptr<Witness> m_witness;
 };

@@ -33,7 +33,7 @@ void ForgetLog() {
 }
 
 int PlatformLogPrint(int, int priority, const char*, const char* format, ...) {
-    if (priority < applist_log::kError) return 0;
+    if (priority < applist::logging::kError) return 0;
     char text[4096];
     va_list arguments;
     va_start(arguments, format);

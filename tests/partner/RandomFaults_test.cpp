@@ -9,6 +9,10 @@
 
 #include "partner/PairTest.h"
 
+using applist::RemoteAppListModel;
+using applist::RemoteError;
+using applist::ServiceListener;
+
 namespace {
 
 constexpr unsigned kSeed = 20240229;

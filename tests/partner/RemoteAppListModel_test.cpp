@@ -1,5 +1,7 @@
 #include "partner/PairTest.h"
 
+using applist::RemoteAppListModel;
+
 class ARemoteModel : public PairTest {};
 
 TEST_F(ARemoteModel, IsEmptyWithoutAService) {

@@ -2,6 +2,8 @@
 
 #include "partner/PairTest.h"
 
+using applist::RemoteError;
+
 class AListenerOfARemoteModel : public PairTest {
 protected:
     // All that the model tells without a change of the service: items, selection and a click.

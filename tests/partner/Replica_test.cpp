@@ -14,6 +14,8 @@
 #include "support/HeapInUse.h"
 #include "support/RecordingAllocator.h"
 
+using applist::Replica;
+
 namespace {
 
 using Pointers = std::vector<AppListItem*>;

@@ -1,5 +1,8 @@
 #include "partner/PairTest.h"
 
+using applist::RemoteError;
+using applist::Replica;
+
 // What a test has the service answer, and when.
 class ScriptedService : public TesselDbusLocal {
 public:

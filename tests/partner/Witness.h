@@ -14,9 +14,9 @@
 class Witness : public ItemSelectionListener,
                 public ItemChangeListener,
                 public ItemClickListener,
-                public ServiceListener {
+                public applist::ServiceListener {
 public:
-    explicit Witness(RemoteAppListModel& model) : m_model(&model) {
+    explicit Witness(applist::RemoteAppListModel& model) : m_model(&model) {
         model.AddItemSelectionListener(this);
         model.AddItemChangeListener(this);
         model.AddItemClickedListener(this);
@@ -44,7 +44,7 @@ public:
     void ItemSelected(AppListModel*) override { Tell("selected"); }
     void ItemChanged(AppListModel*) override { Tell("changed"); }
     void ItemClicked(AppListModel*) override { Tell("clicked"); }
-    void ServiceChanged(RemoteAppListModel* model) override {
+    void ServiceChanged(applist::RemoteAppListModel* model) override {
         Tell(model->IsServiceThere() ? "there" : "gone");
     }
 
@@ -58,5 +58,5 @@ private:
         if (m_onTold) m_onTold(what);
     }
 
-    RemoteAppListModel* m_model;
+    applist::RemoteAppListModel* m_model;
 };

@@ -10,10 +10,15 @@
 
 #include <cstdlib>
 
-#include "platform/BusSelection.h"
-#include "platform/TransportError.h"
+#include "bus/BusSelection.h"
+#include "bus/TransportError.h"
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
+
+using applist::BusKind;
+using applist::SelectBus;
+using applist::SelectBusAddress;
+using applist::TransportError;
 
 namespace {
 

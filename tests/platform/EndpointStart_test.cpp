@@ -3,12 +3,17 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include "platform/BusSelection.h"
-#include "platform/TransportError.h"
+#include "bus/BusSelection.h"
+#include "bus/TransportError.h"
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
 #include "support/ProcessState.h"
 #include "support/SilentBus.h"
+
+using applist::BusKind;
+using applist::SelectBus;
+using applist::SelectBusAddress;
+using applist::TransportError;
 
 namespace {
 

@@ -17,6 +17,8 @@
 #include "support/JournalStandIn.h"
 #include "support/TestFd.h"
 
+using applist::SetMinimumLogPriority;
+
 namespace {
 
 enum class Stderr { File, Journal, PipeWithoutReader };
@@ -68,7 +70,7 @@ std::map<std::string, std::string> FieldsOf(const std::string& entry) {
 // Where the lines go is found out once in a program: each is written by a program of its own.
 class TheLinuxLog : public ::testing::Test {
 protected:
-    Written Write(const std::string& message, int priority = applist_log::kError,
+    Written Write(const std::string& message, int priority = applist::logging::kError,
                   const char* kind = "prefixed") {
         const TestFd in = MemfdOf(message, 0);
         const TestFd out = MemfdOf("", 0);
@@ -124,26 +126,26 @@ TEST_F(TheLinuxLog, WritesALineToStderrWithItsTagItsPriorityAndItsPlace) {
 }
 
 TEST_F(TheLinuxLog, NamesEachPriority) {
-    m_minimum = applist_log::kDebug;
+    m_minimum = applist::logging::kDebug;
 
-    EXPECT_EQ("another[debug]: x\n", Write("x", applist_log::kDebug, "plain").errors);
-    EXPECT_EQ("another[info]: x\n", Write("x", applist_log::kInfo, "plain").errors);
-    EXPECT_EQ("another[error]: x\n", Write("x", applist_log::kError, "plain").errors);
+    EXPECT_EQ("another[debug]: x\n", Write("x", applist::logging::kDebug, "plain").errors);
+    EXPECT_EQ("another[info]: x\n", Write("x", applist::logging::kInfo, "plain").errors);
+    EXPECT_EQ("another[error]: x\n", Write("x", applist::logging::kError, "plain").errors);
 }
 
 TEST_F(TheLinuxLog, LeavesDebugLinesOutUntilTheyAreAskedFor) {
-    const Written written = Write("x", applist_log::kDebug);
+    const Written written = Write("x", applist::logging::kDebug);
 
     EXPECT_EQ("", written.errors);
     EXPECT_EQ("0", written.result);
-    EXPECT_NE("", Write("x", applist_log::kInfo).errors);
+    EXPECT_NE("", Write("x", applist::logging::kInfo).errors);
 }
 
 TEST_F(TheLinuxLog, LeavesOutWhatIsBelowTheMinimum) {
-    m_minimum = applist_log::kError;
+    m_minimum = applist::logging::kError;
 
-    EXPECT_EQ("", Write("x", applist_log::kInfo).errors);
-    EXPECT_NE("", Write("x", applist_log::kError).errors);
+    EXPECT_EQ("", Write("x", applist::logging::kInfo).errors);
+    EXPECT_NE("", Write("x", applist::logging::kError).errors);
 }
 
 TEST_F(TheLinuxLog, ShowsControlBytesInsteadOfSendingThemToATerminal) {
@@ -198,11 +200,11 @@ TEST_F(TheLinuxLog, WritesToTheJournalWithItsFieldsWhenStderrIsTheJournal) {
 
 TEST_F(TheLinuxLog, TellsTheJournalThePriorityInItsOwnNumbers) {
     m_stderr = Stderr::Journal;
-    m_minimum = applist_log::kDebug;
+    m_minimum = applist::logging::kDebug;
 
-    EXPECT_EQ("7", FieldsOf(Write("x", applist_log::kDebug).journal)["PRIORITY"]);
-    EXPECT_EQ("6", FieldsOf(Write("x", applist_log::kInfo).journal)["PRIORITY"]);
-    EXPECT_EQ("3", FieldsOf(Write("x", applist_log::kError).journal)["PRIORITY"]);
+    EXPECT_EQ("7", FieldsOf(Write("x", applist::logging::kDebug).journal)["PRIORITY"]);
+    EXPECT_EQ("6", FieldsOf(Write("x", applist::logging::kInfo).journal)["PRIORITY"]);
+    EXPECT_EQ("3", FieldsOf(Write("x", applist::logging::kError).journal)["PRIORITY"]);
 }
 
 TEST_F(TheLinuxLog, ShowsControlBytesInTheJournalToo) {
@@ -226,7 +228,7 @@ TEST_F(TheLinuxLog, TakesALineWithoutAPlaceToTheJournalAsWell) {
 TEST_F(TheLinuxLog, SendsNothingBelowTheMinimumToTheJournal) {
     m_stderr = Stderr::Journal;
 
-    EXPECT_EQ("", Write("x", applist_log::kDebug).journal);
+    EXPECT_EQ("", Write("x", applist::logging::kDebug).journal);
 }
 
 // The variable is inherited by programs whose stderr has long been sent elsewhere.
@@ -248,13 +250,13 @@ TEST_F(TheLinuxLog, WritesToStderrWhenTheVariableIsNonsense) {
 TEST(ALogLineBelowTheMinimum, IsNotFormatted) {
     const char* const nowhere = reinterpret_cast<const char*>(1);
 
-    EXPECT_EQ(0, PlatformLogPrint(0, applist_log::kDebug, "applist", "%s\n", nowhere));
+    EXPECT_EQ(0, PlatformLogPrint(0, applist::logging::kDebug, "applist", "%s\n", nowhere));
 }
 
 TEST(ALogLineBelowTheMinimum, IsFormattedOnceTheMinimumIsLower) {
     const char* const nowhere = reinterpret_cast<const char*>(1);
-    SetMinimumLogPriority(applist_log::kDebug);
+    SetMinimumLogPriority(applist::logging::kDebug);
 
-    EXPECT_DEATH(PlatformLogPrint(0, applist_log::kDebug, "applist", "%s\n", nowhere), "");
-    SetMinimumLogPriority(applist_log::kInfo);
+    EXPECT_DEATH(PlatformLogPrint(0, applist::logging::kDebug, "applist", "%s\n", nowhere), "");
+    SetMinimumLogPriority(applist::logging::kInfo);
 }

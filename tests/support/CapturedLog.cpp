@@ -29,15 +29,15 @@ std::size_t Count(int priority, const std::string& part) {
 }  // namespace
 
 std::size_t ErrorsLogged(const std::string& part) {
-    return Count(applist_log::kError, part);
+    return Count(applist::logging::kError, part);
 }
 
 std::size_t InfosLogged(const std::string& part) {
-    return Count(applist_log::kInfo, part);
+    return Count(applist::logging::kInfo, part);
 }
 
 std::size_t DebugsLogged(const std::string& part) {
-    return Count(applist_log::kDebug, part);
+    return Count(applist::logging::kDebug, part);
 }
 
 std::string WholeLog() {

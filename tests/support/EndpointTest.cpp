@@ -3,8 +3,12 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "platform/BusSelection.h"
+#include "bus/BusSelection.h"
 #include "support/CapturedLog.h"
+
+using applist::BusKind;
+using applist::SelectBus;
+using applist::SelectBusAddress;
 
 std::string NameOfBus(const ::testing::TestParamInfo<BusVariety>& info) {
     return NameOf(info.param);

@@ -13,6 +13,8 @@
 #include "common/AppListLog.h"
 #include "platform/LinuxLog.h"
 
+using applist::SetMinimumLogPriority;
+
 int main(int, char** arguments) {
     const int minimum = std::atoi(arguments[1]);
     const int priority = std::atoi(arguments[2]);

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+using namespace applist::daemon;
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+using namespace applist;
+
 using testing::HasSubstr;
 using testing::StartsWith;
 

@@ -4,6 +4,8 @@
 
 #include <string>
 
+using namespace applist;
+
 namespace {
 
 std::string FaultOf(const std::string& path, std::size_t limit = kMaxText) {

@@ -11,11 +11,11 @@
 
 #include "common/AppListRemoteControl.h"
 #include "partner/CauseName.h"
-#include "partner/TesselDbusRemote.h"
+#include "remote/TesselDbusRemote.h"
 
-class BareRemote : public TesselDbusRemote {
+class BareRemote : public applist::TesselDbusRemote {
 public:
-    BareRemote() : TesselDbusRemote("Applist") {}
+    BareRemote() : applist::TesselDbusRemote("Applist") {}
     std::vector<char> HandleMessage(std::vector<char>&) override { return {}; }
     void HandleNotification(std::vector<char>&) override {
         if (m_onNotification) m_onNotification();
@@ -35,7 +35,7 @@ public:
 
     // Posts `request` and adds what becomes of it to m_outcomes: the reply, or the cause.
     void Ask(std::vector<char> request = Question()) {
-        PostMessage(request, [this](RemoteReply& reply) {
+        PostMessage(request, [this](applist::RemoteReply& reply) {
             m_outcomes.push_back(reply.error ? NameOf(reply.error->GetCause())
                                              : std::string(reply.body.begin(), reply.body.end()));
             if (reply.error) m_errorText = reply.error->what();

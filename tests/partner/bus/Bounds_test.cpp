@@ -5,6 +5,8 @@
 #include "partner/bus/PartnerBusTest.h"
 #include "support/RecordingAllocator.h"
 
+using applist::RemoteReply;
+
 using Clock = std::chrono::steady_clock;
 
 // ---- What waits ---------------------------------------------------------------------------------

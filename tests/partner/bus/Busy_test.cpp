@@ -2,10 +2,13 @@
 
 #include <cstring>
 
+#include "bus/BusSelection.h"
 #include "partner/bus/HostileService.h"
 #include "partner/bus/PartnerBusTest.h"
-#include "platform/BusSelection.h"
 #include "support/SilentBus.h"
+
+using applist::SetBusTimeout;
+namespace transport_limits = applist::transport_limits;
 
 using Clock = std::chrono::steady_clock;
 

@@ -3,6 +3,8 @@
 
 #include "partner/bus/PartnerBusTest.h"
 
+using applist::RemoteError;
+
 class AWritingPartner : public PartnerBusTest {
 protected:
     AWritingPartner() {

@@ -9,6 +9,8 @@
 #include "partner/bus/HostileService.h"
 #include "partner/bus/PartnerBusTest.h"
 
+using applist::RemoteError;
+
 class ADestroyedPartner : public PartnerBusTest {
 protected:
     void Write(int count, const std::string& name = "Written") {

@@ -1,6 +1,9 @@
 #include "partner/bus/PartnerBusTest.h"
 #include "support/ProcessState.h"
 
+using applist::RemoteError;
+using applist::TransportError;
+
 class APartnerOnABus : public PartnerBusTest {};
 
 ON_BOTH_BUSES(APartnerOnABus);

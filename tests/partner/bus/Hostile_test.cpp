@@ -6,6 +6,8 @@
 #include "support/SilentBus.h"
 #include "support/TestFd.h"
 
+using applist::RemoteReply;
+
 class AHostileService : public PartnerBusTest {
 protected:
     AHostileService() : m_hostile(m_bus->Address()) {}

@@ -2,7 +2,11 @@
 
 #include <iostream>
 
-#include "platform/BusSelection.h"
+#include "bus/BusSelection.h"
+
+using applist::BusKind;
+using applist::SelectBus;
+using applist::SelectBusAddress;
 
 PartnerBusTest::PartnerBusTest(const std::string& policies)
     : m_bus(policies.empty() ? std::make_unique<PrivateBus>(GetParam())

@@ -42,7 +42,7 @@ protected:
     void EndServiceHere();
 
     void StartPartner() {
-        m_model = std::make_unique<RemoteAppListModel>();
+        m_model = std::make_unique<applist::RemoteAppListModel>();
         m_witness = std::make_unique<Witness>(*m_model);
     }
     void EndPartner() {
@@ -61,7 +61,7 @@ protected:
     EditableList m_list;
     std::optional<SideProcess> m_service;
     std::unique_ptr<LocalAppListModel> m_here;
-    std::unique_ptr<RemoteAppListModel> m_model;
+    std::unique_ptr<applist::RemoteAppListModel> m_model;
     std::unique_ptr<Witness> m_witness;
 };
 

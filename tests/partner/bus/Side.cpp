@@ -15,12 +15,18 @@
 #include <string>
 
 #include "applist/LocalAppListModel.h"
+#include "bus/BusSelection.h"
+#include "bus/SdBus.h"
 #include "common/Guarded.h"
 #include "partner/EditableList.h"
 #include "partner/RemoteAppListModel.h"
 #include "partner/bus/HostileService.h"
-#include "platform/BusSelection.h"
-#include "platform/SdBus.h"
+
+using applist::Guarded;
+using applist::RemoteAppListModel;
+using applist::RemoteError;
+using applist::SelectBusAddress;
+using applist::UniqueMessage;
 
 namespace {
 

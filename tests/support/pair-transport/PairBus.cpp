@@ -7,6 +7,8 @@
 
 #include "PairLink.h"
 
+using applist::TesselDbusRemote;
+
 namespace pair {
 
 struct Bus::Choice {

@@ -16,7 +16,9 @@
 
 #include "ipc/TesselDbusLocal.h"
 
+namespace applist {
 class TesselDbusRemote;
+}
 
 namespace pair {
 
@@ -80,10 +82,10 @@ public:
 private:
     friend class Link;
     friend class ::TesselDbusLocal;
-    friend class ::TesselDbusRemote;
+    friend class applist::TesselDbusRemote;
     struct Choice;
 
-    std::shared_ptr<Link> NewLink(TesselDbusRemote& owner);
+    std::shared_ptr<Link> NewLink(applist::TesselDbusRemote& owner);
     void Attach(TesselDbusLocal* service);
     void Detach(const TesselDbusLocal* service);
     void Announce();

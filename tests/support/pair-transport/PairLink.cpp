@@ -4,6 +4,10 @@
 #include <cstring>
 #include <utility>
 
+using applist::RemoteError;
+using applist::RemoteReply;
+using applist::TesselDbusRemote;
+
 using Cause = RemoteError::Cause;
 
 namespace pair {
@@ -319,6 +323,8 @@ void Link::ConnectAgain() {
 
 // ---- The transport's class ----------------------------------------------------------------------
 
+namespace applist {
+
 using pair::Bus;
 using pair::Link;
 
@@ -351,3 +357,5 @@ void TesselDbusRemote::SendNotification(std::vector<char>& data, const std::stri
 void TesselDbusRemote::CallLater(std::chrono::milliseconds delay, std::function<void()> callback) {
     m_link->CallLater(delay, std::move(callback));
 }
+
+}  // namespace applist

@@ -13,9 +13,13 @@
 #include <string>
 
 #include "PairBus.h"
-#include "partner/TesselDbusRemote.h"
+#include "remote/TesselDbusRemote.h"
 
 namespace pair {
+
+using applist::RemoteError;
+using applist::RemoteReply;
+using applist::TesselDbusRemote;
 
 class Link : public std::enable_shared_from_this<Link> {
 public:

@@ -1,6 +1,6 @@
 // The calls of a partner: sent in order, answered in order, a bounded number of them under way.
 //
-// Internal to src/partner. Threads: the main loop's. Lifetime: goes before the bus connection. A
+// Threads: the main loop's. Lifetime: goes before the bus connection. A
 // reply handler may destroy the owner of this object, which therefore keeps itself alive around
 // Post, Start and Stop.
 
@@ -14,8 +14,10 @@
 #include <string>
 #include <vector>
 
-#include "partner/TesselDbusRemote.h"
-#include "platform/SdBus.h"
+#include "bus/SdBus.h"
+#include "remote/TesselDbusRemote.h"
+
+namespace applist {
 
 class RemoteCalls {
 public:
@@ -106,3 +108,5 @@ private:
     // The last request whose reply was large.
     std::vector<char> m_largeRequest;
 };
+
+}  // namespace applist

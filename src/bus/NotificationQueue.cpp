@@ -1,8 +1,10 @@
-#include "platform/NotificationQueue.h"
+#include "bus/NotificationQueue.h"
 
 #include <utility>
 
-#include "platform/TransportLimits.h"
+#include "bus/TransportLimits.h"
+
+namespace applist {
 
 using transport_limits::kMaxWaitingBytes;
 using transport_limits::kMaxWaitingNotifications;
@@ -33,3 +35,5 @@ void NotificationQueue::Clear() {
     m_waiting.clear();
     m_bytes = 0;
 }
+
+}  // namespace applist

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace applist {
+
 // A descriptor, closed with its owner.
 class OwnedFd {
 public:
@@ -33,3 +35,5 @@ int ReadSealedBody(int fd, std::vector<char>& body);
 
 // Returns a new memfd that holds `body`, sealed for good, or a negative errno.
 int MakeSealedBody(const std::vector<char>& body);
+
+}  // namespace applist

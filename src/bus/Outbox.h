@@ -4,7 +4,7 @@
 // writable: nothing more is read, so nothing more is asked of us, and the bus's own flow control
 // reaches our partners.
 //
-// Internal to src/platform. Threads: the main loop's. Lifetime: Detach goes before the bus.
+// Threads: the main loop's. Lifetime: Detach goes before the bus.
 
 #pragma once
 
@@ -13,8 +13,10 @@
 #include <functional>
 #include <string>
 
-#include "platform/NotificationQueue.h"
-#include "platform/SdBus.h"
+#include "bus/NotificationQueue.h"
+#include "bus/SdBus.h"
+
+namespace applist {
 
 class Outbox {
 public:
@@ -75,3 +77,5 @@ private:
     std::size_t m_bytesInLibrary = 0;
     bool m_lossLogged = false;
 };
+
+}  // namespace applist

@@ -7,7 +7,9 @@
 #include <chrono>
 #include <string>
 
-#include "platform/TransportLimits.h"
+#include "bus/TransportLimits.h"
+
+namespace applist {
 
 enum class BusKind {
     // The bus that started the process, when it was bus-activated; else the session bus, when there
@@ -42,3 +44,5 @@ struct BusLocation {
 // DBUS_SYSTEM_BUS_ADDRESS, XDG_RUNTIME_DIR), not at whether a bus answers there.
 // Throws TransportError when the session bus was chosen and nothing says where it is.
 BusLocation SelectedBus();
+
+}  // namespace applist

@@ -1,16 +1,65 @@
-#include "platform/BusLink.h"
+#include "bus/BusLink.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
-#include "platform/TransportError.h"
+#include "bus/TransportError.h"
 
-using applist_log::kDebug;
-using applist_log::kError;
-using applist_log::kInfo;
+namespace applist {
+
+using logging::kDebug;
+using logging::kError;
+using logging::kInfo;
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+TransportError CannotReach(const BusLocation& location, int error) {
+    return TransportError("cannot reach " + location.description + ": " + std::strerror(-error) +
+                          "; check that the bus runs, or choose another one");
+}
+
+// Starts a connection as a client of the bus at `location`; it may not be usable yet.
+UniqueBus OpenBus(const BusLocation& location) {
+    sd_bus* made = nullptr;
+    int result = sd_bus_new(&made);
+    UniqueBus bus(made);
+    if (result >= 0) result = sd_bus_set_address(bus.get(), location.address.c_str());
+    if (result >= 0) result = sd_bus_set_bus_client(bus.get(), 1);
+    if (result >= 0) result = sd_bus_set_description(bus.get(), "applist");
+    // The end of the loop is no reason to close, nor to flush without a deadline: the endpoint does
+    // both when it is destroyed.
+    if (result >= 0) result = sd_bus_set_close_on_exit(bus.get(), 0);
+    if (result >= 0) {
+        result = sd_bus_set_method_call_timeout(
+            bus.get(), static_cast<std::uint64_t>(location.timeout.count()));
+    }
+    if (result >= 0) result = sd_bus_start(bus.get());
+    if (result < 0) throw CannotReach(location, result);
+    return bus;
+}
+
+// Waits until the connection is usable.
+void WaitForBus(sd_bus* bus, const BusLocation& location) {
+    const Clock::time_point deadline = Clock::now() + location.timeout;
+    for (;;) {
+        const int ready = sd_bus_is_ready(bus);
+        if (ready > 0) return;
+        if (ready < 0) throw CannotReach(location, ready);
+        const int progress = sd_bus_process(bus, nullptr);
+        if (progress < 0) throw CannotReach(location, progress);
+        if (sd_bus_is_open(bus) <= 0) throw CannotReach(location, -ECONNRESET);
+        if (progress > 0) continue;
+        const auto left =
+            std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
+        if (left.count() <= 0) throw CannotReach(location, -ETIMEDOUT);
+        const int waited = sd_bus_wait(bus, static_cast<std::uint64_t>(left.count()));
+        if (waited < 0 && waited != -EINTR) throw CannotReach(location, waited);
+    }
+}
 
 UniqueEvent DefaultLoop() {
     sd_event* event = nullptr;
@@ -113,3 +162,5 @@ void BusLink::TryAgain() {
     ScheduleRetry(transport_limits::kLastRetry);
     Start();
 }
+
+}  // namespace applist

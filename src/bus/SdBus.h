@@ -1,6 +1,6 @@
 // Owners for what sd-bus and sd-event hand out.
 //
-// Internal to src/platform. Threads: the main loop's.
+// Threads: the main loop's.
 
 #pragma once
 
@@ -10,6 +10,8 @@
 #include <memory>
 
 #include "common/Guarded.h"
+
+namespace applist {
 
 template <class T, T* (*Release)(T*)>
 struct SdReleaser {
@@ -25,3 +27,5 @@ using UniqueCreds = std::unique_ptr<sd_bus_creds, SdReleaser<sd_bus_creds, sd_bu
 using UniqueEvent = std::unique_ptr<sd_event, SdReleaser<sd_event, sd_event_unref>>;
 using UniqueSource =
     std::unique_ptr<sd_event_source, SdReleaser<sd_event_source, sd_event_source_disable_unref>>;
+
+}  // namespace applist

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace applist {
+
 namespace transport_limits {
 
 // A reply of `Message`, and the body of a notification. A message past the bus's limit gets its
@@ -50,3 +52,5 @@ constexpr std::chrono::microseconds kFirstRetry = std::chrono::milliseconds(100)
 constexpr std::chrono::microseconds kLastRetry = std::chrono::seconds(10);
 
 }  // namespace transport_limits
+
+}  // namespace applist

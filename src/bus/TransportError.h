@@ -5,7 +5,11 @@
 
 #include <stdexcept>
 
+namespace applist {
+
 class TransportError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+}  // namespace applist

@@ -1,19 +1,25 @@
 // How much the outbox lets the bus library keep: on a bus that stands, with the smallest send
 // buffer there is.
 
-#include "platform/Outbox.h"
+#include "bus/Outbox.h"
 
 #include <sys/socket.h>
 
+#include <memory>
 #include <vector>
 
-#include "platform/BusConnection.h"
+#include "bus/BusLink.h"
 #include "support/BusClient.h"
 #include "support/CapturedLog.h"
 #include "support/PrivateBus.h"
 #include "support/TestLoop.h"
 
 #include <gtest/gtest.h>
+
+using applist::Notification;
+
+using applist::BusLink;
+using applist::Outbox;
 
 namespace {
 
@@ -23,17 +29,20 @@ class AnOutboxOnABusThatStands : public ::testing::TestWithParam<BusVariety> {
 protected:
     AnOutboxOnABusThatStands() {
         ForgetLog();
-        const BusLocation location{"the bus", m_bus.Address(), kTestDeadline};
-        m_connection = OpenBus(location);
-        WaitForBus(m_connection.get(), location);
-        EXPECT_GE(m_outbox.Attach(m_connection.get(), TestLoop()), 0);
+        applist::SelectBusAddress(m_bus.Address());
+        m_link = std::make_unique<BusLink>(
+            [this] { EXPECT_GE(m_outbox.Attach(m_link->Bus(), m_link->Loop()), 0); }, [] {});
+        m_link->Open();
         const int smallest = 1;
-        setsockopt(sd_bus_get_fd(m_connection.get()), SOL_SOCKET, SO_SNDBUF, &smallest,
+        setsockopt(sd_bus_get_fd(m_link->Bus()), SOL_SOCKET, SO_SNDBUF, &smallest,
                    sizeof(smallest));
         m_bus.Stop();
     }
 
-    ~AnOutboxOnABusThatStands() override { m_outbox.Detach(); }
+    ~AnOutboxOnABusThatStands() override {
+        m_outbox.Detach();
+        applist::SelectBus(applist::BusKind::Automatic);
+    }
 
     void Notify(std::size_t size) {
         m_outbox.Notify(Notification{"", std::vector<char>(size, ++m_fill)});
@@ -46,12 +55,12 @@ protected:
 
     std::uint64_t InLibrary() {
         std::uint64_t count = 0;
-        EXPECT_GE(sd_bus_get_n_queued_write(m_connection.get(), &count), 0);
+        EXPECT_GE(sd_bus_get_n_queued_write(m_link->Bus(), &count), 0);
         return count;
     }
 
     PrivateBus m_bus{GetParam()};
-    UniqueBus m_connection;
+    std::unique_ptr<BusLink> m_link;
     int m_drained = 0;
     Outbox m_outbox{"/org/tessel/Local/Applist", [this] { ++m_drained; }};
     char m_fill = 0;

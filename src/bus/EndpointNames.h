@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace applist {
+
 namespace endpoint_names {
 
 // The 1 is the version of the interface: a change that a partner would notice makes it a 2.
@@ -23,3 +25,5 @@ inline std::string PathOf(const std::string& name) {
 }
 
 }  // namespace endpoint_names
+
+}  // namespace applist

@@ -1,4 +1,4 @@
-#include "platform/Outbox.h"
+#include "bus/Outbox.h"
 
 #include <poll.h>
 #include <sys/epoll.h>
@@ -6,10 +6,12 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/EndpointNames.h"
-#include "platform/TransportLimits.h"
+#include "bus/EndpointNames.h"
+#include "bus/TransportLimits.h"
 
-using applist_log::kError;
+namespace applist {
+
+using logging::kError;
 using transport_limits::kMaxLibraryMessages;
 using transport_limits::kMaxWaitingBytes;
 
@@ -181,3 +183,5 @@ int Outbox::OnWritable(sd_event_source*, int, std::uint32_t, void* userdata) {
     });
     return 0;
 }
+
+}  // namespace applist

@@ -1,4 +1,4 @@
-#include "platform/BusSelection.h"
+#include "bus/BusSelection.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,8 +8,16 @@
 #include <fstream>
 #include <map>
 
-#include "platform/TransportError.h"
+#include "bus/TransportError.h"
 #include "support/SilentBus.h"
+
+using applist::BusKind;
+using applist::SelectBus;
+using applist::SelectBusAddress;
+using applist::SelectedBus;
+using applist::SetBusTimeout;
+using applist::TransportError;
+namespace transport_limits = applist::transport_limits;
 
 namespace {
 

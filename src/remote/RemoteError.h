@@ -5,7 +5,9 @@
 
 #include <string>
 
-#include "platform/TransportError.h"
+#include "bus/TransportError.h"
+
+namespace applist {
 
 class RemoteError : public TransportError {
 public:
@@ -26,3 +28,5 @@ public:
 private:
     Cause m_cause;
 };
+
+}  // namespace applist

@@ -1,4 +1,4 @@
-#include "platform/SealedMemfd.h"
+#include "bus/SealedMemfd.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -7,6 +7,8 @@
 
 #include <cerrno>
 #include <cstdint>
+
+namespace applist {
 
 namespace {
 
@@ -68,3 +70,5 @@ int MakeSealedBody(const std::vector<char>& body) {
     close(fd);
     return result;
 }
+
+}  // namespace applist

@@ -1,14 +1,16 @@
-#include "partner/RemoteCalls.h"
+#include "remote/RemoteCalls.h"
 
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
+#include "bus/EndpointNames.h"
+#include "bus/SealedMemfd.h"
+#include "bus/TransportLimits.h"
 #include "common/PrintableText.h"
-#include "partner/PartnerLimits.h"
-#include "platform/EndpointNames.h"
-#include "platform/SealedMemfd.h"
-#include "platform/TransportLimits.h"
+#include "remote/RemoteLimits.h"
+
+namespace applist {
 
 using Cause = RemoteError::Cause;
 using Clock = std::chrono::steady_clock;
@@ -30,8 +32,8 @@ RemoteCalls::RemoteCalls(const std::string& endpoint,
     : m_endpoint(endpoint),
       m_keepAlive(std::move(keepAlive)),
       m_onSilence(std::move(onSilence)),
-      m_timeout(partner_limits::kDefaultTimeout),
-      m_fdBytes(partner_limits::kFdBytesOverDaemon) {}
+      m_timeout(remote_limits::kDefaultTimeout),
+      m_fdBytes(remote_limits::kFdBytesOverDaemon) {}
 
 RemoteCalls::~RemoteCalls() = default;
 
@@ -61,8 +63,8 @@ void RemoteCalls::Post(std::vector<char> request, ReplyHandler onReply) {
 }
 
 bool RemoteCalls::HasRoomFor(std::size_t bytes) const {
-    return !Waiting() || (m_calls.size() - m_sent < partner_limits::kMaxWaitingCalls &&
-                          m_waitingBytes + bytes <= partner_limits::kMaxWaitingBytes);
+    return !Waiting() || (m_calls.size() - m_sent < remote_limits::kMaxWaitingCalls &&
+                          m_waitingBytes + bytes <= remote_limits::kMaxWaitingBytes);
 }
 
 void RemoteCalls::Expect() {
@@ -98,7 +100,7 @@ void RemoteCalls::Stop(const std::string& where) {
 // While the library holds something back the bus does not drain: the next reply brings us here
 // again. On a connection that ends nothing is sent, so that what waits is known not to have been.
 bool RemoteCalls::MaySend() const {
-    if (m_service.empty() || m_sent >= partner_limits::kMaxCallsUnderWay ||
+    if (m_service.empty() || m_sent >= remote_limits::kMaxCallsUnderWay ||
         sd_bus_is_open(m_bus) <= 0) {
         return false;
     }
@@ -134,7 +136,7 @@ int RemoteCalls::Transmit(Call& call) {
                                static_cast<std::uint64_t>(m_timeout.count()));
     call.slot.reset(slot);
     // A large one is the bus's now, and never sent again.
-    if (result >= 0 && call.request.size() > partner_limits::kMaxRememberedRequest) {
+    if (result >= 0 && call.request.size() > remote_limits::kMaxRememberedRequest) {
         std::vector<char>().swap(call.request);
     }
     return result;
@@ -142,7 +144,7 @@ int RemoteCalls::Transmit(Call& call) {
 
 int RemoteCalls::MakeMessage(Call& call, UniqueMessage& message) const {
     call.isInFd = call.isInFd || WantsFd(call.request);
-    if (!call.isInFd && call.request.size() > partner_limits::kMaxInlineBytes) return -EMSGSIZE;
+    if (!call.isInFd && call.request.size() > remote_limits::kMaxInlineBytes) return -EMSGSIZE;
     sd_bus_message* made = nullptr;
     const int result = sd_bus_message_new_method_call(
         m_bus, &made, m_service.c_str(), endpoint_names::PathOf(m_endpoint).c_str(),
@@ -164,7 +166,7 @@ void RemoteCalls::SendUnanswered() {
         if (result >= 0) result = sd_bus_send(m_bus, message.get(), nullptr);
         if (result >= 0) continue;
         // Those behind it must not arrive without it.
-        APPLIST_LOG(applist_log::kError, "%s: %zu calls are lost: %s", m_endpoint.c_str(),
+        APPLIST_LOG(logging::kError, "%s: %zu calls are lost: %s", m_endpoint.c_str(),
                     m_calls.size() - m_sent, std::strerror(-result));
         return;
     }
@@ -264,7 +266,7 @@ RemoteError RemoteCalls::ErrorFrom(const Call& call, const sd_bus_error& error) 
 }
 
 void RemoteCalls::Remember(const Call& call) {
-    if (call.request.size() > partner_limits::kMaxRememberedRequest) return;
+    if (call.request.size() > remote_limits::kMaxRememberedRequest) return;
     if (call.reply.body.size() > m_fdBytes) {
         m_largeRequest = call.request;
     } else if (call.request == m_largeRequest && call.reply.body.size() < m_fdBytes / 2) {
@@ -319,3 +321,5 @@ RemoteError RemoteCalls::NoService() const {
     return ErrorOf(Cause::NoService, "nobody owns " + endpoint_names::BusNameOf(m_endpoint) +
                                          " on " + m_where + "; start the service, then try again");
 }
+
+}  // namespace applist

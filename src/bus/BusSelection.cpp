@@ -1,11 +1,13 @@
-#include "platform/BusSelection.h"
+#include "bus/BusSelection.h"
 
 #include <sys/stat.h>
 
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/TransportError.h"
+#include "bus/TransportError.h"
+
+namespace applist {
 
 namespace {
 
@@ -110,3 +112,5 @@ BusLocation SelectedBus() {
     location.timeout = TheChoice().timeout;
     return location;
 }
+
+}  // namespace applist

@@ -1,16 +1,18 @@
-#include "partner/RemoteLink.h"
+#include "remote/RemoteLink.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <utility>
 
-#include "partner/PartnerLimits.h"
-#include "platform/EndpointNames.h"
-#include "platform/TransportLimits.h"
+#include "bus/EndpointNames.h"
+#include "bus/TransportLimits.h"
+#include "remote/RemoteLimits.h"
 
-using applist_log::kDebug;
-using applist_log::kError;
+namespace applist {
+
+using logging::kDebug;
+using logging::kError;
 using Cause = RemoteError::Cause;
 using Clock = std::chrono::steady_clock;
 
@@ -34,16 +36,16 @@ std::uint64_t Microseconds(std::chrono::microseconds time) {
 
 }  // namespace
 
-TesselDbusRemote::Link::Link(TesselDbusRemote& owner, const std::string& name)
+RemoteLink::RemoteLink(TesselDbusRemote& owner, const std::string& name)
     : m_owner(&owner),
       m_name(name),
-      m_timeout(partner_limits::kDefaultTimeout),
+      m_timeout(remote_limits::kDefaultTimeout),
       m_link([this] { SetUp(); },
              [this] {
                  const auto self = shared_from_this();
                  Lost();
              },
-             partner_limits::kLastRetry),
+             remote_limits::kLastRetry),
       m_calls(
           name, [this] { return shared_from_this(); },
           [this] {
@@ -53,7 +55,7 @@ TesselDbusRemote::Link::Link(TesselDbusRemote& owner, const std::string& name)
 
 // ---- For the owner ------------------------------------------------------------------------------
 
-void TesselDbusRemote::Link::Close() {
+void RemoteLink::Close() {
     m_owner = nullptr;
     m_later = nullptr;
     m_calls.Close();
@@ -62,7 +64,7 @@ void TesselDbusRemote::Link::Close() {
     m_serialAnswer.reset();
     m_compareTimer.reset();
     m_laterTimer.reset();
-    const Clock::time_point deadline = Clock::now() + partner_limits::kFlushTimeout;
+    const Clock::time_point deadline = Clock::now() + remote_limits::kFlushTimeout;
     // Inside a callback of the bus nothing is dispatched: then the service is known, or there is
     // nobody to send to.
     DispatchUntil([this] { return !m_calls.Waiting() || m_calls.HasService(); }, deadline);
@@ -72,7 +74,7 @@ void TesselDbusRemote::Link::Close() {
 
 // A bus forgets what it has not read of a connection that is closed. It answers when it has read
 // everything before.
-void TesselDbusRemote::Link::AwaitBus(Clock::time_point deadline) const {
+void RemoteLink::AwaitBus(Clock::time_point deadline) const {
     const auto left =
         std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
     sd_bus_message* ping = nullptr;
@@ -84,12 +86,12 @@ void TesselDbusRemote::Link::AwaitBus(Clock::time_point deadline) const {
     sd_bus_call(m_link.Bus(), UniqueMessage(ping).get(), Microseconds(left), nullptr, nullptr);
 }
 
-void TesselDbusRemote::Link::Post(std::vector<char> request, ReplyHandler onReply) {
+void RemoteLink::Post(std::vector<char> request, ReplyHandler onReply) {
     const auto self = shared_from_this();
     m_calls.Post(std::move(request), std::move(onReply));
 }
 
-std::vector<char> TesselDbusRemote::Link::Send(std::vector<char> request) {
+std::vector<char> RemoteLink::Send(std::vector<char> request) {
     const auto self = shared_from_this();
     const Clock::time_point deadline = Clock::now() + m_timeout;
     if (IsInsideCallback()) {
@@ -120,17 +122,17 @@ std::vector<char> TesselDbusRemote::Link::Send(std::vector<char> request) {
 
 // Inside a reply's handler no other reply is delivered, inside other callbacks of the bus none is
 // dispatched.
-bool TesselDbusRemote::Link::IsInsideCallback() const {
+bool RemoteLink::IsInsideCallback() const {
     return m_calls.Delivering() ||
            (m_link.Bus() != nullptr && sd_bus_get_current_message(m_link.Bus()) != nullptr);
 }
 
-void TesselDbusRemote::Link::SetTimeout(std::chrono::microseconds timeout) {
+void RemoteLink::SetTimeout(std::chrono::microseconds timeout) {
     m_timeout = timeout;
     m_calls.SetTimeout(timeout);
 }
 
-void TesselDbusRemote::Link::Notify(const std::vector<char>& body) {
+void RemoteLink::Notify(const std::vector<char>& body) {
     if (m_service.empty()) return;
     std::uint64_t queued = 0;
     sd_bus_get_n_queued_write(m_link.Bus(), &queued);
@@ -146,8 +148,7 @@ void TesselDbusRemote::Link::Notify(const std::vector<char>& body) {
     if (result < 0) APPLIST_LOG(kError, "cannot notify the service: %s", std::strerror(-result));
 }
 
-void TesselDbusRemote::Link::CallLater(std::chrono::microseconds delay,
-                                       std::function<void()> callback) {
+void RemoteLink::CallLater(std::chrono::microseconds delay, std::function<void()> callback) {
     sd_event_source* source = nullptr;
     const int result = sd_event_add_time_relative(m_link.Loop(), &source, CLOCK_MONOTONIC,
                                                   Microseconds(delay), 10000, OnLater, this);
@@ -156,8 +157,8 @@ void TesselDbusRemote::Link::CallLater(std::chrono::microseconds delay,
     if (result < 0) APPLIST_LOG(kError, "cannot wait: %s", std::strerror(-result));
 }
 
-int TesselDbusRemote::Link::OnLater(sd_event_source*, std::uint64_t, void* userdata) {
-    const auto self = static_cast<Link*>(userdata)->shared_from_this();
+int RemoteLink::OnLater(sd_event_source*, std::uint64_t, void* userdata) {
+    const auto self = static_cast<RemoteLink*>(userdata)->shared_from_this();
     self->m_laterTimer.reset();
     const std::function<void()> later = std::exchange(self->m_later, nullptr);
     Guarded("calling later", later);
@@ -166,8 +167,7 @@ int TesselDbusRemote::Link::OnLater(sd_event_source*, std::uint64_t, void* userd
 
 // One step at a time, in the order of arrival: a reply that were taken out of the middle of the
 // queue would overtake the events before it.
-bool TesselDbusRemote::Link::DispatchUntil(const std::function<bool()>& done,
-                                           Clock::time_point deadline) {
+bool RemoteLink::DispatchUntil(const std::function<bool()>& done, Clock::time_point deadline) {
     while (!done()) {
         sd_bus* const bus = m_link.Bus();
         if (bus == nullptr) return true;
@@ -186,14 +186,14 @@ bool TesselDbusRemote::Link::DispatchUntil(const std::function<bool()>& done,
 
 // ---- The bus ------------------------------------------------------------------------------------
 
-template <TesselDbusRemote::Link::Callback callback>
-int TesselDbusRemote::Link::On(sd_bus_message* message, void* userdata, sd_bus_error*) {
-    const auto self = static_cast<Link*>(userdata)->shared_from_this();
+template <RemoteLink::Callback callback>
+int RemoteLink::On(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    const auto self = static_cast<RemoteLink*>(userdata)->shared_from_this();
     Guarded("following the service", [&] { (self.get()->*callback)(message); });
     return 0;
 }
 
-UniqueMessage TesselDbusRemote::Link::NewCall(const char* interface, const char* member) const {
+UniqueMessage RemoteLink::NewCall(const char* interface, const char* member) const {
     sd_bus_message* message = nullptr;
     const int result =
         sd_bus_message_new_method_call(m_link.Bus(), &message, m_service.c_str(),
@@ -203,9 +203,8 @@ UniqueMessage TesselDbusRemote::Link::NewCall(const char* interface, const char*
     return UniqueMessage(message);
 }
 
-void TesselDbusRemote::Link::CallDriver(UniqueSlot& slot, const char* member,
-                                        const std::string& argument,
-                                        sd_bus_message_handler_t onAnswer) {
+void RemoteLink::CallDriver(UniqueSlot& slot, const char* member, const std::string& argument,
+                            sd_bus_message_handler_t onAnswer) {
     sd_bus_slot* made = nullptr;
     const int result = sd_bus_call_method_async(m_link.Bus(), &made, kDriver, kDriverPath, kDriver,
                                                 member, onAnswer, this, "s", argument.c_str());
@@ -214,12 +213,12 @@ void TesselDbusRemote::Link::CallDriver(UniqueSlot& slot, const char* member,
         throw TransportError(m_name + ": cannot ask the bus: " + std::strerror(-result));
 }
 
-void TesselDbusRemote::Link::SetUp() {
+void RemoteLink::SetUp() {
     const std::string name = endpoint_names::BusNameOf(m_name);
     m_calls.Expect();
     // A busy program looks at its bus late, and the library counts that as the bus's silence.
     int result =
-        sd_bus_set_method_call_timeout(m_link.Bus(), Microseconds(partner_limits::kCompareTimeout));
+        sd_bus_set_method_call_timeout(m_link.Bus(), Microseconds(remote_limits::kCompareTimeout));
     if (result >= 0)
         result = sd_bus_attach_event(m_link.Bus(), m_link.Loop(), SD_EVENT_PRIORITY_NORMAL);
     sd_bus_slot* slot = nullptr;
@@ -227,9 +226,9 @@ void TesselDbusRemote::Link::SetUp() {
         const std::string match = std::string("type='signal',sender='") + kDriver + "',path='" +
                                   kDriverPath + "',interface='" + kDriver +
                                   "',member='NameOwnerChanged',arg0='" + name + "'";
-        result =
-            sd_bus_add_match_async(m_link.Bus(), &slot, match.c_str(), On<&Link::OnOwnerChanged>,
-                                   On<&Link::OnMatchInstalled>, this);
+        result = sd_bus_add_match_async(m_link.Bus(), &slot, match.c_str(),
+                                        On<&RemoteLink::OnOwnerChanged>,
+                                        On<&RemoteLink::OnMatchInstalled>, this);
     }
     m_ownerMatch.reset(slot);
     if (result < 0) {
@@ -238,26 +237,26 @@ void TesselDbusRemote::Link::SetUp() {
     }
     // After the match, so that a service which appears in between is seen by one of the two.
     AskForOwner();
-    CallDriver(m_busAnswer, "GetConnectionUnixProcessID", kDriver, On<&Link::OnBusProcess>);
+    CallDriver(m_busAnswer, "GetConnectionUnixProcessID", kDriver, On<&RemoteLink::OnBusProcess>);
 }
 
-void TesselDbusRemote::Link::Lost() {
+void RemoteLink::Lost() {
     m_ownerMatch.reset();
     m_ownerAnswer.reset();
     m_busAnswer.reset();
     Gone();
 }
 
-void TesselDbusRemote::Link::OnBusProcess(sd_bus_message* answer) {
+void RemoteLink::OnBusProcess(sd_bus_message* answer) {
     std::uint32_t pid = 0;
     if (sd_bus_message_read(answer, "u", &pid) < 0) return;
     const bool isBroker = CommandOf(pid).rfind("dbus-broker", 0) == 0;
-    m_calls.SetFdBytes(isBroker ? partner_limits::kFdBytesOverBroker
-                                : partner_limits::kFdBytesOverDaemon);
+    m_calls.SetFdBytes(isBroker ? remote_limits::kFdBytesOverBroker
+                                : remote_limits::kFdBytesOverDaemon);
 }
 
 // Without a callback of ours sd-bus would close the whole connection over one refused match.
-void TesselDbusRemote::Link::OnMatchInstalled(sd_bus_message* answer) {
+void RemoteLink::OnMatchInstalled(sd_bus_message* answer) {
     const sd_bus_error* refusal = sd_bus_message_get_error(answer);
     if (refusal == nullptr || sd_bus_is_open(m_link.Bus()) <= 0) return;
     APPLIST_LOG(kError, "%s: the bus does not tell us of the service: %s", m_name.c_str(),
@@ -266,12 +265,12 @@ void TesselDbusRemote::Link::OnMatchInstalled(sd_bus_message* answer) {
 
 // ---- The service --------------------------------------------------------------------------------
 
-void TesselDbusRemote::Link::AskForOwner() {
+void RemoteLink::AskForOwner() {
     CallDriver(m_ownerAnswer, "GetNameOwner", endpoint_names::BusNameOf(m_name),
-               On<&Link::OnOwner>);
+               On<&RemoteLink::OnOwner>);
 }
 
-void TesselDbusRemote::Link::OnOwner(sd_bus_message* answer) {
+void RemoteLink::OnOwner(sd_bus_message* answer) {
     m_ownerAnswer.reset();
     const sd_bus_error* error = sd_bus_message_get_error(answer);
     if (error != nullptr &&
@@ -286,7 +285,7 @@ void TesselDbusRemote::Link::OnOwner(sd_bus_message* answer) {
 }
 
 // By nobody when `service` is empty.
-void TesselDbusRemote::Link::OwnedBy(const std::string& service) {
+void RemoteLink::OwnedBy(const std::string& service) {
     if (!m_service.empty() && m_service == service) return;
     m_link.Settled();
     const bool wasOpen = m_owner != nullptr;
@@ -297,7 +296,7 @@ void TesselDbusRemote::Link::OwnedBy(const std::string& service) {
     if (!service.empty() && !wasClosedMeanwhile) Appeared(service);
 }
 
-void TesselDbusRemote::Link::OnOwnerChanged(sd_bus_message* signal) {
+void RemoteLink::OnOwnerChanged(sd_bus_message* signal) {
     const char* name = nullptr;
     const char* before = nullptr;
     const char* now = nullptr;
@@ -307,7 +306,7 @@ void TesselDbusRemote::Link::OnOwnerChanged(sd_bus_message* signal) {
 
 // First the subscription, then the connection, then the count: between the last two nothing can be
 // missed, and what is counted from here on is what the service counts.
-void TesselDbusRemote::Link::Appeared(const std::string& service) {
+void RemoteLink::Appeared(const std::string& service) {
     m_service = service;
     const std::string match = "type='signal',sender='" + service + "',path='" +
                               endpoint_names::PathOf(m_name) + "',interface='" +
@@ -315,14 +314,14 @@ void TesselDbusRemote::Link::Appeared(const std::string& service) {
                               endpoint_names::kNotification + "'";
     sd_bus_slot* slot = nullptr;
     int result =
-        sd_bus_add_match_async(m_link.Bus(), &slot, match.c_str(), On<&Link::OnNotification>,
-                               On<&Link::OnMatchInstalled>, this);
+        sd_bus_add_match_async(m_link.Bus(), &slot, match.c_str(), On<&RemoteLink::OnNotification>,
+                               On<&RemoteLink::OnMatchInstalled>, this);
     m_signalMatch.reset(slot);
     if (result >= 0) {
         slot = nullptr;
         const UniqueMessage connect = NewCall(endpoint_names::kInterface, "Connect");
-        result = sd_bus_call_async(m_link.Bus(), &slot, connect.get(), On<&Link::OnConnected>, this,
-                                   Microseconds(partner_limits::kCompareTimeout));
+        result = sd_bus_call_async(m_link.Bus(), &slot, connect.get(), On<&RemoteLink::OnConnected>,
+                                   this, Microseconds(remote_limits::kCompareTimeout));
         m_connectAnswer.reset(slot);
     }
     if (result < 0) {
@@ -334,7 +333,7 @@ void TesselDbusRemote::Link::Appeared(const std::string& service) {
     m_calls.Start(m_link.Bus(), service);
 }
 
-void TesselDbusRemote::Link::Gone() {
+void RemoteLink::Gone() {
     const std::string service = std::exchange(m_service, std::string());
     m_isReady = false;
     m_isConnected = false;
@@ -350,7 +349,7 @@ void TesselDbusRemote::Link::Gone() {
     if (!service.empty() && m_owner != nullptr) m_owner->HandleConnectionReady(false, service);
 }
 
-void TesselDbusRemote::Link::OnConnected(sd_bus_message* answer) {
+void RemoteLink::OnConnected(sd_bus_message* answer) {
     m_connectAnswer.reset();
     const sd_bus_error* refusal = sd_bus_message_get_error(answer);
     if (refusal == nullptr) {
@@ -364,7 +363,7 @@ void TesselDbusRemote::Link::OnConnected(sd_bus_message* answer) {
 
 // ---- Notifications ------------------------------------------------------------------------------
 
-void TesselDbusRemote::Link::OnNotification(sd_bus_message* signal) {
+void RemoteLink::OnNotification(sd_bus_message* signal) {
     const void* bytes = nullptr;
     std::size_t size = 0;
     if (sd_bus_message_has_signature(signal, "ay") <= 0 ||
@@ -374,8 +373,7 @@ void TesselDbusRemote::Link::OnNotification(sd_bus_message* signal) {
     // The service counts those to everyone.
     if (sd_bus_message_get_destination(signal) == nullptr) ++m_received;
     if (!std::exchange(m_comparesSoon, true)) {
-        CompareIn(m_serialAnswer ? partner_limits::kCompareAtRest
-                                 : partner_limits::kCompareInBurst);
+        CompareIn(m_serialAnswer ? remote_limits::kCompareAtRest : remote_limits::kCompareInBurst);
     }
     if (!m_isReady || m_owner == nullptr) return;
     const char* const begin = static_cast<const char*>(bytes);
@@ -383,7 +381,7 @@ void TesselDbusRemote::Link::OnNotification(sd_bus_message* signal) {
     m_owner->HandleNotification(body);
 }
 
-void TesselDbusRemote::Link::CompareIn(std::chrono::microseconds delay) {
+void RemoteLink::CompareIn(std::chrono::microseconds delay) {
     sd_event_source* source = nullptr;
     const int result = sd_event_add_time_relative(m_link.Loop(), &source, CLOCK_MONOTONIC,
                                                   Microseconds(delay), 10000, OnCompareTime, this);
@@ -391,26 +389,26 @@ void TesselDbusRemote::Link::CompareIn(std::chrono::microseconds delay) {
     if (result < 0) APPLIST_LOG(kError, "cannot wait: %s", std::strerror(-result));
 }
 
-int TesselDbusRemote::Link::OnCompareTime(sd_event_source*, std::uint64_t, void* userdata) {
-    const auto self = static_cast<Link*>(userdata)->shared_from_this();
+int RemoteLink::OnCompareTime(sd_event_source*, std::uint64_t, void* userdata) {
+    const auto self = static_cast<RemoteLink*>(userdata)->shared_from_this();
     self->m_comparesSoon = false;
     // Still awaited long after a notification came: the service runs, and the bus has dropped the
     // answer as it drops notifications.
     self->m_serialAnswer.reset();
     if (!Guarded("comparing with the service", [&] { self->Compare(); })) {
-        self->CompareIn(partner_limits::kCompareAtRest);
+        self->CompareIn(remote_limits::kCompareAtRest);
     }
     return 0;
 }
 
-void TesselDbusRemote::Link::Compare() {
+void RemoteLink::Compare() {
     if (m_serialAnswer || m_service.empty()) return;
     const UniqueMessage get = NewCall(kProperties, "Get");
     sd_bus_slot* slot = nullptr;
     int result = sd_bus_message_append(get.get(), "ss", endpoint_names::kInterface, "Serial");
     if (result >= 0) {
-        result = sd_bus_call_async(m_link.Bus(), &slot, get.get(), On<&Link::OnSerial>, this,
-                                   Microseconds(partner_limits::kCompareTimeout));
+        result = sd_bus_call_async(m_link.Bus(), &slot, get.get(), On<&RemoteLink::OnSerial>, this,
+                                   Microseconds(remote_limits::kCompareTimeout));
     }
     m_serialAnswer.reset(slot);
     if (result < 0) throw TransportError(std::string("cannot compare: ") + std::strerror(-result));
@@ -418,7 +416,7 @@ void TesselDbusRemote::Link::Compare() {
 
 // Whether a service that does not tell its count is followed all the same; else it is not usable
 // now, or not there, and asked again.
-bool TesselDbusRemote::Link::IsUsableWithout(const sd_bus_error& error) {
+bool RemoteLink::IsUsableWithout(const sd_bus_error& error) {
     if (sd_bus_error_has_names(&error, SD_BUS_ERROR_SERVICE_UNKNOWN,
                                SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
         AskForOwner();
@@ -441,9 +439,9 @@ bool TesselDbusRemote::Link::IsUsableWithout(const sd_bus_error& error) {
 }
 
 // The answer follows every notification that it counts, so what has not come by now will not come.
-void TesselDbusRemote::Link::OnSerial(sd_bus_message* answer) {
+void RemoteLink::OnSerial(sd_bus_message* answer) {
     m_serialAnswer.reset();
-    CompareIn(partner_limits::kCompareAtRest);
+    CompareIn(remote_limits::kCompareAtRest);
     std::uint64_t serial = m_serial + m_received;  // nothing to compare with: nothing is missing
     const sd_bus_error* const error = sd_bus_message_get_error(answer);
     if (error == nullptr) {
@@ -460,3 +458,5 @@ void TesselDbusRemote::Link::OnSerial(sd_bus_message* answer) {
         m_owner->HandleConnectionReady(true, m_service);
     }
 }
+
+}  // namespace applist

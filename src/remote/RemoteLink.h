@@ -1,7 +1,7 @@
 // A partner's connection to its service: who the service is, whether it is there, and whether all
 // of its notifications arrived.
 //
-// Internal to src/partner; TesselDbusRemote.h holds the contract. Threads: the main loop's.
+// TesselDbusRemote.h holds the contract. Threads: the main loop's.
 // Lifetime: shared with whatever callback of its own is running; Close ends it for its owner.
 
 #pragma once
@@ -13,30 +13,33 @@
 #include <string>
 #include <vector>
 
-#include "partner/RemoteCalls.h"
-#include "partner/TesselDbusRemote.h"
-#include "platform/BusLink.h"
+#include "bus/BusLink.h"
+#include "remote/RemoteCalls.h"
+#include "remote/TesselDbusRemote.h"
 
-class TesselDbusRemote::Link : public std::enable_shared_from_this<Link> {
+namespace applist {
+
+class RemoteLink : public std::enable_shared_from_this<RemoteLink> {
 public:
-    Link(TesselDbusRemote& owner, const std::string& name);
-    Link(const Link&) = delete;
-    Link& operator=(const Link&) = delete;
+    RemoteLink(TesselDbusRemote& owner, const std::string& name);
+    RemoteLink(const RemoteLink&) = delete;
+    RemoteLink& operator=(const RemoteLink&) = delete;
 
     // Throws TransportError.
     void Open() { m_link.Open(); }
 
-    // Calls the owner no more, and sends what waits, for partner_limits::kFlushTimeout at most.
+    // Calls the owner no more, and sends what waits, for remote_limits::kFlushTimeout at most.
     void Close();
 
-    void Post(std::vector<char> request, ReplyHandler onReply);
+    void Post(std::vector<char> request, TesselDbusRemote::ReplyHandler onReply);
     std::vector<char> Send(std::vector<char> request);
     void SetTimeout(std::chrono::microseconds timeout);
     void Notify(const std::vector<char>& body);
     void CallLater(std::chrono::microseconds delay, std::function<void()> callback);
 
 private:
-    using Callback = void (Link::*)(sd_bus_message* message);
+    using ReplyHandler = TesselDbusRemote::ReplyHandler;
+    using Callback = void (RemoteLink::*)(sd_bus_message* message);
     template <Callback callback>
     static int On(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnCompareTime(sd_event_source* source, std::uint64_t now, void* userdata);
@@ -100,3 +103,5 @@ private:
     std::uint64_t m_serial = 0;    // the service's count when it was last asked for
     std::uint64_t m_received = 0;  // and how many have come since
 };
+
+}  // namespace applist

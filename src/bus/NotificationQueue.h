@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace applist {
+
 struct Notification {
     std::string partner;  // empty: the default destination
     std::vector<char> body;
@@ -35,3 +37,5 @@ private:
     std::deque<Notification> m_waiting;
     std::size_t m_bytes = 0;
 };
+
+}  // namespace applist

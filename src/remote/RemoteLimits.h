@@ -5,7 +5,9 @@
 #include <chrono>
 #include <cstddef>
 
-namespace partner_limits {
+namespace applist {
+
+namespace remote_limits {
 
 // Calls under way. A bus with built-in limits refuses a connection's 129th open call.
 constexpr std::size_t kMaxCallsUnderWay = 64;
@@ -48,4 +50,6 @@ constexpr std::chrono::microseconds kMaxTimeout = std::chrono::hours(24);
 // How long destruction waits for the bus to take what was posted.
 constexpr std::chrono::microseconds kFlushTimeout = std::chrono::seconds(1);
 
-}  // namespace partner_limits
+}  // namespace remote_limits
+
+}  // namespace applist

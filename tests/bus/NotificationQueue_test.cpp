@@ -1,6 +1,10 @@
-#include "platform/NotificationQueue.h"
+#include "bus/NotificationQueue.h"
 
 #include <gtest/gtest.h>
+
+using applist::Notification;
+
+using applist::NotificationQueue;
 
 namespace {
 

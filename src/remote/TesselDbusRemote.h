@@ -16,7 +16,9 @@
 #include <string>
 #include <vector>
 
-#include "partner/RemoteError.h"
+#include "remote/RemoteError.h"
+
+namespace applist {
 
 // What became of one message: the service's reply, or why there is none.
 struct RemoteReply {
@@ -24,11 +26,13 @@ struct RemoteReply {
     std::optional<RemoteError> error;
 };
 
+class RemoteLink;
+
 class TesselDbusRemote {
 public:
     using ReplyHandler = std::function<void(RemoteReply& reply)>;
 
-    // Comes up on the selected bus (platform/BusSelection.h) and looks for the service of the
+    // Comes up on the selected bus (bus/BusSelection.h) and looks for the service of the
     // endpoint `endpointName`, which may come later. Throws TransportError when there is no bus;
     // when the bus goes away later, the connection comes back by itself.
     explicit TesselDbusRemote(std::string endpointName);
@@ -74,6 +78,7 @@ public:
     TesselDbusRemote& operator=(const TesselDbusRemote&) = delete;
 
 private:
-    class Link;
-    std::shared_ptr<Link> m_link;
+    std::shared_ptr<RemoteLink> m_link;
 };
+
+}  // namespace applist

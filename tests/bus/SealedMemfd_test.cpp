@@ -1,4 +1,4 @@
-#include "platform/SealedMemfd.h"
+#include "bus/SealedMemfd.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -7,6 +7,11 @@
 #include <gtest/gtest.h>
 
 #include "support/TestFd.h"
+
+using applist::MakeSealedBody;
+using applist::OwnedFd;
+using applist::ReadSealedBody;
+using applist::WhyNoSealedBody;
 
 namespace {
 

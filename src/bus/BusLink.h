@@ -1,6 +1,6 @@
 // A connection to a bus that comes back by itself when the bus does.
 //
-// Internal to src/platform and src/partner. Threads: the main loop's, whose default sd-event loop
+// Threads: the main loop's, whose default sd-event loop
 // it uses. Lifetime: its owner's, who frees the slots it made before the link goes.
 
 #pragma once
@@ -10,8 +10,11 @@
 #include <functional>
 #include <string>
 
-#include "platform/BusConnection.h"
-#include "platform/TransportLimits.h"
+#include "bus/BusSelection.h"
+#include "bus/SdBus.h"
+#include "bus/TransportLimits.h"
+
+namespace applist {
 
 class BusLink {
 public:
@@ -62,3 +65,5 @@ private:
     std::chrono::microseconds m_retryDelay;
     bool m_isSetUp = false;
 };
+
+}  // namespace applist

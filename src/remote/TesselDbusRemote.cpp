@@ -1,13 +1,15 @@
-#include "partner/TesselDbusRemote.h"
+#include "remote/TesselDbusRemote.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "partner/PartnerLimits.h"
-#include "partner/RemoteLink.h"
+#include "remote/RemoteLimits.h"
+#include "remote/RemoteLink.h"
+
+namespace applist {
 
 TesselDbusRemote::TesselDbusRemote(std::string endpointName)
-    : m_link(std::make_shared<Link>(*this, endpointName)) {
+    : m_link(std::make_shared<RemoteLink>(*this, endpointName)) {
     m_link->Open();
 }
 
@@ -27,7 +29,7 @@ void TesselDbusRemote::SetTimeout(std::chrono::milliseconds timeout) {
     // To the library 0 means as long as it likes.
     const std::chrono::milliseconds atLeast(1);
     const auto atMost =
-        std::chrono::duration_cast<std::chrono::milliseconds>(partner_limits::kMaxTimeout);
+        std::chrono::duration_cast<std::chrono::milliseconds>(remote_limits::kMaxTimeout);
     m_link->SetTimeout(std::clamp(timeout, atLeast, atMost));
 }
 
@@ -42,3 +44,5 @@ void TesselDbusRemote::SendNotification(std::vector<char>& data, const std::stri
 void TesselDbusRemote::CallLater(std::chrono::milliseconds delay, std::function<void()> callback) {
     m_link->CallLater(delay, std::move(callback));
 }
+
+}  // namespace applist

@@ -13,16 +13,18 @@
 #include <string>
 #include <vector>
 
-#include "partner/RemoteError.h"
+#include "remote/RemoteError.h"
+
+namespace pair {
+class Link;
+}
+
+namespace applist {
 
 struct RemoteReply {
     std::vector<char> body;
     std::optional<RemoteError> error;
 };
-
-namespace pair {
-class Link;
-}
 
 class TesselDbusRemote {
 public:
@@ -49,3 +51,5 @@ public:
 private:
     std::shared_ptr<pair::Link> m_link;
 };
+
+}  // namespace applist
