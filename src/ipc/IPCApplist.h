@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/AppListLog.h"
@@ -65,7 +66,7 @@ public:
     std::vector<char> SendMessage(int messageId, const char* payload, std::size_t length);
 
     // Like SendMessage, but returns at once; `onReply` gets what became of the message. Available
-    // over a transport that has `void PostMessage(std::vector<char>&, OnReply)`.
+    // over a transport that has `void PostMessage(std::vector<char>, OnReply)`.
     template <class OnReply>
     void PostMessage(int messageId, const char* payload, std::size_t length, OnReply onReply);
 
@@ -194,7 +195,7 @@ template <class OnReply>
 void IPCApplist<BASE_CLASS, T>::PostMessage(int messageId, const char* payload, std::size_t length,
                                             OnReply onReply) {
     std::vector<char> messageData = Frame(messageId, payload, length);
-    BASE_CLASS::PostMessage(messageData, onReply);
+    BASE_CLASS::PostMessage(std::move(messageData), onReply);
 }
 
 template <class BASE_CLASS, class T>

@@ -151,7 +151,7 @@ void RemoteLink::Notify(const std::vector<char>& body) {
 void RemoteLink::CallLater(std::chrono::microseconds delay, std::function<void()> callback) {
     sd_event_source* source = nullptr;
     const int result = sd_event_add_time_relative(m_link.Loop(), &source, CLOCK_MONOTONIC,
-                                                  Microseconds(delay), 10000, OnLater, this);
+                                                  Microseconds(delay), 1000, OnLater, this);
     m_laterTimer.reset(source);
     m_later = std::move(callback);
     if (result < 0) APPLIST_LOG(kError, "cannot wait: %s", std::strerror(-result));

@@ -17,8 +17,8 @@ TesselDbusRemote::~TesselDbusRemote() {
     m_link->Close();
 }
 
-void TesselDbusRemote::PostMessage(std::vector<char>& data, ReplyHandler onReply) {
-    m_link->Post(data, std::move(onReply));
+void TesselDbusRemote::PostMessage(std::vector<char> data, ReplyHandler onReply) {
+    m_link->Post(std::move(data), std::move(onReply));
 }
 
 std::vector<char> TesselDbusRemote::SendMessage(std::vector<char>& data) {
@@ -41,7 +41,12 @@ void TesselDbusRemote::SendNotification(std::vector<char>& data, const std::stri
     m_link->Notify(data);
 }
 
-void TesselDbusRemote::CallLater(std::chrono::milliseconds delay, std::function<void()> callback) {
+std::chrono::microseconds TesselDbusRemote::Now() const {
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now().time_since_epoch());
+}
+
+void TesselDbusRemote::CallLater(std::chrono::microseconds delay, std::function<void()> callback) {
     m_link->CallLater(delay, std::move(callback));
 }
 

@@ -54,7 +54,7 @@ public:
     // Sends `data` as one message, after all that was posted before, and calls `onReply` once, with
     // the outcome, in the order of posting. Never waits. Errors that are known at once, TooMuch
     // among them, are told from inside this call.
-    void PostMessage(std::vector<char>& data, ReplyHandler onReply);
+    void PostMessage(std::vector<char> data, ReplyHandler onReply);
 
     // Like PostMessage, and waits for the reply; everything that arrives before it is dispatched
     // meanwhile. Throws RemoteError. REQUIRES: not called from inside an entry point or a reply
@@ -71,8 +71,12 @@ public:
     void SendNotification(std::vector<char>& data);
     void SendNotification(std::vector<char>& data, const std::string& partner);
 
-    // Calls `callback` from the loop after `delay`. One at a time: a second one replaces the first.
-    void CallLater(std::chrono::milliseconds delay, std::function<void()> callback);
+    // The clock that CallLater goes by. Only differences mean anything.
+    std::chrono::microseconds Now() const;
+
+    // Calls `callback` from the loop after `delay`, or a millisecond later. One at a time: a second
+    // one replaces the first.
+    void CallLater(std::chrono::microseconds delay, std::function<void()> callback);
 
     TesselDbusRemote(const TesselDbusRemote&) = delete;
     TesselDbusRemote& operator=(const TesselDbusRemote&) = delete;

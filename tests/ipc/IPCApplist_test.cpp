@@ -433,7 +433,7 @@ public:
         return {'y', 'e', 's'};
     }
 
-    void PostMessage(Bytes& data, std::function<void(Bytes)> onReply) {
+    void PostMessage(Bytes data, std::function<void(Bytes)> onReply) {
         Journal::Get().Add("post " + Hex(Text(data)));
         onReply({'y', 'e', 's'});
     }

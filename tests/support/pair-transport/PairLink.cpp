@@ -124,8 +124,8 @@ void Link::Notify(Bytes body) {
     if (!m_service.empty()) SendParcel(Kind::Notify, 0, std::move(body));
 }
 
-void Link::CallLater(Milliseconds delay, std::function<void()> callback) {
-    m_laterAt = Bus::Get().Now() + delay;
+void Link::CallLater(std::chrono::microseconds delay, std::function<void()> callback) {
+    m_laterAt = Bus::Get().Now() + std::chrono::ceil<Milliseconds>(delay);
     m_later = std::move(callback);
 }
 
@@ -334,8 +334,8 @@ TesselDbusRemote::~TesselDbusRemote() {
     m_link->Close();
 }
 
-void TesselDbusRemote::PostMessage(std::vector<char>& data, ReplyHandler onReply) {
-    m_link->Post(data, std::move(onReply));
+void TesselDbusRemote::PostMessage(std::vector<char> data, ReplyHandler onReply) {
+    m_link->Post(std::move(data), std::move(onReply));
 }
 
 std::vector<char> TesselDbusRemote::SendMessage(std::vector<char>& data) {
@@ -354,7 +354,11 @@ void TesselDbusRemote::SendNotification(std::vector<char>& data, const std::stri
     m_link->Notify(data);
 }
 
-void TesselDbusRemote::CallLater(std::chrono::milliseconds delay, std::function<void()> callback) {
+std::chrono::microseconds TesselDbusRemote::Now() const {
+    return Bus::Get().Now();
+}
+
+void TesselDbusRemote::CallLater(std::chrono::microseconds delay, std::function<void()> callback) {
     m_link->CallLater(delay, std::move(callback));
 }
 

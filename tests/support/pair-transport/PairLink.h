@@ -34,7 +34,7 @@ public:
     Bytes Send(Bytes request);
     void SetTimeout(Milliseconds timeout) { m_timeout = timeout; }
     void Notify(Bytes body);
-    void CallLater(Milliseconds delay, std::function<void()> callback);
+    void CallLater(std::chrono::microseconds delay, std::function<void()> callback);
 
     const std::string& Name() const { return m_name; }
     const std::string& Service() const { return m_service; }

@@ -37,13 +37,14 @@ public:
     virtual void HandleNotification(std::vector<char>& data) = 0;
     virtual void HandleConnectionReady(bool state, const std::string& partner) = 0;
 
-    void PostMessage(std::vector<char>& data, ReplyHandler onReply);
+    void PostMessage(std::vector<char> data, ReplyHandler onReply);
     // Lets the bus run, and time pass, until the reply is there.
     std::vector<char> SendMessage(std::vector<char>& data);
     void SetTimeout(std::chrono::milliseconds timeout);
     void SendNotification(std::vector<char>& data);
     void SendNotification(std::vector<char>& data, const std::string& partner);
-    void CallLater(std::chrono::milliseconds delay, std::function<void()> callback);
+    std::chrono::microseconds Now() const;
+    void CallLater(std::chrono::microseconds delay, std::function<void()> callback);
 
     TesselDbusRemote(const TesselDbusRemote&) = delete;
     TesselDbusRemote& operator=(const TesselDbusRemote&) = delete;
