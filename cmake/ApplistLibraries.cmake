@@ -38,6 +38,14 @@ function(applist_add_partner name)
     target_link_libraries(${name} PUBLIC applist_common)
 endfunction()
 
+# The partner's end of a transport, as far as it knows no bus.
+applist_add_library(applist_remote_core
+    remote/CallQueue.cpp
+    remote/LossWatch.cpp
+    remote/RemoteErrors.cpp
+    remote/RemoteSession.cpp)
+target_link_libraries(applist_remote_core PUBLIC applist_common)
+
 if(APPLIST_OPEN_LOG OR APPLIST_OPEN_TRANSPORT)
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd>=252)
@@ -69,10 +77,11 @@ if(APPLIST_OPEN_TRANSPORT)
     target_link_libraries(applist_service PUBLIC applist_transport)
 
     applist_add_library(applist_remote
-        remote/RemoteCalls.cpp
+        remote/BusCalls.cpp
         remote/RemoteLink.cpp
+        remote/ServiceOwner.cpp
         remote/TesselDbusRemote.cpp)
-    target_link_libraries(applist_remote PUBLIC applist_bus PRIVATE PkgConfig::SYSTEMD)
+    target_link_libraries(applist_remote PUBLIC applist_remote_core applist_bus PRIVATE PkgConfig::SYSTEMD)
     applist_add_partner(applist_partner)
     target_link_libraries(applist_partner PUBLIC applist_remote)
     add_library(applist::partner ALIAS applist_partner)

@@ -6,8 +6,10 @@ applist_add_service(pair_service ${pair_transport})
 applist_add_partner(pair_partner ${pair_transport})
 add_library(pair_transport STATIC
     ${pair_transport}/PairBus.cpp
-    ${pair_transport}/PairLink.cpp)
+    ${pair_transport}/remote/RemoteLink.cpp
+    ${PROJECT_SOURCE_DIR}/src/remote/TesselDbusRemote.cpp)
 target_include_directories(pair_transport PUBLIC ${pair_transport} ${applist_roots})
+target_link_libraries(pair_transport PUBLIC applist_remote_core)
 
 add_executable(partner_unit_tests
     partner/EditableList.cpp
@@ -23,13 +25,26 @@ add_executable(partner_unit_tests
     support/RecordingAllocator.cpp)
 target_link_libraries(partner_unit_tests PRIVATE pair_service pair_partner pair_transport
                                                  test_options GTest::gtest_main)
-# The random test makes hundreds of thousands of steps: unoptimised under the sanitizers it would
-# take most of the suite's time.
-foreach(target pair_service pair_partner pair_transport partner_unit_tests)
-    target_compile_options(${target} PRIVATE -O1)
-endforeach()
 gtest_discover_tests(partner_unit_tests DISCOVERY_MODE PRE_TEST
                      PROPERTIES LABELS unit TIMEOUT 60)
+
+# What the partner's end of a transport decides, without a bus and without a clock.
+add_executable(remote_tests
+    partner/CauseName.cpp
+    partner/QuietLog.cpp
+    remote/CallQueue_test.cpp
+    remote/LossWatch_test.cpp
+    remote/RemoteSession_test.cpp)
+target_link_libraries(remote_tests PRIVATE pair_service pair_partner pair_transport test_options
+                                           GTest::gtest_main)
+gtest_discover_tests(remote_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS unit TIMEOUT 60)
+
+# Some of them make hundreds of thousands of steps: unoptimised under the sanitizers they would take
+# most of the suite's time.
+foreach(target pair_service pair_partner pair_transport partner_unit_tests
+               remote_tests)
+    target_compile_options(${target} PRIVATE -O1)
+endforeach()
 
 # On real buses. What is stopped or killed is a process of its own.
 if(APPLIST_OPEN_TRANSPORT)

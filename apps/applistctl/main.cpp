@@ -58,10 +58,6 @@ void ChooseBus(const Options& options) {
     }
 }
 
-bool Has(const std::string& text, const std::string& what) {
-    return text.find(what) != std::string::npos;
-}
-
 void Replace(std::string& text, const std::string& what, const std::string& by) {
     const std::size_t at = text.find(what);
     if (at != std::string::npos) text.replace(at, what.size(), by);
@@ -95,11 +91,7 @@ std::string HintFor(const RemoteError& error, const Options& options) {
             return std::string(options.wait ? "" : ", or wait for it with --wait") +
                    ", or name its bus: --session, --system, --address, --host";
         case RemoteError::Cause::TimedOut: return " with --timeout";
-        case RemoteError::Cause::Failed: {
-            // The others say what to do.
-            const bool byService = Has(error.what(), "the service answered with an error");
-            return byService ? "; its log may say more" : "";
-        }
+        case RemoteError::Cause::ServiceError: return "; its log may say more";
         default: return std::string();
     }
 }

@@ -110,6 +110,12 @@ void BusLink::GiveUp() {
     ScheduleRetry(m_retryDelay);
 }
 
+void BusLink::Close() {
+    m_isSetUp = false;
+    m_retry.reset();
+    m_bus.reset();
+}
+
 int BusLink::OnDisconnected(sd_bus_message*, void* userdata, sd_bus_error*) {
     BusLink* const link = static_cast<BusLink*>(userdata);
     if (!link->m_retry) {

@@ -45,6 +45,10 @@ public:
     // Says that this connection is of no use; another is tried later.
     void GiveUp();
 
+    // Leaves the bus for good, without a word to anyone. Slots on it go afterwards: each match that
+    // goes before costs the bus a call.
+    void Close();
+
 private:
     static int OnDisconnected(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnRetry(sd_event_source* source, std::uint64_t now, void* userdata);

@@ -266,7 +266,8 @@ void RemoteAppListModel::LogFetchFailure(const RemoteError& failure) const {
     const Cause cause = failure.GetCause();
     const bool isNews = !m_fetchFailure || m_fetchFailure->GetCause() != cause;
     const bool showsOnlyHere =
-        cause == Cause::NotUnderstood || cause == Cause::Failed || cause == Cause::Refused;
+        cause == Cause::NotUnderstood || cause == Cause::ServiceError ||
+        cause == Cause::Failed || cause == Cause::Refused;
     APPLIST_LOG(showsOnlyHere && isNews ? kError : kDebug, "cannot read the list: %s",
                 failure.what());
 }

@@ -1,5 +1,5 @@
 // What goes wrong between a partner and its service, as one family of exceptions. The text is one
-// line: the endpoint's name, the cause, and what to do. Any thread: plain values.
+// line: the endpoint's name, the cause, and what to do.
 
 #pragma once
 
@@ -17,8 +17,10 @@ public:
         TimedOut,        // no answer in time; what was sent may still be executed
         OutcomeUnknown,  // the service went away with the call under way: executed or not
         NotUnderstood,   // the answer is not what a service of this interface sends
-        Failed,          // anything else, an error of the service's as a rule; the text holds it
+        ServiceError,    // the service answered with an error of its own; the text holds it
+        NotExecuted,     // the service had no room for the call and did not execute it
         TooMuch,         // more waits to be sent than is kept; this was not sent
+        Failed,          // anything else; the text says what
     };
 
     RemoteError(Cause cause, const std::string& text) : TransportError(text), m_cause(cause) {}

@@ -1,12 +1,11 @@
-// A partner's connection to its service: who the service is, whether it is there, and whether all
-// of its notifications arrived.
+// A partner's session over sd-bus: the connection, who the service is there, and what is sent to it
+// and comes from it.
 //
-// TesselDbusRemote.h holds the contract. Threads: the main loop's.
-// Lifetime: shared with whatever callback of its own is running; Close ends it for its owner.
+// Threads: the main loop's. Lifetime: shared with whatever callback of its own is running; Close
+// ends it for its owner.
 
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,13 +13,18 @@
 #include <vector>
 
 #include "bus/BusLink.h"
-#include "remote/RemoteCalls.h"
+#include "bus/SdBus.h"
+#include "remote/BusCalls.h"
+#include "remote/RemoteRoute.h"
+#include "remote/RemoteSession.h"
+#include "remote/ServiceOwner.h"
 #include "remote/TesselDbusRemote.h"
 
 namespace applist {
 
-class RemoteLink : public std::enable_shared_from_this<RemoteLink> {
+class RemoteLink final : public RemoteRoute, public std::enable_shared_from_this<RemoteLink> {
 public:
+    // Throws TransportError.
     RemoteLink(TesselDbusRemote& owner, const std::string& name);
     RemoteLink(const RemoteLink&) = delete;
     RemoteLink& operator=(const RemoteLink&) = delete;
@@ -31,77 +35,59 @@ public:
     // Calls the owner no more, and sends what waits, for remote_limits::kFlushTimeout at most.
     void Close();
 
-    void Post(std::vector<char> request, TesselDbusRemote::ReplyHandler onReply);
+    void SetStartsService(bool starts) { m_service.SetStarts(starts); }
+    void Post(std::vector<char> request, ReplyHandler onReply);
     std::vector<char> Send(std::vector<char> request);
-    void SetTimeout(std::chrono::microseconds timeout);
-    void Notify(const std::vector<char>& body);
-    void CallLater(std::chrono::microseconds delay, std::function<void()> callback);
+    void SetTimeout(Time timeout) { m_session.SetTimeout(timeout); }
+    void Notify(const std::vector<char>& body) { m_session.Notify(body); }
+    void CallLater(Time delay, std::function<void()> callback);
+
+    std::shared_ptr<void> KeepAlive() { return shared_from_this(); }
+
+    // For the session.
+    Time Now() const override;
+    bool IsOpen() const override;
+    bool IsClogged() const override { return Queued() > 0; }
+    int SendCall(CallId call, const std::vector<char>& request) override;
+    void Forget(CallId call) override { m_calls.Forget(call); }
+    int SendUnanswered(const std::vector<char>& request) override;
+    int SendNotification(const std::vector<char>& body) override;
+    int AskToConnect() override;
+    int AskForCount() override;
+    bool IsDispatching() const override;
+    bool Dispatch(Time deadline) override;
 
 private:
-    using ReplyHandler = TesselDbusRemote::ReplyHandler;
-    using Callback = void (RemoteLink::*)(sd_bus_message* message);
-    template <Callback callback>
-    static int On(sd_bus_message* message, void* userdata, sd_bus_error* error);
-    static int OnCompareTime(sd_event_source* source, std::uint64_t now, void* userdata);
-    static int OnLater(sd_event_source* source, std::uint64_t now, void* userdata);
-
-    // Installed anew on each connection.
+    // For each connection.
     void SetUp();
     void Lost();
-    void OnBusProcess(sd_bus_message* answer);
-    void OnMatchInstalled(sd_bus_message* answer);
 
-    // Who the service is.
-    void AskForOwner();
-    void OnOwner(sd_bus_message* answer);
-    void OnOwnerChanged(sd_bus_message* signal);
     void OwnedBy(const std::string& service);
     void Appeared(const std::string& service);
     void Gone();
+
+    void OnSubscribed(sd_bus_message* answer);
     void OnConnected(sd_bus_message* answer);
-
-    // Whether all notifications arrived.
     void OnNotification(sd_bus_message* signal);
-    void Compare();
-    void CompareIn(std::chrono::microseconds delay);
-    void OnSerial(sd_bus_message* answer);
-    bool IsUsableWithout(const sd_bus_error& error);
+    void OnCount(sd_bus_message* answer);
 
-    bool IsInsideCallback() const;
-    // Dispatches the bus until `done`, or until `deadline`; false when it cannot be dispatched.
-    bool DispatchUntil(const std::function<bool()>& done,
-                       std::chrono::steady_clock::time_point deadline);
+    // The timer is set to what the session waits for whenever the loop is about to wait.
+    void MakeTimer();
+    static int OnPrepare(sd_event_source* source, void* userdata);
+    static int OnTime(sd_event_source* source, std::uint64_t time, void* userdata);
 
-    void AwaitBus(std::chrono::steady_clock::time_point deadline) const;
-    void CallDriver(UniqueSlot& slot, const char* member, const std::string& argument,
-                    sd_bus_message_handler_t onAnswer);
-    UniqueMessage NewCall(const char* interface, const char* member) const;
-
-    TesselDbusRemote* m_owner;  // null once closed
-    const std::string m_name;
-    std::chrono::microseconds m_timeout;
+    void AwaitBus(Time deadline);
+    int NewCall(UniqueMessage& message, const char* interface, const char* member) const;
+    std::uint64_t Queued() const;
 
     BusLink m_link;
-    RemoteCalls m_calls;
-
-    UniqueSlot m_ownerMatch;
-    UniqueSlot m_ownerAnswer;
-    UniqueSlot m_busAnswer;
-    std::string m_service;  // its unique name; empty while there is none
+    RemoteSession m_session;
+    ServiceOwner m_service;
+    BusCalls m_calls;
     UniqueSlot m_signalMatch;
     UniqueSlot m_connectAnswer;
-    UniqueSlot m_serialAnswer;  // set while a comparison is under way
-    UniqueSource m_compareTimer;
-    UniqueSource m_laterTimer;
-    std::function<void()> m_later;
-
-    bool m_isReady = false;         // reported as usable
-    bool m_isConnected = false;     // it answered Connect
-    bool m_isCountRefused = false;  // by the bus's policy
-    bool m_isSuspect = false;       // something was not answered in time
-    bool m_comparesSoon = false;
-    std::uint64_t m_serial = 0;    // the service's count when it was last asked for
-    std::uint64_t m_received = 0;  // and how many have come since
+    UniqueSlot m_countAnswer;
+    UniqueSource m_timer;
 };
 
 }  // namespace applist

@@ -25,6 +25,10 @@ std::vector<char> TesselDbusRemote::SendMessage(std::vector<char>& data) {
     return m_link->Send(data);
 }
 
+void TesselDbusRemote::SetStartsService(bool starts) {
+    m_link->SetStartsService(starts);
+}
+
 void TesselDbusRemote::SetTimeout(std::chrono::milliseconds timeout) {
     // To the library 0 means as long as it likes.
     const std::chrono::milliseconds atLeast(1);
@@ -42,8 +46,7 @@ void TesselDbusRemote::SendNotification(std::vector<char>& data, const std::stri
 }
 
 std::chrono::microseconds TesselDbusRemote::Now() const {
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-        std::chrono::steady_clock::now().time_since_epoch());
+    return m_link->Now();
 }
 
 void TesselDbusRemote::CallLater(std::chrono::microseconds delay, std::function<void()> callback) {

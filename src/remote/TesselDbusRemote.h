@@ -12,32 +12,26 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "remote/RemoteError.h"
+#include "remote/RemoteReply.h"
 
 namespace applist {
-
-// What became of one message: the service's reply, or why there is none.
-struct RemoteReply {
-    std::vector<char> body;
-    std::optional<RemoteError> error;
-};
 
 class RemoteLink;
 
 class TesselDbusRemote {
 public:
-    using ReplyHandler = std::function<void(RemoteReply& reply)>;
+    using ReplyHandler = applist::ReplyHandler;
 
     // Comes up on the selected bus (bus/BusSelection.h) and looks for the service of the
     // endpoint `endpointName`, which may come later. Throws TransportError when there is no bus;
     // when the bus goes away later, the connection comes back by itself.
     explicit TesselDbusRemote(std::string endpointName);
 
-    // Sends what still waits, for at most a second, and leaves the bus.
+    // Sends what still waits, for at most a second, and leaves the bus. With nothing to send, and
+    // no call under way, it waits for nothing and says nothing.
     virtual ~TesselDbusRemote();
 
     // The service sends no messages today; the entry point keeps both ends of one shape.
@@ -60,6 +54,10 @@ public:
     // meanwhile. Throws RemoteError. REQUIRES: not called from inside an entry point or a reply
     // handler; then it fails at once.
     std::vector<char> SendMessage(std::vector<char>& data);
+
+    // Whether the bus is asked to start the service when nobody owns its name: once for each
+    // connection to the bus, and without waiting. True without a call.
+    void SetStartsService(bool starts);
 
     // How long a reply may take from now on, until the loop has read it: from 1 ms to a day, 5 s
     // without a call.

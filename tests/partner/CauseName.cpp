@@ -10,8 +10,10 @@ std::string NameOf(RemoteError::Cause cause) {
         case RemoteError::Cause::TimedOut: return "TimedOut";
         case RemoteError::Cause::OutcomeUnknown: return "OutcomeUnknown";
         case RemoteError::Cause::NotUnderstood: return "NotUnderstood";
-        case RemoteError::Cause::Failed: return "Failed";
+        case RemoteError::Cause::ServiceError: return "ServiceError";
+        case RemoteError::Cause::NotExecuted: return "NotExecuted";
         case RemoteError::Cause::TooMuch: return "TooMuch";
+        case RemoteError::Cause::Failed: return "Failed";
     }
     return "?";
 }

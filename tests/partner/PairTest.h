@@ -16,6 +16,7 @@
 #include "partner/QuietLog.h"
 #include "partner/RemoteAppListModel.h"
 #include "partner/Witness.h"
+#include "remote/RemoteLimits.h"
 
 using Strings = std::vector<std::string>;
 using pair::Milliseconds;
@@ -61,6 +62,14 @@ protected:
         m_bus.RunFor(Milliseconds(200));
         m_witness->Take();
         m_bus.m_executed.clear();
+    }
+
+    // Writes as much as may wait. Clicks: a service does nothing about them.
+    void FillQueue() {
+        RemoteAppListItem item;
+        for (std::size_t count = 0; count < applist::remote_limits::kMaxWaitingCalls; ++count) {
+            m_model->SetClicked(&item);
+        }
     }
 
     // How often the partners have read the list.

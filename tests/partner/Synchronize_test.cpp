@@ -235,15 +235,15 @@ TEST_F(Synchronizing, SaysNothingOfWritesThatThereWereNot) {
 }
 
 TEST_F(Synchronizing, ThrowsTooMuchWhenTooMuchWaits) {
-    m_bus.m_faults.maxWaiting = 2;
     StartService();
     StartPartner();
 
-    for (int count = 0; count < 3; ++count) Write();
+    FillQueue();
+    Write();
 
     EXPECT_EQ("TooMuch", CauseOfSynchronize());
     m_bus.Run();
-    EXPECT_EQ(2u, m_bus.CountOf(2005));
+    EXPECT_EQ(0u, m_bus.CountOf(2005));
 }
 
 TEST_F(Synchronizing, TellsHowManyMoreWritesFailed) {
@@ -342,7 +342,7 @@ TEST_F(AServiceThatMisbehaves, LeavesTheReplicaAloneWithTooManyItems) {
 TEST_F(AServiceThatMisbehaves, LeavesTheReplicaAloneWithAnError) {
     m_scripted.m_throwsAt = 2002;
     ExpectTheLastGoodReplica();
-    EXPECT_EQ("Failed", CauseOfSynchronize());
+    EXPECT_EQ("ServiceError", CauseOfSynchronize());
 }
 
 TEST_F(AServiceThatMisbehaves, LeavesTheReplicaAloneWithAnErrorInsteadOfTheSelection) {
@@ -383,7 +383,7 @@ TEST_F(AServiceThatMisbehaves, IsReadAgainAfterAnEventWhenSynchronizeFailedToRea
     m_scripted.TellOfChange();
     m_bus.Run();
     m_scripted.m_throwsAt = 2002;
-    ASSERT_EQ("Failed", CauseOfSynchronize());
+    ASSERT_EQ("ServiceError", CauseOfSynchronize());
 
     m_scripted.m_throwsAt = 0;
     m_bus.RunFor(Milliseconds(5000));
@@ -406,5 +406,5 @@ TEST_F(AServiceThatMisbehaves, MakesAFailingWriteKnown) {
 
     m_model->AddItemAtEnd(&item);
 
-    EXPECT_EQ("Failed", CauseOfSynchronize());
+    EXPECT_EQ("ServiceError", CauseOfSynchronize());
 }

@@ -88,7 +88,7 @@ TEST_P(ABoundedRemote, QuotesTheStartOfALongError) {
         return sd_bus_reply_method_errorf(call, "org.example.Error", "%s", text.c_str());
     };
 
-    EXPECT_EQ("Failed", OutcomeOfAsking());
+    EXPECT_EQ("ServiceError", OutcomeOfAsking());
 
     EXPECT_NE(std::string::npos, m_remote.m_errorText.find("org.example.Error: eeee"));
     EXPECT_LT(m_remote.m_errorText.size(), 2048u);

@@ -1,20 +1,17 @@
-// When a body travels in a descriptor: from the size on from which that is faster on this bus.
+// When a body travels in a descriptor: from one size on, whatever the bus.
 
 #include "partner/bus/BareRemote.h"
 #include "partner/bus/HostileService.h"
 #include "partner/bus/PartnerBusTest.h"
+#include "remote/RemoteLimits.h"
+
+using applist::remote_limits::kFdBytes;
 
 class ALargeBody : public PartnerBusTest {
 protected:
     ALargeBody() {
         EXPECT_TRUE(RunUntil([&] { return m_remote.m_isReady; }));
         m_hostile.m_calls.clear();
-    }
-
-    // Up to this size, and with it, a body is in the message itself.
-    std::size_t MostInline() const {
-        return GetParam().program == BusProgram::Daemon ? std::size_t{64} << 10
-                                                        : std::size_t{2} << 20;
     }
 
     // With which member a request of `size` bytes gets there.
@@ -53,16 +50,16 @@ private:
 ON_BOTH_BUSES(ALargeBody);
 
 TEST_P(ALargeBody, TravelsInTheMessageUpToTheLimitOfItsBus) {
-    EXPECT_EQ("Message", MemberFor(MostInline() - 1));
-    EXPECT_EQ("Message", MemberFor(MostInline()));
+    EXPECT_EQ("Message", MemberFor(kFdBytes - 1));
+    EXPECT_EQ("Message", MemberFor(kFdBytes));
 }
 
 TEST_P(ALargeBody, TravelsInADescriptorBeyondTheLimitOfItsBus) {
-    EXPECT_EQ("MessageFd", MemberFor(MostInline() + 1));
+    EXPECT_EQ("MessageFd", MemberFor(kFdBytes + 1));
 }
 
 TEST_P(ALargeBody, IsAskedForInADescriptorTheNextTimeWhenItWasAReply) {
-    AnswerWith(MostInline() + 1);
+    AnswerWith(kFdBytes + 1);
 
     EXPECT_EQ("Message", MemberForTheList());
     EXPECT_EQ("MessageFd", MemberForTheList());
@@ -70,18 +67,18 @@ TEST_P(ALargeBody, IsAskedForInADescriptorTheNextTimeWhenItWasAReply) {
 }
 
 TEST_P(ALargeBody, IsNotAskedForInADescriptorAnyMoreWhenItBecameSmall) {
-    AnswerWith(MostInline() + 1);
+    AnswerWith(kFdBytes + 1);
     MemberForTheList();
-    AnswerWith(MostInline() / 2 - 1);
+    AnswerWith(kFdBytes / 2 - 1);
 
     EXPECT_EQ("MessageFd", MemberForTheList());
     EXPECT_EQ("Message", MemberForTheList());
 }
 
 TEST_P(ALargeBody, IsAskedForInADescriptorStillWhenItBecameALittleSmaller) {
-    AnswerWith(MostInline() + 1);
+    AnswerWith(kFdBytes + 1);
     MemberForTheList();
-    AnswerWith(MostInline() / 2);
+    AnswerWith(kFdBytes / 2);
 
     EXPECT_EQ("MessageFd", MemberForTheList());
     EXPECT_EQ("MessageFd", MemberForTheList());

@@ -8,6 +8,7 @@
 #include "partner/bus/BareRemote.h"
 #include "partner/bus/HostileService.h"
 #include "partner/bus/PartnerBusTest.h"
+#include "remote/RemoteLimits.h"
 
 using applist::RemoteError;
 
@@ -117,6 +118,13 @@ TEST_P(ADestroyedPartner, IsNotUsedAgainByASynchronizeThatHasItsAnswer) {
 
 class ARemoteThatIsCalled : public PartnerBusTest {
 protected:
+    static constexpr std::size_t kUnderWay = applist::remote_limits::kMaxCallsUnderWay;
+
+    std::size_t CountOutcomes(const std::string& outcome) const {
+        return static_cast<std::size_t>(
+            std::count(m_remote.m_outcomes.begin(), m_remote.m_outcomes.end(), outcome));
+    }
+
     HostileService m_hostile{m_bus->Address()};
     BareRemote m_remote;
 };
@@ -127,14 +135,13 @@ TEST_P(ARemoteThatIsCalled, KnowsWhatItHadNotSentWhenTheBusDies) {
     m_hostile.m_answerList = [](sd_bus_message*) { return 0; };
     ASSERT_TRUE(RunUntil([&] { return m_remote.m_isReady; }));
     for (int count = 0; count < 100; ++count) m_remote.Ask();
-    ASSERT_TRUE(RunUntil([&] { return m_hostile.CountOf("Message") == 64; }));
+    ASSERT_TRUE(RunUntil([&] { return m_hostile.CountOf("Message") == kUnderWay; }));
 
     m_bus->Kill();
 
     ASSERT_TRUE(RunUntil([&] { return m_remote.m_outcomes.size() == 100; }));
-    const auto& outcomes = m_remote.m_outcomes;
-    EXPECT_EQ(64, std::count(outcomes.begin(), outcomes.end(), "OutcomeUnknown"));
-    EXPECT_EQ(36, std::count(outcomes.begin(), outcomes.end(), "NoService"));
+    EXPECT_EQ(kUnderWay, CountOutcomes("OutcomeUnknown"));
+    EXPECT_EQ(100 - kUnderWay, CountOutcomes("NoService"));
 }
 
 TEST_P(ARemoteThatIsCalled, SendsNothingWhenItMayNotWaitForTheAnswer) {

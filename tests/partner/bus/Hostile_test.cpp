@@ -91,7 +91,7 @@ TEST_P(AHostileService, IsNotUnderstoodWithADescriptorThatWasNotAskedFor) {
 }
 
 TEST_P(AHostileService, IsQuotedWithItsOwnError) {
-    EXPECT_EQ("Failed", OutcomeOf([](sd_bus_message* call) {
+    EXPECT_EQ("ServiceError", OutcomeOf([](sd_bus_message* call) {
                   return sd_bus_reply_method_errorf(call, "org.example.Error", "%s", "no\n\tno");
               }));
 }
@@ -108,7 +108,7 @@ TEST_P(AHostileService, IsAskedForADescriptorWhenItSaysTooLarge) {
 }
 
 TEST_P(AHostileService, IsNotAskedForEverWhenItAlwaysSaysTooLarge) {
-    EXPECT_EQ("Failed", OutcomeOf([](sd_bus_message* call) {
+    EXPECT_EQ("ServiceError", OutcomeOf([](sd_bus_message* call) {
                   return sd_bus_reply_method_errorf(call, "org.tessel.Local1.Error.TooLarge", "no");
               }));
 }

@@ -6,6 +6,7 @@
 #include "partner/bus/BareRemote.h"
 #include "partner/bus/HostileService.h"
 #include "partner/bus/PartnerBusTest.h"
+#include "remote/RemoteLimits.h"
 
 class ASuccession : public PartnerBusTest {
 protected:
@@ -67,16 +68,18 @@ TEST_P(ASuccession, IsFollowedInTheMiddleOfManyWrites) {
 
 class AServiceThatLeaves : public ASuccession {
 protected:
+    static constexpr std::size_t kUnderWay = applist::remote_limits::kMaxCallsUnderWay;
+
     // As many as may be under way, and two more.
     AServiceThatLeaves() {
         m_first->m_answerList = [](sd_bus_message*) { return 0; };
-        for (int count = 0; count < 66; ++count) m_remote.Ask();
-        EXPECT_TRUE(RunUntil([&] { return m_first->CountOf("Message") == 64; }));
+        for (std::size_t count = 0; count < kUnderWay + 2; ++count) m_remote.Ask();
+        EXPECT_TRUE(RunUntil([&] { return m_first->CountOf("Message") == kUnderWay; }));
     }
 
     void ExpectThatTwoWereNeverSent() {
-        ASSERT_TRUE(RunUntil([&] { return m_remote.m_outcomes.size() == 66; }));
-        Strings expected(64, "OutcomeUnknown");
+        ASSERT_TRUE(RunUntil([&] { return m_remote.m_outcomes.size() == kUnderWay + 2; }));
+        Strings expected(kUnderWay, "OutcomeUnknown");
         expected.insert(expected.end(), 2, "NoService");
         EXPECT_EQ(expected, m_remote.m_outcomes);
     }
@@ -97,7 +100,7 @@ TEST_P(AServiceThatLeaves, DoesNotPassWhatWasNeverSentOnToTheNext) {
 
     ExpectThatTwoWereNeverSent();
     m_remote.Ask();
-    ASSERT_TRUE(RunUntil([&] { return m_remote.m_outcomes.size() == 67; }));
+    ASSERT_TRUE(RunUntil([&] { return m_remote.m_outcomes.size() == kUnderWay + 3; }));
     EXPECT_EQ("Second\tsecond\n", m_remote.m_outcomes.back());
     EXPECT_EQ(1u, second->CountOf("Message"));
 }

@@ -5,9 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "PairLink.h"
-
-using applist::TesselDbusRemote;
+#include "remote/RemoteLink.h"
 
 namespace pair {
 
@@ -40,8 +38,14 @@ std::size_t Bus::CountOf(int messageId) const {
 
 namespace {
 
+constexpr auto kNever = Link::Time::max();
+
+Milliseconds InMilliseconds(Link::Time time) {
+    return std::chrono::ceil<Milliseconds>(time);
+}
+
 bool IsReply(const Link::Parcel& parcel) {
-    return parcel.kind == Link::Kind::Message || parcel.kind == Link::Kind::Compare;
+    return parcel.kind == Link::Kind::Message || parcel.kind == Link::Kind::Count;
 }
 
 // The first parcel of the other kind than the very first one that may overtake it; 0 when there is
@@ -98,19 +102,24 @@ void Bus::Run() {
     while (Step()) continue;
 }
 
-// The link, if any, that has something due earlier than `due` has; null stands for no link.
-std::shared_ptr<Link> Bus::Next(const std::shared_ptr<Link>& due) const {
-    std::shared_ptr<Link> next = due;
+// The link, if any, that has something due before all others.
+std::shared_ptr<Link> Bus::Next() const {
+    std::shared_ptr<Link> next;
     for (const auto& link : m_links) {
-        if (link->Due() && (!next || *link->Due() < *next->Due())) next = link;
+        if (link->Due() == kNever) continue;
+        if (!next || link->Due() < next->Due()) next = link;
     }
     return next;
 }
 
+void Bus::WaitUntil(std::chrono::microseconds time) {
+    m_now = std::max(m_now, InMilliseconds(time));
+}
+
 void Bus::Pass(Milliseconds time) {
     const Milliseconds end = m_now + time;
-    for (auto next = Next(nullptr); next && *next->Due() <= end; next = Next(nullptr)) {
-        m_now = std::max(m_now, *next->Due());
+    for (auto next = Next(); next && next->Due() <= end; next = Next()) {
+        m_now = std::max(m_now, InMilliseconds(next->Due()));
         next->OnTime();
     }
     m_now = end;
@@ -119,8 +128,8 @@ void Bus::Pass(Milliseconds time) {
 void Bus::RunFor(Milliseconds time) {
     const Milliseconds end = m_now + time;
     Run();
-    for (auto next = Next(nullptr); next && *next->Due() <= end; next = Next(nullptr)) {
-        Pass(*next->Due() - m_now);
+    for (auto next = Next(); next && next->Due() <= end; next = Next()) {
+        Pass(std::max(InMilliseconds(next->Due()) - m_now, Milliseconds(0)));
         Run();
     }
     m_now = end;
@@ -143,11 +152,13 @@ void Bus::DropClosedLinks() {
 
 // ---- Who is there -------------------------------------------------------------------------------
 
-std::shared_ptr<Link> Bus::NewLink(TesselDbusRemote& owner) {
-    const auto link = std::make_shared<Link>(owner, ":partner." + std::to_string(++m_names));
+std::string Bus::NewName() {
+    return ":partner." + std::to_string(++m_names);
+}
+
+void Bus::Join(const std::shared_ptr<Link>& link) {
     m_links.push_back(link);
     if (m_isThere) TellOwner(*link);
-    return link;
 }
 
 void Bus::TellOwner(Link& link) {
@@ -192,27 +203,31 @@ void Bus::LoseBus() {
 }
 
 void Bus::FindBus() {
-    m_isThere = true;
+    if (std::exchange(m_isThere, true)) return;
     for (const auto& link : m_links) link->FindBus();
     Announce();
 }
 
+// Counts one that nobody got, so that the partners are told once more that the service is usable.
 void Bus::ConnectAgain() {
+    ++m_serial;
     for (const auto& link : m_links) link->ConnectAgain();
 }
 
 void Bus::Broadcast(const Bytes& body) {
     ++m_serial;
     for (const auto& link : m_links) {
-        if (link->Service() == m_serviceName) Unicast(body, link->Name());
+        if (link->Service() == m_serviceName) Unicast(body, link->Name(), true);
     }
 }
 
-void Bus::Unicast(const Bytes& body, const std::string& partner) {
+void Bus::Unicast(const Bytes& body, const std::string& partner, bool toEveryone) {
     for (const auto& link : m_links) {
         if (link->Name() != partner || (m_faults.loses && m_faults.loses())) continue;
         Link::Parcel parcel;
         parcel.kind = Link::Kind::Notification;
+        parcel.service = m_serviceName;
+        parcel.toEveryone = toEveryone;
         parcel.body = body;
         link->Tell(std::move(parcel));
     }

@@ -17,12 +17,12 @@
 #include "ipc/TesselDbusLocal.h"
 
 namespace applist {
-class TesselDbusRemote;
+class RemoteLink;
 }
 
 namespace pair {
 
-class Link;
+using Link = applist::RemoteLink;
 using Bytes = std::vector<char>;
 using Milliseconds = std::chrono::milliseconds;
 
@@ -42,8 +42,6 @@ struct Faults {
     bool refuses = false;
     // The service stands: it takes nothing that it is sent.
     bool serviceStands = false;
-    // How many calls may wait for it to become known who the service is.
-    std::size_t maxWaiting = 100000;
 };
 
 class Bus {
@@ -61,6 +59,8 @@ public:
     void Run();
     // Time passes, timers go off, and nothing arrives.
     void Pass(Milliseconds time);
+    // Time passes, and nothing else happens.
+    void WaitUntil(std::chrono::microseconds time);
     // All that there is to happen in `time` happens.
     void RunFor(Milliseconds time);
     Milliseconds Now() const { return m_now; }
@@ -80,20 +80,20 @@ public:
     std::size_t CountOf(int messageId) const;
 
 private:
-    friend class Link;
+    friend class applist::RemoteLink;
     friend class ::TesselDbusLocal;
-    friend class applist::TesselDbusRemote;
     struct Choice;
 
-    std::shared_ptr<Link> NewLink(applist::TesselDbusRemote& owner);
+    std::string NewName();
+    void Join(const std::shared_ptr<Link>& link);
     void Attach(TesselDbusLocal* service);
     void Detach(const TesselDbusLocal* service);
     void Announce();
     void TellOwner(Link& link);
     void Broadcast(const Bytes& body);
-    void Unicast(const Bytes& body, const std::string& partner);
+    void Unicast(const Bytes& body, const std::string& partner, bool toEveryone = false);
     std::vector<Choice> Choices() const;
-    std::shared_ptr<Link> Next(const std::shared_ptr<Link>& due) const;
+    std::shared_ptr<Link> Next() const;
     void DropClosedLinks();
 
     Milliseconds m_now{0};

@@ -1,0 +1,172 @@
+#include "remote/BusCalls.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <utility>
+
+#include "bus/EndpointNames.h"
+#include "bus/SealedMemfd.h"
+#include "bus/TransportLimits.h"
+#include "remote/RemoteLimits.h"
+
+namespace applist {
+
+namespace {
+
+// The session ends calls that take too long, by a clock that it is told of.
+constexpr std::uint64_t kNoTimeout = UINT64_MAX;
+
+int ReadInline(sd_bus_message* reply, std::vector<char>& body) {
+    const void* bytes = nullptr;
+    std::size_t size = 0;
+    if (sd_bus_message_has_signature(reply, "ay") <= 0) return -EBADMSG;
+    const int result = sd_bus_message_read_array(reply, 'y', &bytes, &size);
+    if (result < 0) return result;
+    const char* const begin = static_cast<const char*>(bytes);
+    body.assign(begin, begin + size);
+    return 0;
+}
+
+int ReadFd(sd_bus_message* reply, std::vector<char>& body) {
+    int fd = -1;  // the message's own
+    if (sd_bus_message_has_signature(reply, "h") <= 0 || sd_bus_message_read(reply, "h", &fd) < 0 ||
+        !WhyNoSealedBody(fd, transport_limits::kMaxFdBytes).empty()) {
+        return -EBADMSG;
+    }
+    return ReadSealedBody(fd, body);
+}
+
+}  // namespace
+
+struct BusCalls::Open {
+    BusCalls* calls;
+    CallId id;
+    std::vector<char> request;  // kept when it is small: only reads have large replies
+    bool isInFd;
+    UniqueSlot slot;
+};
+
+BusCalls::BusCalls(const RemoteErrors& errors, std::function<std::shared_ptr<void>()> keepAlive,
+                   AnswerHandler onAnswer)
+    : m_errors(errors), m_keepAlive(std::move(keepAlive)), m_onAnswer(std::move(onAnswer)) {}
+
+BusCalls::~BusCalls() = default;
+
+void BusCalls::SetDestination(sd_bus* bus, const std::string& service) {
+    m_bus = bus;
+    m_service = service;
+    m_open.clear();
+}
+
+// ---- Sending ------------------------------------------------------------------------------------
+
+int BusCalls::Send(CallId id, const std::vector<char>& request) {
+    std::vector<char> kept;
+    if (request.size() <= remote_limits::kMaxRememberedRequest) kept = request;
+    std::unique_ptr<Open> made(new Open{this, id, std::move(kept), WantsFd(request), nullptr});
+    Open& call = *m_open.emplace(id, std::move(made)).first->second;
+    const int result = Transmit(call, request);
+    if (result < 0) Forget(id);
+    return result;
+}
+
+int BusCalls::Transmit(Open& call, const std::vector<char>& request) {
+    UniqueMessage message;
+    int result = MakeMessage(request, call.isInFd, message);
+    if (result < 0) return result;
+    sd_bus_slot* slot = nullptr;
+    result = sd_bus_call_async(m_bus, &slot, message.get(), OnReply, &call, kNoTimeout);
+    call.slot.reset(slot);
+    return result;
+}
+
+void BusCalls::Forget(CallId call) {
+    m_open.erase(call);
+}
+
+int BusCalls::SendUnanswered(const std::vector<char>& request) {
+    UniqueMessage message;
+    int result = MakeMessage(request, WantsFd(request), message);
+    if (result >= 0) result = sd_bus_message_set_expect_reply(message.get(), 0);
+    return result < 0 ? result : sd_bus_send(m_bus, message.get(), nullptr);
+}
+
+bool BusCalls::WantsFd(const std::vector<char>& request) const {
+    return sd_bus_can_send(m_bus, 'h') > 0 &&
+           (request.size() > remote_limits::kFdBytes || request == m_largeRequest);
+}
+
+int BusCalls::MakeMessage(const std::vector<char>& request, bool inFd,
+                          UniqueMessage& message) const {
+    if (!inFd && request.size() > remote_limits::kMaxInlineBytes) return -EMSGSIZE;
+    sd_bus_message* made = nullptr;
+    const int result = sd_bus_message_new_method_call(
+        m_bus, &made, m_service.c_str(), endpoint_names::PathOf(m_errors.Endpoint()).c_str(),
+        endpoint_names::kInterface, inFd ? "MessageFd" : "Message");
+    message.reset(made);
+    if (result < 0) return result;
+    if (!inFd) return sd_bus_message_append_array(made, 'y', request.data(), request.size());
+    const OwnedFd fd(MakeSealedBody(request));
+    return fd.Get() < 0 ? fd.Get() : sd_bus_message_append(made, "h", fd.Get());
+}
+
+// ---- Receiving ----------------------------------------------------------------------------------
+
+int BusCalls::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*) {
+    Open* const call = static_cast<Open*>(userdata);
+    BusCalls* const calls = call->calls;
+    const CallId id = call->id;
+    const std::shared_ptr<void> owner = calls->m_keepAlive();
+    if (!Guarded("taking a reply", [&] { calls->Receive(*call, reply); })) {
+        calls->Forget(id);
+        Guarded("taking a reply", [&] { calls->m_onAnswer(id, std::nullopt); });
+    }
+    return kReplyTaken;
+}
+
+void BusCalls::Receive(Open& call, sd_bus_message* message) {
+    RemoteReply reply;
+    const sd_bus_error* const error = sd_bus_message_get_error(message);
+    if (error != nullptr) {
+        if (AskAgainInFd(call, *error)) return;
+        reply.error = ErrorFrom(call, *error);
+    } else if ((call.isInFd ? ReadFd : ReadInline)(message, reply.body) < 0) {
+        reply.body.clear();
+        reply.error = m_errors.NotUnderstood();
+    } else {
+        RememberSize(call, reply.body.size());
+    }
+    const CallId id = call.id;
+    Forget(id);
+    m_onAnswer(id, std::move(reply));
+}
+
+RemoteError BusCalls::ErrorFrom(const Open& call, const sd_bus_error& error) const {
+    if (!call.isInFd && sd_bus_error_has_name(&error, endpoint_names::kTooLarge) > 0) {
+        return m_errors.ReplyTooLarge();
+    }
+    return m_errors.FromBus(error.name, error.message == nullptr ? "" : error.message);
+}
+
+// Only reads have large replies: asking twice does nothing twice.
+bool BusCalls::AskAgainInFd(Open& call, const sd_bus_error& error) {
+    if (call.isInFd || call.request.empty() ||
+        sd_bus_error_has_name(&error, endpoint_names::kTooLarge) <= 0 ||
+        sd_bus_can_send(m_bus, 'h') <= 0) {
+        return false;
+    }
+    call.isInFd = true;
+    m_largeRequest = call.request;
+    return Transmit(call, call.request) >= 0;
+}
+
+void BusCalls::RememberSize(const Open& call, std::size_t replyBytes) {
+    if (call.request.empty()) return;
+    if (replyBytes > remote_limits::kFdBytes) {
+        m_largeRequest = call.request;
+    } else if (call.request == m_largeRequest && replyBytes < remote_limits::kFdBytes / 2) {
+        m_largeRequest.clear();
+    }
+}
+
+}  // namespace applist

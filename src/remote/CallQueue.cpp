@@ -1,0 +1,174 @@
+#include "remote/CallQueue.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "common/AppListLog.h"
+#include "common/Guarded.h"
+#include "remote/RemoteLimits.h"
+
+namespace applist {
+
+struct CallQueue::Call {
+    CallId id;
+    std::vector<char> request;
+    std::size_t bytes;  // of the request, which is let go once it is sent
+    ReplyHandler onReply;
+    Time deadline = Time::max();
+    bool isDone = false;
+    RemoteReply reply;
+};
+
+CallQueue::CallQueue(const RemoteErrors& errors, RemoteRoute& route)
+    : m_errors(errors), m_route(route), m_timeout(remote_limits::kDefaultTimeout) {}
+
+CallQueue::~CallQueue() = default;
+
+bool CallQueue::HasRoomFor(std::size_t bytes) const {
+    return !HasWaiting() || (m_calls.size() - m_sent < remote_limits::kMaxWaitingCalls &&
+                             m_waitingBytes + bytes <= remote_limits::kMaxWaitingBytes);
+}
+
+void CallQueue::Post(std::vector<char> request, ReplyHandler onReply) {
+    RemoteReply refusal;
+    if (m_state == State::Absent) {
+        refusal.error = m_errors.NoService(m_where);
+    } else if (!HasRoomFor(request.size())) {
+        refusal.error = m_errors.TooMuchWaits();
+    }
+    if (refusal.error) return onReply(refusal);
+    auto call = std::make_unique<Call>();
+    call->id = m_nextId;
+    call->bytes = request.size();
+    call->request = std::move(request);
+    call->onReply = std::move(onReply);
+    // Until there is something better to say, for which there may be no memory then.
+    call->reply.error = m_errors.NoMemory();
+    const std::size_t bytes = call->bytes;
+    m_calls.push_back(std::move(call));
+    m_waitingBytes += bytes;
+    ++m_nextId;
+    SendWaiting();
+    Deliver();
+}
+
+void CallQueue::Expect() {
+    m_state = State::Unknown;
+}
+
+void CallQueue::Open() {
+    m_state = State::Open;
+    SendWaiting();
+    Deliver();
+}
+
+void CallQueue::Close(const std::string& where) {
+    m_state = State::Absent;
+    m_where = where;
+    for (std::size_t at = 0; at < m_calls.size(); ++at) {
+        Call& call = *m_calls[at];
+        if (call.isDone) continue;
+        if (at < m_sent) m_route.Forget(call.id);
+        call.isDone = true;
+        Guarded("ending a call", [&] {
+            call.reply.error =
+                at < m_sent ? m_errors.OutcomeUnknown() : m_errors.NoService(m_where);
+        });
+    }
+    m_sent = m_calls.size();
+    m_sentBytes += std::exchange(m_waitingBytes, 0);
+    Deliver();
+}
+
+// While the other end takes nothing the next reply brings us here again, if there is one to come.
+bool CallQueue::MaySend() const {
+    if (m_state != State::Open || !m_route.IsOpen()) return false;
+    if (m_sent == 0) return true;
+    return m_sent < remote_limits::kMaxCallsUnderWay &&
+           m_sentBytes + m_calls[m_sent]->bytes <= remote_limits::kMaxBytesUnderWay &&
+           !m_route.IsClogged();
+}
+
+void CallQueue::SendWaiting() {
+    while (HasWaiting() && MaySend()) {
+        Call& call = *m_calls[m_sent];
+        ++m_sent;
+        m_sentBytes += call.bytes;
+        m_waitingBytes -= call.bytes;
+        int result = -ENOMEM;
+        Guarded("sending a call", [&] { result = Send(call); });
+        if (result >= 0) continue;
+        call.isDone = true;
+        Guarded("sending a call", [&] { call.reply.error = m_errors.NotSent(-result); });
+    }
+}
+
+int CallQueue::Send(Call& call) {
+    call.deadline = m_route.Now() + m_timeout;
+    const int result = m_route.SendCall(call.id, call.request);
+    if (result >= 0) std::vector<char>().swap(call.request);
+    return result;
+}
+
+void CallQueue::Answer(CallId id, std::optional<RemoteReply> reply) {
+    if (m_calls.empty() || id < m_calls.front()->id || id - m_calls.front()->id >= m_sent) return;
+    Call& call = *m_calls[static_cast<std::size_t>(id - m_calls.front()->id)];
+    if (call.isDone) return;
+    call.isDone = true;
+    if (reply) call.reply = std::move(*reply);
+    Deliver();
+}
+
+bool CallQueue::EndOverdue() {
+    const Time now = m_route.Now();
+    bool ended = false;
+    for (std::size_t at = 0; at < m_sent; ++at) {
+        Call& call = *m_calls[at];
+        if (call.isDone || call.deadline > now) continue;
+        m_route.Forget(call.id);
+        call.isDone = ended = true;
+        Guarded("ending a call", [&] { call.reply.error = m_errors.NoAnswer(); });
+    }
+    if (ended) Deliver();
+    return ended;
+}
+
+CallQueue::Time CallQueue::Due() const {
+    Time due = Time::max();
+    for (std::size_t at = 0; at < m_sent; ++at) {
+        if (!m_calls[at]->isDone) due = std::min(due, m_calls[at]->deadline);
+    }
+    return due;
+}
+
+// In order of posting, whatever came first. A handler that posts gets here again, and must not hear
+// of the next reply before it is done with its own. One that throws does not take the next one's
+// reply away.
+void CallQueue::Deliver() {
+    if (m_isDelivering) return;
+    m_isDelivering = true;
+    while (!m_calls.empty() && m_calls.front()->isDone) {
+        const std::unique_ptr<Call> call = std::move(m_calls.front());
+        m_calls.pop_front();
+        --m_sent;
+        m_sentBytes -= call->bytes;
+        SendWaiting();
+        if (m_hasHandlers) Guarded("handling a reply", [&] { call->onReply(call->reply); });
+    }
+    m_isDelivering = false;
+}
+
+void CallQueue::SendUnanswered() {
+    for (; HasWaiting() && IsOpen(); ++m_sent) {
+        const int result = m_route.SendUnanswered(m_calls[m_sent]->request);
+        if (result >= 0) continue;
+        // Those behind it must not arrive without it.
+        APPLIST_LOG(logging::kError, "%s: %zu calls are lost: %s", m_errors.Endpoint().c_str(),
+                    m_calls.size() - m_sent, std::strerror(-result));
+        return;
+    }
+}
+
+}  // namespace applist

@@ -1,0 +1,78 @@
+#include "remote/LossWatch.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "remote/RemoteLimits.h"
+
+namespace applist {
+
+using remote_limits::kCompareAfterBurst;
+using remote_limits::kCompareAtRest;
+using remote_limits::kCompareTimeout;
+
+bool LossWatch::Start(Time now) {
+    *this = LossWatch();
+    m_state = State::Joining;
+    return Ask(now);
+}
+
+void LossWatch::Stop() {
+    *this = LossWatch();
+}
+
+bool LossWatch::Joined(Time now) {
+    if (m_state != State::Joining) return false;
+    m_state = State::Joined;
+    return !m_isAsking && Ask(now);  // the bus has refused the question already
+}
+
+// While the count is awaited, a notification shows that the service runs: if the answer does not
+// follow soon, the bus has dropped it as it drops notifications.
+void LossWatch::Notified(bool toEveryone, Time now) {
+    if (m_state == State::Absent) return;
+    if (toEveryone) ++m_received;
+    m_lastNotified = now;
+    m_due = std::min(m_due, now + (m_isAsking ? kCompareAtRest : kCompareAfterBurst));
+}
+
+bool LossWatch::Silence(Time now) {
+    if (m_state == State::Following) m_state = State::Doubtful;
+    return m_state != State::Absent && !m_isAsking && Ask(now);
+}
+
+bool LossWatch::TimePassed(Time now) {
+    if (now < m_due) return false;
+    const Time quiet = std::min(m_lastNotified + kCompareAfterBurst, m_latest);
+    if (m_isAsking || now >= quiet) return Ask(now);
+    m_due = quiet;
+    return false;
+}
+
+bool LossWatch::Ask(Time now) {
+    m_isAsking = true;
+    m_due = now + kCompareTimeout;
+    return true;
+}
+
+void LossWatch::NotAsked(Time now) {
+    m_isAsking = false;
+    m_due = m_latest = now + kCompareAtRest;
+}
+
+// The answer follows every notification that it counts, so what has not come by now will not come.
+bool LossWatch::Counted(std::optional<std::uint64_t> count, Time now) {
+    if (m_state == State::Absent) return false;
+    m_isAsking = false;
+    m_due = m_latest = now + kCompareAtRest;
+    // The bus refuses at once, before the service answers: a policy may let calls through and
+    // nothing else, or no calls either.
+    if (!count && m_state == State::Joining) return false;
+    const bool wasFollowing = m_state == State::Following;
+    const std::uint64_t expected = m_count + std::exchange(m_received, 0);
+    m_count = count.value_or(expected);
+    m_state = State::Following;
+    return !wasFollowing || m_count != expected;
+}
+
+}  // namespace applist

@@ -1,0 +1,68 @@
+// Whether a service can be used, and whether all of its notifications arrived: compares the
+// service's count of them with ours, when a burst is over and now and then.
+//
+//   Absent ---- Start ----> Joining ---- the service answers Connect ----> Joined
+//   Joining, Joined ---- a count, or Joined and none to be had ----> Following    (usable)
+//   Following ---- a count that differs ----> Following                           (usable again)
+//   Following ---- something was not answered in time ----> Doubtful
+//   Doubtful ---- a count, or none to be had ----> Following                      (usable again)
+//   any ---- Stop ----> Absent
+//
+// "Usable" means that whoever keeps a copy of the service's state reads it (again). Until the first
+// count notifications are counted and nothing else: the first reading covers them.
+//
+// Asks nothing itself: whatever happens is told to it, with the time, and it returns whether the
+// count is to be asked for now.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
+namespace applist {
+
+class LossWatch {
+public:
+    using Time = std::chrono::microseconds;
+
+    [[nodiscard]] bool Start(Time now);
+    void Stop();
+
+    // The service answered Connect: it is alive, whatever a policy says about its count.
+    [[nodiscard]] bool Joined(Time now);
+
+    // A notification came, to everyone or to this partner alone; only the former are counted.
+    void Notified(bool toEveryone, Time now);
+
+    // A call was not answered in time.
+    [[nodiscard]] bool Silence(Time now);
+
+    [[nodiscard]] bool TimePassed(Time now);
+    // When TimePassed is to be called; Time::max() for never.
+    Time Due() const { return m_due; }
+
+    // The question could not be asked, and is asked later.
+    void NotAsked(Time now);
+
+    // The answer; nothing when the service, or the bus's policy, does not give one. Returns whether
+    // the service is usable now, or again.
+    [[nodiscard]] bool Counted(std::optional<std::uint64_t> count, Time now);
+
+    bool IsFollowing() const { return m_state == State::Following || m_state == State::Doubtful; }
+
+private:
+    enum class State { Absent, Joining, Joined, Following, Doubtful };
+
+    bool Ask(Time now);
+
+    State m_state = State::Absent;
+    bool m_isAsking = false;
+    Time m_due = Time::max();  // when to ask, or to ask again
+    Time m_latest{0};          // when to ask, whether or not a burst is over
+    Time m_lastNotified{0};
+    std::uint64_t m_count = 0;     // the service's when it was last told
+    std::uint64_t m_received = 0;  // how many have come since
+};
+
+}  // namespace applist

@@ -1,0 +1,172 @@
+#include "remote/RemoteSession.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "common/AppListLog.h"
+#include "common/Guarded.h"
+#include "remote/RemoteLimits.h"
+
+namespace applist {
+
+using logging::kDebug;
+using logging::kError;
+
+RemoteSession::RemoteSession(TesselDbusRemote& owner, const std::string& endpoint,
+                             RemoteRoute& route)
+    : m_owner(&owner),
+      m_errors(endpoint),
+      m_route(route),
+      m_calls(m_errors, route),
+      m_timeout(remote_limits::kDefaultTimeout) {}
+
+// ---- For the owner ------------------------------------------------------------------------------
+
+void RemoteSession::Post(std::vector<char> request, ReplyHandler onReply) {
+    m_calls.Post(std::move(request), std::move(onReply));
+}
+
+// Inside a reply's handler no other reply is delivered, inside another callback of the route
+// nothing arrives: waiting there would be for nothing.
+std::vector<char> RemoteSession::Send(std::vector<char> request) {
+    if (m_calls.IsDelivering() || m_route.IsDispatching()) throw m_errors.WaitingInsideListener();
+    const Time deadline = m_route.Now() + m_timeout;
+    DispatchUntil([&] { return m_calls.HasRoomFor(request.size()) || IsClosed(); }, deadline);
+    if (IsClosed()) throw m_errors.DestroyedWhileWaiting();
+    // Outlives this call: the reply may come after we have given up.
+    const auto reply = std::make_shared<std::optional<RemoteReply>>();
+    m_calls.Post(std::move(request), [reply](RemoteReply& answer) { *reply = std::move(answer); });
+    DispatchUntil([&] { return reply->has_value() || IsClosed(); }, deadline);
+    if (IsClosed()) throw m_errors.DestroyedWhileWaiting();
+    if (!reply->has_value()) {
+        OnSilence();
+        throw m_errors.NoAnswer();
+    }
+    if ((*reply)->error) throw RemoteError(*(*reply)->error);
+    return std::move((*reply)->body);
+}
+
+// One thing at a time, in the order of arrival: a reply that were taken out of the middle would
+// overtake the events before it.
+template <class Done>
+void RemoteSession::DispatchUntil(Done done, Time deadline) {
+    while (!done() && m_route.Dispatch(std::min(deadline, m_calls.Due()))) {
+        if (m_calls.EndOverdue()) OnSilence();
+        if (m_route.Now() >= deadline) return;
+    }
+}
+
+void RemoteSession::SetTimeout(Time timeout) {
+    m_timeout = timeout;
+    m_calls.SetTimeout(timeout);
+}
+
+void RemoteSession::Notify(const std::vector<char>& body) {
+    const char* const endpoint = m_errors.Endpoint().c_str();
+    if (m_service.empty() || !m_route.IsOpen()) return;
+    if (body.size() > remote_limits::kMaxInlineBytes) {
+        APPLIST_LOG(kError, "%s: a notification of %zu bytes is more than a bus carries: dropped",
+                    endpoint, body.size());
+        return;
+    }
+    const int result = m_route.SendNotification(body);
+    m_hasNotified = true;
+    if (result == -ENOBUFS) {
+        APPLIST_LOG(kDebug, "%s: the bus takes nothing; a notification is dropped", endpoint);
+    } else if (result < 0) {
+        APPLIST_LOG(kError, "%s: cannot notify the service: %s", endpoint, std::strerror(-result));
+    }
+}
+
+void RemoteSession::CallLater(Time delay, std::function<void()> callback) {
+    m_laterAt = m_route.Now() + delay;
+    m_later = std::move(callback);
+}
+
+bool RemoteSession::Close(Time deadline) {
+    m_owner = nullptr;
+    m_later = nullptr;
+    m_laterAt = Time::max();
+    m_calls.DropHandlers();
+    const bool hasSent = !m_calls.IsEmpty() || m_hasNotified;
+    // Inside a callback of the route nothing is dispatched: then the service is known, or there is
+    // nobody to send to.
+    DispatchUntil([this] { return !m_calls.HasWaiting() || m_calls.IsOpen(); }, deadline);
+    Guarded("sending what waits", [this] { m_calls.SendUnanswered(); });
+    return hasSent;
+}
+
+// ---- For the route ------------------------------------------------------------------------------
+
+// First the subscription, which is the route's, then the connection, then the count: between the
+// last two nothing can be missed, and what is counted from here on is what the service counts.
+bool RemoteSession::Appeared(const std::string& service) {
+    m_service = service;
+    const bool counts = m_watch.Start(m_route.Now());
+    if (m_route.AskToConnect() < 0 || (counts && m_route.AskForCount() < 0)) return false;
+    m_calls.Open();
+    return true;
+}
+
+void RemoteSession::Gone(const std::string& where) {
+    const std::string service = std::exchange(m_service, std::string());
+    m_watch.Stop();
+    m_calls.Close(where);
+    // Also when it never became usable: it may have answered calls all the same.
+    if (!service.empty() && !IsClosed()) m_owner->HandleConnectionReady(false, service);
+}
+
+void RemoteSession::Unknown() {
+    m_calls.Expect();
+}
+
+void RemoteSession::Joined() {
+    AskForCount(m_watch.Joined(m_route.Now()));
+}
+
+void RemoteSession::Counted(std::optional<std::uint64_t> count, const std::string& why) {
+    const bool isNews = !m_watch.IsFollowing();
+    if (!m_watch.Counted(count, m_route.Now())) return;
+    if (!count && isNews) {
+        APPLIST_LOG(kError,
+                    "%s: the service's count of notifications cannot be read, so that a lost one "
+                    "goes unnoticed: %s",
+                    m_errors.Endpoint().c_str(), why.c_str());
+    }
+    if (!IsClosed()) m_owner->HandleConnectionReady(true, m_service);
+}
+
+void RemoteSession::Notified(std::vector<char> body, bool toEveryone) {
+    m_watch.Notified(toEveryone, m_route.Now());
+    if (m_watch.IsFollowing() && !IsClosed()) m_owner->HandleNotification(body);
+}
+
+void RemoteSession::Answered(CallId call, std::optional<RemoteReply> reply) {
+    m_calls.Answer(call, std::move(reply));
+}
+
+void RemoteSession::TimePassed() {
+    if (m_calls.EndOverdue()) OnSilence();
+    AskForCount(m_watch.TimePassed(m_route.Now()));
+    if (m_route.Now() < m_laterAt) return;
+    m_laterAt = Time::max();
+    const std::function<void()> later = std::exchange(m_later, nullptr);
+    if (later) Guarded("calling later", later);
+}
+
+RemoteSession::Time RemoteSession::Due() const {
+    return std::min({m_calls.Due(), m_watch.Due(), m_laterAt});
+}
+
+void RemoteSession::OnSilence() {
+    AskForCount(m_watch.Silence(m_route.Now()));
+}
+
+void RemoteSession::AskForCount(bool wanted) {
+    if (wanted && m_route.AskForCount() < 0) m_watch.NotAsked(m_route.Now());
+}
+
+}  // namespace applist

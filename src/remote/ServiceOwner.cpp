@@ -1,0 +1,138 @@
+#include "remote/ServiceOwner.h"
+
+#include <cstring>
+#include <utility>
+
+#include "bus/TransportError.h"
+#include "common/PrintableText.h"
+#include "remote/BusCallback.h"
+
+namespace applist {
+
+using logging::kError;
+
+namespace {
+
+const char kDriver[] = "org.freedesktop.DBus";
+const char kDriverPath[] = "/org/freedesktop/DBus";
+
+bool IsSilence(const sd_bus_error& error) {
+    return sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0;
+}
+
+// That there is nothing to start, or that we may not, is no news to anybody: the service is not
+// there, and that shows.
+bool IsNoNews(const sd_bus_error& error) {
+    return sd_bus_error_has_names(&error, SD_BUS_ERROR_SERVICE_UNKNOWN,
+                                  SD_BUS_ERROR_ACCESS_DENIED) > 0;
+}
+
+}  // namespace
+
+ServiceOwner::ServiceOwner(BusLink& link, std::string name,
+                           std::function<std::shared_ptr<void>()> keepAlive,
+                           std::function<void(const std::string& owner)> onOwner)
+    : m_link(link),
+      m_name(std::move(name)),
+      m_keepAlive(std::move(keepAlive)),
+      m_onOwner(std::move(onOwner)) {}
+
+void ServiceOwner::Follow() {
+    m_hasStarted = false;
+    const std::string match = std::string("type='signal',sender='") + kDriver + "',path='" +
+                              kDriverPath + "',interface='" + kDriver +
+                              "',member='NameOwnerChanged',arg0='" + m_name + "'";
+    sd_bus_slot* slot = nullptr;
+    const int result = sd_bus_add_match_async(
+        m_link.Bus(), &slot, match.c_str(), kOnSignal<ServiceOwner, &ServiceOwner::OnChanged>,
+        kOnReply<ServiceOwner, &ServiceOwner::OnFollowed>, this);
+    m_match.reset(slot);
+    if (result < 0) {
+        throw TransportError("cannot follow " + m_name + " on " + m_link.Location().description +
+                             ": " + std::strerror(-result));
+    }
+    // After the match, so that a service which appears in between is seen by one of the two.
+    Ask();
+}
+
+void ServiceOwner::StopFollowing() {
+    m_match.reset();
+    m_answer.reset();
+}
+
+// Without a callback of ours sd-bus would close the whole connection over one refused match.
+void ServiceOwner::OnFollowed(sd_bus_message* answer) {
+    const sd_bus_error* refusal = sd_bus_message_get_error(answer);
+    if (refusal == nullptr || sd_bus_is_open(m_link.Bus()) <= 0) return;
+    APPLIST_LOG(kError, "the bus does not say when %s comes: %s", m_name.c_str(), refusal->message);
+}
+
+// Anybody can send a signal to us alone, past the match; only the bus's own word counts.
+void ServiceOwner::OnChanged(sd_bus_message* signal) {
+    const char* const sender = sd_bus_message_get_sender(signal);
+    const char* name = nullptr;
+    const char* before = nullptr;
+    const char* now = nullptr;
+    if (sender == nullptr || std::strcmp(sender, kDriver) != 0 ||
+        sd_bus_message_read(signal, "sss", &name, &before, &now) < 0 || m_name != name) {
+        return;
+    }
+    m_onOwner(now);
+}
+
+void ServiceOwner::Ask() {
+    const int result =
+        CallDriver(m_answer, "GetNameOwner", kOnReply<ServiceOwner, &ServiceOwner::OnOwner>);
+    if (result >= 0) return;
+    throw TransportError("cannot ask for " + m_name + " on " + m_link.Location().description +
+                         ": " + std::strerror(-result));
+}
+
+void ServiceOwner::OnOwner(sd_bus_message* answer) {
+    m_answer.reset();
+    const sd_bus_error* const error = sd_bus_message_get_error(answer);
+    if (error != nullptr && IsSilence(*error)) {
+        // Nothing was said of the service. A connection that ends is tried anew elsewhere.
+        if (sd_bus_is_open(m_link.Bus()) > 0) Ask();
+        return;
+    }
+    m_link.Settled();
+    const char* owner = "";
+    if (error == nullptr) sd_bus_message_read(answer, "s", &owner);
+    if (*owner == '\0' && m_starts && !std::exchange(m_hasStarted, true)) return Start();
+    m_onOwner(owner);
+}
+
+// Until the bus has answered, the service is neither there nor known not to be.
+void ServiceOwner::Start() {
+    sd_bus_slot* slot = nullptr;
+    const int result = sd_bus_call_method_async(
+        m_link.Bus(), &slot, kDriver, kDriverPath, kDriver, "StartServiceByName",
+        kOnReply<ServiceOwner, &ServiceOwner::OnStarted>, this, "su", m_name.c_str(), 0);
+    m_answer.reset(slot);
+    if (result < 0) m_onOwner(std::string());
+}
+
+// Who owns the name now was told before, if it was started: a signal comes before this answer. So
+// is a name that was lost again since.
+void ServiceOwner::OnStarted(sd_bus_message* answer) {
+    m_answer.reset();
+    const sd_bus_error* const error = sd_bus_message_get_error(answer);
+    if (error != nullptr && !IsNoNews(*error) && sd_bus_is_open(m_link.Bus()) > 0) {
+        const std::string text = error->message == nullptr ? error->name : error->message;
+        APPLIST_LOG(kError, "%s could not be started: %s", m_name.c_str(),
+                    PrintableText(text).c_str());
+    }
+    if (sd_bus_is_open(m_link.Bus()) > 0) Ask();
+}
+
+int ServiceOwner::CallDriver(UniqueSlot& slot, const char* member,
+                             sd_bus_message_handler_t onAnswer) {
+    sd_bus_slot* made = nullptr;
+    const int result = sd_bus_call_method_async(m_link.Bus(), &made, kDriver, kDriverPath, kDriver,
+                                                member, onAnswer, this, "s", m_name.c_str());
+    slot.reset(made);
+    return result;
+}
+
+}  // namespace applist

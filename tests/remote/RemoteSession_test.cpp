@@ -1,0 +1,346 @@
+#include "remote/RemoteSession.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "PairBus.h"
+#include "partner/CauseName.h"
+#include "partner/QuietLog.h"
+#include "remote/FakeRoute.h"
+#include "remote/RemoteLimits.h"
+
+using applist::RemoteError;
+using applist::RemoteReply;
+using applist::RemoteSession;
+using std::chrono::milliseconds;
+using Strings = std::vector<std::string>;
+
+namespace {
+
+std::vector<char> Bytes(const std::string& text) {
+    return std::vector<char>(text.begin(), text.end());
+}
+
+// Keeps what it is told. Its own connection is of no interest: the session under test has another
+// route.
+class Owner : public applist::TesselDbusRemote {
+public:
+    Owner() : TesselDbusRemote("Applist") {}
+
+    std::vector<char> HandleMessage(std::vector<char>&) override { return {}; }
+    void HandleNotification(std::vector<char>& data) override {
+        m_told.push_back("notification " + std::string(data.begin(), data.end()));
+    }
+    void HandleConnectionReady(bool state, const std::string& partner) override {
+        m_told.push_back((state ? "usable " : "gone ") + partner);
+    }
+
+    Strings m_told;
+};
+
+class ARemoteSession : public ::testing::Test {
+protected:
+    ARemoteSession() { ForgetLog(); }
+
+    void Appear() {
+        EXPECT_TRUE(m_session->Appeared(":1.7"));
+        m_session->Joined();
+        m_session->Counted(0, "");
+        m_owner.m_told.clear();
+    }
+
+    void Post(const std::string& text) {
+        m_session->Post(Bytes(text), [this, text](RemoteReply& reply) {
+            m_outcomes.push_back(
+                reply.error ? text + "!" + NameOf(reply.error->GetCause())
+                            : text + "=" + std::string(reply.body.begin(), reply.body.end()));
+        });
+    }
+
+    void Answer(std::size_t index) {
+        m_session->Answered(m_route.m_sent.at(index).id, RemoteReply{Bytes("ok"), std::nullopt});
+    }
+
+    // What Send returns, or the cause that it throws.
+    std::string Send(const std::string& text) {
+        try {
+            const std::vector<char> reply = m_session->Send(Bytes(text));
+            return std::string(reply.begin(), reply.end());
+        } catch (const RemoteError& error) {
+            return NameOf(error.GetCause());
+        }
+    }
+
+    FakeRoute m_route;
+    Owner m_owner;
+    std::unique_ptr<RemoteSession> m_session =
+        std::make_unique<RemoteSession>(m_owner, "Applist", m_route);
+    Strings m_outcomes;
+};
+
+}  // namespace
+
+// ---- The service --------------------------------------------------------------------------------
+
+TEST_F(ARemoteSession, ConnectsAndAsksForTheCountBeforeItSendsCalls) {
+    Post("a");
+    EXPECT_TRUE(m_session->Appeared(":1.7"));
+
+    EXPECT_EQ(1, m_route.m_connects);
+    EXPECT_EQ(1, m_route.m_questions);
+    EXPECT_EQ(1u, m_route.m_sent.size());
+    EXPECT_EQ(Strings{}, m_owner.m_told);
+}
+
+TEST_F(ARemoteSession, TellsThatTheServiceIsUsableOnceItHasTheCount) {
+    EXPECT_TRUE(m_session->Appeared(":1.7"));
+    m_session->Notified(Bytes("early"), true);
+    EXPECT_EQ(Strings{}, m_owner.m_told) << "the first reading covers it";
+
+    m_session->Counted(1, "");
+    m_session->Notified(Bytes("x"), true);
+
+    EXPECT_EQ((Strings{"usable :1.7", "notification x"}), m_owner.m_told);
+}
+
+TEST_F(ARemoteSession, SaysOnceThatThereIsNoCount) {
+    EXPECT_TRUE(m_session->Appeared(":1.7"));
+    m_session->Joined();
+    m_session->Counted(std::nullopt, "not allowed");
+    m_session->Counted(std::nullopt, "not allowed");
+
+    EXPECT_EQ(Strings{"usable :1.7"}, m_owner.m_told);
+    EXPECT_EQ(1u, ErrorsLogged("a lost one goes unnoticed: not allowed"));
+}
+
+TEST_F(ARemoteSession, TellsALossAsAServiceThatIsUsableAgain) {
+    Appear();
+    m_session->Notified(Bytes("x"), true);
+
+    m_session->Counted(2, "");
+
+    EXPECT_EQ((Strings{"notification x", "usable :1.7"}), m_owner.m_told);
+}
+
+TEST_F(ARemoteSession, DeliversWhatItEndsBeforeItTellsThatTheServiceIsGone) {
+    Appear();
+    Post("a");
+
+    m_session->Gone("a bus");
+
+    EXPECT_EQ(Strings{"a!OutcomeUnknown"}, m_outcomes);
+    EXPECT_EQ(Strings{"gone :1.7"}, m_owner.m_told);
+}
+
+TEST_F(ARemoteSession, SaysNothingOfAServiceThatWasNotThere) {
+    m_session->Gone("a bus");
+
+    EXPECT_EQ(Strings{}, m_owner.m_told);
+}
+
+TEST_F(ARemoteSession, FailsToAppearWhenNothingCanBeSent) {
+    m_route.m_result = -ENOMEM;
+
+    EXPECT_FALSE(m_session->Appeared(":1.7"));
+}
+
+// ---- Waiting ------------------------------------------------------------------------------------
+
+TEST_F(ARemoteSession, WaitsForAReply) {
+    Appear();
+    m_route.m_onDispatch = [this] {
+        Answer(0);
+        return true;
+    };
+
+    EXPECT_EQ("ok", Send("a"));
+}
+
+TEST_F(ARemoteSession, WaitsNoLongerThanItsTimeout) {
+    Appear();
+    m_session->SetTimeout(milliseconds(100));
+    const auto start = m_route.m_now;
+
+    EXPECT_EQ("TimedOut", Send("a"));
+
+    EXPECT_EQ(start + milliseconds(100), m_route.m_now);
+    EXPECT_EQ(2, m_route.m_questions) << "whether the service is still there is asked at once";
+}
+
+TEST_F(ARemoteSession, DoesNotWaitFromInsideACallback) {
+    Appear();
+    m_route.m_isDispatching = true;
+
+    EXPECT_EQ("Failed", Send("a"));
+    EXPECT_TRUE(m_route.m_sent.empty());
+}
+
+TEST_F(ARemoteSession, DoesNotWaitFromInsideAReplysHandler) {
+    Appear();
+    std::string inside;
+    m_session->Post(Bytes("a"), [&](RemoteReply&) { inside = Send("b"); });
+
+    Answer(0);
+
+    EXPECT_EQ("Failed", inside);
+}
+
+TEST_F(ARemoteSession, WaitsForRoomFirst) {
+    for (std::size_t count = 0; count < applist::remote_limits::kMaxWaitingCalls; ++count) {
+        Post("many");
+    }
+    bool hasOpened = false;
+    std::size_t answered = 0;
+    m_route.m_onDispatch = [&] {
+        if (!std::exchange(hasOpened, true)) {
+            Appear();
+        } else {
+            Answer(answered++);
+        }
+        return true;
+    };
+
+    EXPECT_EQ("ok", Send("last"));
+}
+
+TEST_F(ARemoteSession, SaysSoWhenItIsClosedWhileItWaits) {
+    Appear();
+    m_route.m_onDispatch = [this] {
+        m_session->Close(m_route.m_now);
+        return true;
+    };
+
+    EXPECT_EQ("OutcomeUnknown", Send("a"));
+}
+
+TEST_F(ARemoteSession, EndsOtherCallsThatAreOverdueWhileItWaits) {
+    Appear();
+    m_session->SetTimeout(milliseconds(100));
+    Post("short");
+    m_session->SetTimeout(milliseconds(1000));
+    m_route.m_onDispatch = [this] {
+        if (m_outcomes.empty()) return false;
+        Answer(1);
+        return true;
+    };
+
+    EXPECT_EQ("ok", Send("a"));
+    EXPECT_EQ(Strings{"short!TimedOut"}, m_outcomes);
+}
+
+// ---- Notifications ------------------------------------------------------------------------------
+
+TEST_F(ARemoteSession, NotifiesAServiceThatIsThere) {
+    m_session->Notify(Bytes("to nobody"));
+    Appear();
+    m_session->Notify(Bytes("x"));
+
+    EXPECT_EQ(Strings{"x"}, m_route.m_notifications);
+}
+
+TEST_F(ARemoteSession, DropsANotificationThatNoBusCarries) {
+    Appear();
+    const std::size_t most = applist::remote_limits::kMaxInlineBytes;
+
+    m_session->Notify(std::vector<char>(most));
+    EXPECT_EQ(1u, m_route.m_notifications.size());
+    m_session->Notify(std::vector<char>(most + 1));
+
+    EXPECT_EQ(1u, m_route.m_notifications.size());
+    EXPECT_EQ(1u, ErrorsLogged("more than a bus carries"));
+}
+
+// ---- Time ---------------------------------------------------------------------------------------
+
+TEST_F(ARemoteSession, CallsLaterOnceAndNoEarlier) {
+    int calls = 0;
+    m_session->CallLater(milliseconds(50), [&] { ++calls; });
+    EXPECT_EQ(m_route.m_now + milliseconds(50), m_session->Due());
+
+    m_route.m_now += milliseconds(49);
+    m_session->TimePassed();
+    EXPECT_EQ(0, calls);
+    m_route.m_now += milliseconds(1);
+    m_session->TimePassed();
+    m_session->TimePassed();
+
+    EXPECT_EQ(1, calls);
+    EXPECT_EQ(RemoteSession::Time::max(), m_session->Due());
+}
+
+TEST_F(ARemoteSession, LetsTheSecondCallbackTakeTheFirstOnesPlace) {
+    Strings called;
+    m_session->CallLater(milliseconds(50), [&] { called.push_back("first"); });
+    m_session->CallLater(milliseconds(80), [&] { called.push_back("second"); });
+
+    m_route.m_now += milliseconds(100);
+    m_session->TimePassed();
+
+    EXPECT_EQ(Strings{"second"}, called);
+}
+
+TEST_F(ARemoteSession, AsksForTheCountAfterACallThatWasNotAnswered) {
+    Appear();
+    m_session->SetTimeout(milliseconds(100));
+    Post("a");
+
+    m_route.m_now += milliseconds(100);
+    m_session->TimePassed();
+
+    EXPECT_EQ(Strings{"a!TimedOut"}, m_outcomes);
+    EXPECT_EQ(2, m_route.m_questions);
+    m_session->Counted(0, "");
+    EXPECT_EQ(Strings{"usable :1.7"}, m_owner.m_told) << "it is back after a silence";
+}
+
+// ---- The end ------------------------------------------------------------------------------------
+
+TEST_F(ARemoteSession, ClosesWithoutAWordWhenThereIsNothingToSend) {
+    Appear();
+    Post("a");
+    Answer(0);
+
+    EXPECT_FALSE(m_session->Close(m_route.m_now));
+}
+
+TEST_F(ARemoteSession, SendsWhatWaitsWhenItIsClosed) {
+    Appear();
+    for (std::size_t count = 0; count < applist::remote_limits::kMaxCallsUnderWay; ++count) {
+        Post("many");
+    }
+    Post("last");
+
+    EXPECT_TRUE(m_session->Close(m_route.m_now));
+
+    EXPECT_EQ(Strings{"last"}, m_route.m_unanswered);
+}
+
+TEST_F(ARemoteSession, WaitsForTheServiceToSendItWhatWaits) {
+    Post("a");
+    m_route.m_onDispatch = [this] { return m_session->Appeared(":1.7"); };
+
+    EXPECT_TRUE(m_session->Close(m_route.m_now + milliseconds(100)));
+
+    EXPECT_EQ(1u, m_route.m_sent.size());
+    EXPECT_EQ(Strings{}, m_owner.m_told);
+}
+
+TEST_F(ARemoteSession, TellsItsOwnerNothingOnceItIsClosed) {
+    Appear();
+    Post("a");
+    m_session->CallLater(milliseconds(1), [this] { m_outcomes.push_back("later"); });
+    m_session->Close(m_route.m_now);
+
+    Answer(0);
+    m_session->Notified(Bytes("x"), true);
+    m_session->Counted(9, "");
+    m_session->Gone("a bus");
+    m_route.m_now += milliseconds(10);
+    m_session->TimePassed();
+
+    EXPECT_EQ(Strings{}, m_owner.m_told);
+    EXPECT_EQ(Strings{}, m_outcomes);
+}
