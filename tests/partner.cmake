@@ -74,6 +74,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/PartnerBusTest.cpp
         partner/bus/Policy_test.cpp
         partner/bus/SideProcess.cpp
+        partner/bus/Starting_test.cpp
         support/JournalStandIn.cpp
         support/PrivateBus.cpp
         support/ProcessState.cpp
