@@ -3,14 +3,74 @@
 
 #include <algorithm>
 #include <future>
+#include <optional>
 #include <thread>
 
+#include "bus/SdBus.h"
 #include "partner/bus/BareRemote.h"
 #include "partner/bus/HostileService.h"
 #include "partner/bus/PartnerBusTest.h"
 #include "remote/RemoteLimits.h"
 
 using applist::RemoteError;
+
+namespace {
+
+// Sees whom calls on the bus come from.
+class Monitor {
+public:
+    explicit Monitor(const std::string& address) {
+        sd_bus* made = nullptr;
+        EXPECT_GE(sd_bus_new(&made), 0);
+        m_bus.reset(made);
+        EXPECT_GE(sd_bus_set_address(made, address.c_str()), 0);
+        EXPECT_GE(sd_bus_set_bus_client(made, 1), 0);
+        EXPECT_GE(sd_bus_set_monitor(made, 1), 0);
+        EXPECT_GE(sd_bus_start(made), 0);
+        EXPECT_GE(sd_bus_add_filter(made, nullptr, OnMessage, this), 0);
+        EXPECT_GE(sd_bus_call_method(made, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                     "org.freedesktop.DBus.Monitoring", "BecomeMonitor", nullptr,
+                                     nullptr, "asu", 0, 0),
+                  0);
+    }
+
+    // The members that were called until `partner` left the bus, or was still there in the end.
+    std::vector<std::string> CallsUntilTheEndOf(const std::string& partner) {
+        m_left = partner;
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!m_left.empty() && std::chrono::steady_clock::now() < deadline) {
+            if (sd_bus_process(m_bus.get(), nullptr) == 0) sd_bus_wait(m_bus.get(), 10000);
+        }
+        EXPECT_EQ("", m_left) << "still there";
+        return std::exchange(m_calls, {});
+    }
+
+private:
+    static int OnMessage(sd_bus_message* message, void* userdata, sd_bus_error*) {
+        Monitor* const monitor = static_cast<Monitor*>(userdata);
+        const char* const member = sd_bus_message_get_member(message);
+        const char* const sender = sd_bus_message_get_sender(message);
+        if (sender != nullptr && monitor->m_left == sender &&
+            sd_bus_message_is_method_call(message, nullptr, nullptr) > 0) {
+            monitor->m_calls.emplace_back(member);
+        }
+        const char* name = nullptr;
+        const char* before = nullptr;
+        const char* now = nullptr;
+        if (sd_bus_message_is_signal(message, "org.freedesktop.DBus", "NameOwnerChanged") > 0 &&
+            sd_bus_message_read(message, "sss", &name, &before, &now) >= 0 &&
+            monitor->m_left == name && *now == '\0') {
+            monitor->m_left.clear();
+        }
+        return 1;
+    }
+
+    applist::UniqueBus m_bus;
+    std::vector<std::string> m_calls;
+    std::string m_left;
+};
+
+}  // namespace
 
 class ADestroyedPartner : public PartnerBusTest {
 protected:
@@ -112,6 +172,38 @@ TEST_P(ADestroyedPartner, IsNotUsedAgainByASynchronizeThatHasItsAnswer) {
     EXPECT_THROW(m_model->Synchronize(), RemoteError);
 
     EXPECT_FALSE(m_model);
+}
+
+// One that only follows, as a model does when it is at rest.
+class ADestroyedRemote : public PartnerBusTest {
+protected:
+    ADestroyedRemote() {
+        EXPECT_TRUE(RunUntil([&] { return m_remote->m_isReady; }));
+        m_remote->Ask();
+        EXPECT_TRUE(RunUntil([&] { return !m_remote->m_outcomes.empty(); }));
+        m_monitor.emplace(m_bus->Address());
+    }
+
+    std::vector<std::string> CallsAtTheEnd() {
+        m_remote.reset();
+        return m_monitor->CallsUntilTheEndOf(m_service.m_lastCaller);
+    }
+
+    HostileService m_service{m_bus->Address()};
+    std::unique_ptr<BareRemote> m_remote = std::make_unique<BareRemote>();
+    std::optional<Monitor> m_monitor;
+};
+
+ON_BOTH_BUSES(ADestroyedRemote);
+
+TEST_P(ADestroyedRemote, GoesWithoutAWordWhenItHasNothingToSend) {
+    EXPECT_EQ(std::vector<std::string>{}, CallsAtTheEnd());
+}
+
+TEST_P(ADestroyedRemote, WaitsUntilTheBusHasReadTheLastCall) {
+    m_remote->Ask();
+
+    EXPECT_EQ((std::vector<std::string>{"Message", "GetId"}), CallsAtTheEnd());
 }
 
 // ---- From inside --------------------------------------------------------------------------------
