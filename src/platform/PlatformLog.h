@@ -4,13 +4,13 @@
 #pragma once
 
 #if defined(__GNUC__)
-#define PLATFORM_LOG_PRINTF __attribute__((format(printf, 4, 5)))
+#define APPLIST_PRINTF_FORMAT __attribute__((format(printf, 4, 5)))
 #else
-#define PLATFORM_LOG_PRINTF
+#define APPLIST_PRINTF_FORMAT
 #endif
 
 // Writes one line, ended by the format's own line feed, to a log buffer (0 is the main one) under a
 // tag. Priorities: 3 debug, 4 info, 6 error. Returns the number of bytes of the line, 0 for a line
 // below the minimum priority, or a negative errno.
 int PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format,
-                     ...) PLATFORM_LOG_PRINTF;
+                     ...) APPLIST_PRINTF_FORMAT;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "support/RecordingLog.h"
 
@@ -31,6 +32,23 @@ TEST_F(ALogLine, HasOneFormatForAll) {
 
     EXPECT_STREQ("%s: %s(%d) > [%s:%d] %d items\n", Newest().format);
     EXPECT_EQ("3 items", Newest().Message());
+}
+
+TEST_F(ALogLine, TakesUpToSevenArguments) {
+    std::vector<string> messages;
+    const auto note = [&messages] { messages.push_back(Newest().Message()); };
+    APPLIST_LOG(applist::logging::kDebug, "none"), note();
+    APPLIST_LOG(applist::logging::kDebug, "%d", 1), note();
+    APPLIST_LOG(applist::logging::kDebug, "%d %s", 1, "b"), note();
+    APPLIST_LOG(applist::logging::kDebug, "%d %s %d", 1, "b", 3), note();
+    APPLIST_LOG(applist::logging::kDebug, "%d %s %d %d", 1, "b", 3, 4), note();
+    APPLIST_LOG(applist::logging::kDebug, "%d %s %d %d %s", 1, "b", 3, 4, "e"), note();
+    APPLIST_LOG(applist::logging::kDebug, "%d %s %d %d %s %d", 1, "b", 3, 4, "e", 6), note();
+    APPLIST_LOG(applist::logging::kDebug, "%d %s %d %d %s %d %d", 1, "b", 3, 4, "e", 6, 7), note();
+
+    const std::vector<string> expected = {"none",    "1",         "1 b",         "1 b 3",
+                                          "1 b 3 4", "1 b 3 4 e", "1 b 3 4 e 6", "1 b 3 4 e 6 7"};
+    EXPECT_EQ(expected, messages);
 }
 
 TEST_F(ALogLine, GoesToTheMainBufferUnderItsTag) {

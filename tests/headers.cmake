@@ -1,0 +1,54 @@
+# Every header is complete by itself and quiet in a user's build.
+
+# What a user includes; the other headers of src/ are the project's own.
+set(public_headers
+    AppList.h
+    applist/ApplistItemComparator.h
+    applist/LocalAppListModel.h
+    applist/RemoteAppListItem.h
+    bus/BusSelection.h
+    bus/TransportError.h
+    bus/TransportLimits.h
+    common/AppListLog.h
+    common/AppListRemoteControl.h
+    common/ListenerList.h
+    common/PrintableText.h
+    ipc/IPCApplist.h
+    ipc/TesselDbusLocal.h
+    partner/RemoteAppListModel.h
+    platform/LinuxLog.h
+    platform/PlatformLog.h
+    remote/RemoteError.h
+    remote/TesselDbusRemote.h)
+
+# Adds the test "headers.NAME": `source` compiles with each compiler as each standard.
+function(applist_add_compile_test name source)
+    add_test(NAME headers.${name}
+             COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/headers/compiles ${PROJECT_SOURCE_DIR} ${source}
+                     ${ARGN})
+    set_tests_properties(headers.${name} PROPERTIES LABELS unit TIMEOUT 120)
+endfunction()
+
+file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/src
+     ${PROJECT_SOURCE_DIR}/src/*.h)
+list(APPEND headers AppList.h)
+foreach(header IN LISTS headers)
+    if(header IN_LIST public_headers)
+        applist_add_compile_test(${header} ${header} c++17 c++20 c++2b)
+    else()
+        applist_add_compile_test(${header} ${header} c++17)
+    endif()
+endforeach()
+foreach(header IN LISTS public_headers)
+    if(NOT header IN_LIST headers)
+        message(FATAL_ERROR "${header} is listed as public in tests/headers.cmake and is not there")
+    endif()
+endforeach()
+
+# What is expanded or instantiated in the user's own source.
+applist_add_compile_test(use_of_macros_and_templates
+                         ${CMAKE_CURRENT_SOURCE_DIR}/headers/UserSource.cpp c++17 c++20 c++2b)
+
+add_test(NAME headers.macros
+         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/headers/macros ${PROJECT_SOURCE_DIR})
+set_tests_properties(headers.macros PROPERTIES LABELS unit TIMEOUT 60)
