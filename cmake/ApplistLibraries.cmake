@@ -1,10 +1,14 @@
-# What a user links: applist::service and applist::partner, with applist::transport and applist::log
-# where those are wanted. Leave the open transport or the open log out, and supply your own.
+# What a user links: applist::service or applist::partner, and applist::log. The first two bring the
+# open transport along. Leave the open transport or the open log out, and supply your own.
+#
+# Targets without an alias (applist_common, applist_bus, …) are parts of those: nobody
+# links them by name but the programs and tests of this project. Variables in the cache begin with
+# APPLIST_, because the cache is shared with whoever takes this project in.
 
 set(applist_roots ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
 
-# An archive of some of the sources under src/. What is internal to the programs' build (warnings,
-# build type, sanitizers) is set elsewhere: here stands only what every user needs.
+# An archive of some of the sources under src/, with what every user's build needs and no more: the
+# warnings, the build type and the standard are set for our own build alone, in CMakeLists.txt.
 function(applist_add_library name)
     list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/src/)
     add_library(${name} STATIC ${ARGN})
@@ -13,21 +17,22 @@ function(applist_add_library name)
     target_compile_definitions(${name} PRIVATE _FILE_OFFSET_BITS=64)
 endfunction()
 
-# What every room uses.
+# What the service, the partner and both ends of the transport share.
 applist_add_library(applist_common
     applist/RemoteAppListItem.cpp
     common/PrintableText.cpp)
 
-# Makes a copy of the service. The folders named after it go ahead of the project's own include
-# roots, so that an ipc/TesselDbusLocal.h in one of them takes the place of the open transport's.
+# Adds the service as the target `name`. The folders named after it go ahead of the project's own
+# include roots, so that an ipc/TesselDbusLocal.h in one of them takes the place of the open
+# transport's.
 function(applist_add_service name)
     applist_add_library(${name} applist/LocalAppListModel.cpp)
     target_include_directories(${name} BEFORE PUBLIC ${ARGN})
     target_link_libraries(${name} PUBLIC applist_common)
 endfunction()
 
-# The partner's model: a replica of the service's list. The folders named after it go ahead, for a
-# remote/TesselDbusRemote.h of one's own.
+# Adds the partner's model as the target `name`. A remote/TesselDbusRemote.h in one of the folders
+# named after it takes the place of the open transport's.
 function(applist_add_partner name)
     applist_add_library(${name}
         partner/ItemLine.cpp
@@ -48,40 +53,43 @@ target_link_libraries(applist_remote_core PUBLIC applist_common)
 
 if(APPLIST_OPEN_LOG OR APPLIST_OPEN_TRANSPORT)
     find_package(PkgConfig REQUIRED)
-    pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd>=252)
+    pkg_check_modules(APPLIST_SYSTEMD REQUIRED IMPORTED_TARGET libsystemd>=252)
 endif()
 
 if(APPLIST_OPEN_LOG)
     applist_add_library(applist_log platform/LinuxLog.cpp)
-    target_link_libraries(applist_log PUBLIC applist_common PRIVATE PkgConfig::SYSTEMD)
+    target_link_libraries(applist_log PUBLIC applist_common PRIVATE PkgConfig::APPLIST_SYSTEMD)
     add_library(applist::log ALIAS applist_log)
 endif()
 
 if(APPLIST_OPEN_TRANSPORT)
-    # sd-bus, for both ends.
+    # What both ends of the transport do with sd-bus.
     applist_add_library(applist_bus
         bus/BusLink.cpp
         bus/BusSelection.cpp
         bus/NotificationQueue.cpp
         bus/Outbox.cpp
         bus/SealedMemfd.cpp)
-    target_link_libraries(applist_bus PUBLIC applist_common PRIVATE PkgConfig::SYSTEMD)
+    target_link_libraries(applist_bus PUBLIC applist_common PRIVATE PkgConfig::APPLIST_SYSTEMD)
 
+    # The service's end, and the service over it.
     applist_add_library(applist_transport
         platform/Endpoint.cpp
         platform/PartnerTracker.cpp
         platform/TesselDbusLocal.cpp)
-    target_link_libraries(applist_transport PUBLIC applist_bus PRIVATE PkgConfig::SYSTEMD)
+    target_link_libraries(applist_transport PUBLIC applist_bus PRIVATE PkgConfig::APPLIST_SYSTEMD)
     add_library(applist::transport ALIAS applist_transport)
     applist_add_service(applist_service)
     target_link_libraries(applist_service PUBLIC applist_transport)
 
+    # The partner's end, and the partner over it.
     applist_add_library(applist_remote
         remote/BusCalls.cpp
         remote/RemoteLink.cpp
         remote/ServiceOwner.cpp
         remote/TesselDbusRemote.cpp)
-    target_link_libraries(applist_remote PUBLIC applist_remote_core applist_bus PRIVATE PkgConfig::SYSTEMD)
+    target_link_libraries(applist_remote PUBLIC applist_remote_core applist_bus
+                                         PRIVATE PkgConfig::APPLIST_SYSTEMD)
     applist_add_partner(applist_partner)
     target_link_libraries(applist_partner PUBLIC applist_remote)
     add_library(applist::partner ALIAS applist_partner)

@@ -37,7 +37,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/SilentBus.cpp
         support/TestFd.cpp
         support/TestLoop.cpp)
-    target_link_libraries(bus_tests PRIVATE applist::service test_options PkgConfig::SYSTEMD
+    target_link_libraries(bus_tests PRIVATE applist::service test_options PkgConfig::APPLIST_SYSTEMD
                                             GTest::gtest_main)
     gtest_discover_tests(bus_tests DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS bus TIMEOUT 120)

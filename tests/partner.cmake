@@ -56,7 +56,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/TestFd.cpp
         support/TestLoop.cpp)
     target_link_libraries(partner_test_side PRIVATE applist::service applist::partner test_options
-                                                    PkgConfig::SYSTEMD)
+                                                    PkgConfig::APPLIST_SYSTEMD)
     add_executable(partner_bus_tests
         partner/CauseName.cpp
         partner/EditableList.cpp
@@ -83,7 +83,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/TestFd.cpp
         support/TestLoop.cpp)
     target_link_libraries(partner_bus_tests PRIVATE applist::service applist::partner test_options
-                                                    PkgConfig::SYSTEMD GTest::gtest_main)
+                                                    PkgConfig::APPLIST_SYSTEMD GTest::gtest_main)
     target_compile_definitions(partner_bus_tests PRIVATE
         PARTNER_TEST_SIDE="$<TARGET_FILE:partner_test_side>")
     add_dependencies(partner_bus_tests partner_test_side)
