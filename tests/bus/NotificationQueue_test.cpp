@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 using applist::Notification;
-
 using applist::NotificationQueue;
 
 namespace {

@@ -3,6 +3,7 @@
 
 #include "bus/Outbox.h"
 
+#include <gtest/gtest.h>
 #include <sys/socket.h>
 
 #include <memory>
@@ -14,11 +15,8 @@
 #include "support/PrivateBus.h"
 #include "support/TestLoop.h"
 
-#include <gtest/gtest.h>
-
-using applist::Notification;
-
 using applist::BusLink;
+using applist::Notification;
 using applist::Outbox;
 
 namespace {
