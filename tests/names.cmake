@@ -31,7 +31,8 @@ if(APPLIST_OPEN_TRANSPORT AND APPLIST_OPEN_LOG)
         -Wl,--whole-archive,${whole},--no-whole-archive
         ${archives} test_options PkgConfig::APPLIST_SYSTEMD GTest::gtest_main)
     # Inlined, a function is the linker's business no more. What corrupts the heap is
-    # AddressSanitizer's to find (APPLIST_SANITIZE); its companion triples the time to compile.
+    # AddressSanitizer's to find (APPLIST_SANITIZE); the other sanitizer
+    # would only cost time to compile.
     target_compile_options(foreign_names_tests PRIVATE -O0 -fno-sanitize=undefined)
     gtest_discover_tests(foreign_names_tests DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS bus TIMEOUT 120)
