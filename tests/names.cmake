@@ -2,8 +2,8 @@
 # own names are those that ours have inside.
 
 if(APPLIST_OPEN_TRANSPORT AND APPLIST_OPEN_LOG)
-    set(archives applist_common applist_service applist_bus applist_transport applist_remote
-                 applist_partner applist_log)
+    set(archives applist_common applist_service applist_bus applist_transport
+                 applist_remote_core applist_remote applist_partner applist_log)
     if(APPLIST_APPS)
         list(APPEND archives applist_apps_common applistd_parts applistctl_parts)
     endif()

@@ -9,6 +9,7 @@
 #define FOREIGN_TYPES(EACH)     \
     EACH(AppInfosDelete)        \
     EACH(ApplicationList)       \
+    EACH(BusCalls)              \
     EACH(BusKind)               \
     EACH(BusLink)               \
     EACH(BusLocation)           \
@@ -39,11 +40,12 @@
     EACH(ItemBlock)             \
     EACH(ItemLine)              \
     EACH(ItemMaker)             \
-    EACH(ItemText)              \
     EACH(ItemsByHash)           \
+    EACH(ItemText)              \
     EACH(JsonStyle)             \
-    EACH(ListState)             \
     EACH(ListenerList)          \
+    EACH(ListState)             \
+    EACH(LossWatch)             \
     EACH(MainLoop)              \
     EACH(Middle)                \
     EACH(Nobody)                \
@@ -66,10 +68,13 @@
     EACH(RemoteError)           \
     EACH(RemoteLink)            \
     EACH(RemoteReply)           \
+    EACH(RemoteRoute)           \
+    EACH(RemoteSession)         \
     EACH(Replica)               \
     EACH(ReplicaItem)           \
     EACH(SdReleaser)            \
     EACH(ServiceListener)       \
+    EACH(ServiceOwner)          \
     EACH(Session)               \
     EACH(Sortable)              \
     EACH(Table)                 \
