@@ -7,7 +7,6 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 
@@ -53,10 +52,5 @@ struct FreshLog {
     std::atomic<std::int64_t> shownAt[kMaxFreshChanges] = {};
     CpuOfProcess followerCpu;
 };
-
-inline std::int64_t NowNanoseconds() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    return std::chrono::nanoseconds(now).count();
-}
 
 }  // namespace bench

@@ -7,6 +7,7 @@
 #include "BareBus.h"
 #include "Following.h"
 #include "FreshClock.h"
+#include "NowNanoseconds.h"
 #include "SimpleModel.h"
 #include "applist/LocalAppListModel.h"
 #include "applist/RemoteAppListItem.h"

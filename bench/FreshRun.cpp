@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "BareBus.h"
+#include "NowNanoseconds.h"
 
 namespace bench {
 

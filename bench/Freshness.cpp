@@ -15,6 +15,7 @@
 
 #include "FreshRun.h"
 #include "Interleaved.h"
+#include "NowNanoseconds.h"
 
 namespace {
 

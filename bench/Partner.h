@@ -13,6 +13,7 @@
 #include "ChildProcess.h"
 #include "PartnerLists.h"
 #include "PrivateBus.h"
+#include "Shared.h"
 
 namespace bench {
 
@@ -44,22 +45,6 @@ private:
     ChildProcess m_waitedList;
 };
 
-// Memory that a process shares with its children.
-class SharedTally {
-public:
-    SharedTally();
-    ~SharedTally();
-
-    SharedTally(const SharedTally&) = delete;
-    SharedTally& operator=(const SharedTally&) = delete;
-
-    BurstTally& operator*() const { return *m_tally; }
-    BurstTally* operator->() const { return m_tally; }
-
-private:
-    BurstTally* m_tally;
-};
-
 // What 10,000 change events in a row cost a partner.
 class Burst {
 public:
@@ -67,7 +52,7 @@ public:
     void Measure() const;
 
 private:
-    SharedTally m_tally;
+    Shared<BurstTally> m_tally;
     PrivateBus m_bus;
     ChildProcess m_list;
 };

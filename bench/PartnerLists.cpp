@@ -1,8 +1,7 @@
 #include "PartnerLists.h"
 
-#include <chrono>
-
 #include "BareBus.h"
+#include "NowNanoseconds.h"
 #include "Rows.h"
 #include "SimpleModel.h"
 #include "applist/LocalAppListModel.h"
@@ -83,6 +82,7 @@ private:
     }
 
     void Change() {
+        if (m_changesLeft == kBurstChanges) m_tally.firstChangeNanoseconds = NowNanoseconds();
         const std::size_t place = static_cast<std::size_t>(m_changes) % kBurstItems;
         const std::size_t turn = static_cast<std::size_t>(m_changes) / kBurstItems % 2;
         const PlainItem now = ItemOfChange(m_changes);
@@ -93,8 +93,7 @@ private:
         ++m_changes;
         if (--m_changesLeft > 0) return;
         m_turns.reset();
-        m_tally.lastChangeNanoseconds =
-            std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+        m_tally.lastChangeNanoseconds = NowNanoseconds();
     }
 
     BurstTally& m_tally;

@@ -28,8 +28,10 @@ void RunEditedList(const std::string& address, int readyFd);
 // What a burst's two processes tell each other besides what goes over the bus. Lies in memory that
 // both share, so it is made before the fork.
 struct BurstTally {
-    std::atomic<int> reads{0};                           // of the whole list: calls of 2002
-    std::atomic<std::int64_t> lastChangeNanoseconds{0};  // of std::chrono::steady_clock
+    std::atomic<int> reads{0};  // of the whole list: calls of 2002
+    // Of std::chrono::steady_clock.
+    std::atomic<std::int64_t> firstChangeNanoseconds{0};
+    std::atomic<std::int64_t> lastChangeNanoseconds{0};
 };
 
 constexpr std::size_t kBurstItems = 100;
