@@ -35,7 +35,10 @@ endfunction()
 # named after it takes the place of the open transport's.
 function(applist_add_partner name)
     applist_add_library(${name}
+        partner/FetchPlan.cpp
+        partner/Fetcher.cpp
         partner/ItemLine.cpp
+        partner/Pace.cpp
         partner/RemoteAppListModel.cpp
         partner/Replica.cpp
         partner/ReplicaItem.cpp)

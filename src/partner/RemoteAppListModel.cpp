@@ -1,7 +1,5 @@
 #include "partner/RemoteAppListModel.h"
 
-#include <algorithm>
-#include <new>
 #include <sstream>
 #include <utility>
 
@@ -11,18 +9,11 @@
 
 namespace applist {
 
-using logging::kDebug;
 using logging::kError;
 using std::chrono::milliseconds;
 using Cause = RemoteError::Cause;
 
 namespace {
-
-// Pauses between the fetches of a burst: short enough that a second event is seen at once, doubling
-// to what a person still takes for now. A burst of seconds costs five fetches, not hundreds. The
-// last is also how long after a fetch that failed the next one is tried.
-constexpr milliseconds kFirstPause{150};
-constexpr milliseconds kLastPause{1000};
 
 const char kEndpoint[] = "Applist: ";
 
@@ -64,7 +55,24 @@ void RemoteAppListModel::Channel::HandleConnectionReady(bool state, const std::s
     if (!state) model.OnServiceGone();
 }
 
-RemoteAppListModel::RemoteAppListModel() : m_pause(kFirstPause), m_IPC(*this) {
+void RemoteAppListModel::Channel::PostRequest(int messageId, ReplyHandler onReply) {
+    PostMessage(messageId, nullptr, 0, std::move(onReply));
+}
+
+std::chrono::microseconds RemoteAppListModel::Channel::Now() const {
+    return IPCApplist::Now();
+}
+
+void RemoteAppListModel::Channel::CallLater(std::chrono::microseconds delay,
+                                            std::function<void()> callback) {
+    IPCApplist::CallLater(delay, std::move(callback));
+}
+
+void RemoteAppListModel::Channel::ReplicaChanged(const Replica::Change& change) {
+    m_model.Tell(change, false);
+}
+
+RemoteAppListModel::RemoteAppListModel() : m_IPC(*this), m_fetcher(m_replica, m_IPC) {
     m_IPC.RegisterOnNotification(this, &RemoteAppListModel::OnNotification);
     m_IPC.RegisterOnConnectionReady(this, &RemoteAppListModel::OnConnectionReady);
 }
@@ -147,7 +155,8 @@ void RemoteAppListModel::Synchronize() {
     try {
         ReadNow();
         // With too much in front of it it was refused; now there is room.
-        if (m_fetchFailure && m_fetchFailure->GetCause() == Cause::TooMuch) ReadNow();
+        const std::optional<RemoteError>& refusal = m_fetcher.Failure();
+        if (refusal && refusal->GetCause() == Cause::TooMuch) ReadNow();
     } catch (const RemoteError& error) {
         if (alive.expired()) throw;
         failure = error;
@@ -155,12 +164,12 @@ void RemoteAppListModel::Synchronize() {
     const bool afterWrites = std::exchange(m_hasWritten, false);
     ThrowFailures();
     if (failure) throw WhyNotRead(*failure, afterWrites);
-    if (m_fetchFailure) throw RemoteError(*m_fetchFailure);
+    if (m_fetcher.Failure()) throw RemoteError(*m_fetcher.Failure());
 }
 
 // The waiting is one more call: when its reply is there, so are those of all calls before it.
 void RemoteAppListModel::ReadNow() {
-    StartFetch();
+    m_fetcher.ReadNow();
     m_IPC.SendMessage(APPLIST_GET_SELECTION_FNC, nullptr, 0);
 }
 
@@ -176,17 +185,14 @@ void RemoteAppListModel::ThrowFailures() {
 // ---- Following the service ----------------------------------------------------------------------
 
 void RemoteAppListModel::OnConnectionReady(const std::string&) {
-    const std::weak_ptr<void> alive = m_alive;
-    const bool appeared = !std::exchange(m_isServiceThere, true);
-    MarkStale();
-    if (appeared && !alive.expired()) Tell(Replica::Change(), true);
+    const bool appeared = !IsServiceThere();
+    m_fetcher.ServiceIsThere();
+    if (appeared) Tell(Replica::Change(), true);
 }
 
 void RemoteAppListModel::OnServiceGone() {
-    const bool left = std::exchange(m_isServiceThere, false);
-    m_isStale = false;
-    m_isPausing = false;  // the next service is read at once
-    m_pause = kFirstPause;
+    const bool left = IsServiceThere();
+    m_fetcher.ServiceIsGone();
     const Replica::Change change = m_replica.Clear();
     Tell(change, left);
 }
@@ -195,104 +201,12 @@ void RemoteAppListModel::OnServiceGone() {
 // the list is read then.
 void RemoteAppListModel::OnNotification(int messageId, const std::vector<char>&) {
     switch (messageId) {
-        case APPLIST_ITEM_CHANGE_EVENT:
-        case APPLIST_ITEM_SELECTION_EVENT: MarkStale(); break;
+        case APPLIST_ITEM_CHANGE_EVENT: m_fetcher.ListHasChanged(); break;
+        case APPLIST_ITEM_SELECTION_EVENT: m_fetcher.SelectionHasChanged(); break;
         case APPLIST_ITEM_CLICKED_EVENT:
             TellAll(m_clickListeners, [this](ItemClickListener* each) { each->ItemClicked(this); });
             break;
         default: break;
-    }
-}
-
-// The event may be about what a fetch that is under way has read already, or has not: nothing of it
-// is ever applied, the list is read again.
-void RemoteAppListModel::MarkStale() {
-    if (!m_isServiceThere) return;
-    if (m_fetchesUnderWay > 0 || m_isPausing) {
-        m_isStale = true;
-    } else {
-        StartFetch();
-    }
-}
-
-void RemoteAppListModel::StartFetch() {
-    const auto list = std::make_shared<RemoteReply>();
-    m_IPC.PostMessage(APPLIST_GET_ALL_ITEMS_FNC, nullptr, 0,
-                      [list](RemoteReply& reply) { *list = std::move(reply); });
-    m_isStale = false;
-    ++m_fetchesUnderWay;
-    try {
-        m_IPC.PostMessage(APPLIST_GET_SELECTION_FNC, nullptr, 0,
-                          [this, list](RemoteReply& reply) { FinishFetch(*list, reply); });
-    } catch (...) {
-        --m_fetchesUnderWay;
-        throw;
-    }
-}
-
-void RemoteAppListModel::FinishFetch(RemoteReply& list, const RemoteReply& selection) {
-    --m_fetchesUnderWay;
-    std::optional<RemoteError> failure = list.error ? list.error : selection.error;
-    std::optional<Replica::Change> change;
-    if (!failure) failure = Update(std::move(list.body), selection.body, change);
-    if (failure) LogFetchFailure(*failure);
-    m_fetchFailure = failure;
-    PauseAfterFetch();
-    if (change) Tell(*change, false);
-}
-
-std::optional<RemoteError> RemoteAppListModel::Update(std::vector<char> list,
-                                                      const std::vector<char>& selection,
-                                                      std::optional<Replica::Change>& change) {
-    const std::string start = kEndpoint;
-    try {
-        change = m_replica.Update(std::move(list), selection);
-    } catch (const std::bad_alloc&) {
-        return RemoteError(Cause::Failed,
-                           start +
-                               "no memory for the service's list; the last good one stays. "
-                               "Free some");
-    }
-    if (change) return std::nullopt;
-    return RemoteError(Cause::NotUnderstood,
-                       start +
-                           "the service's list is not made of items; the last good one stays. "
-                           "Check that service and partner speak the same version");
-}
-
-// That the service is away or slow shows elsewhere; that it talks nonsense, or may not be asked,
-// shows only here, and once is enough: the fetch is repeated.
-void RemoteAppListModel::LogFetchFailure(const RemoteError& failure) const {
-    const Cause cause = failure.GetCause();
-    const bool isNews = !m_fetchFailure || m_fetchFailure->GetCause() != cause;
-    const bool showsOnlyHere =
-        cause == Cause::NotUnderstood || cause == Cause::ServiceError ||
-        cause == Cause::Failed || cause == Cause::Refused;
-    APPLIST_LOG(showsOnlyHere && isNews ? kError : kDebug, "cannot read the list: %s",
-                failure.what());
-}
-
-// After every fetch: events that come one by one, each after the fetch for the one before it, would
-// otherwise cost a fetch each.
-void RemoteAppListModel::PauseAfterFetch() {
-    if (!m_isServiceThere) return;
-    if (m_fetchFailure) {
-        // No event may come that would lead to another try.
-        m_isStale = true;
-        m_pause = kLastPause;
-    }
-    if (m_isPausing || m_fetchesUnderWay > 0) return;
-    m_isPausing = true;
-    m_IPC.CallLater(m_pause, [this] { EndPause(); });
-}
-
-void RemoteAppListModel::EndPause() {
-    m_isPausing = false;
-    if (!m_isStale) {
-        m_pause = kFirstPause;
-    } else if (m_isServiceThere && m_fetchesUnderWay == 0) {
-        m_pause = std::min(m_pause * 2, kLastPause);
-        StartFetch();
     }
 }
 

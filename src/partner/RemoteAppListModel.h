@@ -1,9 +1,11 @@
 // The service's list, in the partner's process: an AppListModel that a UI uses like a local one.
 //
-// Reads come from a replica and never wait. The replica is read anew after every event of the
-// service, and now and then compared with it, so that after any loss it equals the service's list
-// within seconds. Writes are sent at once, in order, without waiting; what became of them is
-// learned from Synchronize, and seen in the replica when the service's event has come.
+// Reads come from a replica and never wait. The replica is as fresh as a screen can show: the first
+// event after quiet is read at once, the next one 16 ms later, or when reading has used no more
+// than a twentieth of the time, 1 s later at the latest. Now and then it is compared with the
+// service, so that after any loss it equals the service's list within seconds. Writes are sent at
+// once, in order, without waiting; what became of them is learned from Synchronize, and seen in the
+// replica when the service's event has come.
 //
 // Threads: one, whose default sd-event loop it uses.
 // Lifetime: a listener may remove itself, add others, write, or destroy the model from inside its
@@ -14,6 +16,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,6 +26,7 @@
 #include "applist/RemoteAppListItem.h"
 #include "common/ListenerList.h"
 #include "ipc/IPCApplist.h"
+#include "partner/Fetcher.h"
 #include "partner/Replica.h"
 #include "remote/TesselDbusRemote.h"
 
@@ -41,8 +45,12 @@ public:
 class RemoteAppListModel : public AppListModel {
 public:
     // Comes up on the selected bus and follows the endpoint "Applist", now or when it appears.
-    // Throws TransportError when there is no bus.
+    // Waits for the bus to let it in, never for a service: for BusSelection's SetBusTimeout at
+    // most, 5 s without a call. Throws TransportError when there is no bus.
     RemoteAppListModel();
+
+    // Waits for up to a second for the bus to take what was posted, and not at all when nothing
+    // waits to be sent. What became of it is not learned.
     ~RemoteAppListModel() override;
 
     RemoteAppListModel(const RemoteAppListModel&) = delete;
@@ -74,7 +82,7 @@ public:
     void SetTimeout(std::chrono::milliseconds timeout);
 
     // True while the service can be called. The replica may still be on its way then.
-    bool IsServiceThere() const { return m_isServiceThere; }
+    bool IsServiceThere() const { return m_fetcher.IsServiceThere(); }
 
     // Listeners are told once for each change that they can see in the replica: of the items first,
     // of the selection (a different id) after that.
@@ -89,11 +97,16 @@ public:
 
 private:
     // The channel tells its handler only that a connection is ready; the model also wants to know
-    // when it is gone.
-    class Channel : public IPCApplist<TesselDbusRemote, RemoteAppListModel> {
+    // when it is gone. To the fetcher it is all that there is of the transport and the model.
+    class Channel : public IPCApplist<TesselDbusRemote, RemoteAppListModel>, public FetchPort {
     public:
         explicit Channel(RemoteAppListModel& model) : m_model(model) {}
         void HandleConnectionReady(bool state, const std::string& partner) override;
+
+        void PostRequest(int messageId, ReplyHandler onReply) override;
+        std::chrono::microseconds Now() const override;
+        void CallLater(std::chrono::microseconds delay, std::function<void()> callback) override;
+        void ReplicaChanged(const Replica::Change& change) override;
 
     private:
         RemoteAppListModel& m_model;
@@ -107,15 +120,6 @@ private:
     void OnWritten(const RemoteReply& reply);
     void ReadNow();
     void ThrowFailures();
-
-    void MarkStale();
-    void StartFetch();
-    void FinishFetch(RemoteReply& list, const RemoteReply& selection);
-    std::optional<RemoteError> Update(std::vector<char> list, const std::vector<char>& selection,
-                                      std::optional<Replica::Change>& change);
-    void LogFetchFailure(const RemoteError& failure) const;
-    void PauseAfterFetch();
-    void EndPause();
     void Tell(const Replica::Change& change, bool serviceChanged);
 
     ListenerList<ItemSelectionListener> m_selectionListeners;
@@ -125,22 +129,15 @@ private:
     // Goes with the model: what runs after a listener returned looks at it first.
     const std::shared_ptr<void> m_alive = std::make_shared<int>();
 
-    Replica m_replica;
-    bool m_isServiceThere = false;
-    std::size_t m_fetchesUnderWay = 0;
-    std::optional<RemoteError> m_fetchFailure;  // of the last one that finished
-    bool m_isStale = false;                     // to be read anew since the last fetch was sent
-    bool m_isPausing = false;                   // the next fetch is put off
-    std::chrono::milliseconds m_pause;          // for how long; it grows in a burst
-
     // Of the writes since the last Synchronize: whether there were any, the first failure, and how
     // many came after it.
     bool m_hasWritten = false;
     std::optional<RemoteError> m_writeFailure;
     std::size_t m_moreWriteFailures = 0;
 
-    // Last, so that it goes first and calls nobody who is gone.
-    Channel m_IPC;
+    Replica m_replica;
+    Channel m_IPC;  // calls nobody any more when the others go: it calls from the loop alone
+    Fetcher m_fetcher;
 };
 
 }  // namespace applist

@@ -136,6 +136,24 @@ Places Find(const Items& items, const Lines& lines, const Middle& middle) {
     return places ? std::move(*places) : FindByOrder(items, lines, middle);
 }
 
+// The place in a list of what its service has selected, or kNone. The selection is a copy of an
+// item: ours is the first of that id, as it is there. One that changed its name between two replies
+// is still that item.
+template <typename LineAt>
+std::uint32_t PlaceOf(const ItemLine& selection, std::size_t count, LineAt lineAt) {
+    std::uint32_t sameId = kNone;
+    for (std::size_t at = 0; at < count; ++at) {
+        const ItemLine& line = lineAt(at);
+        if (line == selection) return static_cast<std::uint32_t>(at);
+        if (sameId == kNone && line.HasSameId(selection)) sameId = static_cast<std::uint32_t>(at);
+    }
+    return sameId;
+}
+
+std::vector<char> TextOfNoSelection() {
+    return {'\t', '\n'};
+}
+
 }  // namespace
 
 struct Replica::Plan {
@@ -147,20 +165,40 @@ struct Replica::Plan {
     Change change;
 };
 
-Replica::Replica() : m_outside(std::make_unique<RemoteAppListItem>()) {
+Replica::Replica()
+    : m_selectionText(TextOfNoSelection()), m_outside(std::make_unique<RemoteAppListItem>()) {
     m_selection = m_outside.get();
 }
 
 std::optional<Replica::Change> Replica::Update(std::vector<char> list,
                                                const std::vector<char>& selection) {
+    if (Change change; list == m_text && UpdateSelection(selection, change) == Taken::Yes) {
+        return change;
+    }
     const std::optional<Lines> lines = ReadLines(list, kMaxItems);
     const std::optional<Lines> selected = ReadLines(selection, 1);
     if (!lines || !selected || selected->empty()) return std::nullopt;
-    return Take(std::move(list), *lines, selected->front());
+    return Take(std::move(list), *lines, selected->front(), selection);
+}
+
+Replica::Taken Replica::UpdateSelection(const std::vector<char>& selection, Change& change) {
+    if (selection == m_selectionText) return Taken::Yes;
+    const std::optional<Lines> selected = ReadLines(selection, 1);
+    if (!selected || selected->empty()) return Taken::NotUnderstood;
+    const std::uint32_t place =
+        PlaceOf(selected->front(), m_items.size(),
+                [&](std::size_t at) -> const ItemLine& { return m_items[at]->Line(); });
+    if (place == kNone) return Taken::NotInTheList;
+    std::vector<char> text = selection;
+    change.selection = IsAnotherSelection(*m_items[place], false);
+    change.goneOutside = std::move(m_outside);
+    m_selection = m_items[place].get();
+    m_selectionText = std::move(text);
+    return Taken::Yes;
 }
 
 Replica::Change Replica::Clear() {
-    return Take(std::vector<char>(), Lines(), *ItemLine::Of("\t"));
+    return Take(std::vector<char>(), Lines(), *ItemLine::Of("\t"), TextOfNoSelection());
 }
 
 std::vector<AppListItem*> Replica::GetAllItems() const {
@@ -170,11 +208,12 @@ std::vector<AppListItem*> Replica::GetAllItems() const {
     return items;
 }
 
-Replica::Change Replica::Take(std::vector<char> text, const Lines& lines,
-                              const ItemLine& selection) {
+Replica::Change Replica::Take(std::vector<char> text, const Lines& lines, const ItemLine& selection,
+                              std::vector<char> selectionText) {
     Plan plan = MakePlan(lines, selection);
     ApplyItems(lines, plan);
     ApplySelection(plan);
+    m_selectionText = std::move(selectionText);
     plan.change.text = std::exchange(m_text, std::move(text));
     return std::move(plan.change);
 }
@@ -202,26 +241,23 @@ void Replica::PlanItems(const Lines& lines, Plan& plan) const {
     }
 }
 
-// The service's selection is a copy of an item: ours is the first of that id, as it is there. One
-// that changed its name between the two replies is still that item.
 void Replica::PlanSelection(const Lines& lines, const ItemLine& selection, Plan& plan) const {
-    auto found = std::find(lines.begin(), lines.end(), selection);
-    if (found == lines.end()) {
-        found = std::find_if(lines.begin(), lines.end(),
-                             [&](const ItemLine& line) { return line.HasSameId(selection); });
-    }
-    const bool isInside = found != lines.end();
-    RemoteAppListItem now((isInside ? *found : selection).VisibleName(), selection.UniqueId());
-    // A selected item that is renamed is a change of the items. Without one, the name that is shown
-    // as selected is other only because another object is.
-    plan.change.selection =
-        !ApplistItemComparator(m_selection)(&now) ||
-        (!plan.change.items && m_selection->GetVisibleName() != now.GetVisibleName());
-    if (isInside) {
-        plan.selected = static_cast<std::uint32_t>(found - lines.begin());
-    } else if (!m_outside || !(*m_outside == now)) {
+    plan.selected = PlaceOf(selection, lines.size(),
+                            [&](std::size_t at) -> const ItemLine& { return lines[at]; });
+    const bool isInside = plan.selected != kNone;
+    RemoteAppListItem now((isInside ? lines[plan.selected] : selection).VisibleName(),
+                          selection.UniqueId());
+    plan.change.selection = IsAnotherSelection(now, plan.change.items);
+    if (!isInside && (!m_outside || !(*m_outside == now))) {
         plan.outside = std::make_unique<RemoteAppListItem>(std::move(now));
     }
+}
+
+// A selected item that is renamed is a change of the items. Without one, the name that is shown as
+// selected is other only because another object is.
+bool Replica::IsAnotherSelection(AppListItem& now, bool itemsChanged) const {
+    return !ApplistItemComparator(m_selection)(&now) ||
+           (!itemsChanged && m_selection->GetVisibleName() != now.GetVisibleName());
 }
 
 // Unchanged items stay, with their lines in the new text.

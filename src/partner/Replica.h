@@ -45,6 +45,11 @@ public:
     // nothing, when memory runs out. Whatever was sent, n items take n log n time at most.
     std::optional<Change> Update(std::vector<char> list, const std::vector<char>& selection);
 
+    // Takes over a selection alone, when an item of its id is in the list, or when it is the one
+    // that is selected already. Else, and when it throws, nothing changes.
+    enum class Taken { Yes, NotInTheList, NotUnderstood };
+    Taken UpdateSelection(const std::vector<char>& selection, Change& change);
+
     // Back to an empty list. Throws as Update does.
     Change Clear();
 
@@ -57,16 +62,20 @@ private:
     using Lines = std::vector<ItemLine>;
     struct Plan;
 
-    Change Take(std::vector<char> text, const Lines& lines, const ItemLine& selection);
+    Change Take(std::vector<char> text, const Lines& lines, const ItemLine& selection,
+                std::vector<char> selectionText);
 
     // Whatever may fail happens while the plan is made, which changes nothing.
     Plan MakePlan(const Lines& lines, const ItemLine& selection) const;
     void PlanItems(const Lines& lines, Plan& plan) const;
     void PlanSelection(const Lines& lines, const ItemLine& selection, Plan& plan) const;
+    bool IsAnotherSelection(AppListItem& now, bool itemsChanged) const;
     void ApplyItems(const Lines& lines, Plan& plan) noexcept;
     void ApplySelection(Plan& plan) noexcept;
 
+    // As they came: the same again changes nothing.
     std::vector<char> m_text;
+    std::vector<char> m_selectionText;
     std::vector<ReplicaItem::Owned> m_items;
     AppListItem* m_selection;                      // in m_items, or m_outside
     std::unique_ptr<RemoteAppListItem> m_outside;  // a selection that is not in the list

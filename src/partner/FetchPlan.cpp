@@ -1,0 +1,84 @@
+#include "partner/FetchPlan.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace applist {
+
+void FetchPlan::ServiceIsThere(Time now) {
+    if (m_state == State::Away) {
+        std::uniform_int_distribution<Time::rep> spread(0, kLongestSpread.count());
+        m_notBefore = now + Time(spread(m_random));
+    }
+    if (!IsServiceThere()) m_state = m_underWay > 0 ? State::Reading : State::Waiting;
+    m_list.isStale = true;
+}
+
+void FetchPlan::ServiceIsGone() {
+    if (IsServiceThere()) m_state = State::Away;
+    // The next service is another one, with costs of its own.
+    m_list = Stale();
+    m_selection = Stale();
+    m_retry = kFirstRetry;
+}
+
+bool FetchPlan::MarkStale(Part part) {
+    if (!IsServiceThere()) return false;
+    const bool wasStale = std::exchange(Of(part).isStale, true);
+    return !wasStale && m_state != State::Reading;
+}
+
+FetchPlan::Step FetchPlan::Next(Time now) {
+    if (!IsServiceThere() || m_state == State::Reading) return Step::Nothing;
+    if (DueOf(m_list) <= now) return Step::ReadList;
+    if (DueOf(m_selection) <= now) return Step::ReadSelection;
+    const bool isStale = m_list.isStale || m_selection.isStale;
+    m_state = isStale ? State::Waiting : State::Fresh;
+    return isStale ? Step::Wait : Step::Nothing;
+}
+
+FetchPlan::Time FetchPlan::Due() const {
+    return std::min(DueOf(m_list), DueOf(m_selection));
+}
+
+FetchPlan::Time FetchPlan::DueOf(const Stale& part) const {
+    return part.isStale ? std::max(m_notBefore, part.pace.Next()) : Time::max();
+}
+
+FetchPlan::Read FetchPlan::Begin(Part part, Time now) {
+    if (part == Part::List) m_list.isStale = false;
+    m_selection.isStale = false;
+    ++m_underWay;
+    if (IsServiceThere()) m_state = State::Reading;
+    return {part, now, true};
+}
+
+// It waits for the writes before it, too: what it takes says nothing about reading.
+FetchPlan::Read FetchPlan::BeginOutOfTurn(Time now) {
+    Read read = Begin(Part::List, now);
+    read.isPaced = false;
+    return read;
+}
+
+void FetchPlan::Finish(const Read& read, Outcome outcome, Time now) {
+    --m_underWay;
+    if (!IsServiceThere()) return;
+    if (m_underWay == 0) m_state = State::Waiting;
+    if (outcome == Outcome::Failed) {
+        // No event may come that would lead to another try. Whatever failed, all is read again, and
+        // no pace puts that off.
+        m_list = Stale{true, Pace()};
+        m_notBefore = now + NextRetry();
+        return;
+    }
+    if (outcome == Outcome::ListIsNeeded) m_list.isStale = true;
+    if (read.isPaced) Of(read.part).pace.Add(read.sent, now);
+    m_notBefore = now + kFrame;
+    m_retry = kFirstRetry;
+}
+
+FetchPlan::Time FetchPlan::NextRetry() {
+    return std::exchange(m_retry, std::min(2 * m_retry, kLastRetry));
+}
+
+}  // namespace applist

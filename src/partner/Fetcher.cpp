@@ -1,0 +1,152 @@
+#include "partner/Fetcher.h"
+
+#include <cstdint>
+#include <new>
+#include <random>
+#include <string>
+#include <utility>
+
+#include "common/AppListLog.h"
+#include "common/AppListRemoteControl.h"
+
+namespace applist {
+
+using Cause = RemoteError::Cause;
+using Part = FetchPlan::Part;
+using Step = FetchPlan::Step;
+using std::chrono::steady_clock;
+
+namespace {
+
+// Another one for each process, and for each fetcher in it. The machine's own random numbers may
+// not be to be had.
+std::uint32_t SeedOf(const void* fetcher) {
+    const auto time = static_cast<std::uint64_t>(steady_clock::now().time_since_epoch().count());
+    std::uint64_t seed = time ^ reinterpret_cast<std::uintptr_t>(fetcher);
+    try {
+        seed ^= std::random_device()();
+    } catch (const std::exception& error) {
+        APPLIST_LOG(logging::kDebug, "no random number: %s", error.what());
+    }
+    return static_cast<std::uint32_t>(seed ^ (seed >> 32));
+}
+
+RemoteError NotMadeOfItems() {
+    return RemoteError(Cause::NotUnderstood,
+                       "Applist: the service's list is not made of items; the last good one stays. "
+                       "Check that service and partner speak the same version");
+}
+
+RemoteError NoMemory() {
+    return RemoteError(Cause::Failed,
+                       "Applist: no memory for the service's list; the last good one stays. "
+                       "Free some");
+}
+
+}  // namespace
+
+Fetcher::Fetcher(Replica& replica, FetchPort& port)
+    : m_replica(replica), m_port(port), m_plan(SeedOf(this)) {}
+
+void Fetcher::ServiceIsThere() {
+    m_plan.ServiceIsThere(m_port.Now());
+    Proceed();
+}
+
+void Fetcher::ServiceIsGone() {
+    m_plan.ServiceIsGone();
+}
+
+void Fetcher::ReadNow() {
+    Send(m_plan.BeginOutOfTurn(m_port.Now()));
+}
+
+void Fetcher::MarkStale(Part part) {
+    if (m_plan.MarkStale(part)) Proceed();
+}
+
+void Fetcher::Proceed() {
+    const FetchPlan::Time now = m_port.Now();
+    switch (m_plan.Next(now)) {
+        case Step::Nothing: return;
+        case Step::Wait: return m_port.CallLater(m_plan.Due() - now, [this] { Proceed(); });
+        case Step::ReadSelection: return Send(m_plan.Begin(Part::Selection, now));
+        case Step::ReadList: return Send(m_plan.Begin(Part::List, now));
+    }
+}
+
+// A read that could not even be sent is one that failed: what is stale stays so.
+void Fetcher::Send(const Read& read) {
+    try {
+        Post(read);
+    } catch (...) {
+        Finish(read, Outcome::Failed);
+        throw;
+    }
+}
+
+void Fetcher::Post(const Read& read) {
+    if (read.part == Part::Selection) {
+        return m_port.PostRequest(APPLIST_GET_SELECTION_FNC, [this, read](RemoteReply& selection) {
+            Take(read, nullptr, selection);
+        });
+    }
+    const auto list = std::make_shared<RemoteReply>();
+    m_port.PostRequest(APPLIST_GET_ALL_ITEMS_FNC,
+                       [list](RemoteReply& reply) { *list = std::move(reply); });
+    m_port.PostRequest(APPLIST_GET_SELECTION_FNC, [this, read, list](RemoteReply& selection) {
+        Take(read, list.get(), selection);
+    });
+}
+
+// `list` is null when the selection alone was read. This may be gone when the change was told.
+void Fetcher::Take(const Read& read, RemoteReply* list, const RemoteReply& selection) {
+    Replica::Change change;
+    const RemoteReply& first = list != nullptr && list->error ? *list : selection;
+    const Outcome outcome = first.error ? Fail(*first.error) : Update(list, selection.body, change);
+    if (outcome != Outcome::Failed) m_failure.reset();
+    Finish(read, outcome);
+    m_port.ReplicaChanged(change);
+}
+
+Fetcher::Outcome Fetcher::Update(RemoteReply* list, const std::vector<char>& selection,
+                                 Replica::Change& change) {
+    try {
+        if (list != nullptr) {
+            std::optional<Replica::Change> update =
+                m_replica.Update(std::move(list->body), selection);
+            if (!update) return Fail(NotMadeOfItems());
+            change = std::move(*update);
+            return Outcome::Shown;
+        }
+        switch (m_replica.UpdateSelection(selection, change)) {
+            case Replica::Taken::Yes: return Outcome::Shown;
+            case Replica::Taken::NotInTheList: return Outcome::ListIsNeeded;
+            case Replica::Taken::NotUnderstood: break;
+        }
+        return Fail(NotMadeOfItems());
+    } catch (const std::bad_alloc&) {
+        return Fail(NoMemory());
+    }
+}
+
+// That the service is away or slow shows elsewhere; that it talks nonsense, or may not be asked,
+// shows only here, and once is enough: the read is repeated.
+Fetcher::Outcome Fetcher::Fail(const RemoteError& failure) {
+    const Cause cause = failure.GetCause();
+    const bool isNews = !m_failure || m_failure->GetCause() != cause;
+    const bool showsOnlyHere =
+        cause == Cause::NotUnderstood || cause == Cause::ServiceError || cause == Cause::Failed ||
+        cause == Cause::Refused;
+    APPLIST_LOG(showsOnlyHere && isNews ? logging::kError : logging::kDebug,
+                "cannot read the list: %s", failure.what());
+    m_failure.emplace(failure);
+    return Outcome::Failed;
+}
+
+void Fetcher::Finish(const Read& read, Outcome outcome) {
+    m_plan.Finish(read, outcome, m_port.Now());
+    Proceed();
+}
+
+}  // namespace applist

@@ -1,0 +1,48 @@
+// How often one kind of read may be made: it gets a twentieth of the time.
+//
+// Threads: one. Lifetime: plain values.
+
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+
+namespace applist {
+
+class Pace {
+public:
+    // On a clock of which only differences mean anything.
+    using Time = std::chrono::microseconds;
+
+    // So many times its cost lie between the starts of two reads: 5 % of the time is reading.
+    static constexpr int kTimesCost = 20;
+
+    // The longest wait after a read. A larger list than this pays for is rare, and what a person
+    // looks at must not be older.
+    static constexpr Time kLongestPause = std::chrono::seconds(1);
+
+    // Rest pays in advance for so much of the next wait. Without that, one change a second would
+    // cost the second one of a burst dear: waking both processes after a second's rest takes 10 ms
+    // by itself, and 20 times that would be waited.
+    static constexpr Time kCredit = std::chrono::milliseconds(250);
+
+    // The cost that counts is the smallest of so many last ones. Whatever a read took beyond that
+    // the machine gave to somebody else: no share of the time that we used. A median would take two
+    // disturbed reads of three for the rule. More would notice later that the list has grown; until
+    // so many were made, a read costs nothing.
+    static constexpr std::size_t kCostsThatCount = 4;
+
+    // A read was sent at `sent`, and its answer shown at `shown`.
+    void Add(Time sent, Time shown);
+
+    // When the next one may be sent.
+    Time Next() const { return m_next; }
+
+private:
+    std::array<Time, kCostsThatCount> m_costs{};
+    std::size_t m_oldest = 0;
+    Time m_next = Time::min();
+};
+
+}  // namespace applist
