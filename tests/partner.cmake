@@ -13,6 +13,8 @@ target_link_libraries(pair_transport PUBLIC applist_remote_core)
 
 add_executable(partner_unit_tests
     partner/EditableList.cpp
+    partner/FetchPlan_test.cpp
+    partner/Fetcher_test.cpp
     partner/Following_test.cpp
     partner/CauseName.cpp
     partner/QuietLog.cpp

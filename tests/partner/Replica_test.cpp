@@ -150,6 +150,95 @@ TEST_F(AReplica, SaysThatNothingChangedWhenNothingDid) {
     EXPECT_EQ(before, m_replica.GetAllItems());
 }
 
+TEST_F(AReplica, AllocatesNothingForTheBytesThatItHas) {
+    const std::string list = ListOf("a b c");
+    const std::string selection = ListOf("b");
+    TakeText(list, selection);
+    std::vector<char> again = Bytes(list);
+    const std::vector<char> selected = Bytes(selection);
+    const std::size_t before = recording::AllocationsSoFar().blocks;
+
+    const auto change = m_replica.Update(std::move(again), selected);
+
+    EXPECT_EQ(before, recording::AllocationsSoFar().blocks);
+    ASSERT_TRUE(change);
+    EXPECT_FALSE(change->items || change->selection);
+}
+
+TEST_F(AReplica, TakesOverAnotherSelectionOfTheSameBytes) {
+    Take("a b", "a");
+    const Pointers before = m_replica.GetAllItems();
+
+    EXPECT_TRUE(Take("a b", "b").selection);
+    EXPECT_EQ(before[1], m_replica.GetSelection());
+    EXPECT_TRUE(Take("a b", "x").selection);
+    EXPECT_EQ("A/a B/b (X/x)", Content());
+    EXPECT_EQ(before, m_replica.GetAllItems());
+}
+
+TEST_F(AReplica, RefusesNoSelectionAlsoForTheBytesThatItHas) {
+    EXPECT_TRUE(Refuses("", ""));
+    Take("a b", "a");
+    EXPECT_TRUE(Refuses(ListOf("a b"), ""));
+    m_replica.Clear();
+    EXPECT_TRUE(Refuses("", ""));
+}
+
+TEST_F(AReplica, TakesOverASelectionAlone) {
+    Take("a b", "a");
+
+    Replica::Change change;
+    EXPECT_EQ(Replica::Taken::Yes, m_replica.UpdateSelection(Bytes(ListOf("b")), change));
+
+    EXPECT_FALSE(change.items);
+    EXPECT_TRUE(change.selection);
+    EXPECT_EQ(At(1), m_replica.GetSelection());
+}
+
+TEST_F(AReplica, SelectsTheFirstOfAnIdWhenItTakesASelectionAlone) {
+    TakeText("A\ta\nOld\tb\nB\tb\nOther\tb\n", "A\ta\n");
+    Replica::Change change;
+
+    EXPECT_EQ(Replica::Taken::Yes, m_replica.UpdateSelection(Bytes("New\tb\n"), change));
+    EXPECT_EQ(At(1), m_replica.GetSelection()) << "the first of the id";
+    EXPECT_EQ(Replica::Taken::Yes, m_replica.UpdateSelection(Bytes("B\tb\n"), change));
+    EXPECT_EQ(At(2), m_replica.GetSelection()) << "the one that is equal";
+}
+
+TEST_F(AReplica, LeavesASelectionAloneThatIsNotInItsList) {
+    Take("a b", "a");
+
+    Replica::Change change;
+    EXPECT_EQ(Replica::Taken::NotInTheList, m_replica.UpdateSelection(Bytes(ListOf("x")), change));
+
+    EXPECT_FALSE(change.selection);
+    EXPECT_EQ("A/a B/b (A/a)", Content());
+}
+
+TEST_F(AReplica, TakesTheSelectionOutsideTheListThatItHas) {
+    Take("a b", "x");
+    AppListItem* const before = m_replica.GetSelection();
+
+    Replica::Change change;
+    EXPECT_EQ(Replica::Taken::Yes, m_replica.UpdateSelection(Bytes(ListOf("x")), change));
+
+    EXPECT_FALSE(change.selection);
+    EXPECT_EQ(before, m_replica.GetSelection());
+}
+
+TEST_F(AReplica, HandsOverTheSelectionOutsideTheListThatASelectionAloneReplaces) {
+    Take("a b", "x");
+    AppListItem* const before = m_replica.GetSelection();
+
+    Replica::Change change;
+    EXPECT_EQ(Replica::Taken::Yes, m_replica.UpdateSelection(Bytes(ListOf("b")), change));
+
+    EXPECT_EQ(before, change.goneOutside.get());
+    EXPECT_EQ("A/a B/b (B/b)", Content());
+    EXPECT_TRUE(Take("a b", "x").selection);
+    EXPECT_EQ("A/a B/b (X/x)", Content());
+}
+
 TEST_F(AReplica, SeesAMoveAsAChangeOfTheItemsAndKeepsEveryObject) {
     Take("a b c d", "a");
     const Pointers before = m_replica.GetAllItems();

@@ -88,6 +88,36 @@ TEST_F(Synchronizing, WorksRightAfterTheModelWasBuilt) {
     EXPECT_EQ("Maps/maps ()", Replica());
 }
 
+// After a restart a partner draws a time to wait before it reads; who waits for it does not.
+TEST_F(Synchronizing, TakesNoTimeAfterARestart) {
+    m_list.Add("Radio", "radio");
+    StartBoth();
+    for (int count = 0; count < 50; ++count) {
+        EndService();
+        StartService();
+        m_bus.Run();
+        const Milliseconds before = m_bus.Now();
+        m_model->Synchronize();
+        EXPECT_EQ("Radio/radio ()", Replica());
+        EXPECT_EQ(before, m_bus.Now());
+    }
+}
+
+TEST_F(Synchronizing, TakesNoTimeInABurst) {
+    StartBoth();
+    for (int count = 0; count < 10; ++count) {
+        m_list.TellOfNothing();
+        m_bus.Run();
+    }
+    const Milliseconds before = m_bus.Now();
+
+    Write();
+    m_model->Synchronize();
+
+    EXPECT_EQ("Maps/maps ()", Replica());
+    EXPECT_EQ(before, m_bus.Now());
+}
+
 TEST_F(Synchronizing, DoesNotMakeTheListenersHearAnythingTwice) {
     StartBoth();
 
@@ -391,13 +421,37 @@ TEST_F(AServiceThatMisbehaves, IsReadAgainAfterAnEventWhenSynchronizeFailedToRea
     EXPECT_EQ("Phone/phone (maps)", Replica());
 }
 
-TEST_F(AServiceThatMisbehaves, IsAskedNoMoreOftenThanEveryFewSeconds) {
+TEST_F(AServiceThatMisbehaves, IsAskedFourTimesInTheFirstSecondAndThenOnceASecond) {
     m_scripted.m_throwsAt = 2002;
     m_scripted.TellOfChange();
-    m_bus.RunFor(Milliseconds(60000));
+    m_bus.RunFor(Milliseconds(1000));
+    EXPECT_EQ(4u, m_bus.CountOf(2002));
 
-    EXPECT_LE(m_bus.CountOf(2002), 61u);
-    EXPECT_GE(m_bus.CountOf(2002), 12u);
+    m_bus.RunFor(Milliseconds(59000));
+    EXPECT_LE(m_bus.CountOf(2002), 4u + 59u);
+    EXPECT_GE(m_bus.CountOf(2002), 4u + 50u);
+}
+
+TEST_F(AServiceThatMisbehaves, IsReadAgainSoonAfterASingleFailure) {
+    m_scripted.m_throwsAt = 2002;
+    m_scripted.m_list = "Radio\tradio\n";
+    m_scripted.TellOfChange();
+    m_bus.Run();
+    m_scripted.m_throwsAt = 0;
+
+    m_bus.RunFor(Milliseconds(100));
+
+    EXPECT_EQ("Radio/radio (maps)", Replica());
+}
+
+TEST_F(AServiceThatMisbehaves, LeavesTheReplicaAloneWithASelectionAloneThatIsNoItem) {
+    m_scripted.m_selection = "nonsense\n";
+    std::vector<char> event{2, 0, 0, 0};
+    m_scripted.SendNotification(event);
+    m_bus.RunFor(Milliseconds(1000));
+
+    EXPECT_EQ("Maps/maps (maps)", Replica());
+    EXPECT_EQ(1u, ErrorsLogged("not made of items")) << WholeLog();
 }
 
 TEST_F(AServiceThatMisbehaves, MakesAFailingWriteKnown) {
