@@ -27,11 +27,14 @@ public:
     // by itself, and 20 times that would be waited.
     static constexpr Time kCredit = std::chrono::milliseconds(250);
 
-    // The cost that counts is the smallest of so many last ones. Whatever a read took beyond that
-    // the machine gave to somebody else: no share of the time that we used. A median would take two
-    // disturbed reads of three for the rule. More would notice later that the list has grown; until
-    // so many were made, a read costs nothing.
-    static constexpr std::size_t kCostsThatCount = 4;
+    // The cost that counts is the smallest of so many last ones: whatever a read took beyond that,
+    // the machine gave to somebody else. On a busy one every third read took ten times as long as
+    // the others, six in a row among them, and a median or a few would have gone by those. The
+    // price is that a list that has grown is read so many times at its old pace.
+    static constexpr std::size_t kCostsThatCount = 16;
+
+    // Fewer say nothing yet: the very first read may also wait for a service that is starting.
+    static constexpr std::size_t kFewestCosts = 3;
 
     // A read was sent at `sent`, and its answer shown at `shown`.
     void Add(Time sent, Time shown);
@@ -40,8 +43,10 @@ public:
     Time Next() const { return m_next; }
 
 private:
-    std::array<Time, kCostsThatCount> m_costs{};
-    std::size_t m_oldest = 0;
+    Time Cost() const;
+
+    std::array<Time, kCostsThatCount> m_costs{};  // the n-th one at n modulo the size
+    std::size_t m_count = 0;
     Time m_next = Time::min();
 };
 

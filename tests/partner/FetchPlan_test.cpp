@@ -249,13 +249,12 @@ TEST_F(AFetchPlan, WaitsASecondAtMost) {
     }
 }
 
-TEST_F(AFetchPlan, IsNotSlowedDownByThreeSlowReadsInARow) {
+TEST_F(AFetchPlan, IsNotSlowedDownByADozenSlowReadsInARow) {
     Settle();
-    Flood(milliseconds(100), {Part::List});
+    Flood(milliseconds(500), {Part::List});
 
     m_listCost = milliseconds(10);
-    Mark(Part::List);
-    for (int count = 0; count < 2; ++count) {
+    for (int count = 0; count < 12; ++count) {
         Mark(Part::List);
         RunTo(m_wakesAt);
     }
@@ -264,6 +263,20 @@ TEST_F(AFetchPlan, IsNotSlowedDownByThreeSlowReadsInARow) {
     Flood(milliseconds(500), {Part::List});
 
     EXPECT_GE(m_lists.size(), 500u / 17);
+}
+
+TEST_F(AFetchPlan, IsNotSlowedDownByASlowStart) {
+    m_listCost = milliseconds(100);
+    Appear();
+    m_listCost = microseconds(300);
+    const Time start = m_now;
+
+    Mark(Part::List);
+    Mark(Part::List);
+    RunFor(seconds(5));
+
+    ASSERT_EQ(2u, m_lists.size());
+    EXPECT_EQ(start + FetchPlan::kFrame, m_lists[1]);
 }
 
 // Waking up costs 10 ms, each time: there is no other cost to go by.
@@ -287,12 +300,12 @@ TEST_F(AFetchPlan, IsNotSlowInABurstBecauseEachReadBeforeItCameAfterARest) {
 TEST_F(AFetchPlan, SlowsDownWhenTheListHasGrown) {
     Settle();
     m_listCost = milliseconds(5);
-    Flood(seconds(1), {Part::List});
-    Forget();
 
     Flood(seconds(10), {Part::List});
 
-    for (const Time interval : Intervals(0)) EXPECT_EQ(20 * m_listCost, interval);
+    const std::vector<Time> intervals = Intervals(Pace::kCostsThatCount + 3);
+    for (const Time interval : intervals) EXPECT_EQ(20 * m_listCost, interval);
+    EXPECT_GT(intervals.size(), 50u);
 }
 
 TEST_F(AFetchPlan, ReadsSelectionsOfALargeListAsOftenAsOfASmallOne) {
