@@ -149,6 +149,10 @@ void RemoteAppListModel::SetTimeout(milliseconds timeout) {
     m_IPC.SetTimeout(timeout);
 }
 
+void RemoteAppListModel::SetStartsService(bool starts) {
+    m_IPC.SetStartsService(starts);
+}
+
 void RemoteAppListModel::Synchronize() {
     const std::weak_ptr<void> alive = m_alive;
     std::optional<RemoteError> failure;

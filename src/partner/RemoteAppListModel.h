@@ -81,6 +81,10 @@ public:
     // How long the service may take to answer, here and in Synchronize; 5 s without a call.
     void SetTimeout(std::chrono::milliseconds timeout);
 
+    // Whether the bus is asked to start the service when there is none: once for each connection to
+    // the bus, and without waiting. True without a call.
+    void SetStartsService(bool starts);
+
     // True while the service can be called. The replica may still be on its way then.
     bool IsServiceThere() const { return m_fetcher.IsServiceThere(); }
 
