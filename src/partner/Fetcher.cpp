@@ -135,9 +135,8 @@ Fetcher::Outcome Fetcher::Update(RemoteReply* list, const std::vector<char>& sel
 Fetcher::Outcome Fetcher::Fail(const RemoteError& failure) {
     const Cause cause = failure.GetCause();
     const bool isNews = !m_failure || m_failure->GetCause() != cause;
-    const bool showsOnlyHere =
-        cause == Cause::NotUnderstood || cause == Cause::ServiceError || cause == Cause::Failed ||
-        cause == Cause::Refused;
+    const bool showsOnlyHere = cause == Cause::NotUnderstood || cause == Cause::ServiceError ||
+                               cause == Cause::Failed || cause == Cause::Refused;
     APPLIST_LOG(showsOnlyHere && isNews ? logging::kError : logging::kDebug,
                 "cannot read the list: %s", failure.what());
     m_failure.emplace(failure);
