@@ -327,7 +327,7 @@ TEST_F(AFetchPlan, ReadsSelectionsOfALargeListAsOftenAsOfASmallOne) {
 
 TEST_F(AFetchPlan, DoesNotTakeTheTimeThatWritesTakeForTheCostOfReading) {
     Settle();
-    for (int count = 0; count < 10; ++count) {
+    for (std::size_t count = 0; count <= Pace::kCostsThatCount; ++count) {
         const FetchPlan::Read read = m_plan.BeginOutOfTurn(m_now);
         m_now += milliseconds(200);
         m_plan.Finish(read, Outcome::Shown, m_now);
