@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdio>
 
-#include "apps/applistctl/ShownText.h"
+#include "common/PrintableText.h"
 
 namespace applist::ctl {
 

@@ -12,8 +12,8 @@
 
 #include "applist/RemoteAppListItem.h"
 #include "apps/applistctl/Failure.h"
-#include "apps/applistctl/ShownText.h"
 #include "apps/applistctl/Table.h"
+#include "common/PrintableText.h"
 
 namespace applist::ctl {
 
@@ -134,7 +134,7 @@ void Output::PrintRaw(const std::string& bytes) const {
     if (m_isJson) {
         Write(JsonOf(bytes, m_style) + '\n');
     } else {
-        Write(m_isTerminal ? ShownText(bytes) + '\n' : bytes);
+        Write(m_isTerminal ? PrintableText(bytes) + '\n' : bytes);
     }
 }
 
@@ -159,11 +159,11 @@ void RequireOutput() {
 
 // One piece, and so one write: lines of several programs on one terminal do not mix.
 void Note(const std::string& text) {
-    std::cerr << "applistctl: " + ShownText(text) + '\n' << std::flush;
+    std::cerr << "applistctl: " + PrintableText(text) + '\n' << std::flush;
 }
 
 std::string ShownId(const std::string& id) {
-    return id.empty() ? "\"\"" : ShownText(id);
+    return id.empty() ? "\"\"" : PrintableText(id);
 }
 
 std::string Describe(const Entry& item) {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "apps/applistctl/ShownText.h"
 #include "apps/applistctl/TextWidth.h"
+#include "common/PrintableText.h"
 
 namespace applist::ctl {
 
@@ -53,7 +53,7 @@ std::string TableOf(const std::vector<Entry>& items, std::optional<std::size_t> 
     std::vector<Entry> cells;
     Columns columns = {header.name.size(), header.id.size()};
     for (const Entry& item : items) {
-        cells.push_back({ShownText(item.name), ShownText(item.id)});
+        cells.push_back({PrintableText(item.name), PrintableText(item.id)});
         columns.name = std::max(columns.name, WidthOf(cells.back().name));
         columns.id = std::max(columns.id, WidthOf(cells.back().id));
     }

@@ -1,6 +1,6 @@
 #include "common/PrintableText.h"
 
-#include <cstddef>
+#include <string_view>
 
 namespace applist {
 
@@ -39,10 +39,24 @@ std::size_t PrintableLength(const std::string& bytes, std::size_t at) {
     for (std::size_t next = at + 1; next < at + length; ++next) {
         if ((At(bytes, next) & 0xC0) != 0x80) return 0;
     }
-    return SecondByteFits(lead, At(bytes, at + 1)) ? length : 0;
+    const bool isShown =
+        SecondByteFits(lead, At(bytes, at + 1)) && DirectionMarkLength(bytes, at) == 0;
+    return isShown ? length : 0;
 }
 
 }  // namespace
+
+std::size_t DirectionMarkLength(const std::string& text, std::size_t at) {
+    static constexpr std::string_view kMarks[] = {
+        "\u061C", "\u200E", "\u200F", "\u202A", "\u202B", "\u202C",
+        "\u202D", "\u202E", "\u2066", "\u2067", "\u2068", "\u2069",
+    };
+    if (text[at] != '\xE2' && text[at] != '\xD8') return 0;  // what they begin with
+    for (const std::string_view mark : kMarks) {
+        if (text.compare(at, mark.size(), mark) == 0) return mark.size();
+    }
+    return 0;
+}
 
 std::string PrintableText(const std::string& bytes) {
     static const char kHex[] = "0123456789abcdef";

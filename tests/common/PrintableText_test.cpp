@@ -42,6 +42,23 @@ TEST(PrintableTextOf, EightBitControlCharactersShowsThem) {
     EXPECT_EQ("\xc2\xa0", PrintableText("\xc2\xa0"));
 }
 
+// A name could pass for another by them: "gpj.exe" shown as "exe.jpg".
+TEST(PrintableTextOf, MarksThatTurnTheDirectionOfTextShowsThem) {
+    EXPECT_EQ("\\xd8\\x9c", PrintableText("\u061C"));
+    EXPECT_EQ("a\\xe2\\x80\\xae!", PrintableText("a\u202E!"));
+    for (const char* mark : {"\u200E", "\u200F", "\u202A", "\u202B", "\u202C", "\u202D", "\u202E",
+                             "\u2066", "\u2067", "\u2068", "\u2069"}) {
+        EXPECT_EQ(12u, PrintableText(mark).size()) << mark << " stands as it is";
+    }
+}
+
+TEST(PrintableTextOf, NeighboursOfThoseMarksIsThatText) {
+    for (const char* text :
+         {"\u061B", "\u061D", "\u200D", "\u2010", "\u2029", "\u202F", "\u2065", "\u206A"}) {
+        EXPECT_EQ(text, PrintableText(text));
+    }
+}
+
 TEST(PrintableTextOf, BytesThatAreNoUtf8ShowsThem) {
     EXPECT_EQ("\\xff\\xfe", PrintableText("\xff\xfe"));
     EXPECT_EQ(

@@ -62,6 +62,11 @@ class TheConsole(AppTest):
         self.daemon.type("list")
         self.assertEqual(self.daemon.out.wait_for("evil"), "  \\x1b[2J\\x07\tevil")
 
+    def test_lists_marks_that_turn_the_direction_of_text_as_text(self):
+        self.ui.call(items.ADD_ITEM_AT_END, items.item("a\u202eb", "evil"))
+        self.daemon.type("list")
+        self.assertEqual(self.daemon.out.wait_for("evil"), "  a\\xe2\\x80\\xaeb\tevil")
+
     def test_answers_an_unknown_command_in_one_line(self):
         self.daemon.type("frob\x1b maps")
         self.assertIn("unknown command frob\\x1b; known: select, click, add, remove, list, quit",
