@@ -3,6 +3,7 @@
 
 add_executable(app_tests
     apps/applistd/ApplicationList_test.cpp
+    apps/applistd/Successor_test.cpp
     apps/common/ItemLines_test.cpp
     apps/common/ReadText_test.cpp)
 target_link_libraries(app_tests PRIVATE applistd_parts test_options GTest::gmock GTest::gtest_main)

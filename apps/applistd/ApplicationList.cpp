@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <utility>
+
+#include "apps/applistd/Successor.h"
 
 namespace applist::daemon {
 
@@ -204,10 +207,8 @@ void ApplicationList::SelectSuccessor(const std::vector<AppListItem*>& before) {
         m_selection = renamed->get();
         return;
     }
-    const auto next =
-        std::find_if(std::find(before.begin(), before.end(), m_selection), before.end(),
-                     [&](AppListItem* item) { return Holds(m_items, item); });
-    if (next == before.end()) return SelectPlace(m_items.size());
+    const std::optional<AppListItem*> next = SuccessorOf(m_selection, before, m_items);
+    if (!next) return SelectPlace(m_items.size());
     m_selection = *next;
 }
 

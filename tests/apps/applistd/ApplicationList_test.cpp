@@ -119,6 +119,16 @@ TEST_F(AnEmptyApplicationList, LeavesNullPointersOut) {
     EXPECT_THAT(Ids(list), ElementsAre("x"));
 }
 
+TEST_F(AnEmptyApplicationList, SelectsTheOneItemOf20000ThatStays) {
+    std::vector<RemoteAppListItem> many;
+    for (int n = 0; n < 20000; ++n) many.push_back(Item(std::to_string(n)));
+    list.SetOwnItems(many);
+
+    list.SetOwnItems({many.back()});
+
+    EXPECT_EQ("19999", SelectedId(list));
+}
+
 // Own items a, b and c, then the caller's x and y.
 class AnApplicationListOfFive : public testing::Test {
 protected:
