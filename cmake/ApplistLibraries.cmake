@@ -54,14 +54,14 @@ applist_add_library(applist_remote_core
     remote/RemoteSession.cpp)
 target_link_libraries(applist_remote_core PUBLIC applist_common)
 
-if(APPLIST_OPEN_LOG OR APPLIST_OPEN_TRANSPORT)
+if(APPLIST_OPEN_TRANSPORT)
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(APPLIST_SYSTEMD REQUIRED IMPORTED_TARGET libsystemd>=252)
 endif()
 
 if(APPLIST_OPEN_LOG)
-    applist_add_library(applist_log platform/LinuxLog.cpp)
-    target_link_libraries(applist_log PUBLIC applist_common PRIVATE PkgConfig::APPLIST_SYSTEMD)
+    applist_add_library(applist_log platform/LinuxLog.cpp platform/WithoutWaiting.cpp)
+    target_link_libraries(applist_log PUBLIC applist_common)
     add_library(applist::log ALIAS applist_log)
 endif()
 

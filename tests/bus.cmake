@@ -50,6 +50,7 @@ if(APPLIST_OPEN_LOG)
     add_executable(log_tests
         common/PrintableText_test.cpp
         platform/LinuxLog_test.cpp
+        platform/LinuxLogStall_test.cpp
         support/JournalStandIn.cpp
         support/TestFd.cpp)
     target_compile_definitions(log_tests PRIVATE LOG_WRITER="$<TARGET_FILE:log_writer>")

@@ -1,17 +1,14 @@
-// A log line must never bring its writer down: nothing is thrown from here, and a line that cannot
-// be written is lost.
+// A log line must never bring its writer down, nor stop it: nothing is thrown from here, nothing
+// waits for a reader, and a line that cannot be written is lost and counted.
 
 #include "platform/LinuxLog.h"
 
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/uio.h>
+#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
-
-// The fields say where the caller is, not where this file is.
-#define SD_JOURNAL_SUPPRESS_LOCATION
-#include <systemd/sd-journal.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -25,6 +22,7 @@
 #include "common/AppListLog.h"
 #include "common/PrintableText.h"
 #include "platform/PlatformLog.h"
+#include "platform/WithoutWaiting.h"
 
 namespace applist {
 namespace {
@@ -33,6 +31,16 @@ namespace {
 constexpr std::size_t kMaxLine = 4096;
 
 int minimumPriority = logging::kInfo;
+
+// Lines that could not be written since one could.
+std::size_t lostLines = 0;
+
+// The end of a line of which stderr took the beginning. Nothing else is written before it. Never
+// destroyed: what is destroyed later may log.
+std::string& Unfinished() {
+    static std::string& end = *new std::string;
+    return end;
+}
 
 struct Place {
     const char* file;
@@ -70,27 +78,26 @@ std::string FormatLine(const char* format, va_list arguments) {
     return PrintableText(text);
 }
 
+// In the journal's native protocol, by hand: the library's functions wait while the journal does
+// not read. No value holds a line feed, which would end it.
 int WriteToJournal(int priority, const char* tag, const Place& place, const std::string& line) {
-    const std::string fields[] = {
-        "MESSAGE=" + line,
-        "PRIORITY=" + std::to_string(SyslogPriorityOf(priority)),
-        "SYSLOG_IDENTIFIER=" + std::string(tag),
-        "CODE_FILE=" + std::string(place.file),
-        "CODE_LINE=" + std::to_string(place.line),
-        "CODE_FUNC=" + std::string(place.function),
-    };
-    std::vector<struct iovec> parts;
-    for (const std::string& field : fields) {
-        parts.push_back({const_cast<char*>(field.data()), field.size()});
-    }
-    const int sent = sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));
-    return sent < 0 ? sent : static_cast<int>(line.size());
+    static int journal = -1;
+    if (journal < 0) journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const struct sockaddr_un address = {AF_UNIX, "/run/systemd/journal/socket"};
+    const std::string fields =
+        "MESSAGE=" + line + "\nPRIORITY=" + std::to_string(SyslogPriorityOf(priority)) +
+        "\nSYSLOG_IDENTIFIER=" + PrintableText(tag) + "\nCODE_FILE=" + place.file +
+        "\nCODE_LINE=" + std::to_string(place.line) + "\nCODE_FUNC=" + place.function + "\n";
+    const ssize_t sent =
+        sendto(journal, fields.data(), fields.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+               reinterpret_cast<const struct sockaddr*>(&address), sizeof(address));
+    return sent < 0 ? -errno : static_cast<int>(line.size());
 }
 
 // When the reader of stderr has left, the kernel sends the writer a SIGPIPE, which ends a program
 // that did not think of it. That one is taken back; whatever else the program does about SIGPIPE
 // stays as it is.
-int WriteWithoutSigpipe(const std::string& text) {
+ssize_t WriteWithoutSigpipe(const std::string& text) {
     const struct timespec now = {0, 0};
     sigset_t sigpipe;
     sigset_t before;
@@ -99,8 +106,7 @@ int WriteWithoutSigpipe(const std::string& text) {
     sigaddset(&sigpipe, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
     sigpending(&pending);
-    const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
-    const int result = written < 0 ? -errno : static_cast<int>(written);
+    const ssize_t result = WriteWithoutWaiting(STDERR_FILENO, text);
     if (result == -EPIPE && sigismember(&pending, SIGPIPE) == 0) {
         sigtimedwait(&sigpipe, nullptr, &now);
     }
@@ -108,9 +114,44 @@ int WriteWithoutSigpipe(const std::string& text) {
     return result;
 }
 
+int FinishLine() {
+    std::string& unfinished = Unfinished();
+    if (unfinished.empty()) return 0;
+    const ssize_t written = WriteWithoutSigpipe(unfinished);
+    if (written < 0) return static_cast<int>(written);
+    unfinished.erase(0, static_cast<std::size_t>(written));
+    return unfinished.empty() ? 0 : -EAGAIN;
+}
+
 // One write, so that lines of several programs on one terminal do not mix.
 int WriteToStderr(int priority, const char* tag, const std::string& line) {
-    return WriteWithoutSigpipe(std::string(tag) + "[" + NameOf(priority) + "]: " + line + "\n");
+    const int finished = FinishLine();
+    if (finished < 0) return finished;
+    std::string text = std::string(tag) + "[" + NameOf(priority) + "]: " + line + "\n";
+    const std::size_t length = text.size();
+    const ssize_t written = WriteWithoutSigpipe(text);
+    if (written < 0) return static_cast<int>(written);
+    text.erase(0, static_cast<std::size_t>(written));
+    Unfinished().swap(text);
+    return static_cast<int>(length);
+}
+
+int WriteLine(int priority, const char* tag, const Place& place, const std::string& line) {
+    static const bool toJournal = StderrIsTheJournal();
+    return toJournal ? WriteToJournal(priority, tag, place, line)
+                     : WriteToStderr(priority, tag, line);
+}
+
+// In front of the first line that can be written again, where the others would stand.
+int TellLosses() {
+    if (lostLines == 0) return 0;
+    const std::string text =
+        lostLines == 1 ? "1 line was lost: it could not be written"
+                       : std::to_string(lostLines) + " lines were lost: they could not be written";
+    const int result =
+        WriteLine(logging::kError, "applist", {"LinuxLog.cpp", __func__, __LINE__}, text);
+    if (result >= 0) lostLines = 0;
+    return result;
 }
 
 // The common prefix of a line carries where it comes from. A line without it comes from here.
@@ -124,19 +165,19 @@ Place PlaceOf(const char* format, va_list arguments) {
 }
 
 int Print(int priority, const char* tag, const char* format, va_list arguments) {
-    static const bool toJournal = StderrIsTheJournal();
     va_list again;
     va_copy(again, arguments);
     int result;
     try {
         const Place place = PlaceOf(format, again);
         const std::string line = FormatLine(format, arguments);
-        result = toJournal ? WriteToJournal(priority, tag, place, line)
-                           : WriteToStderr(priority, tag, line);
+        result = TellLosses();
+        if (result >= 0) result = WriteLine(priority, tag, place, line);
     } catch (...) {
         result = -ENOMEM;
     }
     va_end(again);
+    if (result < 0) ++lostLines;
     return result;
 }
 

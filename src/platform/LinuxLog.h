@@ -1,5 +1,7 @@
 // The open log's one setting. Its lines go to the journal, with their fields, when stderr is the
-// journal, and to stderr otherwise, with control bytes made visible.
+// journal, and to stderr otherwise, with control bytes made visible. A reader that does not read
+// never stops the program: lines are lost then, and how many is said in front of the next one that
+// can be written.
 //
 // Threads: the main loop's.
 

@@ -93,7 +93,7 @@ protected:
             dup2(out.Get(), STDOUT_FILENO);
             dup2(errors.Get(), STDERR_FILENO);
             execl(LOG_WRITER, LOG_WRITER, std::to_string(m_minimum).c_str(),
-                  std::to_string(priority).c_str(), kind, nullptr);
+                  std::to_string(priority).c_str(), kind, std::to_string(m_times).c_str(), nullptr);
             _exit(127);
         }
         Written written = {"", "", 0, ""};
@@ -113,6 +113,7 @@ protected:
 
     Stderr m_stderr = Stderr::File;
     int m_minimum = 0;  // as it is without a call
+    int m_times = 1;    // that the line is written
     std::map<std::string, std::string> m_environment;
 };
 
@@ -151,6 +152,10 @@ TEST_F(TheLinuxLog, LeavesOutWhatIsBelowTheMinimum) {
 TEST_F(TheLinuxLog, ShowsControlBytesInsteadOfSendingThemToATerminal) {
     EXPECT_EQ("\\x1b[2J\\x07a\\x0ab\\x9b \xc3\xbc",
               MessageOf(Write("\x1b[2J\aa\nb\x9b \xc3\xbc").errors));
+}
+
+TEST_F(TheLinuxLog, ShowsMarksThatTurnTheDirectionOfText) {
+    EXPECT_EQ("a\\xe2\\x80\\xae!", MessageOf(Write("a\u202E!").errors));
 }
 
 TEST_F(TheLinuxLog, WritesALineThatJustFits) {
@@ -223,6 +228,18 @@ TEST_F(TheLinuxLog, TakesALineWithoutAPlaceToTheJournalAsWell) {
 
     EXPECT_EQ("hello", fields["MESSAGE"]);
     EXPECT_EQ("another", fields["SYSLOG_IDENTIFIER"]);
+}
+
+// A journal takes some hundred lines that it has not read.
+TEST_F(TheLinuxLog, DoesNotWaitForAJournalThatDoesNotRead) {
+    m_stderr = Stderr::Journal;
+    m_times = 10000;
+
+    const Written written = Write("hello");
+
+    EXPECT_EQ(0, written.status) << "the writer was ended by signal " << WTERMSIG(written.status);
+    EXPECT_EQ("-" + std::to_string(EAGAIN), written.result);
+    EXPECT_EQ("hello", MessageOf(FieldsOf(written.journal)["MESSAGE"] + "\n"));
 }
 
 TEST_F(TheLinuxLog, SendsNothingBelowTheMinimumToTheJournal) {

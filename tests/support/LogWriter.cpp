@@ -1,8 +1,8 @@
 // A program that writes one line to the platform's log, for tests that look at what arrives.
 //
-//     log_writer MINIMUM PRIORITY prefixed|plain
+//     log_writer MINIMUM PRIORITY prefixed|plain TIMES
 //
-// The message is what stands on stdin. Says on stdout what the log returned.
+// The message is what stands on stdin. Says on stdout what the log returned, the last time.
 
 #include <cstdio>
 #include <cstdlib>
@@ -22,8 +22,11 @@ int main(int, char** arguments) {
     const std::string message{std::istreambuf_iterator<char>(std::cin), {}};
 
     if (minimum != 0) SetMinimumLogPriority(minimum);
-    const int result = prefixed ? APPLIST_LOG(priority, "%s", message.c_str())
-                                : PlatformLogPrint(0, priority, "another", "%s\n", message.c_str());
+    int result = 0;
+    for (int left = std::atoi(arguments[4]); left > 0; --left) {
+        result = prefixed ? APPLIST_LOG(priority, "%s", message.c_str())
+                          : PlatformLogPrint(0, priority, "another", "%s\n", message.c_str());
+    }
     std::printf("%d", result);
     return 0;
 }
