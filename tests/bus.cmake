@@ -24,6 +24,7 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/EndpointStall_test.cpp
         platform/EndpointStart_test.cpp
         platform/EndpointUnderAttack_test.cpp
+        bus/BusRetry_test.cpp
         bus/Outbox_test.cpp
         platform/ServiceOnABus_test.cpp
         support/BusClient.cpp

@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 TransportError CannotReach(const BusLocation& location, int error) {
     return TransportError("cannot reach " + location.description + ": " + std::strerror(-error) +
-                          "; check that the bus runs, or choose another one");
+                          "; " + location.advice);
 }
 
 // Starts a connection as a client of the bus at `location`; it may not be usable yet.
@@ -79,8 +79,9 @@ BusLink::BusLink(std::function<void()> setUp, std::function<void()> lost,
       m_lost(std::move(lost)),
       m_location(SelectedBus()),
       m_event(DefaultLoop()),
-      m_lastRetry(lastRetry),
-      m_retryDelay(transport_limits::kFirstRetry) {}
+      m_policy(m_location.retry.value_or(BusRetry{transport_limits::kFirstRetry, lastRetry,
+                                                  /* attempt */ transport_limits::kLastRetry})),
+      m_retryDelay(m_policy.first) {}
 
 void BusLink::Open() {
     m_bus = OpenBus(m_location);
@@ -102,7 +103,7 @@ void BusLink::Start() {
 void BusLink::Settled() {
     if (!m_retry) return;
     m_retry.reset();
-    m_retryDelay = transport_limits::kFirstRetry;
+    m_retryDelay = m_policy.first;
     APPLIST_LOG(kInfo, "back on %s", m_location.description.c_str());
 }
 
@@ -142,8 +143,11 @@ void BusLink::ScheduleRetry(std::chrono::microseconds delay) {
 
 int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
     BusLink* const link = static_cast<BusLink*>(userdata);
-    if (link->m_isSetUp) {  // of no use: the next attempt follows at once
-        link->ScheduleRetry(std::chrono::microseconds(0));
+    if (link->m_isSetUp) {  // of no use, or it took too long
+        // Now, not with the next attempt: an ssh still asks for a password.
+        sd_bus_close(link->m_bus.get());
+        const std::chrono::microseconds left = link->m_retryDelay - link->m_policy.attempt;
+        link->ScheduleRetry(std::max(left, std::chrono::microseconds(0)));
         link->Leave();
         return 0;
     }
@@ -158,14 +162,14 @@ int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
     return 0;
 }
 
-// Nothing here waits: the connection comes up in the loop. An attempt that is not settled after
-// kLastRetry gives way to the next.
+// Nothing here waits: the connection comes up in the loop. An attempt that is not settled in its
+// time gives way to the next.
 void BusLink::TryAgain() {
-    m_retryDelay = std::min(m_retryDelay * 2, m_lastRetry);
+    m_retryDelay = m_policy.After(m_retryDelay);
     m_disconnected.reset();
     m_bus.reset();
     m_bus = OpenBus(m_location);
-    ScheduleRetry(transport_limits::kLastRetry);
+    ScheduleRetry(m_policy.attempt);
     Start();
 }
 

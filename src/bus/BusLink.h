@@ -21,8 +21,8 @@ public:
     // `setUp` makes a fresh connection useful, and puts it on the loop; it may throw. `lost` undoes
     // that: it is called once for each connection that had been set up, when it has died or is
     // given up, possibly from inside its dispatching. The link may be destroyed from inside it.
-    // A bus that went away is looked for again `lastRetry` after an attempt has ended, at the
-    // latest.
+    // A bus that went away is looked for again as its location says, or else, at the latest,
+    // `lastRetry` after an attempt has ended.
     BusLink(std::function<void()> setUp, std::function<void()> lost,
             std::chrono::microseconds lastRetry = transport_limits::kLastRetry);
     BusLink(const BusLink&) = delete;
@@ -39,7 +39,7 @@ public:
     const BusLocation& Location() const { return m_location; }
 
     // Says that a connection which came back serves its purpose. Until then it is given up after
-    // transport_limits::kLastRetry.
+    // the time of one attempt.
     void Settled();
 
     // Says that this connection is of no use; another is tried later.
@@ -65,7 +65,7 @@ private:
     UniqueBus m_bus;
     UniqueSlot m_disconnected;
     UniqueSource m_retry;
-    const std::chrono::microseconds m_lastRetry;
+    const BusRetry m_policy;
     std::chrono::microseconds m_retryDelay;
     bool m_isSetUp = false;
 };

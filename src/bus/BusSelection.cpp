@@ -13,7 +13,8 @@ namespace {
 
 struct Choice {
     BusKind kind = BusKind::Automatic;
-    std::string address;  // not empty: this one, whatever `kind` says
+    std::string address;                  // not empty: this one, whatever `kind` says
+    std::optional<BusLocation> location;  // set: this one, whatever the others say
     std::chrono::microseconds timeout = transport_limits::kStartTimeout;
 };
 
@@ -80,11 +81,16 @@ BusLocation Chosen(const Choice& choice) {
 void SelectBus(BusKind kind) {
     TheChoice().kind = kind;
     TheChoice().address.clear();
+    TheChoice().location.reset();
 }
 
 void SelectBusAddress(const std::string& address) {
-    TheChoice().kind = BusKind::Automatic;
+    SelectBus(BusKind::Automatic);
     TheChoice().address = address;
+}
+
+void SelectBus(const BusLocation& location) {
+    TheChoice().location = location;
 }
 
 std::string BusAddressValue(const std::string& bytes) {
@@ -108,6 +114,7 @@ void SetBusTimeout(std::chrono::microseconds timeout) {
 }
 
 BusLocation SelectedBus() {
+    if (TheChoice().location) return *TheChoice().location;
     BusLocation location = Chosen(TheChoice());
     location.timeout = TheChoice().timeout;
     return location;

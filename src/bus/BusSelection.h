@@ -4,7 +4,9 @@
 
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <optional>
 #include <string>
 
 #include "bus/TransportLimits.h"
@@ -19,6 +21,27 @@ enum class BusKind {
     System,
 };
 
+// When a bus that went away is looked for again.
+struct BusRetry {
+    std::chrono::microseconds first;    // after the loss
+    std::chrono::microseconds last;     // after an attempt, at most
+    std::chrono::microseconds attempt;  // how long one may take before it gives way to the next
+
+    // How long to wait after an attempt that followed a wait of `delay`.
+    std::chrono::microseconds After(std::chrono::microseconds delay) const {
+        return std::min(delay * 2, last);
+    }
+};
+
+struct BusLocation {
+    std::string description;  // for people: "the session bus at unix:path=…"
+    std::string address;
+    std::chrono::microseconds timeout = transport_limits::kStartTimeout;
+    // What a person can do when it cannot be reached.
+    std::string advice = "check that the bus runs, or choose another one";
+    std::optional<BusRetry> retry = std::nullopt;  // without one, each endpoint has its own
+};
+
 // Endpoints built from now on come up on this bus. Without a call: BusKind::Automatic.
 void SelectBus(BusKind kind);
 
@@ -26,18 +49,15 @@ void SelectBus(BusKind kind);
 // ("unix:path=/run/user/1000/bus").
 void SelectBusAddress(const std::string& address);
 
+// The same for a bus of which more is known. Its own timeout holds, whatever SetBusTimeout says.
+void SelectBus(const BusLocation& location);
+
 // `bytes`, a path perhaps, as a value within an address, where some characters have a meaning.
 std::string BusAddressValue(const std::string& bytes);
 
 // While an endpoint is built, its bus may take this long to answer, 5 s without a call. A bus that
 // is reached by asking a person for a password needs more; the bus library gives it 90 s at most.
 void SetBusTimeout(std::chrono::microseconds timeout);
-
-struct BusLocation {
-    std::string description;  // for people: "the session bus at unix:path=…"
-    std::string address;
-    std::chrono::microseconds timeout = transport_limits::kStartTimeout;
-};
 
 // Returns where an endpoint built now would come up. Looks at the choice above and at the
 // environment (DBUS_STARTER_ADDRESS, DBUS_STARTER_BUS_TYPE, DBUS_SESSION_BUS_ADDRESS,
