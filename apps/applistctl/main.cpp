@@ -47,8 +47,8 @@ void FillStreams() {
 void ChooseBus(const Options& options) {
     SetBusTimeout(options.busTimeout);
     if (!options.host.empty()) {
-        SelectBusAddress(RemoteBusAddress(
-            options.host, options.session ? RemoteBus::Session : RemoteBus::System));
+        SelectBus(BusOf(options.host, options.session ? RemoteBus::Session : RemoteBus::System,
+                        options.busTimeout));
     } else if (!options.address.empty()) {
         SelectBusAddress(options.address);
     } else if (options.session) {
@@ -56,23 +56,6 @@ void ChooseBus(const Options& options) {
     } else if (options.system) {
         SelectBus(BusKind::System);
     }
-}
-
-void Replace(std::string& text, const std::string& what, const std::string& by) {
-    const std::size_t at = text.find(what);
-    if (at != std::string::npos) text.replace(at, what.size(), by);
-}
-
-// A person knows the machine by its name, not by the command that leads there.
-std::string TextOf(const std::exception& error, const Options& options) {
-    std::string text = error.what();
-    if (options.host.empty()) return text;
-    const std::string user = options.session ? " --user" : "";
-    Replace(text, SelectedBus().description, "the bus of " + options.host);
-    Replace(text, "check that the bus runs, or choose another one",
-            "check ssh " + options.host + " systemd-stdio-bridge" + user +
-                ", or allow more time with --timeout");
-    return text;
 }
 
 ExitStatus StatusOf(RemoteError::Cause cause) {
@@ -85,6 +68,7 @@ ExitStatus StatusOf(RemoteError::Cause cause) {
     }
 }
 
+// What this tool adds to what the library says to do.
 std::string HintFor(const RemoteError& error, const Options& options) {
     switch (error.GetCause()) {
         case RemoteError::Cause::NoService:
@@ -103,22 +87,15 @@ int Run(const Options& options) {
         RunCommand(options, Output(options));
         return kDone;
     } catch (const RemoteError& error) {
-        Note(TextOf(error, options) + HintFor(error, options));
+        Note(error.what() + HintFor(error, options));
         return StatusOf(error.GetCause());
     } catch (const TransportError& error) {
-        Note(TextOf(error, options));
+        Note(error.what());
         return kNoService;
     }
 }
 
-}  // namespace
-
-}  // namespace applist::ctl
-
-using namespace applist;
-using namespace applist::ctl;
-
-int main(int argc, char** argv) {
+int Main(int argc, char** argv) {
     FillStreams();
     UseUtf8Locale();
     SetUpSignals();
@@ -135,4 +112,12 @@ int main(int argc, char** argv) {
         Note(error.what());
         return kNotDone;
     }
+}
+
+}  // namespace
+
+}  // namespace applist::ctl
+
+int main(int argc, char** argv) {
+    return applist::ctl::Main(argc, argv);
 }

@@ -2,18 +2,23 @@
 runs the bridge here, so that everything but the network is real."""
 
 import os
+import select
+import signal
 import subprocess
 import tempfile
+import time
 import unittest
 
 from support.processes import DEADLINE
-from tool import MAPS, MUSIC, TWO_ITEMS, ToolTest
+from tool import MAPS, MUSIC, TWO_ITEMS, ToolTest, Watch
 
 SSH = """#!/bin/sh
 printf '%s\\n' "$@" > "$SSH_CALLED"
+[ -n "$SSH_LINK" ] && { . "$SSH_LINK"; echo "$$ $(date +%s.%N)" >> "$SSH_STARTS"; }
 [ -n "$SSH_FAILS" ] && { echo 'ssh: no route' >&2; exit 255; }
 [ -n "$SSH_ASKS" ] && read -r password < "$SSH_ASKS"
 shift 3
+[ -n "$SSH_LINK" ] && exec "$@" --bus-path="$SSH_BUS"
 # Through pipes, which a server gives its commands: no descriptor passes. cat wants to wait,
 # and complains of a tool that has just left.
 /usr/bin/python3 -c 'import os; os.set_blocking(0, True)'
@@ -21,7 +26,9 @@ cat 2> /dev/null | "$@" --bus-path="$SSH_BUS" | cat
 """
 
 
-class AnotherMachine(ToolTest):
+class HostTest(ToolTest):
+    """Another machine, whose bus is the test's."""
+
     def setUp(self):
         super().setUp()
         folder = tempfile.TemporaryDirectory(prefix="applistctl-ssh-")
@@ -34,9 +41,11 @@ class AnotherMachine(ToolTest):
         self.password = os.path.join(folder.name, "password")
         self.variables = {"PATH": folder.name + os.pathsep + os.environ["PATH"],
                           "SSH_CALLED": self.called, "SSH_BUS": self.bus.address, "SSH_FAILS": "",
-                          "SSH_ASKS": "",
+                          "SSH_ASKS": "", "SSH_LINK": "",
                           "DBUS_SESSION_BUS_ADDRESS": ""}
 
+
+class AnotherMachine(HostTest):
     def words_of_ssh(self):
         with open(self.called, encoding="utf-8") as called:
             return called.read().splitlines()
@@ -119,6 +128,68 @@ class AnotherMachine(ToolTest):
         self.daemon.stop()
         complaint = self.complaint_of(3, "--host=me@device", "list", **self.variables)
         self.assertIn("nobody owns org.tessel.Local.Applist on the bus of me@device;", complaint)
+
+
+class ALostLink(HostTest):
+    """A watch whose ssh has ended. What the next ones do is written into a file."""
+
+    def setUp(self):
+        super().setUp()
+        folder = os.path.dirname(self.called)
+        self.link = os.path.join(folder, "link")
+        self.starts = os.path.join(folder, "starts")
+        self.make_link()
+        os.mkfifo(self.starts)
+        # Open for both, so that neither side waits for the other.
+        self.attempts = open(os.open(self.starts, os.O_RDWR), encoding="utf-8", buffering=1)
+        self.addCleanup(self.attempts.close)
+        self.variables.update(SSH_LINK=self.link, SSH_STARTS=self.starts)
+
+    def make_link(self, text=""):
+        with open(self.link + ".new", "w", encoding="utf-8") as new:
+            new.write(text)
+        os.rename(self.link + ".new", self.link)
+
+    def next_attempt(self):
+        """The process and the time of the next ssh."""
+        ready, _, _ = select.select([self.attempts], [], [], DEADLINE)
+        self.assertTrue(ready, f"no ssh within {DEADLINE} s")
+        process, started = self.attempts.readline().split()
+        return int(process), float(started)
+
+    def lose(self, then):
+        """The watch, and when its link went. The next ssh does what `then` says."""
+        watch = Watch(self.popen("--host=me@device", "watch", stdout=subprocess.PIPE,
+                                 **self.variables), "watching")
+        ssh, _ = self.next_attempt()
+        self.make_link(then)
+        lost = time.time()
+        os.kill(ssh, signal.SIGKILL)
+        watch.out.wait_for("lost")
+        return watch, lost
+
+    def test_is_looked_for_after_one_second_and_after_two_more(self):
+        watch, lost = self.lose("SSH_FAILS=1\n")
+        _, first = self.next_attempt()
+        _, second = self.next_attempt()
+        self.assertGreater(first - lost, 0.99)
+        self.assertGreater(second - first, 1.99)
+        self.make_link()
+        watch.out.wait_for("back")
+        self.assertEqual(watch.interrupt(), 130)
+
+    def test_leaves_a_person_the_time_to_log_in_again(self):
+        os.mkfifo(self.password)
+        watch, _ = self.lose(f"SSH_ASKS={self.password}\n")
+        ssh, _ = self.next_attempt()
+        prompt = os.pidfd_open(ssh)
+        self.addCleanup(os.close, prompt)
+        ended, _, _ = select.select([prompt], [], [], 11)
+        self.assertFalse(ended, "ssh was ended while it asked for a password")
+        with open(self.password, "w", encoding="utf-8") as typed:
+            typed.write("secret\n")
+        watch.out.wait_for("back")
+        self.assertEqual(watch.interrupt(), 130)
 
 
 if __name__ == "__main__":
