@@ -78,14 +78,7 @@ void Serve(const Options& options) {
     sd_notify(0, "STOPPING=1");
 }
 
-}  // namespace
-
-}  // namespace applist::daemon
-
-using namespace applist;
-using namespace applist::daemon;
-
-int main(int argc, char** argv) {
+int Main(int argc, char** argv) {
     // For the names and their order, which depend on the user's language.
     std::setlocale(LC_ALL, "");
     // Whoever reads the log or the console's output may leave; the service goes on.
@@ -102,4 +95,12 @@ int main(int argc, char** argv) {
     } catch (const std::exception& error) {
         return Complain(error, kExitFailed);
     }
+}
+
+}  // namespace
+
+}  // namespace applist::daemon
+
+int main(int argc, char** argv) {
+    return applist::daemon::Main(argc, argv);
 }
