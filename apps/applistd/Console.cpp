@@ -5,13 +5,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <iostream>
 #include <stdexcept>
 #include <utility>
 
 #include "applist/ApplistItemComparator.h"
+#include "apps/applistd/Complain.h"
 #include "common/Guarded.h"
 #include "common/PrintableText.h"
+#include "platform/WithoutWaiting.h"
 
 namespace applist::daemon {
 
@@ -50,51 +51,74 @@ const Console::Command Console::kCommands[] = {
 };
 
 Console::Console(ApplicationList& list, std::function<void()> quit)
-    : m_list(list),
-      m_quit(std::move(quit)),
-      m_watch(g_unix_fd_add(STDIN_FILENO, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR),
-                            &OnInput, this)) {}
+    : m_list(list), m_quit(std::move(quit)) {
+    Watch();
+}
 
 Console::~Console() {
     if (m_watch != 0) g_source_remove(m_watch);
 }
 
-gboolean Console::OnInput(gint descriptor, GIOCondition, gpointer self) {
+void Console::Watch() {
+    const int ready = m_output.empty() ? G_IO_IN | G_IO_HUP | G_IO_ERR : G_IO_OUT;
+    m_watch = g_unix_fd_add(m_output.empty() ? STDIN_FILENO : STDOUT_FILENO,
+                            static_cast<GIOCondition>(ready), &OnReady, this);
+}
+
+gboolean Console::OnReady(gint, GIOCondition, gpointer self) {
     auto* const console = static_cast<Console*>(self);
-    bool more = true;
-    Guarded("reading a command", [&] { more = console->ReadInput(descriptor); });
-    if (more) return G_SOURCE_CONTINUE;
     console->m_watch = 0;
-    Guarded("ending", [&] { console->m_quit(); });
+    bool more = true;
+    Guarded("reading a command", [&] { more = console->Proceed(); });
+    if (more) {
+        console->Watch();
+    } else {
+        Guarded("ending", [&] { console->m_quit(); });
+    }
     return G_SOURCE_REMOVE;
 }
 
-bool Console::ReadInput(int descriptor) {
-    char bytes[4096];
-    const ssize_t length = read(descriptor, bytes, sizeof bytes);
-    if (length < 0 && (errno == EINTR || errno == EAGAIN)) return true;
-    if (length > 0) {
-        m_input.append(bytes, static_cast<std::size_t>(length));
-    } else if (!m_input.empty()) {
-        m_input += '\n';
+bool Console::Proceed() {
+    if (m_output.empty()) {
+        ReadInput();
+    } else {
+        WriteOutput();
     }
     ExecuteCompleteLines();
-    return length > 0 && !m_done;
+    return !m_done && !(m_hasEnded && m_output.empty());
+}
+
+void Console::ReadInput() {
+    char bytes[4096];
+    const ssize_t length = read(STDIN_FILENO, bytes, sizeof bytes);
+    if (length < 0 && (errno == EINTR || errno == EAGAIN)) return;
+    if (length > 0) {
+        m_input.append(bytes, static_cast<std::size_t>(length));
+        return;
+    }
+    m_hasEnded = true;
+    if (!m_input.empty()) m_input += '\n';
+}
+
+// A reader that has left takes nothing more, and need not.
+void Console::WriteOutput() {
+    const ssize_t written = WriteWithoutWaiting(STDOUT_FILENO, m_output);
+    if (written == -EAGAIN) return;
+    m_output.erase(0, written < 0 ? m_output.size() : static_cast<std::size_t>(written));
 }
 
 void Console::ExecuteCompleteLines() {
     std::size_t end = m_input.find('\n');
-    for (; end != std::string::npos && !m_done; end = m_input.find('\n')) {
+    for (; end != std::string::npos && !m_done && m_output.empty(); end = m_input.find('\n')) {
         const std::string line = m_input.substr(0, end);
         m_input.erase(0, end + 1);
         if (!m_tooLong) Execute(line);
         m_tooLong = false;
     }
-    if (m_input.size() <= kLongestLine) return;
+    if (end != std::string::npos || m_input.size() <= kLongestLine) return;
     m_input.clear();
     if (!m_tooLong) {
-        std::cerr << "applistd: a command of more than " << kLongestLine << " bytes; left out"
-                  << std::endl;
+        Complain("a command of more than " + std::to_string(kLongestLine) + " bytes; left out");
     }
     m_tooLong = true;
 }
@@ -115,7 +139,7 @@ void Console::Execute(const std::string& line) {
         (this->*command->run)(words);
         DropRemoved();
     } catch (const std::invalid_argument& error) {
-        std::cerr << "applistd: " << PrintableText(error.what()) << std::endl;
+        Complain(error.what());
     }
 }
 
@@ -139,10 +163,11 @@ void Console::Remove(const Words& words) {
 void Console::List(const Words&) {
     const AppListItem* const selection = m_list.GetSelection();
     for (AppListItem* item : m_list.GetAllItems()) {
-        std::cout << (item == selection ? "* " : "  ") << PrintableText(item->GetVisibleName())
-                  << '\t' << PrintableText(item->GetUnigueId()) << '\n';
+        m_output += item == selection ? "* " : "  ";
+        m_output += PrintableText(item->GetVisibleName()) + '\t' +
+                    PrintableText(item->GetUnigueId()) + '\n';
     }
-    std::cout << std::flush;
+    WriteOutput();
 }
 
 void Console::Quit(const Words&) {

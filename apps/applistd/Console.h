@@ -5,7 +5,8 @@
 //
 // Words are quoted as in a shell. `list` prints name, TAB and id of every item, the selected one
 // marked by a star; what cannot be printed is shown as \xNN. A command that cannot be carried out
-// is answered by one line on stderr and changes nothing. The end of input is a `quit`.
+// is answered by one line on stderr and changes nothing. The end of input is a `quit`. While nobody
+// reads what `list` has printed, no other command is carried out; the daemon goes on.
 //
 // Threads: the thread of GLib's main loop. Lifetime: the list outlives the console; the items that
 // the console added are the console's, so nobody reads the list after its end.
@@ -37,10 +38,14 @@ private:
     struct Command;
 
     static const Command kCommands[];
-    static gboolean OnInput(gint descriptor, GIOCondition condition, gpointer self);
+    static gboolean OnReady(gint descriptor, GIOCondition condition, gpointer self);
 
-    // Returns whether there may be more to read.
-    bool ReadInput(int descriptor);
+    // Waits for stdout while it takes nothing, for stdin otherwise.
+    void Watch();
+    // Returns whether there is more to wait for.
+    bool Proceed();
+    void ReadInput();
+    void WriteOutput();
     void ExecuteCompleteLines();
     void Execute(const std::string& line);
 
@@ -58,9 +63,11 @@ private:
 
     ApplicationList& m_list;
     std::function<void()> m_quit;
-    guint m_watch;
+    guint m_watch = 0;
     std::string m_input;
-    bool m_tooLong = false;  // what follows, up to the end of the line, is left out as well
+    bool m_hasEnded = false;  // the input; what was read before may still wait
+    std::string m_output;     // not taken by stdout yet
+    bool m_tooLong = false;   // what follows, up to the end of the line, is left out as well
     bool m_done = false;
     std::vector<std::unique_ptr<RemoteAppListItem>> m_added;
 };

@@ -7,7 +7,6 @@
 #include <clocale>
 #include <csignal>
 #include <exception>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +15,7 @@
 
 #include "applist/LocalAppListModel.h"
 #include "apps/applistd/ApplicationList.h"
+#include "apps/applistd/Complain.h"
 #include "apps/applistd/Console.h"
 #include "apps/applistd/InstalledApplications.h"
 #include "apps/applistd/MainLoop.h"
@@ -23,7 +23,6 @@
 #include "apps/common/ItemLines.h"
 #include "bus/BusSelection.h"
 #include "common/AppListLog.h"
-#include "common/PrintableText.h"
 #include "platform/LinuxLog.h"
 
 namespace applist::daemon {
@@ -31,11 +30,6 @@ namespace {
 
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
-
-int Complain(const std::exception& error, int status) {
-    std::cerr << "applistd: " << PrintableText(error.what()) << std::endl;
-    return status;
-}
 
 void ChooseBus(const Options& options) {
     if (!options.address.empty()) {
@@ -91,9 +85,11 @@ int Main(int argc, char** argv) {
         Serve(*options);
         return 0;
     } catch (const UsageError& error) {
-        return Complain(error, kExitUsage);
+        Complain(error.what());
+        return kExitUsage;
     } catch (const std::exception& error) {
-        return Complain(error, kExitFailed);
+        Complain(error.what());
+        return kExitFailed;
     }
 }
 

@@ -1,11 +1,14 @@
 """The commands that --interactive reads."""
 
+import fcntl
 import os
+import select
 import subprocess
 import unittest
 
 from support import items
 from support.case import AppTest
+from support.processes import DEADLINE
 
 
 class TheConsole(AppTest):
@@ -134,6 +137,50 @@ class AConsoleWhoseReaderHasLeft(AppTest):
         daemon.type("select music")
         ui.wait_for_event(items.ITEM_SELECTION)
         self.assertEqual(ui.selected_id(), "music")
+
+
+class AConsoleWhoseReaderDoesNotRead(AppTest):
+    """Its list is far longer than what the pipe holds."""
+
+    def setUp(self):
+        super().setUp()
+        self.reader, writer = os.pipe()
+        self.addCleanup(os.close, self.reader)
+        fcntl.fcntl(writer, fcntl.F_SETPIPE_SZ, 4096)
+        self.lines = [f"Name {n}\tid{n}\n" for n in range(2000)]
+        self.daemon = self.start("--interactive", "--items", self.file("".join(self.lines)),
+                                 stdin=subprocess.PIPE, stdout=writer)
+        os.close(writer)
+        self.ui = self.partner()
+
+    def read_list(self):
+        expected = "".join("  " + line for line in self.lines).replace("  ", "* ", 1)
+        seen = ""
+        while len(seen) < len(expected):
+            ready, _, _ = select.select([self.reader], [], [], DEADLINE)
+            self.assertTrue(ready, f"nothing more within {DEADLINE} s; there was {seen!r}")
+            seen += os.read(self.reader, 65536).decode()
+        self.assertEqual(seen, expected)
+
+    def test_does_not_stop_the_service(self):
+        self.daemon.type("list")
+        ready, _, _ = select.select([self.reader], [], [], DEADLINE)
+        self.assertTrue(ready, "no list")
+        self.ui.select("id7")
+        self.assertEqual(self.ui.selected_id(), "id7")
+
+    def test_gets_all_of_it_later_and_then_carries_out_what_was_typed_meanwhile(self):
+        self.daemon.type("list")
+        self.daemon.type("select id5")
+        self.read_list()
+        self.ui.wait_for_event(items.ITEM_SELECTION)
+        self.assertEqual(self.ui.selected_id(), "id5")
+
+    def test_gets_all_of_it_before_the_daemon_ends_with_its_input(self):
+        self.daemon.type("list")
+        self.daemon.process.stdin.close()
+        self.read_list()
+        self.assertEqual(self.daemon.wait(), 0)
 
 
 if __name__ == "__main__":
