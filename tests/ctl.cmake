@@ -20,3 +20,8 @@ foreach(subject call edits host json pipe status terminal watch)
         PYTHONPATH=${CMAKE_CURRENT_SOURCE_DIR}/apps
         PYTHONDONTWRITEBYTECODE=1)
 endforeach()
+
+add_test(NAME applistctl.links_no_service
+         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/applistctl/linkage_test.sh ${CMAKE_NM}
+                 $<TARGET_FILE:applistctl> $<TARGET_FILE:applistd>)
+set_tests_properties(applistctl.links_no_service PROPERTIES LABELS app TIMEOUT 60)
