@@ -1,6 +1,5 @@
 // A result on stdout, or one line on stderr and a status that a script can test.
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -12,6 +11,7 @@
 #include "apps/applistctl/Failure.h"
 #include "apps/applistctl/Host.h"
 #include "apps/applistctl/TextWidth.h"
+#include "apps/common/ClosedStreams.h"
 #include "apps/common/ReadText.h"
 #include "bus/BusSelection.h"
 #include "common/AppListLog.h"
@@ -33,15 +33,6 @@ void SetUpSignals() {
     // A reader that closes the pipe ends us as it ends any filter, even when whoever started us
     // ignores the signal.
     std::signal(SIGPIPE, SIG_DFL);
-}
-
-// The number of a stream that came closed would go to the next descriptor that is opened, the bus.
-// This one fails as the closed one would.
-void FillStreams() {
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(stream, F_GETFD) >= 0) continue;
-        open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-    }
 }
 
 void ChooseBus(const Options& options) {
@@ -96,7 +87,7 @@ int Run(const Options& options) {
 }
 
 int Main(int argc, char** argv) {
-    FillStreams();
+    FillClosedStreams();
     UseUtf8Locale();
     SetUpSignals();
     try {

@@ -20,6 +20,7 @@
 #include "apps/applistd/InstalledApplications.h"
 #include "apps/applistd/MainLoop.h"
 #include "apps/applistd/Options.h"
+#include "apps/common/ClosedStreams.h"
 #include "apps/common/ItemLines.h"
 #include "bus/BusSelection.h"
 #include "common/AppListLog.h"
@@ -73,6 +74,7 @@ void Serve(const Options& options) {
 }
 
 int Main(int argc, char** argv) {
+    FillClosedStreams();
     // For the names and their order, which depend on the user's language.
     std::setlocale(LC_ALL, "");
     // Whoever reads the log or the console's output may leave; the service goes on.

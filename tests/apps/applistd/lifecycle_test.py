@@ -13,6 +13,15 @@ from support.processes import DEADLINE
 OBSERVATION = 5.0
 
 
+class ADaemonWithoutStreams(AppTest):
+    def test_opens_nothing_in_their_place(self):
+        # What is logged would be written to GLib's eventfd, for one.
+        daemon = self.start("--verbose", environment=self.machine().environment(),
+                            streams_are_closed=True)
+        there = [os.readlink(f"/proc/{daemon.process.pid}/fd/{stream}") for stream in range(3)]
+        self.assertEqual(there, ["/dev/null"] * 3)
+
+
 class ADaemonUnderAServiceManager(AppTest):
     def setUp(self):
         super().setUp()

@@ -87,7 +87,7 @@ class Applistd:
     """applistd on a bus, ready when this object has been built."""
 
     def __init__(self, bus, *arguments, environment=None, stdin=subprocess.DEVNULL,
-                 stdout=subprocess.PIPE):
+                 stdout=subprocess.PIPE, streams_are_closed=False):
         self._folder = tempfile.TemporaryDirectory(prefix="applistd-notify-")
         self._notifications = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         path = os.path.join(self._folder.name, "notify")
@@ -96,7 +96,8 @@ class Applistd:
         variables = dict(os.environ, NOTIFY_SOCKET=path, **(environment or {}))
         self.process = subprocess.Popen(
             [APPLISTD, f"--address={bus.address}", *arguments], env=variables, stdin=stdin,
-            stdout=stdout, stderr=subprocess.PIPE, text=True)
+            stdout=stdout, stderr=subprocess.PIPE, text=True,
+            preexec_fn=(lambda: os.closerange(0, 3)) if streams_are_closed else None)
         self.out = Output(self.process.stdout) if self.process.stdout else None
         self.err = Output(self.process.stderr)
         self._wait_until_ready()
