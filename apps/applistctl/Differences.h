@@ -1,4 +1,4 @@
-// What became of a list, in words. Any thread: plain values.
+// What became of a list, in words.
 
 #pragma once
 

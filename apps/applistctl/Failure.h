@@ -1,4 +1,4 @@
-// How a command ends when it does not end well. Any thread: plain values.
+// How a command ends when it does not end well.
 
 #pragma once
 

@@ -1,4 +1,4 @@
-// Results for programs. Any thread: plain values.
+// Results for programs.
 //
 // Names and ids are bytes, JSON is not: what is not UTF-8 becomes U+FFFD. Nothing here throws over
 // that. Control characters are escaped, those too that JSON itself would let through to a terminal,

@@ -1,4 +1,4 @@
-// The service's list as it was at one moment, to be shown and compared. Any thread: plain values.
+// The service's list as it was at one moment, to be shown and compared.
 
 #pragma once
 

@@ -1,4 +1,4 @@
-// The word that somebody meant. Any thread: plain values.
+// The word that somebody meant.
 
 #pragma once
 

@@ -1,4 +1,4 @@
-// A list for a person's eyes. Any thread: plain values.
+// A list for a person's eyes.
 
 #pragma once
 

@@ -1,5 +1,4 @@
-// How wide a text is on a terminal. Any thread: plain values, and the process's locale, which is a
-// UTF-8 one (UseUtf8Locale).
+// How wide a text is on a terminal, in the process's locale, which is a UTF-8 one (UseUtf8Locale).
 
 #pragma once
 

@@ -1,7 +1,5 @@
 // Writing to a stream that this process shares with others, such as stderr, whose reader may have
 // stopped reading.
-//
-// Threads: any.
 
 #pragma once
 
