@@ -118,6 +118,13 @@ class AnotherMachine(HostTest):
                                "check ssh me@device systemd-stdio-bridge, or allow more time "
                                "with --timeout$")
 
+    def test_may_be_called_like_a_part_of_a_message(self):
+        host = "check that the bus runs, or choose another one"
+        result = self.run_tool(f"--host={host}", "list", **dict(self.variables, SSH_FAILS="1"))
+        said = result.err.splitlines()[-1]
+        self.assertRegex(said, f"^applistctl: cannot reach the bus of {host}: [^;]*; "
+                               f"check ssh {host} systemd-stdio-bridge, or allow more time ")
+
     def test_whose_session_bus_cannot_be_reached_is_named_with_that(self):
         for option in ("--session", "--user"):
             result = self.run_tool("-H", "me@device", option, "list",
