@@ -12,6 +12,7 @@
 #include "support/SilentBus.h"
 
 using applist::BusKind;
+using applist::BusLocation;
 using applist::SelectBus;
 using applist::SelectBusAddress;
 using applist::SelectedBus;
@@ -155,6 +156,23 @@ TEST_F(TheSelectedBus, IsTheOneThatTheApplicationChose) {
     EXPECT_EQ("the bus at unix:path=/chosen", SelectedBus().description);
     SelectBus(BusKind::Automatic);
     EXPECT_EQ("unix:path=/starter", SelectedBus().address);
+}
+
+TEST_F(TheSelectedBus, IsTheLocationThatTheApplicationDescribed) {
+    BusLocation location;
+    location.description = "the bus of a friend";
+    location.address = "unix:path=/friend";
+    location.advice = "ask the friend";
+    location.timeout = std::chrono::seconds(60);
+    SetBusTimeout(std::chrono::milliseconds(200));
+    SelectBus(location);
+
+    EXPECT_EQ("unix:path=/friend", SelectedBus().address);
+    EXPECT_EQ("the bus of a friend", SelectedBus().description);
+    EXPECT_EQ("ask the friend", SelectedBus().advice);
+    EXPECT_EQ(std::chrono::seconds(60), SelectedBus().timeout);
+    SelectBusAddress("unix:path=/chosen");
+    EXPECT_EQ("the bus at unix:path=/chosen", SelectedBus().description);
 }
 
 TEST_F(TheSelectedBus, IsNoneWhenASessionBusWasChosenAndThereIsNone) {
