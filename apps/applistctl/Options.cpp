@@ -151,7 +151,9 @@ void DeclareReads(CLI::App& app, Options& options) {
         ->check(Count());
     watch->footer(
         std::string(
-            "Changes that follow each other quickly are told together, as what they came to.\n\n") +
+            "Changes that follow each other quickly are told together, as what they came to. A "
+            "lost\n"
+            "link to another machine is made again after 1, 2, 4 s and so on, 60 s at most.\n\n") +
         kCommandFooter);
 }
 

@@ -1,5 +1,6 @@
 """applistd from ready to stop: watched, without its bus for a while, and otherwise asleep."""
 
+import fcntl
 import os
 import select
 import signal
@@ -20,6 +21,25 @@ class ADaemonWithoutStreams(AppTest):
                             streams_are_closed=True)
         there = [os.readlink(f"/proc/{daemon.process.pid}/fd/{stream}") for stream in range(3)]
         self.assertEqual(there, ["/dev/null"] * 3)
+
+
+class ADaemonWhoseLogNobodyReads(AppTest):
+    """As with 2>&1 | less, and nobody who scrolls."""
+
+    def test_goes_on_and_says_how_many_lines_were_lost_when_it_is_read_again(self):
+        reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
+        fcntl.fcntl(writer, fcntl.F_SETPIPE_SZ, 4096)
+        self.start("--verbose", "--items", self.file("Maps\tmaps\n"), stderr=writer)
+        os.close(writer)
+        ui = self.partner()
+        for _ in range(200):
+            self.assertEqual(ui.ids(), ["maps"])
+        os.set_blocking(reader, False)
+        os.read(reader, 65536)
+        ui.ids()
+        self.assertRegex(os.read(reader, 65536).decode(),
+                         r"\Aapplist\[error\]: \d+ lines were lost: they could not be written\n")
 
 
 class ADaemonUnderAServiceManager(AppTest):

@@ -36,7 +36,7 @@ class AppTest(unittest.TestCase):
 
     def _stop(self, daemon):
         status = daemon.stop()
-        self.assertEqual(status, 0, "\n".join(daemon.err.rest()))
+        self.assertEqual(status, 0, "\n".join(daemon.err.rest()) if daemon.err else "")
 
     def partner(self):
         partner = Partner(self.bus)

@@ -87,7 +87,7 @@ class Applistd:
     """applistd on a bus, ready when this object has been built."""
 
     def __init__(self, bus, *arguments, environment=None, stdin=subprocess.DEVNULL,
-                 stdout=subprocess.PIPE, streams_are_closed=False):
+                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, streams_are_closed=False):
         self._folder = tempfile.TemporaryDirectory(prefix="applistd-notify-")
         self._notifications = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         path = os.path.join(self._folder.name, "notify")
@@ -96,10 +96,10 @@ class Applistd:
         variables = dict(os.environ, NOTIFY_SOCKET=path, **(environment or {}))
         self.process = subprocess.Popen(
             [APPLISTD, f"--address={bus.address}", *arguments], env=variables, stdin=stdin,
-            stdout=stdout, stderr=subprocess.PIPE, text=True,
+            stdout=stdout, stderr=stderr, text=True,
             preexec_fn=(lambda: os.closerange(0, 3)) if streams_are_closed else None)
         self.out = Output(self.process.stdout) if self.process.stdout else None
-        self.err = Output(self.process.stderr)
+        self.err = Output(self.process.stderr) if self.process.stderr else None
         self._wait_until_ready()
 
     def _wait_until_ready(self):
