@@ -45,6 +45,7 @@ void RunCommand(const Options& options, const Output& output) {
 
 Session::Session(const Options& options) {
     m_model.SetTimeout(options.timeout);
+    m_model.SetStartsService(!options.noStart);
     AskService(
         options, [this] { return m_model.IsServiceThere(); }, [this] { m_before = Now(); });
 }

@@ -125,6 +125,9 @@ void DeclareCommon(CLI::App& app, Options& options) {
     app.add_flag("--wait", options.wait,
                  "Wait for the service for the time of --timeout; watch waits for good")
         ->disable_flag_override();
+    app.add_flag("--no-start", options.noStart,
+                 "Do not start a service that the bus knows how to start")
+        ->disable_flag_override();
     app.add_flag("--verbose", options.verbose, "Log every call and event")->disable_flag_override();
 }
 

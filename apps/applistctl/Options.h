@@ -31,6 +31,7 @@ struct Options {
     std::string host;
     std::chrono::milliseconds timeout = std::chrono::seconds(5);
     std::chrono::milliseconds busTimeout = timeout;  // to get onto the bus
+    bool noStart = false;
     bool verbose = false;
 };
 

@@ -109,6 +109,7 @@ void RunCall(const Options& options, const Output& output) {
     const std::string payload = PayloadOf(options);
     Channel channel;
     channel.SetTimeout(options.timeout);
+    channel.SetStartsService(!options.noStart);
     std::vector<char> reply;
     AskService(
         options, [&] { return channel.IsServiceThere(); },

@@ -46,6 +46,7 @@ public:
         Require(sd_event_default(&event));
         m_event.reset(event);
         m_model.SetTimeout(options.timeout);
+        m_model.SetStartsService(!options.noStart);
         if (!CatchUp()) Note("waiting for the service");
         m_model.AddItemSelectionListener(this);
         m_model.AddItemChangeListener(this);

@@ -107,7 +107,7 @@ class AWrongCommandLine(ToolTest):
     def test_names_a_missing_value_and_one_too_many(self):
         self.assertEqual(self.complaint("list", "--timeout"),
                          "--timeout needs a value; see applistctl list --help")
-        for option in ("--session", "--user", "--system", "--wait", "--verbose"):
+        for option in ("--session", "--user", "--system", "--wait", "--no-start", "--verbose"):
             self.assertEqual(self.complaint("list", option + "=yes"),
                              f"{option} takes no value; see applistctl list --help")
 
@@ -167,7 +167,7 @@ class TheCommandLine(ToolTest):
         self.assertTrue(text.startswith("Examples:\n  applistctl list "), text)
         for word in [command[0] for command in EVERY_COMMAND] + [
                 "--json[=STYLE]", "--session", "--system", "--address", "--host", "--timeout",
-                "--wait", "--verbose", "--version", "Exit status: 0 done; 1 ",
+                "--wait", "--no-start", "--verbose", "--version", "Exit status: 0 done; 1 ",
                 "its result could not be written"]:
             self.assertIn(word, text)
         self.assertLessEqual(max(map(len, text.splitlines())), 100)

@@ -1,0 +1,94 @@
+"""A service that the bus starts when somebody asks for it."""
+
+import os
+import signal
+import subprocess
+import tempfile
+import unittest
+
+from support.processes import APPLISTD, DEADLINE
+from tool import TWO_ITEMS, ToolTest
+
+CONFIG = """<busconfig><type>session</type><listen>{address}</listen><auth>EXTERNAL</auth>
+<servicedir>{folder}</servicedir>
+<policy context="default"><allow user="*"/><allow own="*"/><allow send_destination="*"/>
+<allow receive_sender="*"/></policy></busconfig>"""
+
+SERVICE = """[D-BUS Service]
+Name=org.tessel.Local.Applist
+Exec=/bin/sh {folder}/start
+"""
+
+# exec keeps the number, so that the test knows whom to end: a daemon outlives its bus.
+START = """echo $$ > {folder}/new
+mv {folder}/new {folder}/started
+exec {daemon} --items {folder}/items 2> {folder}/log
+"""
+
+
+class ActivatingBus:
+    """A bus that knows how to start the service."""
+
+    def __init__(self):
+        self._folder = tempfile.TemporaryDirectory(prefix="applistctl-bus-")
+        self.address = f"unix:path={self._folder.name}/bus"
+        for name, text in (("bus.conf", CONFIG), ("applist.service", SERVICE), ("start", START),
+                           ("items", TWO_ITEMS)):
+            with open(self._path(name), "w", encoding="utf-8") as out:
+                out.write(text.format(address=self.address, folder=self._folder.name,
+                                      daemon=APPLISTD))
+        self._process = subprocess.Popen(
+            ["dbus-daemon", "--nofork", "--nopidfile", "--print-address",
+             f"--config-file={self._path('bus.conf')}"],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        assert self._process.stdout.readline(), "dbus-daemon did not start"
+
+    def _path(self, name):
+        return os.path.join(self._folder.name, name)
+
+    def has_started_it(self):
+        return os.path.exists(self._path("started"))
+
+    def remove(self):
+        if self.has_started_it():
+            with open(self._path("started"), encoding="utf-8") as started:
+                os.kill(int(started.read()), signal.SIGTERM)
+        self._process.terminate()
+        self._process.wait(DEADLINE)
+        self._process.stdout.close()
+        self._folder.cleanup()
+
+
+class AServiceThatTheBusCanStart(ToolTest):
+    ITEMS = None
+
+    def setUp(self):
+        super().setUp()
+        self.bus = ActivatingBus()
+        self.addCleanup(self.bus.remove)
+
+    def test_is_started_for_a_list(self):
+        self.assertEqual(self.output_of("list", "--timeout=30"), TWO_ITEMS)
+
+    def test_is_started_for_an_edit(self):
+        self.assertEqual(self.output_of("add", "Mail", "mail", "--timeout=30"),
+                         "added\tMail\tmail\n")
+
+    def test_is_started_for_a_call(self):
+        self.assertEqual(self.output_of("call", "GetAllItems", "--timeout=30"), TWO_ITEMS)
+
+    def test_is_started_for_a_watch(self):
+        watch = self.watch("--timeout=30")
+        self.assertIn("watching 2 items", watch.said)
+        self.assertEqual(watch.interrupt(), 130)
+
+    def test_is_not_started_when_that_is_not_wanted(self):
+        for command in (("list",), ("add", "Mail", "mail"), ("call", "GetAllItems"), ("watch",)):
+            with self.subTest(command=command[0]):
+                complaint = self.complaint_of(3, "--no-start", *command)
+                self.assertIn("nobody owns org.tessel.Local.Applist", complaint)
+        self.assertFalse(self.bus.has_started_it())
+
+
+if __name__ == "__main__":
+    unittest.main()
