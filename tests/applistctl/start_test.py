@@ -2,12 +2,9 @@
 
 import os
 import signal
-import subprocess
-import tempfile
 import unittest
 
-from support.processes import APPLISTD, DEADLINE
-from tool import TWO_ITEMS, ToolTest
+from tool import TWO_ITEMS, ConfiguredBus, ToolTest
 
 CONFIG = """<busconfig><type>session</type><listen>{address}</listen><auth>EXTERNAL</auth>
 <servicedir>{folder}</servicedir>
@@ -26,37 +23,20 @@ exec {daemon} --items {folder}/items 2> {folder}/log
 """
 
 
-class ActivatingBus:
+class ActivatingBus(ConfiguredBus):
     """A bus that knows how to start the service."""
 
     def __init__(self):
-        self._folder = tempfile.TemporaryDirectory(prefix="applistctl-bus-")
-        self.address = f"unix:path={self._folder.name}/bus"
-        for name, text in (("bus.conf", CONFIG), ("applist.service", SERVICE), ("start", START),
-                           ("items", TWO_ITEMS)):
-            with open(self._path(name), "w", encoding="utf-8") as out:
-                out.write(text.format(address=self.address, folder=self._folder.name,
-                                      daemon=APPLISTD))
-        self._process = subprocess.Popen(
-            ["dbus-daemon", "--nofork", "--nopidfile", "--print-address",
-             f"--config-file={self._path('bus.conf')}"],
-            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-        assert self._process.stdout.readline(), "dbus-daemon did not start"
-
-    def _path(self, name):
-        return os.path.join(self._folder.name, name)
+        super().__init__(CONFIG, start=START, items=TWO_ITEMS, **{"applist.service": SERVICE})
 
     def has_started_it(self):
-        return os.path.exists(self._path("started"))
+        return os.path.exists(self.path("started"))
 
     def remove(self):
         if self.has_started_it():
-            with open(self._path("started"), encoding="utf-8") as started:
+            with open(self.path("started"), encoding="utf-8") as started:
                 os.kill(int(started.read()), signal.SIGTERM)
-        self._process.terminate()
-        self._process.wait(DEADLINE)
-        self._process.stdout.close()
-        self._folder.cleanup()
+        super().remove()
 
 
 class AServiceThatTheBusCanStart(ToolTest):

@@ -11,7 +11,7 @@ import unittest
 from support import items
 from support.partner import wait_for_match_rule
 from support.processes import DEADLINE
-from tool import MAPS, MUSIC, ToolTest
+from tool import MAPS, MUSIC, ConfiguredBus, ToolTest
 
 NOWHERE = "unix:path=/nonexistent/bus"
 
@@ -20,32 +20,11 @@ EVERY_COMMAND = [("list",), ("selection",), ("select", "maps"), ("add", "Mail", 
                  ("import", "/dev/null"), ("replace", "mail", "Post", "post"), ("remove", "mail"),
                  ("clear", "--yes"), ("click", "maps"), ("watch",), ("call", "GetAllItems")]
 
+# Nobody may send a message to the service.
 POLICY = """<busconfig><type>session</type><listen>{address}</listen><auth>EXTERNAL</auth>
 <policy context="default"><allow user="*"/><allow own="*"/><allow send_destination="*"/>
 <allow receive_sender="*"/>
 <deny send_interface="org.tessel.Local1" send_member="Message"/></policy></busconfig>"""
-
-
-class RefusingBus:
-    """A bus whose policy lets nobody send a message to the service."""
-
-    def __init__(self):
-        self._folder = tempfile.TemporaryDirectory(prefix="applistctl-bus-")
-        self.address = f"unix:path={self._folder.name}/bus"
-        config = os.path.join(self._folder.name, "bus.conf")
-        with open(config, "w", encoding="utf-8") as out:
-            out.write(POLICY.format(address=self.address))
-        self._process = subprocess.Popen(
-            ["dbus-daemon", "--nofork", "--nopidfile", "--print-address",
-             f"--config-file={config}"],
-            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-        assert self._process.stdout.readline(), "dbus-daemon did not start"
-
-    def remove(self):
-        self._process.terminate()
-        self._process.wait(DEADLINE)
-        self._process.stdout.close()
-        self._folder.cleanup()
 
 
 class AWrongCommandLine(ToolTest):
@@ -295,7 +274,7 @@ class ABusThatRefuses(ToolTest):
 
     def setUp(self):
         super().setUp()
-        self.bus = RefusingBus()
+        self.bus = ConfiguredBus(POLICY)
         self.addCleanup(self.bus.remove)
         self.serve("Maps\tmaps\n")
 

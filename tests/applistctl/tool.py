@@ -8,13 +8,14 @@ import signal
 import struct
 import subprocess
 import sys
+import tempfile
 import termios
 import time
 from typing import NamedTuple
 
 from support import items
 from support.case import AppTest
-from support.processes import DEADLINE, Output
+from support.processes import APPLISTD, DEADLINE, Output
 
 APPLISTCTL = os.environ["APPLISTCTL"]
 
@@ -82,6 +83,33 @@ class Terminal:
             pass
         os.close(self._master)
         return self.process.wait(DEADLINE), self._seen.replace(b"\r\n", b"\n")
+
+
+class ConfiguredBus:
+    """A dbus-daemon whose configuration is `config`. That and `files` stand in its folder, with
+    {address}, {folder} and {daemon} filled in."""
+
+    def __init__(self, config, **files):
+        self._folder = tempfile.TemporaryDirectory(prefix="applistctl-bus-")
+        self.address = f"unix:path={self._folder.name}/bus"
+        for name, text in dict(files, config=config).items():
+            with open(self.path(name), "w", encoding="utf-8") as out:
+                out.write(text.format(address=self.address, folder=self._folder.name,
+                                      daemon=APPLISTD))
+        self._process = subprocess.Popen(
+            ["dbus-daemon", "--nofork", "--nopidfile", "--print-address",
+             f"--config-file={self.path('config')}"],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        assert self._process.stdout.readline(), "dbus-daemon did not start"
+
+    def path(self, name):
+        return os.path.join(self._folder.name, name)
+
+    def remove(self):
+        self._process.terminate()
+        self._process.wait(DEADLINE)
+        self._process.stdout.close()
+        self._folder.cleanup()
 
 
 class ScriptedService:
