@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 
@@ -24,6 +25,11 @@ int WriteAll(int fd, const std::vector<char>& body) {
     return 0;
 }
 
+// A page of a hole takes no memory until somebody reads it: then it takes the reader's.
+std::uint64_t BytesInMemory(const struct stat& status) {
+    return static_cast<std::uint64_t>(status.st_blocks) * 512;
+}
+
 }  // namespace
 
 OwnedFd::~OwnedFd() {
@@ -38,11 +44,24 @@ std::string WhyNoSealedBody(int fd, std::size_t limit) {
     }
     struct stat status;
     if (fstat(fd, &status) != 0) return "the memfd has no size";
-    if (static_cast<std::uint64_t>(status.st_size) > limit) {
-        return "the memfd holds " + std::to_string(status.st_size) + " bytes; send at most " +
+    const auto size = static_cast<std::uint64_t>(status.st_size);
+    if (size > limit) {
+        return "the memfd holds " + std::to_string(size) + " bytes; send at most " +
                std::to_string(limit);
     }
+    // Memory comes in whole pages, small or huge: of a memfd without a hole it is never less.
+    if (BytesInMemory(status) < size) {
+        return "the memfd has holes: " + std::to_string(BytesInMemory(status)) + " of its " +
+               std::to_string(size) + " bytes are in memory; write all of them";
+    }
     return std::string();
+}
+
+std::size_t SizeOfMemfd(int fd) {
+    struct stat status;
+    if (fcntl(fd, F_GET_SEALS) < 0 || fstat(fd, &status) != 0) return 0;
+    const auto size = static_cast<std::uint64_t>(status.st_size);
+    return static_cast<std::size_t>(std::min<std::uint64_t>(size, SIZE_MAX));
 }
 
 // Read, not mapped: the receiver needs a copy that it may change, and reading cannot fault.

@@ -25,9 +25,13 @@ private:
 };
 
 // Says why the body behind `fd` cannot be taken, in words for the sender; empty when it can: a
-// memfd of at most `limit` bytes whose contents and size are sealed. Without the seals its sender
-// could change or shorten it under the reader's eyes. No byte of it is read.
+// memfd of at most `limit` bytes, all of them in memory, whose contents and size are sealed.
+// Without the seals its sender could change or shorten it under the reader's eyes; a hole costs the
+// sender nothing and the reader all that it claims to be. No byte of it is read.
 std::string WhyNoSealedBody(int fd, std::size_t limit);
+
+// Returns how many bytes the memfd `fd` says it holds; 0 for what is no memfd.
+std::size_t SizeOfMemfd(int fd);
 
 // Reads the whole body of a memfd for which WhyNoSealedBody said nothing into `body`, whatever the
 // descriptor's position is. Returns 0 or a negative errno. Throws std::bad_alloc.

@@ -11,6 +11,7 @@
 using applist::MakeSealedBody;
 using applist::OwnedFd;
 using applist::ReadSealedBody;
+using applist::SizeOfMemfd;
 using applist::WhyNoSealedBody;
 
 namespace {
@@ -19,6 +20,11 @@ constexpr std::size_t kGigabyte = std::size_t{1} << 30;
 
 std::vector<char> Bytes(const std::string& text) {
     return std::vector<char>(text.begin(), text.end());
+}
+
+const TestFd& Sealed(const TestFd& fd) {
+    EXPECT_EQ(0, fcntl(fd.Get(), F_ADD_SEALS, kEverySeal));
+    return fd;
 }
 
 // What ReadSealedBody makes of a memfd that holds `content`.
@@ -44,14 +50,45 @@ TEST(ASealedBody, IsRefusedPastItsLimitWithBothSizes) {
               WhyNoSealedBody(MemfdOf("123456").Get(), 5));
 }
 
-TEST(ASealedBody, OfAGigabyteIsToldFromOneOfAByteLessAndAByteMore) {
-    EXPECT_EQ("", WhyNoSealedBody(SparseMemfd(kGigabyte - 1).Get(), kGigabyte));
-    EXPECT_EQ("", WhyNoSealedBody(SparseMemfd(kGigabyte).Get(), kGigabyte));
-    EXPECT_NE("", WhyNoSealedBody(SparseMemfd(kGigabyte + 1).Get(), kGigabyte));
+TEST(ASealedBody, IsRefusedForItsSizeWhenThatIsPastThirtyTwoBits) {
+    EXPECT_EQ("the memfd holds 4294967301 bytes; send at most 1073741824",
+              WhyNoSealedBody(SparseMemfd((std::uint64_t{1} << 32) + 5).Get(), kGigabyte));
 }
 
-TEST(ASealedBody, IsRefusedWhenItsSizeIsPastThirtyTwoBits) {
-    EXPECT_NE("", WhyNoSealedBody(SparseMemfd((std::uint64_t{1} << 32) + 5).Get(), kGigabyte));
+TEST(ASealedBody, IsRefusedWhenItIsOneHole) {
+    EXPECT_EQ("the memfd has holes: 0 of its 1073741824 bytes are in memory; write all of them",
+              WhyNoSealedBody(SparseMemfd(kGigabyte).Get(), kGigabyte));
+    EXPECT_NE("", WhyNoSealedBody(SparseMemfd(1).Get(), kGigabyte));
+}
+
+TEST(ASealedBody, IsRefusedWhenOnePageOfItIsAHole) {
+    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    for (const std::size_t size : {page + 1, 2 * page, 100 * page}) {
+        const TestFd fd = MemfdOf(std::string(size, 'x'), 0);
+        ASSERT_EQ("", WhyNoSealedBody(Sealed(fd).Get(), kGigabyte)) << size;
+
+        const TestFd holey = MemfdOf(std::string(size, 'x'), 0);
+        ASSERT_EQ(0, fallocate(holey.Get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0,
+                               static_cast<off_t>(page)));
+        EXPECT_NE("", WhyNoSealedBody(Sealed(holey).Get(), kGigabyte)) << size;
+    }
+}
+
+TEST(ASealedBody, IsTakenWhenItsMemoryIsThereAndWasNeverWritten) {
+    EXPECT_EQ("", WhyNoSealedBody(FilledMemfd(5000).Get(), 5000));
+}
+
+TEST(ASealedBody, IsTakenWhenItIsEmpty) {
+    EXPECT_EQ("", WhyNoSealedBody(SparseMemfd(0).Get(), 0));
+}
+
+TEST(AMemfd, SaysItsSizeAndAnythingElseNone) {
+    const TestFd file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+
+    EXPECT_EQ(5u, SizeOfMemfd(MemfdOf("12345", 0).Get()));
+    EXPECT_EQ(kGigabyte, SizeOfMemfd(SparseMemfd(kGigabyte).Get()));
+    EXPECT_EQ(0u, SizeOfMemfd(file.Get()));
+    EXPECT_EQ(0u, SizeOfMemfd(-1));
 }
 
 TEST(ASealedBody, IsRefusedWhenAnyOfTheThreeSealsIsMissing) {

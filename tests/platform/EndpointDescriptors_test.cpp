@@ -134,6 +134,12 @@ TEST_P(AnEndpointsMessageFd, RefusesASizeThatDoesNotFitIntoMemoryAtAll) {
     ExpectRefused(request.Get(), "send at most 1073741824");
 }
 
+TEST_P(AnEndpointsMessageFd, RefusesAHoleOfAGigabyteWithoutReadingIt) {
+    const TestFd request = SparseMemfd(std::uint64_t{1} << 30);
+
+    ExpectRefused(request.Get(), "the memfd has holes");
+}
+
 TEST_P(AnEndpointsMessageFd, KeepsNoDescriptorOfThoseThatItGotAndSent) {
     const TestFd good = MemfdOf("question");
     const TestFd bad = MemfdOf("question", 0);
@@ -151,7 +157,7 @@ TEST_P(AnEndpointsMessageFd, KeepsNoDescriptorOfThoseThatItGotAndSent) {
     EXPECT_EQ(before, after.Get()) << "the lowest free descriptor has moved";
 }
 
-// ---- The largest, once: it takes two gigabytes of memory ----------------------------------------
+// ---- The largest, once: it takes three gigabytes of memory --------------------------------------
 
 class AnEndpointWithAGigabyte : public EndpointTest {
 protected:
@@ -164,7 +170,7 @@ INSTANTIATE_TEST_SUITE_P(OnOneBus, AnEndpointWithAGigabyte,
 
 TEST_P(AnEndpointWithAGigabyte, TakesTheLargestBodyThatMessageFdMayCarry) {
     m_endpoint->m_recordsBodies = false;
-    const TestFd request = SparseMemfd(std::uint64_t{1} << 30);
+    const TestFd request = FilledMemfd(std::uint64_t{1} << 30);
 
     const Answer answer = m_client->MessageFd(request.Get());
 

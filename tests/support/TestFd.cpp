@@ -47,6 +47,13 @@ TestFd SparseMemfd(std::uint64_t size) {
     return fd;
 }
 
+TestFd FilledMemfd(std::uint64_t size) {
+    TestFd fd = NewMemfd();
+    Checked(fallocate(fd.Get(), 0, 0, static_cast<off_t>(size)), "fallocate");
+    Checked(fcntl(fd.Get(), F_ADD_SEALS, kEverySeal), "F_ADD_SEALS");
+    return fd;
+}
+
 std::uint64_t SizeOf(int fd) {
     struct stat status;
     Checked(fstat(fd, &status), "fstat");

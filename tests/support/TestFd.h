@@ -30,6 +30,9 @@ TestFd MemfdOf(const std::string& content, int seals = kEverySeal);
 // Returns a sealed memfd of `size` bytes that takes no memory: all of it is one hole.
 TestFd SparseMemfd(std::uint64_t size);
 
+// Returns a sealed memfd of `size` bytes, zeros, that takes as much memory.
+TestFd FilledMemfd(std::uint64_t size);
+
 // Returns the whole content of `fd`, wherever it is positioned; and its size and seals.
 std::string ContentOf(int fd);
 std::uint64_t SizeOf(int fd);
