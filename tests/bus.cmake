@@ -24,10 +24,12 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/EndpointStall_test.cpp
         platform/EndpointStart_test.cpp
         platform/EndpointUnderAttack_test.cpp
+        bus/BusLink_test.cpp
         bus/BusRetry_test.cpp
         bus/Outbox_test.cpp
         platform/ServiceOnABus_test.cpp
         support/BusClient.cpp
+        support/BusFaults.cpp
         support/CapturedLog.cpp
         support/EndpointTest.cpp
         support/HeapInUse.cpp
@@ -40,6 +42,8 @@ if(APPLIST_OPEN_TRANSPORT)
         support/TestLoop.cpp)
     target_link_libraries(bus_tests PRIVATE applist::service test_options PkgConfig::APPLIST_SYSTEMD
                                             GTest::gtest_main)
+    # Its calls of sd_bus_process pass through support/BusFaults.cpp.
+    target_link_options(bus_tests PRIVATE LINKER:--wrap=sd_bus_process)
     gtest_discover_tests(bus_tests DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS bus TIMEOUT 120)
 endif()

@@ -117,14 +117,25 @@ void BusLink::Close() {
     m_bus.reset();
 }
 
+void BusLink::Abandon(int error) {
+    APPLIST_LOG(kDebug, "cannot go on with %s: %s", m_location.description.c_str(),
+                std::strerror(-error));
+    sd_bus_close(m_bus.get());  // the others shall see at once that we are gone
+    ComeBack();
+}
+
 int BusLink::OnDisconnected(sd_bus_message*, void* userdata, sd_bus_error*) {
-    BusLink* const link = static_cast<BusLink*>(userdata);
-    if (!link->m_retry) {
-        APPLIST_LOG(kError, "lost %s; trying again", link->m_location.description.c_str());
-    }
-    link->ScheduleRetry(link->m_retryDelay);
-    link->Leave();  // we are inside the connection's dispatching: it is let go later
+    static_cast<BusLink*>(userdata)->ComeBack();
     return 0;
+}
+
+// The connection's own dispatching may be under way: it is let go later.
+void BusLink::ComeBack() {
+    if (!m_retry) {
+        APPLIST_LOG(kError, "lost %s; trying again", m_location.description.c_str());
+    }
+    ScheduleRetry(m_retryDelay);
+    Leave();
 }
 
 // Always the last thing that is done: it may be the end of the owner, and of the link with it.
@@ -154,12 +165,18 @@ int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
     try {
         link->TryAgain();
     } catch (const std::exception& error) {
-        // At debug: this may go on for days, and that the bus is lost was said already.
-        APPLIST_LOG(kDebug, "cannot come back: %s", error.what());
-        link->ScheduleRetry(link->m_retryDelay);
-        link->Leave();
+        link->Failed(error.what());
+    } catch (...) {
+        link->Failed("unknown exception");
     }
     return 0;
+}
+
+void BusLink::Failed(const char* why) {
+    // At debug: this may go on for days, and that the bus is lost was said already.
+    APPLIST_LOG(kDebug, "cannot come back: %s", why);
+    ScheduleRetry(m_retryDelay);
+    Leave();
 }
 
 // Nothing here waits: the connection comes up in the loop. An attempt that is not settled in its

@@ -1,7 +1,7 @@
 // A connection to a bus that comes back by itself when the bus does.
 //
-// Threads: the main loop's, whose default sd-event loop
-// it uses. Lifetime: its owner's, who frees the slots it made before the link goes.
+// Threads: the main loop's, whose default sd-event loop it uses.
+// Lifetime: its owner's, who frees the slots it made before the link goes.
 
 #pragma once
 
@@ -18,11 +18,11 @@ namespace applist {
 
 class BusLink {
 public:
-    // `setUp` makes a fresh connection useful, and puts it on the loop; it may throw. `lost` undoes
-    // that: it is called once for each connection that had been set up, when it has died or is
-    // given up, possibly from inside its dispatching. The link may be destroyed from inside it.
-    // A bus that went away is looked for again as its location says, or else, at the latest,
-    // `lastRetry` after an attempt has ended.
+    // `setUp` makes a fresh connection useful, and puts it on the loop; it may throw anything.
+    // `lost` undoes that: it is called once for each connection that had been set up, when it has
+    // died or is given up, possibly from inside its dispatching. The link may be destroyed from
+    // inside it. A bus that went away is looked for again as its location says, or else, at the
+    // latest, `lastRetry` after an attempt has ended.
     BusLink(std::function<void()> setUp, std::function<void()> lost,
             std::chrono::microseconds lastRetry = transport_limits::kLastRetry);
     BusLink(const BusLink&) = delete;
@@ -49,13 +49,19 @@ public:
     // goes before costs the bus a call.
     void Close();
 
+    // Says that the connection has failed with a negative errno although the bus has not gone:
+    // closes it, calls `lost`, and comes back like after a loss. May be the end of the link.
+    void Abandon(int error);
+
 private:
     static int OnDisconnected(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnRetry(sd_event_source* source, std::uint64_t now, void* userdata);
 
     void Start();
+    void ComeBack();
     void Leave();
     void TryAgain();
+    void Failed(const char* why);
     void ScheduleRetry(std::chrono::microseconds delay);
 
     const std::function<void()> m_setUp;

@@ -15,8 +15,9 @@ using logging::kError;
 using transport_limits::kMaxLibraryMessages;
 using transport_limits::kMaxWaitingBytes;
 
-Outbox::Outbox(std::string path, std::function<void()> onDrained)
-    : m_path(std::move(path)), m_onDrained(std::move(onDrained)) {}
+Outbox::Outbox(std::string path, std::function<void()> onDrained,
+               std::function<void(int error)> onFailed)
+    : m_path(std::move(path)), m_onDrained(std::move(onDrained)), m_onFailed(std::move(onFailed)) {}
 
 int Outbox::Attach(sd_bus* bus, sd_event* event) {
     m_bus = bus;
@@ -160,7 +161,9 @@ void Outbox::AwaitDrain() {
 // like ours: whatever comes in while something waits closes the gate behind it.
 int Outbox::OnIncoming(sd_bus_message*, void* userdata, sd_bus_error*) {
     Outbox* const outbox = static_cast<Outbox*>(userdata);
-    if (outbox->Stalled()) outbox->AwaitDrain();
+    Guarded("watching the bus", [outbox] {
+        if (outbox->Stalled()) outbox->AwaitDrain();
+    });
     return 0;
 }
 
@@ -168,20 +171,27 @@ void Outbox::OpenGate() {
     m_gate.reset();
     m_lossLogged = false;
     const int result = sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL);
-    if (result < 0) APPLIST_LOG(kError, "cannot watch the bus: %s", std::strerror(-result));
+    if (result < 0) m_onFailed(result);
 }
 
 int Outbox::OnWritable(sd_event_source*, int, std::uint32_t, void* userdata) {
     Outbox* const outbox = static_cast<Outbox*>(userdata);
-    Guarded("draining the bus", [outbox] {
-        sd_bus_process(outbox->m_bus, nullptr);
-        if (!outbox->m_gate) return;  // the bus went away meanwhile
-        if (sd_bus_is_open(outbox->m_bus) <= 0) return outbox->OpenGate();
-        outbox->Pump();
-        if (!outbox->Stalled()) outbox->m_onDrained();
-        if (outbox->m_gate && !outbox->Stalled()) outbox->OpenGate();
-    });
+    Guarded("draining the bus", [outbox] { outbox->Drain(); });
     return 0;
+}
+
+void Outbox::Drain() {
+    const int result = sd_bus_process(m_bus, nullptr);
+    if (!m_gate) return;  // the bus went away meanwhile
+    // Whatever has failed may fail each time from now on, and the bus stays writable.
+    if (result < 0) {
+        m_gate.reset();
+        return m_onFailed(result);
+    }
+    if (sd_bus_is_open(m_bus) <= 0) return OpenGate();
+    Pump();
+    if (!Stalled()) m_onDrained();
+    if (m_gate && !Stalled()) OpenGate();
 }
 
 }  // namespace applist

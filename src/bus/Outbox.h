@@ -1,8 +1,8 @@
 // What an endpoint sends: notifications and replies, in order, without ever waiting for the bus.
 //
 // While the bus does not drain, the outbox takes the connection off the loop but for its being
-// writable: nothing more is read, so nothing more is asked of us, and the bus's own flow control
-// reaches our partners.
+// writable. What comes in is read at the pace at which what we sent leaves, a message at a time, so
+// the bus's own flow control reaches our partners.
 //
 // Threads: the main loop's. Lifetime: Detach goes before the bus.
 
@@ -21,8 +21,11 @@ namespace applist {
 class Outbox {
 public:
     // `path` is the object whose signals the notifications are. `onDrained` is called from the
-    // loop when all has been taken after a stall; it may send again.
-    Outbox(std::string path, std::function<void()> onDrained);
+    // loop when all has been taken after a stall; it may send again. `onFailed` is called from the
+    // loop with a negative errno when the connection cannot be driven any further although it is
+    // open; it gives the connection up.
+    Outbox(std::string path, std::function<void()> onDrained,
+           std::function<void(int error)> onFailed);
     Outbox(const Outbox&) = delete;
     Outbox& operator=(const Outbox&) = delete;
 
@@ -61,10 +64,12 @@ private:
     void Transmit(const Notification& notification);
     void TransmitReply(UniqueMessage reply);
     void Pump();
+    void Drain();
     void OpenGate();
 
     const std::string m_path;
     const std::function<void()> m_onDrained;
+    const std::function<void(int)> m_onFailed;
     sd_bus* m_bus = nullptr;
     sd_event* m_event = nullptr;
     UniqueSlot m_incoming;

@@ -87,7 +87,8 @@ Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
       m_busName(endpoint_names::BusNameOf(name)),
       m_path(endpoint_names::PathOf(name)),
       m_link([this] { Export(); }, [this] { Lost(); }),
-      m_outbox(m_path, [this] { RunHeldCalls(); }),
+      m_outbox(
+          m_path, [this] { RunHeldCalls(); }, [this](int error) { m_link.Abandon(error); }),
       m_partners([this](const std::string& partner) { Report(false, partner); }) {
     if (name.find('\0') != std::string::npos || !sd_bus_object_path_is_valid(m_path.c_str()) ||
         !sd_bus_service_name_is_valid(m_busName.c_str())) {
@@ -316,15 +317,15 @@ int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error
     if (sd_bus_message_read(message, "u", &answer) >= 0 && answer == primaryOwner) {
         endpoint->m_owned = true;
         endpoint->m_link.Settled();
-        return 0;
+        return kReplyTaken;
     }
-    if (sd_bus_is_open(endpoint->m_link.Bus()) <= 0) return 0;  // the bus went away again
+    if (sd_bus_is_open(endpoint->m_link.Bus()) <= 0) return kReplyTaken;  // the bus went away again
     const sd_bus_error* refusal = sd_bus_message_get_error(message);
     APPLIST_LOG(kError, "cannot own %s again: %s; trying again", endpoint->m_busName.c_str(),
                 refusal != nullptr && refusal->message != nullptr ? refusal->message
                                                                   : "taken by another process");
     endpoint->m_link.GiveUp();
-    return 0;
+    return kReplyTaken;
 }
 
 }  // namespace applist

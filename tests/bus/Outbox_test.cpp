@@ -11,6 +11,7 @@
 
 #include "bus/BusLink.h"
 #include "support/BusClient.h"
+#include "support/BusFaults.h"
 #include "support/CapturedLog.h"
 #include "support/PrivateBus.h"
 #include "support/TestLoop.h"
@@ -60,7 +61,9 @@ protected:
     PrivateBus m_bus{GetParam()};
     std::unique_ptr<BusLink> m_link;
     int m_drained = 0;
-    Outbox m_outbox{"/org/tessel/Local/Applist", [this] { ++m_drained; }};
+    std::vector<int> m_failures;
+    Outbox m_outbox{"/org/tessel/Local/Applist", [this] { ++m_drained; },
+                    [this](int error) { m_failures.push_back(error); }};
     char m_fill = 0;
 };
 
@@ -125,6 +128,30 @@ TEST_P(AnOutboxOnABusThatStands, SaysThatItIsDrainedOnceTheBusHasTakenEverything
     EXPECT_TRUE(RunUntil([this] { return m_drained == 1; }));
     EXPECT_FALSE(m_outbox.Stalled());
     EXPECT_EQ(0u, InLibrary());
+}
+
+// Asked again and again it would keep the loop busy for ever: the bus is open and writable.
+TEST_P(AnOutboxOnABusThatStands, SaysOnceThatItsConnectionCannotGoOn) {
+    ClogSocket();
+    m_outbox.AwaitDrain();
+    const FailingBusProcess fault(-ENOMEM);
+    m_bus.Continue();
+
+    ASSERT_TRUE(RunUntil([this] { return !m_failures.empty(); }));
+    RunWhatIsReady();
+
+    EXPECT_EQ(std::vector<int>{-ENOMEM}, m_failures);
+    EXPECT_EQ(0, m_drained);
+}
+
+TEST_P(AnOutboxOnABusThatStands, EndsAFlushThatFails) {
+    ClogSocket();
+    const FailingBusProcess fault(-ENOMEM);
+    m_bus.Continue();
+
+    m_outbox.Flush(kTestDeadline);
+
+    EXPECT_TRUE(m_outbox.Stalled());
 }
 
 TEST_P(AnOutboxOnABusThatStands, FlushesUntilItsTimeIsUp) {

@@ -1,5 +1,6 @@
 // A bus that dies under an endpoint, and comes again.
 
+#include "support/BusFaults.h"
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
 #include "support/ProcessState.h"
@@ -143,6 +144,26 @@ TEST_P(AnEndpointWhoseBusDies, ComesBackAlsoWhenNotificationsWaited) {
 
     EXPECT_EQ("gone " + partner->Name(), m_endpoint->m_events.back());
     EXPECT_EQ("a call", client->Message("a call").body);
+}
+
+// Only this end has failed: the bus runs, and its socket is open and writable.
+TEST_P(AnEndpointWhoseBusDies, ComesBackAlsoWhenTheConnectionFailsUnderABusThatRuns) {
+    const auto partner = NewClient();
+    partner->Connect();
+    m_bus.Stop();
+    m_endpoint->Clog();
+    {
+        const FailingBusProcess fault(-ENOMEM);
+        m_bus.Continue();
+        ASSERT_TRUE(RunUntil([&] { return m_endpoint->m_events.size() == 2; })) << WholeLog();
+    }
+
+    EXPECT_TRUE(RunUntil([] { return InfosLogged("back on") == 1; })) << WholeLog();
+
+    EXPECT_EQ((Strings{"ready " + partner->Name(), "gone " + partner->Name()}),
+              m_endpoint->m_events);
+    EXPECT_EQ(1u, ErrorsLogged("lost the bus")) << WholeLog();
+    EXPECT_EQ("a call", NewClient()->Message("a call").body);
 }
 
 TEST_P(AnEndpointWhoseBusDies, ForgetsTheCallsThatWereHeldForIt) {
