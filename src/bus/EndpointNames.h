@@ -1,4 +1,4 @@
-// What an endpoint and its partner call each other on D-Bus. Constants: any thread.
+// What an endpoint and its partner call each other on D-Bus.
 
 #pragma once
 

@@ -89,7 +89,8 @@ Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
       m_link([this] { Export(); }, [this] { Lost(); }),
       m_outbox(
           m_path, [this] { RunHeldCalls(); }, [this](int error) { m_link.Abandon(error); }),
-      m_partners([this](const std::string& partner) { Report(false, partner); }) {
+      m_partners(transport_limits::kMaxPartners,
+                 [this](const std::string& partner) { Report(false, partner); }) {
     if (name.find('\0') != std::string::npos || !sd_bus_object_path_is_valid(m_path.c_str()) ||
         !sd_bus_service_name_is_valid(m_busName.c_str())) {
         throw TransportError("\"" + PrintableText(name) +

@@ -5,16 +5,12 @@
 
 #include <utility>
 
-#include "bus/TransportLimits.h"
+#include "bus/BusNames.h"
 
 namespace applist {
 
-namespace {
-
-const char kDriver[] = "org.freedesktop.DBus";
-const char kDriverPath[] = "/org/freedesktop/DBus";
-
-}  // namespace
+using bus_names::kDriver;
+using bus_names::kDriverPath;
 
 struct PartnerTracker::Partner {
     PartnerTracker* tracker;
@@ -23,19 +19,17 @@ struct PartnerTracker::Partner {
     UniqueSlot present;
 };
 
-PartnerTracker::PartnerTracker(std::function<void(const std::string&)> onLeft)
-    : m_onLeft(std::move(onLeft)) {}
+PartnerTracker::PartnerTracker(std::size_t most, std::function<void(const std::string&)> onLeft)
+    : m_most(most), m_onLeft(std::move(onLeft)) {}
 
 PartnerTracker::~PartnerTracker() = default;
 
 PartnerTracker::Outcome PartnerTracker::Add(sd_bus* bus, const std::string& name) {
     if (m_partners.count(name) != 0) return Outcome::Tracked;
-    if (m_partners.size() >= transport_limits::kMaxPartners) return Outcome::Full;
+    if (m_partners.size() >= m_most) return Outcome::Full;
 
     std::unique_ptr<Partner> partner(new Partner{this, name, nullptr, nullptr});
-    const std::string match = std::string("type='signal',sender='") + kDriver + "',path='" +
-                              kDriverPath + "',interface='" + kDriver +
-                              "',member='NameOwnerChanged',arg0='" + name + "',arg2=''";
+    const std::string match = bus_names::OwnerChangesOf(name) + ",arg2=''";
     sd_bus_slot* slot = nullptr;
     if (sd_bus_add_match_async(bus, &slot, match.c_str(), OnOwnerChanged, OnMatchInstalled,
                                partner.get()) < 0) {
@@ -63,7 +57,8 @@ std::vector<std::string> PartnerTracker::RemoveAll() {
     return names;
 }
 
-int PartnerTracker::OnOwnerChanged(sd_bus_message*, void* userdata, sd_bus_error*) {
+int PartnerTracker::OnOwnerChanged(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    if (!bus_names::IsFromDriver(message)) return 0;
     Partner* partner = static_cast<Partner*>(userdata);
     Guarded("tracking a partner", [partner] { partner->tracker->Left(partner->name); });
     return 0;
@@ -77,16 +72,15 @@ int PartnerTracker::OnMatchInstalled(sd_bus_message* message, void* userdata, sd
         APPLIST_LOG(logging::kError, "cannot see when partner %s leaves: %s", partner->name.c_str(),
                     refusal->message);
     }
-    return 0;
+    return kReplyTaken;
 }
 
 int PartnerTracker::OnHasOwner(sd_bus_message* message, void* userdata, sd_bus_error*) {
     Partner* partner = static_cast<Partner*>(userdata);
     int present = 1;
-    if (sd_bus_message_read(message, "b", &present) < 0) return 0;
-    if (present != 0) return 0;
+    if (sd_bus_message_read(message, "b", &present) < 0 || present != 0) return kReplyTaken;
     Guarded("tracking a partner", [partner] { partner->tracker->Left(partner->name); });
-    return 0;
+    return kReplyTaken;
 }
 
 void PartnerTracker::Left(const std::string& name) {

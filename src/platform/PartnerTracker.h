@@ -17,9 +17,9 @@ namespace applist {
 
 class PartnerTracker {
 public:
-    // `onLeft` is called from the loop with the name of a partner that left the bus; it is no
-    // longer tracked then.
-    explicit PartnerTracker(std::function<void(const std::string&)> onLeft);
+    // Follows `most` partners at the same time. `onLeft` is called from the loop with the name of
+    // one that left the bus; it is no longer tracked then.
+    PartnerTracker(std::size_t most, std::function<void(const std::string&)> onLeft);
     ~PartnerTracker();
     PartnerTracker(const PartnerTracker&) = delete;
     PartnerTracker& operator=(const PartnerTracker&) = delete;
@@ -44,7 +44,8 @@ private:
     static int OnHasOwner(sd_bus_message* message, void* userdata, sd_bus_error* error);
     void Left(const std::string& name);
 
-    std::function<void(const std::string&)> m_onLeft;
+    const std::size_t m_most;
+    const std::function<void(const std::string&)> m_onLeft;
     std::map<std::string, std::unique_ptr<Partner>> m_partners;
 };
 
