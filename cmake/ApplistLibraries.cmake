@@ -72,12 +72,15 @@ if(APPLIST_OPEN_TRANSPORT)
         bus/BusSelection.cpp
         bus/NotificationQueue.cpp
         bus/Outbox.cpp
-        bus/SealedMemfd.cpp)
+        bus/SealedMemfd.cpp
+        bus/TransportLimits.cpp)
     target_link_libraries(applist_bus PUBLIC applist_common PRIVATE PkgConfig::APPLIST_SYSTEMD)
 
     # The service's end, and the service over it.
     applist_add_library(applist_transport
+        platform/CallMessage.cpp
         platform/Endpoint.cpp
+        platform/OwnName.cpp
         platform/PartnerTracker.cpp
         platform/TesselDbusLocal.cpp)
     target_link_libraries(applist_transport PUBLIC applist_bus PRIVATE PkgConfig::APPLIST_SYSTEMD)

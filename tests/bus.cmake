@@ -6,6 +6,8 @@ if(APPLIST_OPEN_TRANSPORT)
         bus/BusSelection_test.cpp
         bus/NotificationQueue_test.cpp
         bus/SealedMemfd_test.cpp
+        bus/TransportLimits_test.cpp
+        platform/HeldCalls_test.cpp
         support/CapturedLog.cpp
         support/SilentBus.cpp
         support/TestFd.cpp)
@@ -16,6 +18,7 @@ if(APPLIST_OPEN_TRANSPORT)
 
     add_executable(bus_tests
         platform/EndpointDescriptors_test.cpp
+        platform/EndpointLimits_test.cpp
         platform/EndpointMessages_test.cpp
         platform/EndpointNotifications_test.cpp
         platform/EndpointPartners_test.cpp

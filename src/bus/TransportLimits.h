@@ -1,5 +1,4 @@
-// What the open transport lets a partner or a bus make it keep, read or wait for. Constants only:
-// any thread.
+// What the open transport lets a partner or a bus make it keep, read or wait for.
 
 #pragma once
 
@@ -16,13 +15,15 @@ namespace transport_limits {
 // everywhere.
 constexpr std::size_t kMaxReplyBytes = std::size_t{16} << 20;
 
-// A body of `MessageFd`, either way. A list of millions of items fits; a descriptor that claims
-// more is a mistake or an attack on our memory. A request costs about four times its size while the
-// service reads it.
+// A body of `MessageFd`, either way. A list of millions of items fits; a descriptor that holds more
+// is a mistake or an attack on our memory. While a request is read, the memfd and a copy of it are
+// in memory, besides what the application makes of it; while a reply is made, the same.
 constexpr std::size_t kMaxFdBytes = std::size_t{1} << 30;
 
-// Connected partners. Each costs a match on the bus, and a bus may stop at 512 a connection.
+// Connected partners. Each costs a match on the bus, and a bus may stop at 512 a connection: the
+// most is what leaves it some.
 constexpr std::size_t kMaxPartners = 256;
+constexpr std::size_t kMostPartners = 500;
 
 // Messages that may wait in the bus library before ours wait here. Its own bound is some hundred
 // thousand, and counts no bytes.
@@ -33,9 +34,15 @@ constexpr std::uint64_t kMaxLibraryMessages = 64;
 constexpr std::size_t kMaxWaitingNotifications = 1024;
 constexpr std::size_t kMaxWaitingBytes = std::size_t{256} << 10;
 
-// Calls put off while the bus does not take our replies: as many as one partner of ours
-// awaits the replies of.
+// Calls of one sender that are put off while the bus does not take our replies, and the bytes of
+// their bodies. A sender of whom nothing waits may always have one call wait, whatever its size.
+// Our own partner keeps one call less under way, and no more bytes, so that it is never refused.
 constexpr std::size_t kMaxHeldCalls = 64;
+constexpr std::size_t kMaxHeldBytes = std::size_t{1} << 20;
+
+// Senders whose calls wait at the same time. Connections to a bus cost a hostile one nothing, so
+// without this bound the two above are none; a device has a handful of partners.
+constexpr std::size_t kMaxHeldSenders = 64;
 
 // Bytes of an error text taken from an application's exception.
 constexpr std::size_t kMaxErrorText = 1024;
@@ -52,5 +59,21 @@ constexpr std::chrono::microseconds kFirstRetry = std::chrono::milliseconds(100)
 constexpr std::chrono::microseconds kLastRetry = std::chrono::seconds(10);
 
 }  // namespace transport_limits
+
+// Those of the limits above that cost memory, for the application to set: lower on a small device,
+// higher for a long list. Each starts at the constant that explains it.
+struct TransportLimits {
+    std::size_t fdBytes = transport_limits::kMaxFdBytes;
+    std::size_t partners = transport_limits::kMaxPartners;        // kMostPartners at most
+    std::size_t heldBytes = transport_limits::kMaxHeldBytes;      // not less
+    std::size_t heldSenders = transport_limits::kMaxHeldSenders;  // kMostPartners at most
+};
+
+// Endpoints and partners that are built from now on keep to `limits`. Throws std::invalid_argument,
+// whose text names the one that makes no sense, and then changes nothing.
+void SetTransportLimits(const TransportLimits& limits);
+
+// Returns what was set last.
+TransportLimits CurrentTransportLimits();
 
 }  // namespace applist

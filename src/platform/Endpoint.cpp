@@ -6,91 +6,25 @@
 #include <utility>
 
 #include "bus/EndpointNames.h"
-#include "bus/SealedMemfd.h"
 #include "bus/TransportError.h"
-#include "bus/TransportLimits.h"
 #include "common/PrintableText.h"
+#include "platform/CallMessage.h"
+#include "platform/OwnName.h"
 
 namespace applist {
 
 using logging::kError;
 
-namespace {
-
-// The body of a call whose signature, checked by the bus library, is "ay".
-std::vector<char> BodyOf(sd_bus_message* call) {
-    const void* bytes = nullptr;
-    std::size_t size = 0;
-    if (sd_bus_message_read_array(call, 'y', &bytes, &size) < 0) return std::vector<char>();
-    const char* const begin = static_cast<const char*>(bytes);
-    return std::vector<char>(begin, begin + size);
-}
-
-std::string SenderOf(sd_bus_message* call) {
-    const char* sender = sd_bus_message_get_sender(call);
-    return sender == nullptr ? std::string() : std::string(sender);
-}
-
-UniqueMessage ReplyTo(sd_bus_message* call) {
-    sd_bus_message* reply = nullptr;
-    if (sd_bus_message_new_method_return(call, &reply) < 0) throw std::bad_alloc();
-    return UniqueMessage(reply);
-}
-
-// Null when there is no memory for it.
-UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string& text) {
-    const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name, text.c_str());
-    sd_bus_message* reply = nullptr;
-    sd_bus_message_new_method_error(call, &reply, &error);
-    return UniqueMessage(reply);
-}
-
-// Who owns `name`, as far as the bus and /proc tell.
-std::string OwnerOf(sd_bus* bus, const std::string& name) {
-    sd_bus_creds* found = nullptr;
-    const std::uint64_t mask = SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT;
-    if (sd_bus_get_name_creds(bus, name.c_str(), mask, &found) < 0) return "another process";
-    const UniqueCreds creds(found);
-    pid_t pid = 0;
-    if (sd_bus_creds_get_pid(creds.get(), &pid) < 0) return "another process";
-    const char* command = nullptr;
-    if (sd_bus_creds_get_comm(creds.get(), &command) < 0) command = "?";
-    return "process " + std::to_string(pid) + " (" + PrintableText(command) + ")";
-}
-
-// Says why `name` was not to be had, from the negative errno of the request for it.
-std::string WhyNotOwned(sd_bus* bus, const std::string& name, const BusLocation& location,
-                        int error) {
-    const std::string start = "cannot own " + name + " on " + location.description + ": ";
-    switch (-error) {
-        case EEXIST: return start + "taken by " + OwnerOf(bus, name) + "; stop that one first";
-        case EACCES:
-        case EPERM:
-            return start +
-                   "the bus's policy does not allow it; install a policy that lets this "
-                   "user own the name";
-        default: return start + std::strerror(-error);
-    }
-}
-
-// Owns `name`, or throws TransportError: taken (the text says by which process), refused by the
-// bus's policy, no answer.
-void OwnName(sd_bus* bus, const std::string& name, const BusLocation& location) {
-    const int result = sd_bus_request_name(bus, name.c_str(), 0);
-    if (result < 0) throw TransportError(WhyNotOwned(bus, name, location, result));
-}
-
-}  // namespace
-
 Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
     : m_owner(owner),
       m_busName(endpoint_names::BusNameOf(name)),
       m_path(endpoint_names::PathOf(name)),
+      m_limits(CurrentTransportLimits()),
       m_link([this] { Export(); }, [this] { Lost(); }),
       m_outbox(
           m_path, [this] { RunHeldCalls(); }, [this](int error) { m_link.Abandon(error); }),
-      m_partners(transport_limits::kMaxPartners,
-                 [this](const std::string& partner) { Report(false, partner); }) {
+      m_partners(m_limits.partners, [this](const std::string& partner) { Report(false, partner); }),
+      m_held(m_limits.heldBytes, m_limits.heldSenders) {
     if (name.find('\0') != std::string::npos || !sd_bus_object_path_is_valid(m_path.c_str()) ||
         !sd_bus_service_name_is_valid(m_busName.c_str())) {
         throw TransportError("\"" + PrintableText(name) +
@@ -109,12 +43,12 @@ Endpoint::~Endpoint() {
     m_object.reset();
     m_nameAnswer.reset();
     m_partners.RemoveAll();
-    m_held.clear();
+    m_held.Clear();
     if (m_owned) m_outbox.Flush(transport_limits::kFlushTimeout);
     m_outbox.Detach();
 }
 
-void Endpoint::Notify(const std::vector<char>& body, const std::string& partner) {
+void Endpoint::SendNotification(const std::vector<char>& body, const std::string& partner) {
     if (partner.empty()) ++m_serial;
     // Without a name on the bus nobody listens; who comes later reads the list first.
     if (m_owned) m_outbox.Notify(Notification{partner, body});
@@ -125,19 +59,10 @@ void Endpoint::Notify(const std::vector<char>& body, const std::string& partner)
 template <Endpoint::Method method>
 int Endpoint::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) {
     Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
-    if (!endpoint->m_outbox.Stalled()) {
-        endpoint->Execute(method, call);
-    } else if (endpoint->m_held.size() < transport_limits::kMaxHeldCalls) {
-        Guarded("holding a call", [endpoint, call] {
-            endpoint->m_held.push_back({UniqueMessage(sd_bus_message_ref(call)), method});
-            endpoint->m_outbox.AwaitDrain();
-        });
+    if (endpoint->m_outbox.Stalled()) {
+        endpoint->Hold(method, call);
     } else {
-        Guarded("refusing a call", [endpoint, call] {
-            endpoint->m_outbox.Refuse(
-                ErrorFor(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
-                         "too many calls wait for the bus; read the replies, then go on"));
-        });
+        endpoint->Execute(method, call);
     }
     return 1;
 }
@@ -154,8 +79,7 @@ const sd_bus_vtable Endpoint::kVtable[] = {
                              OnCall<&Endpoint::Message>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("MessageFd", "h", SD_BUS_PARAM(request), "h", SD_BUS_PARAM(reply),
                              OnCall<&Endpoint::MessageFd>, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD_WITH_NAMES("Notify", "ay", SD_BUS_PARAM(body), "", "",
-                             OnCall<static_cast<Method>(&Endpoint::Notify)>,
+    SD_BUS_METHOD_WITH_NAMES("Notify", "ay", SD_BUS_PARAM(body), "", "", OnCall<&Endpoint::Notify>,
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_SIGNAL_WITH_NAMES("Notification", "ay", SD_BUS_PARAM(body), 0),
     SD_BUS_PROPERTY("Serial", "t", OnReadSerial, 0, 0),
@@ -197,36 +121,22 @@ void Endpoint::Message(sd_bus_message* call) {
                           "the reply of " + std::to_string(body.size()) +
                               " bytes is too large for Message; call MessageFd instead");
     }
-    UniqueMessage reply = ReplyTo(call);
-    if (sd_bus_message_append_array(reply.get(), 'y', body.data(), body.size()) < 0) {
-        throw std::bad_alloc();
-    }
-    m_outbox.Reply(std::move(reply));
+    m_outbox.Reply(ReplyTo(call, body));
 }
 
 void Endpoint::MessageFd(sd_bus_message* call) {
-    int fd = -1;  // the message's own
-    const int found = sd_bus_message_read(call, "h", &fd);
-    const std::string refusal = found < 0 ? std::string("the message carries no descriptor")
-                                          : WhyNoSealedBody(fd, transport_limits::kMaxFdBytes);
+    std::vector<char> request;
+    const std::string refusal = ReadFdBody(call, m_limits.fdBytes, request);
     if (!refusal.empty()) return ReplyError(call, endpoint_names::kBadFd, refusal);
-
     std::vector<char> body;
-    const int read = ReadSealedBody(fd, body);
-    if (read < 0) return ReplyError(call, endpoint_names::kBadFd, std::strerror(-read));
-    std::vector<char> result;
-    if (!RunHandler(call, [&] { result = m_owner.HandleMessage(body); })) return;
-    std::vector<char>().swap(body);  // it may be as large as the reply
-    if (result.size() > transport_limits::kMaxFdBytes) {
+    if (!RunHandler(call, [&] { body = m_owner.HandleMessage(request); })) return;
+    std::vector<char>().swap(request);  // it may be as large as the reply
+    if (body.size() > m_limits.fdBytes) {
         return ReplyError(call, endpoint_names::kTooLarge,
-                          "the reply of " + std::to_string(result.size()) +
+                          "the reply of " + std::to_string(body.size()) +
                               " bytes is too large for MessageFd as well");
     }
-    const OwnedFd replyFd(MakeSealedBody(result));
-    if (replyFd.Get() < 0) throw std::bad_alloc();
-    UniqueMessage reply = ReplyTo(call);
-    if (sd_bus_message_append(reply.get(), "h", replyFd.Get()) < 0) throw std::bad_alloc();
-    m_outbox.Reply(std::move(reply));
+    m_outbox.Reply(FdReplyTo(call, body));
 }
 
 void Endpoint::Notify(sd_bus_message* call) {
@@ -238,15 +148,36 @@ void Endpoint::Notify(sd_bus_message* call) {
 
 // What is caught here is the transport's own want of memory or descriptors; an application's
 // exceptions end in RunHandler.
+template <class Work>
+void Endpoint::Answer(sd_bus_message* call, Work work) noexcept {
+    if (!Guarded("answering a call", work)) sd_bus_reply_method_errno(call, -ENOMEM, nullptr);
+}
+
 void Endpoint::Execute(Method method, sd_bus_message* call) noexcept {
-    if (Guarded("executing a remote call", [&] { (this->*method)(call); })) return;
-    sd_bus_reply_method_errno(call, -ENOMEM, nullptr);
+    Answer(call, [&] { (this->*method)(call); });
+}
+
+void Endpoint::Hold(Method method, sd_bus_message* call) noexcept {
+    using Outcome = HeldCalls<HeldCall>::Outcome;
+    Answer(call, [&] {
+        HeldCall held{UniqueMessage(sd_bus_message_ref(call)), method};
+        switch (m_held.Push(SenderOf(call), BodyBytesOf(call), std::move(held))) {
+            case Outcome::Held: return m_outbox.AwaitDrain();
+            case Outcome::SenderIsFull:
+                return Refuse(call,
+                              "not executed: too many of your calls wait for the bus; read the "
+                              "replies, then call again");
+            case Outcome::TooManySenders:
+                return Refuse(call,
+                              "not executed: calls of too many others wait for the bus; call "
+                              "again later");
+        }
+    });
 }
 
 void Endpoint::RunHeldCalls() {
-    while (!m_held.empty() && !m_outbox.Stalled()) {
-        const HeldCall held = std::move(m_held.front());
-        m_held.pop_front();
+    while (!m_held.Empty() && !m_outbox.Stalled()) {
+        const HeldCall held = m_held.Pop();
         Execute(held.method, held.call.get());
     }
 }
@@ -277,6 +208,10 @@ void Endpoint::ReplyError(sd_bus_message* call, const char* name, const std::str
     m_outbox.Reply(ErrorFor(call, name, text));
 }
 
+void Endpoint::Refuse(sd_bus_message* call, const char* text) {
+    m_outbox.Refuse(ErrorFor(call, SD_BUS_ERROR_LIMITS_EXCEEDED, text));
+}
+
 void Endpoint::Report(bool state, const std::string& partner) {
     Guarded("reporting a connection", [&] { m_owner.HandleConnectionReady(state, partner); });
 }
@@ -305,7 +240,7 @@ void Endpoint::Export() {
 void Endpoint::Lost() {
     m_owned = false;
     m_outbox.Detach();
-    m_held.clear();
+    m_held.Clear();
     m_object.reset();
     m_nameAnswer.reset();
     for (const std::string& partner : m_partners.RemoveAll()) Report(false, partner);

@@ -7,13 +7,14 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <vector>
 
 #include "bus/BusLink.h"
 #include "bus/Outbox.h"
+#include "bus/TransportLimits.h"
 #include "ipc/TesselDbusLocal.h"
+#include "platform/HeldCalls.h"
 #include "platform/PartnerTracker.h"
 
 namespace applist {
@@ -30,7 +31,7 @@ public:
     Endpoint& operator=(const Endpoint&) = delete;
 
     // Sends `body` to `partner`, or to everyone who listens when that is empty.
-    void Notify(const std::vector<char>& body, const std::string& partner);
+    void SendNotification(const std::vector<char>& body, const std::string& partner);
 
 private:
     using Method = void (Endpoint::*)(sd_bus_message* call);
@@ -54,12 +55,16 @@ private:
     void MessageFd(sd_bus_message* call);
     void Notify(sd_bus_message* call);
 
+    template <class Work>
+    void Answer(sd_bus_message* call, Work work) noexcept;
     void Execute(Method method, sd_bus_message* call) noexcept;
+    void Hold(Method method, sd_bus_message* call) noexcept;
     void RunHeldCalls();
     template <class Handler>
     bool RunHandler(sd_bus_message* call, Handler handler);
     void ReplyEmpty(sd_bus_message* call);
     void ReplyError(sd_bus_message* call, const char* name, const std::string& text);
+    void Refuse(sd_bus_message* call, const char* text);
     void Report(bool state, const std::string& partner);
 
     void Export();
@@ -68,13 +73,14 @@ private:
     TesselDbusLocal& m_owner;
     const std::string m_busName;
     const std::string m_path;
+    const TransportLimits m_limits;
 
     BusLink m_link;
     UniqueSlot m_object;
     UniqueSlot m_nameAnswer;
     Outbox m_outbox;
     PartnerTracker m_partners;
-    std::deque<HeldCall> m_held;
+    HeldCalls<HeldCall> m_held;
     bool m_owned = false;    // now: there is a bus, and the name is ours
     bool m_isBuilt = false;  // the constructor is done
     // Notifications to the default destination so far, merged and dropped ones included.

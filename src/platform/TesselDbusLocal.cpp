@@ -8,9 +8,9 @@ TesselDbusLocal::TesselDbusLocal(std::string endpointName)
 TesselDbusLocal::~TesselDbusLocal() = default;
 
 void TesselDbusLocal::SendNotification(std::vector<char>& data) {
-    m_endpoint->Notify(data, std::string());
+    m_endpoint->SendNotification(data, std::string());
 }
 
 void TesselDbusLocal::SendNotification(std::vector<char>& data, const std::string& partner) {
-    m_endpoint->Notify(data, partner);
+    m_endpoint->SendNotification(data, partner);
 }

@@ -3,6 +3,9 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
+
+#include "bus/TransportLimits.h"
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
 #include "support/HeapInUse.h"
@@ -299,57 +302,163 @@ TEST_P(AnEndpointOnABusThatStands, GrowsByLessThanTwoMegabytesOverIntrospection)
 
 // ---- Calls that come while the bus is slow ------------------------------------------------------
 
-// With the smallest of buffers a reply of a megabyte leaves in hundreds of pieces, and with each of
-// them a call may come in. A ping behind them is answered by the bus library at once: when its
-// answer is there, all of them are in.
+// With the smallest of buffers a reply of megabytes leaves in hundreds of pieces, and with each of
+// them a call may come in.
 class AnEndpointWithASlowReply : public EndpointTest {
 protected:
-    AnEndpointWithASlowReply() { ShrinkSendBuffers(); }
-
-    // Sends a call with a slow reply and `count` more behind it; returns how many of those were
-    // refused.
-    int RefusedOf(int count) {
+    AnEndpointWithASlowReply() {
+        ShrinkSendBuffers();
         m_endpoint->m_answer = [](const std::string& request) {
-            return request == "slow" ? std::string(4 * kMegabyte, 'x') : request;
+            return request == "slow" ? std::string(8 * kMegabyte, 'x') : request;
         };
-        const auto slow = m_client->Start("Message", "slow");
+    }
+
+    // Starts a call whose reply is slow, and returns when that is on its way.
+    void StartSlowReply() {
+        m_slow = m_client->Start("Message", "slow");
+        EXPECT_TRUE(RunUntil([this] { return !m_endpoint->m_events.empty(); }));
+    }
+
+    using Pending = std::vector<BusClient::PendingAnswer>;
+
+    static void Ask(BusClient& client, int count, Pending& answers) {
         for (int number = 0; number < count; ++number) {
-            m_answers.push_back(m_client->Start("Message", std::to_string(number)));
+            answers.push_back(client.Start("Message", client.Name()));
         }
+    }
+
+    // Waits for the answers to `client`, and returns how many of its calls were refused. The others
+    // must have been answered rightly.
+    static int RefusedOf(BusClient& client, const Pending& answers) {
         int refused = 0;
-        for (std::size_t at = 0; at < m_answers.size(); ++at) {
-            const Answer answer = m_client->Wait(m_answers[at]);
+        for (const BusClient::PendingAnswer& pending : answers) {
+            const Answer answer = client.Wait(pending);
             if (answer.error == kLimitsExceeded) {
                 ++refused;
+                EXPECT_EQ("not executed", answer.text.substr(0, 12));
             } else {
-                EXPECT_EQ(std::to_string(at), answer.body) << answer.error << answer.text;
+                EXPECT_EQ(client.Name(), answer.body) << answer.error << answer.text;
             }
         }
-        EXPECT_EQ(4 * kMegabyte, m_client->Wait(slow).body.size());
         return refused;
     }
 
+    // How many of `client`'s calls were executed.
+    int ExecutedOf(const BusClient& client) const {
+        return static_cast<int>(std::count(m_endpoint->m_events.begin(), m_endpoint->m_events.end(),
+                                           "message " + client.Name()));
+    }
+
+    void ExpectSlowReplyWhole() { EXPECT_EQ(8 * kMegabyte, m_client->Wait(m_slow).body.size()); }
+
     std::unique_ptr<BusClient> m_client = NewClient();
-    std::vector<BusClient::PendingAnswer> m_answers;
+    BusClient::PendingAnswer m_slow;
 };
 
 ON_EVERY_BUS(AnEndpointWithASlowReply);
 
-TEST_P(AnEndpointWithASlowReply, HoldsSixtyThreeCalls) {
-    EXPECT_EQ(0, RefusedOf(63));
+TEST_P(AnEndpointWithASlowReply, ExecutesSixtyFourCallsOfEachOfTwoBusyPartners) {
+    const auto one = NewClient();
+    const auto other = NewClient();
+    Pending answersToOne;
+    Pending answersToOther;
+    StartSlowReply();
+
+    for (int number = 0; number < 64; ++number) {
+        Ask(*one, 1, answersToOne);
+        Ask(*other, 1, answersToOther);
+    }
+
+    EXPECT_EQ(0, RefusedOf(*one, answersToOne));
+    EXPECT_EQ(0, RefusedOf(*other, answersToOther));
+    EXPECT_EQ(64, ExecutedOf(*one));
+    EXPECT_EQ(64, ExecutedOf(*other));
+    ExpectSlowReplyWhole();
 }
 
-TEST_P(AnEndpointWithASlowReply, HoldsSixtyFourCalls) {
-    EXPECT_EQ(0, RefusedOf(64));
+TEST_P(AnEndpointWithASlowReply, RefusesTheOneWhoFloodsAndNobodyElse) {
+    const auto flood = NewClient();
+    const auto one = NewClient();
+    const auto other = NewClient();
+    Pending answersToFlood;
+    Pending answersToOne;
+    Pending answersToOther;
+    StartSlowReply();
+
+    Ask(*flood, 100, answersToFlood);
+    Ask(*one, 64, answersToOne);
+    Ask(*other, 64, answersToOther);
+
+    const int refused = RefusedOf(*flood, answersToFlood);
+    EXPECT_GE(refused, 1);
+    EXPECT_LE(refused, 36);
+    EXPECT_EQ(100 - refused, ExecutedOf(*flood)) << "refused, and executed all the same";
+    EXPECT_EQ(0, RefusedOf(*one, answersToOne));
+    EXPECT_EQ(0, RefusedOf(*other, answersToOther));
+    ExpectSlowReplyWhole();
+    EXPECT_EQ("the next", flood->Message("the next").body);
 }
 
-TEST_P(AnEndpointWithASlowReply, RefusesTheSixtyFifthCall) {
-    EXPECT_EQ(1, RefusedOf(65));
+TEST_P(AnEndpointWithASlowReply, HoldsAMegabyteOfASenderAndRefusesWhatIsMore) {
+    const auto client = NewClient();
+    const std::string body(400 << 10, 'x');
+    StartSlowReply();
 
-    EXPECT_EQ(kLimitsExceeded, m_answers.back()->error);
-    EXPECT_NE(std::string::npos, m_answers.back()->text.find("too many calls wait"))
-        << m_answers.back()->text;
-    EXPECT_EQ("the next", m_client->Message("the next").body);
+    const auto first = client->Start("Message", body);
+    const auto second = client->Start("Message", body);
+    const auto third = client->Start("Message", body);
+
+    EXPECT_EQ(body.size(), client->Wait(first).body.size()) << first->error;
+    EXPECT_EQ(body.size(), client->Wait(second).body.size()) << second->error;
+    EXPECT_EQ(kLimitsExceeded, client->Wait(third).error);
+}
+
+TEST_P(AnEndpointWithASlowReply, CountsTheBytesBehindADescriptor) {
+    const auto client = NewClient();
+    const TestFd body = MemfdOf(std::string(700 << 10, 'x'));
+    StartSlowReply();
+
+    const auto first = client->StartFd(body.Get());
+    const auto second = client->StartFd(body.Get());
+
+    EXPECT_EQ("", client->Wait(first).error) << first->text;
+    EXPECT_EQ(kLimitsExceeded, client->Wait(second).error);
+}
+
+TEST_P(AnEndpointWithASlowReply, HoldsACallOfAnySizeWhenItIsTheOnlyOneOfItsSender) {
+    const auto client = NewClient();
+    StartSlowReply();
+
+    const auto large = client->StartFd(FilledMemfd(40 * kMegabyte).Get());
+    const auto next = client->Start("Message", "next");
+
+    EXPECT_EQ("", client->Wait(large).error) << large->text;
+    EXPECT_EQ(kLimitsExceeded, client->Wait(next).error);
+}
+
+TEST_P(AnEndpointWithASlowReply, HoldsCallsOfNoMoreSendersThanItsLimitsSay) {
+    applist::TransportLimits limits;
+    limits.heldSenders = 1;
+    applist::SetTransportLimits(limits);
+    EndEndpoint();
+    m_endpoint = std::make_unique<RecordingEndpoint>();
+    ShrinkSendBuffers();
+    applist::SetTransportLimits(applist::TransportLimits());
+    m_endpoint->m_answer = [](const std::string& request) {
+        return request == "slow" ? std::string(8 * kMegabyte, 'x') : request;
+    };
+    const auto one = NewClient();
+    const auto other = NewClient();
+    StartSlowReply();
+
+    const auto held = one->Start("Message", "held");
+    ASSERT_TRUE(one->WaitForOwner(kApplistName)) << "the bus has passed on what came before";
+    const auto refused = other->Start("Message", "refused");
+
+    EXPECT_EQ(kLimitsExceeded, other->Wait(refused).error);
+    EXPECT_EQ("not executed: calls of too many others wait for the bus; call again later",
+              refused->text);
+    EXPECT_EQ("held", one->Wait(held).body) << held->error;
 }
 
 TEST_P(AnEndpointWithASlowReply, ExecutesHeldCallsOfEveryKindInTheirOrder) {
@@ -381,18 +490,12 @@ TEST_P(AnEndpointWithASlowReply, AnswersEveryCallOnceAlsoWhileNotificationsWait)
         return request;
     };
     const auto first = m_client->Start("Message", "first");
-    std::vector<BusClient::PendingAnswer> others(100);
-    for (BusClient::PendingAnswer& other : others) other = m_client->Start("Message", "other");
+    Pending answers;
+    Ask(*m_client, 100, answers);
 
-    int refused = 0;
     EXPECT_EQ("first", m_client->Wait(first).body) << first->error;
-    for (const auto& other : others) {
-        const Answer answer = m_client->Wait(other);
-        if (answer.error == kLimitsExceeded) {
-            ++refused;
-        } else {
-            EXPECT_EQ("other", answer.body) << answer.error;
-        }
-    }
-    EXPECT_EQ(36, refused);
+    const int refused = RefusedOf(*m_client, answers);
+
+    EXPECT_LE(refused, 36);
+    EXPECT_EQ(100 - refused, ExecutedOf(*m_client));
 }

@@ -1,0 +1,37 @@
+#include "bus/TransportLimits.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace applist {
+
+namespace {
+
+TransportLimits& TheLimits() {
+    static TransportLimits limits;
+    return limits;
+}
+
+void Check(const char* what, std::size_t value, std::size_t least, std::size_t most) {
+    if (value >= least && value <= most) return;
+    throw std::invalid_argument(std::string("TransportLimits::") + what + " is " +
+                                std::to_string(value) + "; set it to between " +
+                                std::to_string(least) + " and " + std::to_string(most));
+}
+
+}  // namespace
+
+void SetTransportLimits(const TransportLimits& limits) {
+    using namespace transport_limits;
+    Check("fdBytes", limits.fdBytes, 1, PTRDIFF_MAX);  // no vector holds more
+    Check("partners", limits.partners, 1, kMostPartners);
+    Check("heldBytes", limits.heldBytes, kMaxHeldBytes, PTRDIFF_MAX);
+    Check("heldSenders", limits.heldSenders, 1, kMostPartners);
+    TheLimits() = limits;
+}
+
+TransportLimits CurrentTransportLimits() {
+    return TheLimits();
+}
+
+}  // namespace applist

@@ -1,0 +1,76 @@
+#include "platform/CallMessage.h"
+
+#include <cstring>
+#include <new>
+
+#include "bus/SealedMemfd.h"
+
+namespace applist {
+
+std::string SenderOf(sd_bus_message* call) {
+    const char* sender = sd_bus_message_get_sender(call);
+    return sender == nullptr ? std::string() : std::string(sender);
+}
+
+// The bus library has checked the signature.
+std::vector<char> BodyOf(sd_bus_message* call) {
+    const void* bytes = nullptr;
+    std::size_t size = 0;
+    if (sd_bus_message_read_array(call, 'y', &bytes, &size) < 0) return std::vector<char>();
+    const char* const begin = static_cast<const char*>(bytes);
+    return std::vector<char>(begin, begin + size);
+}
+
+std::string ReadFdBody(sd_bus_message* call, std::size_t limit, std::vector<char>& body) {
+    int fd = -1;  // the message's own
+    if (sd_bus_message_read(call, "h", &fd) < 0) return "the message carries no descriptor";
+    std::string refusal = WhyNoSealedBody(fd, limit);
+    if (!refusal.empty()) return refusal;
+    const int result = ReadSealedBody(fd, body);
+    return result < 0 ? std::strerror(-result) : std::string();
+}
+
+std::size_t BodyBytesOf(sd_bus_message* call) {
+    const void* bytes = nullptr;
+    std::size_t size = 0;
+    int fd = -1;
+    if (sd_bus_message_has_signature(call, "ay") > 0) {
+        sd_bus_message_read_array(call, 'y', &bytes, &size);
+    } else if (sd_bus_message_has_signature(call, "h") > 0 &&
+               sd_bus_message_read(call, "h", &fd) >= 0) {
+        size = SizeOfMemfd(fd);
+    }
+    sd_bus_message_rewind(call, 1);
+    return size;
+}
+
+UniqueMessage ReplyTo(sd_bus_message* call) {
+    sd_bus_message* reply = nullptr;
+    if (sd_bus_message_new_method_return(call, &reply) < 0) throw std::bad_alloc();
+    return UniqueMessage(reply);
+}
+
+UniqueMessage ReplyTo(sd_bus_message* call, const std::vector<char>& body) {
+    UniqueMessage reply = ReplyTo(call);
+    if (sd_bus_message_append_array(reply.get(), 'y', body.data(), body.size()) < 0) {
+        throw std::bad_alloc();
+    }
+    return reply;
+}
+
+UniqueMessage FdReplyTo(sd_bus_message* call, const std::vector<char>& body) {
+    const OwnedFd fd(MakeSealedBody(body));
+    if (fd.Get() < 0) throw std::bad_alloc();
+    UniqueMessage reply = ReplyTo(call);
+    if (sd_bus_message_append(reply.get(), "h", fd.Get()) < 0) throw std::bad_alloc();
+    return reply;
+}
+
+UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string& text) {
+    const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name, text.c_str());
+    sd_bus_message* reply = nullptr;
+    if (sd_bus_message_new_method_error(call, &reply, &error) < 0) throw std::bad_alloc();
+    return UniqueMessage(reply);
+}
+
+}  // namespace applist

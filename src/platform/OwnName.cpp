@@ -1,0 +1,48 @@
+#include "platform/OwnName.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "bus/TransportError.h"
+#include "common/PrintableText.h"
+
+namespace applist {
+
+namespace {
+
+// Who owns `name`, as far as the bus and /proc tell.
+std::string OwnerOf(sd_bus* bus, const std::string& name) {
+    sd_bus_creds* found = nullptr;
+    const std::uint64_t mask = SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT;
+    if (sd_bus_get_name_creds(bus, name.c_str(), mask, &found) < 0) return "another process";
+    const UniqueCreds creds(found);
+    pid_t pid = 0;
+    if (sd_bus_creds_get_pid(creds.get(), &pid) < 0) return "another process";
+    const char* command = nullptr;
+    if (sd_bus_creds_get_comm(creds.get(), &command) < 0) command = "?";
+    return "process " + std::to_string(pid) + " (" + PrintableText(command) + ")";
+}
+
+// Says why `name` was not to be had, from the negative errno of the request for it.
+std::string WhyNotOwned(sd_bus* bus, const std::string& name, const BusLocation& location,
+                        int error) {
+    const std::string start = "cannot own " + name + " on " + location.description + ": ";
+    switch (-error) {
+        case EEXIST: return start + "taken by " + OwnerOf(bus, name) + "; stop that one first";
+        case EACCES:
+        case EPERM:
+            return start +
+                   "the bus's policy does not allow it; install a policy that lets this "
+                   "user own the name";
+        default: return start + std::strerror(-error);
+    }
+}
+
+}  // namespace
+
+void OwnName(sd_bus* bus, const std::string& name, const BusLocation& location) {
+    const int result = sd_bus_request_name(bus, name.c_str(), 0);
+    if (result < 0) throw TransportError(WhyNotOwned(bus, name, location, result));
+}
+
+}  // namespace applist

@@ -1,0 +1,67 @@
+// The limits that an application may set, each at n - 1, n and n + 1.
+
+#include "bus/TransportLimits.h"
+
+#include "support/EndpointTest.h"
+
+using applist::SetTransportLimits;
+using applist::TransportLimits;
+
+class AnEndpointWithLimitsOfItsOwn : public EndpointTest {
+protected:
+    AnEndpointWithLimitsOfItsOwn() {
+        EndEndpoint();
+        TransportLimits limits;
+        limits.fdBytes = 5000;
+        limits.partners = 2;
+        SetTransportLimits(limits);
+        NewEndpoint();
+    }
+
+    ~AnEndpointWithLimitsOfItsOwn() override { SetTransportLimits(TransportLimits()); }
+
+    Answer Send(std::size_t size) {
+        return m_client->MessageFd(MemfdOf(std::string(size, 'x')).Get());
+    }
+
+    Answer Receive(std::size_t size) {
+        m_endpoint->m_answer = [size](const std::string&) { return std::string(size, 'x'); };
+        return Send(1);
+    }
+
+    std::unique_ptr<BusClient> m_client = NewClient();
+};
+
+ON_EVERY_BUS(AnEndpointWithLimitsOfItsOwn);
+
+TEST_P(AnEndpointWithLimitsOfItsOwn, TakesADescriptorOfThatManyBytes) {
+    EXPECT_EQ("", Send(4999).error);
+    EXPECT_EQ("", Send(5000).error);
+
+    const Answer answer = Send(5001);
+
+    EXPECT_EQ(kBadFd, answer.error);
+    EXPECT_EQ("the memfd holds 5001 bytes; send at most 5000", answer.text);
+}
+
+TEST_P(AnEndpointWithLimitsOfItsOwn, AnswersWithADescriptorOfThatManyBytes) {
+    EXPECT_EQ(4999u, SizeOf(Receive(4999).fd->Get()));
+    EXPECT_EQ(5000u, SizeOf(Receive(5000).fd->Get()));
+
+    EXPECT_EQ(kTooLarge, Receive(5001).error);
+}
+
+TEST_P(AnEndpointWithLimitsOfItsOwn, TakesThatManyPartners) {
+    const auto other = NewClient();
+    const auto third = NewClient();
+    EXPECT_EQ("", m_client->Connect().error);
+    EXPECT_EQ("", other->Connect().error);
+
+    EXPECT_EQ(kLimitsExceeded, third->Connect().error);
+}
+
+TEST_P(AnEndpointWithLimitsOfItsOwn, KeepsThoseThatItWasBuiltWith) {
+    SetTransportLimits(TransportLimits());
+
+    EXPECT_EQ(kBadFd, Send(5001).error);
+}

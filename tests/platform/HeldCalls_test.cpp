@@ -1,0 +1,125 @@
+#include "platform/HeldCalls.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+namespace {
+
+using Call = std::unique_ptr<int>;
+using Held = applist::HeldCalls<Call>;
+using Outcome = Held::Outcome;
+
+constexpr std::size_t kMegabyte = std::size_t{1} << 20;
+
+class AQueueOfHeldCalls : public ::testing::Test {
+protected:
+    Outcome Push(const std::string& sender, std::size_t bytes = 0) {
+        return m_held.Push(sender, bytes, std::make_unique<int>(++m_last));
+    }
+
+    void PushMany(int count, const std::string& sender) {
+        for (int number = 0; number < count; ++number) {
+            ASSERT_EQ(Outcome::Held, Push(sender)) << number << " of " << sender;
+        }
+    }
+
+    std::vector<int> PopAll() {
+        std::vector<int> numbers;
+        while (!m_held.Empty()) numbers.push_back(*m_held.Pop());
+        return numbers;
+    }
+
+    Held m_held{kMegabyte, 3};
+    int m_last = 0;
+};
+
+}  // namespace
+
+TEST_F(AQueueOfHeldCalls, GivesThemBackInTheOrderInWhichTheyCame) {
+    EXPECT_TRUE(m_held.Empty());
+    for (const char* sender : {"one", "other", "one", "third", "other"}) Push(sender);
+
+    EXPECT_EQ((std::vector<int>{1, 2, 3, 4, 5}), PopAll());
+}
+
+TEST_F(AQueueOfHeldCalls, HoldsSixtyFourOfASenderAndNoMore) {
+    PushMany(64, "one");
+
+    EXPECT_EQ(Outcome::SenderIsFull, Push("one"));
+    EXPECT_EQ(64u, PopAll().size());
+}
+
+TEST_F(AQueueOfHeldCalls, HoldsAsManyOfEachWhoeverFloods) {
+    PushMany(64, "flood");
+    EXPECT_EQ(Outcome::SenderIsFull, Push("flood"));
+
+    PushMany(64, "one");
+    PushMany(64, "other");
+
+    EXPECT_EQ(3u * 64, PopAll().size());
+}
+
+TEST_F(AQueueOfHeldCalls, HoldsAMegabyteOfASenderAndNoByteMore) {
+    EXPECT_EQ(Outcome::Held, Push("one", kMegabyte - 1));
+    EXPECT_EQ(Outcome::SenderIsFull, Push("one", 2));
+    EXPECT_EQ(Outcome::Held, Push("one", 1));
+    EXPECT_EQ(Outcome::SenderIsFull, Push("one", 1));
+
+    EXPECT_EQ(Outcome::Held, Push("one", 0));
+    EXPECT_EQ(Outcome::Held, Push("other", kMegabyte));
+}
+
+TEST_F(AQueueOfHeldCalls, HoldsOneOfAnySizeWhenNothingElseOfItsSenderWaits) {
+    EXPECT_EQ(Outcome::Held, Push("one", SIZE_MAX));
+
+    EXPECT_EQ(Outcome::SenderIsFull, Push("one", 0));
+    EXPECT_EQ(Outcome::SenderIsFull, Push("one", SIZE_MAX));
+    EXPECT_EQ(Outcome::Held, Push("other", kMegabyte));
+}
+
+TEST_F(AQueueOfHeldCalls, HoldsCallsOfThreeSendersAndNotOfAFourth) {
+    Push("one");
+    Push("other");
+    Push("third");
+
+    EXPECT_EQ(Outcome::TooManySenders, Push("fourth"));
+    EXPECT_EQ(Outcome::Held, Push("third"));
+}
+
+TEST_F(AQueueOfHeldCalls, HasRoomAgainOnceACallWasTakenOut) {
+    PushMany(64, "one");
+    m_held.Pop();
+    EXPECT_EQ(Outcome::Held, Push("one"));
+    PopAll();
+
+    Push("one", kMegabyte);
+    Push("other");
+    Push("third");
+    m_held.Pop();
+    EXPECT_EQ(Outcome::Held, Push("fourth", kMegabyte)) << "nothing of the first waits any longer";
+    EXPECT_EQ(Outcome::TooManySenders, Push("one"));
+}
+
+TEST_F(AQueueOfHeldCalls, HasAllItsRoomAgainOnceItIsCleared) {
+    PushMany(64, "one");
+    Push("other", SIZE_MAX);
+    Push("third");
+
+    m_held.Clear();
+
+    EXPECT_TRUE(m_held.Empty());
+    PushMany(64, "one");
+    EXPECT_EQ(Outcome::Held, Push("fourth", kMegabyte));
+}
+
+TEST_F(AQueueOfHeldCalls, LeavesARefusedCallToItsOwner) {
+    PushMany(64, "one");
+    Call call = std::make_unique<int>(65);
+
+    m_held.Push("one", 0, std::move(call));
+
+    ASSERT_NE(nullptr, call);
+    EXPECT_EQ(65, *call);
+}
