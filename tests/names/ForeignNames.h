@@ -35,6 +35,7 @@
     EACH(Formatter)             \
     EACH(Function)              \
     EACH(HeldCall)              \
+    EACH(HeldCalls)             \
     EACH(InputError)            \
     EACH(InstalledApplications) \
     EACH(ItemBlock)             \
@@ -76,10 +77,12 @@
     EACH(ServiceListener)       \
     EACH(ServiceOwner)          \
     EACH(Session)               \
+    EACH(Share)                 \
     EACH(Sortable)              \
     EACH(Table)                 \
     EACH(TesselDbusRemote)      \
     EACH(TransportError)        \
+    EACH(TransportLimits)       \
     EACH(UsageError)            \
     EACH(Watch)
 
