@@ -30,7 +30,7 @@ int ReadInline(sd_bus_message* reply, std::vector<char>& body) {
 int ReadFd(sd_bus_message* reply, std::vector<char>& body) {
     int fd = -1;  // the message's own
     if (sd_bus_message_has_signature(reply, "h") <= 0 || sd_bus_message_read(reply, "h", &fd) < 0 ||
-        !WhyNoSealedBody(fd, transport_limits::kMaxFdBytes).empty()) {
+        !WhyNoSealedBody(fd, CurrentTransportLimits().fdBytes).empty()) {
         return -EBADMSG;
     }
     return ReadSealedBody(fd, body);

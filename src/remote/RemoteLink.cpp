@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "bus/BusNames.h"
 #include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
 #include "remote/BusCallback.h"
@@ -17,8 +18,6 @@ using logging::kError;
 
 namespace {
 
-const char kDriver[] = "org.freedesktop.DBus";
-const char kDriverPath[] = "/org/freedesktop/DBus";
 const char kProperties[] = "org.freedesktop.DBus.Properties";
 
 constexpr std::uint64_t kTimerAccuracy = 1000;  // microseconds
@@ -74,7 +73,8 @@ void RemoteLink::AwaitBus(Time deadline) {
     if (left.count() <= 0 || sd_bus_is_ready(m_link.Bus()) <= 0) return;
     sd_bus_message* ask = nullptr;
     const int result =
-        sd_bus_message_new_method_call(m_link.Bus(), &ask, kDriver, kDriverPath, kDriver, "GetId");
+        sd_bus_message_new_method_call(m_link.Bus(), &ask, bus_names::kDriver,
+                                       bus_names::kDriverPath, bus_names::kDriver, "GetId");
     const UniqueMessage message(ask);
     if (result >= 0) sd_bus_call(m_link.Bus(), ask, Microseconds(left), nullptr, nullptr);
 }

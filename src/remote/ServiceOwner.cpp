@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "bus/BusNames.h"
 #include "bus/TransportError.h"
 #include "common/PrintableText.h"
 #include "remote/BusCallback.h"
@@ -12,9 +13,6 @@ namespace applist {
 using logging::kError;
 
 namespace {
-
-const char kDriver[] = "org.freedesktop.DBus";
-const char kDriverPath[] = "/org/freedesktop/DBus";
 
 bool IsSilence(const sd_bus_error& error) {
     return sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0;
@@ -39,9 +37,7 @@ ServiceOwner::ServiceOwner(BusLink& link, std::string name,
 
 void ServiceOwner::Follow() {
     m_hasStarted = false;
-    const std::string match = std::string("type='signal',sender='") + kDriver + "',path='" +
-                              kDriverPath + "',interface='" + kDriver +
-                              "',member='NameOwnerChanged',arg0='" + m_name + "'";
+    const std::string match = bus_names::OwnerChangesOf(m_name);
     sd_bus_slot* slot = nullptr;
     const int result = sd_bus_add_match_async(
         m_link.Bus(), &slot, match.c_str(), kOnSignal<ServiceOwner, &ServiceOwner::OnChanged>,
@@ -69,11 +65,10 @@ void ServiceOwner::OnFollowed(sd_bus_message* answer) {
 
 // Anybody can send a signal to us alone, past the match; only the bus's own word counts.
 void ServiceOwner::OnChanged(sd_bus_message* signal) {
-    const char* const sender = sd_bus_message_get_sender(signal);
     const char* name = nullptr;
     const char* before = nullptr;
     const char* now = nullptr;
-    if (sender == nullptr || std::strcmp(sender, kDriver) != 0 ||
+    if (!bus_names::IsFromDriver(signal) ||
         sd_bus_message_read(signal, "sss", &name, &before, &now) < 0 || m_name != name) {
         return;
     }
@@ -107,8 +102,9 @@ void ServiceOwner::OnOwner(sd_bus_message* answer) {
 void ServiceOwner::Start() {
     sd_bus_slot* slot = nullptr;
     const int result = sd_bus_call_method_async(
-        m_link.Bus(), &slot, kDriver, kDriverPath, kDriver, "StartServiceByName",
-        kOnReply<ServiceOwner, &ServiceOwner::OnStarted>, this, "su", m_name.c_str(), 0);
+        m_link.Bus(), &slot, bus_names::kDriver, bus_names::kDriverPath, bus_names::kDriver,
+        "StartServiceByName", kOnReply<ServiceOwner, &ServiceOwner::OnStarted>, this, "su",
+        m_name.c_str(), 0);
     m_answer.reset(slot);
     if (result < 0) m_onOwner(std::string());
 }
@@ -129,8 +125,9 @@ void ServiceOwner::OnStarted(sd_bus_message* answer) {
 int ServiceOwner::CallDriver(UniqueSlot& slot, const char* member,
                              sd_bus_message_handler_t onAnswer) {
     sd_bus_slot* made = nullptr;
-    const int result = sd_bus_call_method_async(m_link.Bus(), &made, kDriver, kDriverPath, kDriver,
-                                                member, onAnswer, this, "s", m_name.c_str());
+    const int result =
+        sd_bus_call_method_async(m_link.Bus(), &made, bus_names::kDriver, bus_names::kDriverPath,
+                                 bus_names::kDriver, member, onAnswer, this, "s", m_name.c_str());
     slot.reset(made);
     return result;
 }
