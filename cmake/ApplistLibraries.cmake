@@ -20,6 +20,7 @@ endfunction()
 # What the service, the partner and both ends of the transport share.
 applist_add_library(applist_common
     applist/RemoteAppListItem.cpp
+    common/ItemText.cpp
     common/PrintableText.cpp)
 
 # Adds the service as the target `name`. The folders named after it go ahead of the project's own
@@ -37,7 +38,6 @@ function(applist_add_partner name)
     applist_add_library(${name}
         partner/FetchPlan.cpp
         partner/Fetcher.cpp
-        partner/ItemLine.cpp
         partner/Pace.cpp
         partner/RemoteAppListModel.cpp
         partner/Replica.cpp

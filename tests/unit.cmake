@@ -18,6 +18,7 @@ add_executable(unit_tests
     applist/VirtualSlots_test.cpp
     common/AppListLog_test.cpp
     common/AppListRemoteControl_test.cpp
+    common/ItemText_test.cpp
     ipc/IPCApplist_test.cpp
     support/RecordingAllocator.cpp
     support/RecordingInside.cpp

@@ -1,9 +1,5 @@
-// An item as it crosses the channel: a copyable record of a visible name and a unique id, and its
-// text. Threads: a plain value.
-//
-// The text of an item is one line: visible name, TAB, unique id, LF. Inside the two strings a
-// backslash is written \\, TAB \t and LF \n; every other byte stands as it is, NUL and bytes above
-// 0x7F included. Items follow each other with nothing in between.
+// An item as it crosses the channel: a copyable record of a visible name and a unique id, with
+// operators for its text (common/ItemText.h).
 
 #pragma once
 

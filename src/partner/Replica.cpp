@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <numeric>
+#include <string_view>
 #include <utility>
 
 #include "applist/ApplistItemComparator.h"
@@ -12,7 +14,7 @@ namespace applist {
 namespace {
 
 using Items = std::vector<ReplicaItem::Owned>;
-using Lines = std::vector<ItemLine>;
+using Lines = std::vector<ItemText>;
 
 // A place for each of some lines: of the item that has it, or kNone.
 using Places = std::vector<std::uint32_t>;
@@ -28,11 +30,11 @@ struct Middle {
 Middle MiddleOf(const Items& items, const Lines& lines) {
     Middle middle{0, items.size(), lines.size()};
     const std::size_t shorter = std::min(items.size(), lines.size());
-    while (middle.begin < shorter && items[middle.begin]->Line() == lines[middle.begin]) {
+    while (middle.begin < shorter && items[middle.begin]->Text() == lines[middle.begin]) {
         ++middle.begin;
     }
     while (middle.oldEnd > middle.begin && middle.newEnd > middle.begin &&
-           items[middle.oldEnd - 1]->Line() == lines[middle.newEnd - 1]) {
+           items[middle.oldEnd - 1]->Text() == lines[middle.newEnd - 1]) {
         --middle.oldEnd;
         --middle.newEnd;
     }
@@ -48,7 +50,7 @@ public:
         while (m_first.size() < m_entries.size()) m_first.resize(2 * m_first.size());
         std::fill(m_first.begin(), m_first.end(), kNone);
         for (std::size_t at = m_entries.size(); at-- > 0;) {
-            const std::size_t hash = items[begin + at]->Line().Hash();
+            const std::size_t hash = HashOf(items[begin + at]->Text());
             std::uint32_t& first = First(hash);
             m_entries[at] = {hash, first};
             first = static_cast<std::uint32_t>(at);
@@ -57,13 +59,13 @@ public:
 
     // Returns the place of an item, or kNone when there is none (left); nothing when the chain is
     // too long to look through.
-    std::optional<std::uint32_t> Take(const ItemLine& line) {
+    std::optional<std::uint32_t> Take(const ItemText& line) {
         if (m_entries.empty()) return kNone;
-        const std::size_t hash = line.Hash();
+        const std::size_t hash = HashOf(line);
         int steps = 0;
         for (std::uint32_t* at = &First(hash); *at != kNone; at = &m_entries[*at].next) {
             const std::size_t place = m_begin + *at;
-            if (m_entries[*at].hash == hash && m_items[place]->Line() == line) {
+            if (m_entries[*at].hash == hash && m_items[place]->Text() == line) {
                 *at = m_entries[*at].next;
                 return static_cast<std::uint32_t>(place);
             }
@@ -75,6 +77,10 @@ public:
 private:
     // Chance makes no such chain of different items in a list of any size.
     static constexpr int kMaxSteps = 16;
+
+    static std::size_t HashOf(const ItemText& line) {
+        return std::hash<std::string_view>()(line.Line());
+    }
 
     struct Entry {
         std::size_t hash;
@@ -115,8 +121,8 @@ Places Sorted(std::size_t begin, std::size_t end, TextAt textAt) {
 
 // Finds the same as FindByHash: slower for most lists, but for none much slower than for others.
 Places FindByOrder(const Items& items, const Lines& lines, const Middle& middle) {
-    const auto oldText = [&](std::uint32_t at) { return items[at]->Line().Text(); };
-    const auto newText = [&](std::uint32_t at) { return lines[at].Text(); };
+    const auto oldText = [&](std::uint32_t at) { return items[at]->Text().Line(); };
+    const auto newText = [&](std::uint32_t at) { return lines[at].Line(); };
     const Places before = Sorted(middle.begin, middle.oldEnd, oldText);
     const Places now = Sorted(middle.begin, middle.newEnd, newText);
     Places places(now.size(), kNone);
@@ -140,18 +146,35 @@ Places Find(const Items& items, const Lines& lines, const Middle& middle) {
 // item: ours is the first of that id, as it is there. One that changed its name between two replies
 // is still that item.
 template <typename LineAt>
-std::uint32_t PlaceOf(const ItemLine& selection, std::size_t count, LineAt lineAt) {
+std::uint32_t PlaceOf(const ItemText& selection, std::size_t count, LineAt lineAt) {
     std::uint32_t sameId = kNone;
     for (std::size_t at = 0; at < count; ++at) {
-        const ItemLine& line = lineAt(at);
+        const ItemText& line = lineAt(at);
         if (line == selection) return static_cast<std::uint32_t>(at);
-        if (sameId == kNone && line.HasSameId(selection)) sameId = static_cast<std::uint32_t>(at);
+        if (sameId == kNone && line.IdText() == selection.IdText())
+            sameId = static_cast<std::uint32_t>(at);
     }
     return sameId;
 }
 
 std::vector<char> TextOfNoSelection() {
     return {'\t', '\n'};
+}
+
+// Takes `text` apart to its end. Half an item, anything that is no item, and more items than
+// `limit` mean that nothing of it is to be trusted: then nothing is returned. Room is made for
+// `expected` ones beforehand.
+std::optional<Lines> ReadLines(const std::vector<char>& text, std::size_t limit,
+                               std::size_t expected) {
+    Lines lines;
+    lines.reserve(expected);
+    std::string_view left(text.data(), text.size());
+    while (!left.empty()) {
+        const std::optional<ItemText> line = ItemText::Take(left);
+        if (!line || lines.size() == limit) return std::nullopt;
+        lines.push_back(*line);
+    }
+    return lines;
 }
 
 }  // namespace
@@ -175,19 +198,19 @@ std::optional<Replica::Change> Replica::Update(std::vector<char> list,
     if (Change change; list == m_text && UpdateSelection(selection, change) == Taken::Yes) {
         return change;
     }
-    const std::optional<Lines> lines = ReadLines(list, kMaxItems);
-    const std::optional<Lines> selected = ReadLines(selection, 1);
+    const std::optional<Lines> lines = ReadLines(list, kMaxItems, m_items.size());
+    const std::optional<Lines> selected = ReadLines(selection, 1, 1);
     if (!lines || !selected || selected->empty()) return std::nullopt;
     return Take(std::move(list), *lines, selected->front(), selection);
 }
 
 Replica::Taken Replica::UpdateSelection(const std::vector<char>& selection, Change& change) {
     if (selection == m_selectionText) return Taken::Yes;
-    const std::optional<Lines> selected = ReadLines(selection, 1);
+    const std::optional<Lines> selected = ReadLines(selection, 1, 1);
     if (!selected || selected->empty()) return Taken::NotUnderstood;
     const std::uint32_t place =
         PlaceOf(selected->front(), m_items.size(),
-                [&](std::size_t at) -> const ItemLine& { return m_items[at]->Line(); });
+                [&](std::size_t at) -> const ItemText& { return m_items[at]->Text(); });
     if (place == kNone) return Taken::NotInTheList;
     std::vector<char> text = selection;
     change.selection = IsAnotherSelection(*m_items[place], false);
@@ -198,7 +221,7 @@ Replica::Taken Replica::UpdateSelection(const std::vector<char>& selection, Chan
 }
 
 Replica::Change Replica::Clear() {
-    return Take(std::vector<char>(), Lines(), *ItemLine::Of("\t"), TextOfNoSelection());
+    return Take(std::vector<char>(), Lines(), *ItemText::Of("\t"), TextOfNoSelection());
 }
 
 std::vector<AppListItem*> Replica::GetAllItems() const {
@@ -208,7 +231,7 @@ std::vector<AppListItem*> Replica::GetAllItems() const {
     return items;
 }
 
-Replica::Change Replica::Take(std::vector<char> text, const Lines& lines, const ItemLine& selection,
+Replica::Change Replica::Take(std::vector<char> text, const Lines& lines, const ItemText& selection,
                               std::vector<char> selectionText) {
     Plan plan = MakePlan(lines, selection);
     ApplyItems(lines, plan);
@@ -218,7 +241,7 @@ Replica::Change Replica::Take(std::vector<char> text, const Lines& lines, const 
     return std::move(plan.change);
 }
 
-Replica::Plan Replica::MakePlan(const Lines& lines, const ItemLine& selection) const {
+Replica::Plan Replica::MakePlan(const Lines& lines, const ItemText& selection) const {
     Plan plan;
     PlanItems(lines, plan);
     PlanSelection(lines, selection, plan);
@@ -241,9 +264,9 @@ void Replica::PlanItems(const Lines& lines, Plan& plan) const {
     }
 }
 
-void Replica::PlanSelection(const Lines& lines, const ItemLine& selection, Plan& plan) const {
+void Replica::PlanSelection(const Lines& lines, const ItemText& selection, Plan& plan) const {
     plan.selected = PlaceOf(selection, lines.size(),
-                            [&](std::size_t at) -> const ItemLine& { return lines[at]; });
+                            [&](std::size_t at) -> const ItemText& { return lines[at]; });
     const bool isInside = plan.selected != kNone;
     RemoteAppListItem now((isInside ? lines[plan.selected] : selection).VisibleName(),
                           selection.UniqueId());

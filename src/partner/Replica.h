@@ -3,7 +3,7 @@
 // It keeps the list as the text in which it came. An item only knows its line there, so that a list
 // of thousands is read anew in the time that it takes to look at its bytes.
 //
-// Threads: its owner's. Lifetime: owns the items that it hands out; an item that an update leaves
+// Lifetime: owns the items that it hands out; an item that an update leaves
 // unchanged keeps its address.
 
 #pragma once
@@ -16,7 +16,7 @@
 
 #include "AppList.h"
 #include "applist/RemoteAppListItem.h"
-#include "partner/ItemLine.h"
+#include "common/ItemText.h"
 #include "partner/ReplicaItem.h"
 
 namespace applist {
@@ -59,16 +59,16 @@ public:
     std::size_t Count() const { return m_items.size(); }
 
 private:
-    using Lines = std::vector<ItemLine>;
+    using Lines = std::vector<ItemText>;
     struct Plan;
 
-    Change Take(std::vector<char> text, const Lines& lines, const ItemLine& selection,
+    Change Take(std::vector<char> text, const Lines& lines, const ItemText& selection,
                 std::vector<char> selectionText);
 
     // Whatever may fail happens while the plan is made, which changes nothing.
-    Plan MakePlan(const Lines& lines, const ItemLine& selection) const;
+    Plan MakePlan(const Lines& lines, const ItemText& selection) const;
     void PlanItems(const Lines& lines, Plan& plan) const;
-    void PlanSelection(const Lines& lines, const ItemLine& selection, Plan& plan) const;
+    void PlanSelection(const Lines& lines, const ItemText& selection, Plan& plan) const;
     bool IsAnotherSelection(AppListItem& now, bool itemsChanged) const;
     void ApplyItems(const Lines& lines, Plan& plan) noexcept;
     void ApplySelection(Plan& plan) noexcept;

@@ -9,18 +9,18 @@ void ReplicaItem::Disown::operator()(ReplicaItem* item) const {
     if (--block->m_owned == 0) delete block;
 }
 
-ReplicaItem::Owned ItemBlock::Make(const ItemLine& line) {
-    ReplicaItem& item = m_items.emplace_back(line, *this);
+ReplicaItem::Owned ItemBlock::Make(const ItemText& text) {
+    ReplicaItem& item = m_items.emplace_back(text, *this);
     ++m_owned;
     return ReplicaItem::Owned(&item);
 }
 
-ReplicaItem::Owned ItemMaker::Make(const ItemLine& line) {
+ReplicaItem::Owned ItemMaker::Make(const ItemText& text) {
     if (m_block == nullptr || m_block->IsFull()) {
         m_block = std::make_unique<ItemBlock>(std::min(m_left, ItemBlock::kMaxItems)).release();
     }
     --m_left;
-    return m_block->Make(line);
+    return m_block->Make(text);
 }
 
 }  // namespace applist

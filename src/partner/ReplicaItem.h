@@ -3,7 +3,7 @@
 // They are made in blocks, because the thousands of a list often come and go together. A block
 // lives until none of its items is owned any more, and is small, so that a last one keeps little.
 //
-// Threads: one, their owner's. Lifetime: an item keeps its address while it is owned.
+// Lifetime: an item keeps its address while it is owned.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "AppList.h"
-#include "partner/ItemLine.h"
+#include "common/ItemText.h"
 
 namespace applist {
 
@@ -26,19 +26,19 @@ public:
     };
     using Owned = std::unique_ptr<ReplicaItem, Disown>;
 
-    ReplicaItem(const ItemLine& line, ItemBlock& block) : m_line(line), m_block(&block) {}
+    ReplicaItem(const ItemText& text, ItemBlock& block) : m_text(text), m_block(&block) {}
 
-    std::string GetVisibleName() override { return m_line.VisibleName(); }
-    std::string GetUnigueId() override { return m_line.UniqueId(); }
+    std::string GetVisibleName() override { return m_text.VisibleName(); }
+    std::string GetUnigueId() override { return m_text.UniqueId(); }
 
-    const ItemLine& Line() const { return m_line; }
+    const ItemText& Text() const { return m_text; }
 
     // The same item in a newer text.
-    // REQUIRES: `line` is equal to the one before.
-    void Renew(const ItemLine& line) { m_line = line; }
+    // REQUIRES: `text` is equal to the one before.
+    void Renew(const ItemText& text) { m_text = text; }
 
 private:
-    ItemLine m_line;
+    ItemText m_text;
     ItemBlock* m_block;
 };
 
@@ -53,7 +53,7 @@ public:
     bool IsFull() const { return m_items.size() == m_items.capacity(); }
 
     // REQUIRES: not full.
-    ReplicaItem::Owned Make(const ItemLine& line);
+    ReplicaItem::Owned Make(const ItemText& text);
 
 private:
     friend struct ReplicaItem::Disown;
@@ -67,7 +67,7 @@ class ItemMaker {
 public:
     explicit ItemMaker(std::size_t count) : m_left(count) {}
 
-    ReplicaItem::Owned Make(const ItemLine& line);
+    ReplicaItem::Owned Make(const ItemText& text);
 
 private:
     std::size_t m_left;

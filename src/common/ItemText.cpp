@@ -1,0 +1,222 @@
+#include "common/ItemText.h"
+
+#include <algorithm>
+#include <cstring>
+#include <streambuf>
+#include <utility>
+
+namespace applist {
+
+namespace {
+
+constexpr char kEscape = '\\';
+
+bool IsSpecial(char c) {
+    return c == kEscape || c == ItemText::kSeparator || c == ItemText::kTerminator;
+}
+
+// Looks at many bytes at once: without a branch in the inner loop, which compilers turn into a few
+// instructions.
+bool HasSpecial(std::string_view text) {
+    constexpr std::size_t kBlock = 16;
+    unsigned char found[kBlock] = {};
+    const auto look = [&](const char* block) {
+        for (std::size_t at = 0; at < kBlock; ++at) found[at] |= IsSpecial(block[at]);
+    };
+    if (text.size() < kBlock) return std::any_of(text.begin(), text.end(), IsSpecial);
+    const char* const last = text.data() + text.size() - kBlock;
+    for (const char* block = text.data(); block < last; block += kBlock) look(block);
+    look(last);
+    return std::any_of(found, found + kBlock, [](unsigned char each) { return each != 0; });
+}
+
+// Returns the letter that stands for `special` after a backslash.
+char LetterFor(char special) {
+    switch (special) {
+        case ItemText::kSeparator: return 't';
+        case ItemText::kTerminator: return 'n';
+        default: return kEscape;
+    }
+}
+
+// Returns what `letter` stands for after a backslash, or 0 when that is nothing.
+char SpecialFor(char letter) {
+    switch (letter) {
+        case kEscape: return kEscape;
+        case 't': return ItemText::kSeparator;
+        case 'n': return ItemText::kTerminator;
+        default: return 0;
+    }
+}
+
+std::size_t EscapedSize(std::string_view text) {
+    if (!HasSpecial(text)) return text.size();
+    const auto specials = std::count_if(text.begin(), text.end(), IsSpecial);
+    return text.size() + static_cast<std::size_t>(specials);
+}
+
+// Copies `size` bytes and looks at them; true when none needs an escape. In blocks of which the
+// last two overlap, without a branch inside, a compiler makes a few instructions of each.
+template <std::size_t kBlock>
+bool CopyBlocks(const char* from, std::size_t size, char* to) {
+    unsigned char found[kBlock] = {};
+    const auto copy = [&](std::size_t begin) {
+        for (std::size_t at = 0; at < kBlock; ++at) found[at] |= IsSpecial(from[begin + at]);
+        std::memcpy(to + begin, from + begin, kBlock);
+    };
+    for (std::size_t begin = 0; begin + kBlock < size; begin += kBlock) copy(begin);
+    copy(size - kBlock);
+    constexpr unsigned char kNothing[kBlock] = {};
+    return std::memcmp(found, kNothing, kBlock) == 0;
+}
+
+bool CopyPlain(std::string_view text, char* to) {
+    if (text.size() >= 16) return CopyBlocks<16>(text.data(), text.size(), to);
+    if (text.size() >= 8) return CopyBlocks<8>(text.data(), text.size(), to);
+    return text.empty() || CopyBlocks<1>(text.data(), text.size(), to);
+}
+
+char* Escape(std::string_view text, char* to) {
+    for (const char c : text) {
+        if (IsSpecial(c)) *to++ = kEscape;
+        *to++ = IsSpecial(c) ? LetterFor(c) : c;
+    }
+    return to;
+}
+
+// Puts a text without escapes; false when it needs some.
+bool PutPlain(std::string_view visibleName, std::string_view uniqueId, char* to) {
+    char* const separator = to + visibleName.size();
+    char* const terminator = separator + 1 + uniqueId.size();
+    if (!CopyPlain(visibleName, to) || !CopyPlain(uniqueId, separator + 1)) return false;
+    *separator = ItemText::kSeparator;
+    *terminator = ItemText::kTerminator;
+    return true;
+}
+
+void PutEscaped(std::string_view visibleName, std::string_view uniqueId, char* to) {
+    to = Escape(visibleName, to);
+    *to++ = ItemText::kSeparator;
+    to = Escape(uniqueId, to);
+    *to = ItemText::kTerminator;
+}
+
+bool WriteBytes(std::string_view bytes, std::streambuf& to) {
+    const auto size = static_cast<std::streamsize>(bytes.size());
+    return to.sputn(bytes.data(), size) == size;
+}
+
+bool WriteByte(char c, std::streambuf& to) {
+    using Traits = std::streambuf::traits_type;
+    return !Traits::eq_int_type(to.sputc(c), Traits::eof());
+}
+
+bool WriteEscaped(std::string_view text, std::streambuf& to) {
+    if (!HasSpecial(text)) return WriteBytes(text, to);
+    for (;;) {
+        const auto special = std::find_if(text.begin(), text.end(), IsSpecial);
+        const auto plain = static_cast<std::size_t>(special - text.begin());
+        if (!WriteBytes(text.substr(0, plain), to)) return false;
+        if (special == text.end()) return true;
+        if (!WriteByte(kEscape, to) || !WriteByte(LetterFor(*special), to)) return false;
+        text.remove_prefix(plain + 1);
+    }
+}
+
+}  // namespace
+
+ItemText::ItemText(std::string_view line)
+    : m_line(line),
+      m_separator(line.find(kSeparator)),
+      m_hasEscape(line.find(kEscape) != std::string_view::npos) {}
+
+std::optional<ItemText> ItemText::Of(std::string_view line) {
+    const ItemText text(line);
+    if (text.FindFault() != Fault::kNone) return std::nullopt;
+    return text;
+}
+
+std::optional<ItemText> ItemText::Take(std::string_view& text) {
+    const std::size_t size = text.find(kTerminator);
+    if (size == std::string_view::npos) return std::nullopt;
+    const std::string_view line = text.substr(0, size);
+    text.remove_prefix(size + 1);
+    return Of(line);
+}
+
+ItemText::Fault ItemText::FaultOf(std::string_view line) {
+    return ItemText(line).FindFault();
+}
+
+ItemText::Fault ItemText::FindFault() const {
+    constexpr std::size_t kNone = std::string_view::npos;
+    if (m_separator == kNone) return Fault::kNoSeparator;
+    if (m_line.find(kSeparator, m_separator + 1) != kNone) return Fault::kSecondSeparator;
+    if (m_hasEscape && FindUnknownEscape(m_line) != kNone) return Fault::kUnknownEscape;
+    return Fault::kNone;
+}
+
+// The separator means nothing after a backslash, so an escape cannot reach over it.
+std::size_t ItemText::FindUnknownEscape(std::string_view line) {
+    std::size_t at = line.find(kEscape);
+    while (at != std::string_view::npos) {
+        if (at + 1 == line.size() || SpecialFor(line[at + 1]) == 0) return at;
+        at = line.find(kEscape, at + 2);
+    }
+    return at;
+}
+
+std::string ItemText::VisibleName() const {
+    return StringOf(NameText());
+}
+
+std::string ItemText::UniqueId() const {
+    return StringOf(IdText());
+}
+
+std::string ItemText::StringOf(std::string_view text) const {
+    std::string result(text);
+    if (m_hasEscape) Unescape(result);
+    return result;
+}
+
+void ItemText::Unescape(std::string& text) {
+    std::size_t to = 0;
+    for (std::size_t from = 0; from < text.size(); ++from) {
+        text[to++] = text[from] == kEscape ? SpecialFor(text[++from]) : text[from];
+    }
+    text.resize(to);
+}
+
+std::size_t ItemText::SizeOf(std::string_view visibleName, std::string_view uniqueId) {
+    return EscapedSize(visibleName) + EscapedSize(uniqueId) + 2;
+}
+
+bool ItemText::Write(std::string_view visibleName, std::string_view uniqueId, std::streambuf& to) {
+    return WriteEscaped(visibleName, to) && WriteByte(kSeparator, to) &&
+           WriteEscaped(uniqueId, to) && WriteByte(kTerminator, to);
+}
+
+void ItemTextWriter::Append(std::string_view visibleName, std::string_view uniqueId) {
+    std::size_t size = visibleName.size() + uniqueId.size() + 2;
+    if (!PutPlain(visibleName, uniqueId, MakeRoom(size))) {
+        size = ItemText::SizeOf(visibleName, uniqueId);
+        PutEscaped(visibleName, uniqueId, MakeRoom(size));
+    }
+    m_used += size;
+}
+
+std::vector<char> ItemTextWriter::Take() && {
+    m_buffer.resize(m_used);
+    return std::move(m_buffer);
+}
+
+// Returns where the next `size` bytes go.
+char* ItemTextWriter::MakeRoom(std::size_t size) {
+    if (m_buffer.size() - m_used < size) {
+        m_buffer.resize(std::max(m_used + size, 2 * m_buffer.size()));
+    }
+    return m_buffer.data() + m_used;
+}
+
+}  // namespace applist

@@ -1,0 +1,170 @@
+#include "common/ItemText.h"
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "applist/RemoteAppListItem.h"
+#include "support/RecordingAllocator.h"
+
+using applist::ItemText;
+using applist::ItemTextWriter;
+using std::string;
+using Fault = applist::ItemText::Fault;
+
+namespace {
+
+string Taken(ItemTextWriter& writer) {
+    const std::vector<char> text = std::move(writer).Take();
+    return string(text.begin(), text.end());
+}
+
+string Written(const string& name, const string& id) {
+    ItemTextWriter writer(0);
+    writer.Append(name, id);
+    return Taken(writer);
+}
+
+// What the item's own operator writes.
+string Inserted(const string& name, const string& id) {
+    std::ostringstream out;
+    out << RemoteAppListItem(name, id);
+    return out.str();
+}
+
+// "name/id", or "none".
+string Read(std::string_view line) {
+    const std::optional<ItemText> text = ItemText::Of(line);
+    return text ? text->VisibleName() + "/" + text->UniqueId() : "none";
+}
+
+// Lengths at which blocks of bytes begin, end and overlap.
+constexpr std::size_t kLongest = 50;
+
+}  // namespace
+
+TEST(AnItemText, IsALineOfNameTabAndId) {
+    EXPECT_EQ("Maps/maps", Read("Maps\tmaps"));
+    EXPECT_EQ("/", Read("\t"));
+    EXPECT_EQ(string("a\0b/\xFF", 5), Read(std::string_view("a\0b\t\xFF", 5)));
+}
+
+TEST(AnItemText, HoldsEscapesInBothStrings) {
+    const string line = "a\\tb\\\\\t\\n\\\\c";
+
+    EXPECT_EQ("a\tb\\/\n\\c", Read(line));
+    EXPECT_TRUE(ItemText::Of(line)->HasEscape());
+    EXPECT_EQ("a\\tb\\\\", ItemText::Of(line)->NameText());
+    EXPECT_EQ("\\n\\\\c", ItemText::Of(line)->IdText());
+}
+
+TEST(AnItemText, IsNoLineWithAFault) {
+    for (const char* line : {"", "Maps", "a\tb\tc", "\t\t", "a\\x\tb", "a\\\tb", "a\tb\\"}) {
+        EXPECT_EQ("none", Read(line)) << line;
+        EXPECT_NE(Fault::kNone, ItemText::FaultOf(line)) << line;
+    }
+}
+
+TEST(AnItemText, IsToldWhichFaultComesFirst) {
+    EXPECT_EQ(Fault::kNone, ItemText::FaultOf("a\\t\tb"));
+    EXPECT_EQ(Fault::kNoSeparator, ItemText::FaultOf("a\\x"));
+    EXPECT_EQ(Fault::kSecondSeparator, ItemText::FaultOf("a\\x\tb\t"));
+    EXPECT_EQ(Fault::kUnknownEscape, ItemText::FaultOf("a\\x\tb"));
+}
+
+TEST(AnItemText, IsToldWhereAnUnknownEscapeIs) {
+    EXPECT_EQ(3u, ItemText::FindUnknownEscape("a\\\\\\\tb"));
+    EXPECT_EQ(2u, ItemText::FindUnknownEscape("a\t\\"));
+    EXPECT_EQ(string::npos, ItemText::FindUnknownEscape("\\t\\n\\\\\t"));
+}
+
+TEST(AnItemText, IsTakenOffTheTextThatHoldsIt) {
+    std::string_view left = "A\ta\nB\tb\nhalf\t";
+
+    EXPECT_EQ("A\ta", ItemText::Take(left)->Line());
+    EXPECT_EQ("B\tb", ItemText::Take(left)->Line());
+    EXPECT_FALSE(ItemText::Take(left));
+    EXPECT_EQ("half\t", left);
+}
+
+TEST(AnItemText, IsTakenOffTheTextWhenItIsNoItemToo) {
+    std::string_view left = "no item\nB\tb\n";
+
+    EXPECT_FALSE(ItemText::Take(left));
+    EXPECT_EQ("B\tb\n", left);
+}
+
+TEST(AnItemText, IsTheSameFromTheWriterAndTheOperator) {
+    for (std::size_t length = 0; length <= kLongest; ++length) {
+        const string plain(length, 'x');
+        EXPECT_EQ(plain + "\t" + plain + "\n", Written(plain, plain));
+        for (std::size_t at = 0; at < length; ++at) {
+            for (const char special : {'\\', '\t', '\n'}) {
+                string text = plain;
+                text[at] = special;
+                ASSERT_EQ(Inserted(text, plain), Written(text, plain)) << length << ", " << at;
+                ASSERT_EQ(Inserted(plain, text), Written(plain, text)) << length << ", " << at;
+            }
+        }
+    }
+}
+
+TEST(AnItemText, LeavesEveryByteButThreeAsItIs) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        if (c == '\\' || c == '\t' || c == '\n') continue;
+        for (const std::size_t length : {1u, 7u, 8u, 15u, 16u, 40u}) {
+            const string text(length, c);
+            ASSERT_EQ(text + "\t" + text + "\n", Written(text, text)) << "byte " << byte;
+        }
+    }
+}
+
+TEST(AnItemText, HasTheSizeThatIsToldBeforeItIsWritten) {
+    for (const string& name : {string(), string("plain"), string("\t\\"), string(100, '\n')}) {
+        EXPECT_EQ(Written(name, "id").size(), ItemText::SizeOf(name, "id"));
+        EXPECT_EQ(Written("name", name).size(), ItemText::SizeOf("name", name));
+    }
+}
+
+TEST(AnItemTextWriter, MakesNoMoreRoomThanItWasAskedFor) {
+    const string name(100, 'n');
+    ItemTextWriter writer(2 * ItemText::SizeOf(name, "\t") + 4);
+    writer.Append(name, "\t");
+    writer.Append(name, "\t");
+
+    const std::vector<char> text = std::move(writer).Take();
+
+    EXPECT_EQ(2 * ItemText::SizeOf(name, "\t"), text.size());
+    EXPECT_EQ(text.size() + 4, text.capacity());
+}
+
+TEST(AnItemTextWriter, MakesRoomAsItIsNeeded) {
+    ItemTextWriter writer(1);
+    string expected;
+    for (int item = 0; item < 1000; ++item) {
+        writer.Append(std::to_string(item), "a\tb");
+        expected += std::to_string(item) + "\ta\\tb\n";
+    }
+
+    EXPECT_EQ(expected, Taken(writer));
+}
+
+TEST(AnItemTextWriter, NeverHoldsHalfAnItem) {
+    const string plain(100, 'p');
+    for (const string& name : {plain, plain + "\n"}) {
+        ItemTextWriter writer(ItemText::SizeOf("A", "a") + 101);
+        writer.Append("A", "a");
+        {
+            const recording::FailingAllocation outOfMemory(1);
+            EXPECT_THROW(writer.Append(name, plain), std::bad_alloc);
+        }
+        writer.Append("B", "b");
+
+        EXPECT_EQ("A\ta\nB\tb\n", Taken(writer));
+    }
+}
