@@ -1,9 +1,11 @@
 // The predicate by which the service matches items: equal unique ids, byte for byte. Made for one
 // search with std::find_if, whose first hit counts.
 //
-// Lifetime: the reference item outlives every use of the comparator. Threads: the items' own.
+// Lifetime: the reference item outlives every use of the comparator.
 
 #pragma once
+
+#include <string>
 
 #include "AppList.h"
 
@@ -13,9 +15,12 @@ public:
     explicit ApplistItemComparator(AppListItem* item) : m_item(item) {}
 
     // True exactly when the unique ids are equal. Visible names are not looked at.
-    // Both ids are fetched anew each time: an item may change its id between two searches.
+    // Both ids are fetched anew each time, the reference item's first: an item may change its id
+    // between two searches.
     bool operator()(AppListItem* item) const {
-        return m_item->GetUnigueId() == item->GetUnigueId();
+        // As operands of == the two calls would come in whichever order the compiler likes.
+        const std::string wanted = m_item->GetUnigueId();
+        return wanted == item->GetUnigueId();
     }
 
 private:

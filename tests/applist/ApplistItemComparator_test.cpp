@@ -25,20 +25,23 @@ bool Matches(const string& referenceId, const string& testedId) {
     return ApplistItemComparator(&reference)(&tested);
 }
 
-// An item that counts the questions for its id.
+// An item that counts the questions for its id, and enters each into `asked` when that is given.
 class AskedItem : public AppListItem {
 public:
-    explicit AskedItem(string id) : m_id(std::move(id)) {}
+    explicit AskedItem(string id, std::vector<const AppListItem*>* asked = nullptr)
+        : m_id(std::move(id)), m_asked(asked) {}
     string GetVisibleName() override {
         ++m_askedForName;
         return "same";
     }
     string GetUnigueId() override {
         ++m_askedForId;
+        if (m_asked != nullptr) m_asked->push_back(this);
         return m_id;
     }
 
     string m_id;
+    std::vector<const AppListItem*>* m_asked;
     int m_askedForName = 0;
     int m_askedForId = 0;
 };
@@ -77,6 +80,17 @@ TEST(AComparator, DoesNotLookAtTheNames) {
 
     EXPECT_EQ(0, reference.m_askedForName);
     EXPECT_EQ(0, sameNameAnotherId.m_askedForName);
+}
+
+TEST(AComparator, AsksItsReferenceItemBeforeTheTestedOne) {
+    std::vector<const AppListItem*> asked;
+    AskedItem reference("a", &asked);
+    AskedItem tested("a", &asked);
+
+    ApplistItemComparator comparator(&reference);
+    comparator(&tested);
+
+    EXPECT_EQ((std::vector<const AppListItem*>{&reference, &tested}), asked);
 }
 
 TEST(AComparator, SeesAnIdThatChangesBetweenTwoTests) {
