@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 
+#include "Dispatcher.h"
 #include "ItemText.h"
 
 int main(int argc, char** argv) {
@@ -8,5 +9,6 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     bench::PrintItemTextRatios();
+    bench::PrintDispatcherRatios();
     return 0;
 }

@@ -1,6 +1,8 @@
 // Remote calls through channel and dispatcher, with nothing below and no log: what the service
 // itself adds to a call.
 
+#include "Dispatcher.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -8,6 +10,7 @@
 #include <vector>
 
 #include "ByHand.h"
+#include "Interleaved.h"
 #include "SimpleModel.h"
 #include "applist/LocalAppListModel.h"
 #include "common/AppListRemoteControl.h"
@@ -67,6 +70,31 @@ void AddAndRemove(benchmark::State& state) {
 }
 BENCHMARK(AddAndRemove)->Name("Dispatcher/2005_2007_AddAndRemove");
 
+constexpr double kListTarget = 1.4;
+
+void CompareList(std::size_t count, const Rounds& plan) {
+    const std::vector<PlainItem> items = SampleItems(count);
+    SimpleModel model(items);
+    const LocalAppListModel service(&model);
+    const std::vector<char> request = Request(APPLIST_GET_ALL_ITEMS_FNC, "");
+    const Comparison list = Compare(
+        plan, [&] { benchmark::DoNotOptimize(Call(request)); },
+        [&] {
+            std::string text;
+            for (const PlainItem& item : items) AppendByHand(item, text);
+            benchmark::DoNotOptimize(text);
+        });
+    PrintTableHead(plan);
+    PrintTableLine(("reply to 2002, " + std::to_string(count) + " items").c_str(), list,
+                   kListTarget);
+}
+
 }  // namespace
+
+// By hand, the text is made of strings that are there; the service asks its model for each.
+void PrintDispatcherRatios() {
+    CompareList(100, {21, 100, 10});
+    CompareList(10000, {21, 10, 1});
+}
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-// The comparison that the item text is held to. Threads: one.
+// The comparison that the item text is held to.
 
 #pragma once
 

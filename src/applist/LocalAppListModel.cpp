@@ -1,22 +1,56 @@
 #include "applist/LocalAppListModel.h"
 
 #include <algorithm>
-#include <sstream>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <utility>
 
 #include "applist/ApplistItemComparator.h"
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
+#include "common/ItemText.h"
 
+using applist::ItemText;
+using applist::ItemTextWriter;
 using applist::logging::kDebug;
 using std::string;
 using std::vector;
 
 namespace {
 
+// What is put aside for each item of a reply: a desktop's applications take about 50 bytes.
+constexpr std::size_t kUsualTextSize = 64;
+
 class DeleteAppListItem {
 public:
     void operator()(RemoteAppListItem* item) const { delete item; }
 };
+
+// The items of a request, read where they lie, as the extraction operator reads them from a stream:
+// after a line that is no item, or at the end of the data, nothing more is read.
+class Request {
+public:
+    explicit Request(const vector<char>& data) : m_left(data.data(), data.size()) {}
+
+    // Leaves `item` as it is, and returns false, when there is none to read.
+    bool Read(RemoteAppListItem& item) {
+        const std::optional<ItemText> text = ItemText::Take(m_left);
+        if (!text) m_left = std::string_view();
+        if (text) item = RemoteAppListItem(text->VisibleName(), text->UniqueId());
+        return text.has_value();
+    }
+
+private:
+    std::string_view m_left;
+};
+
+// The items' getters are called once each, the name's first.
+void Append(AppListItem& item, ItemTextWriter& reply) {
+    const string visibleName = item.GetVisibleName();
+    const string uniqueId = item.GetUnigueId();
+    reply.Append(visibleName, uniqueId);
+}
 
 }  // namespace
 
@@ -128,17 +162,19 @@ void LocalAppListModel::OnConnectionReady(const string& partner) {
 }
 
 // A payload that is short or malformed is executed with what its reading left, for a fresh item two
-// empty strings: stream states are tested for the batch alone, where they end the loop.
+// empty strings: whether there was an item is asked for the batch alone, where it ends the loop.
+//
+// Items are read and written in place, without a stream: it would keep to itself that memory ran
+// out, and half a list would look like a whole one.
 vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<char>& messageData) {
-    const string data(messageData.begin(), messageData.end());
+    Request request(messageData);
     vector<char> result;
 
     switch (messageId) {
         case APPLIST_SET_SELECTION_FNC: {
             APPLIST_LOG(kDebug, "Remote call: SetSelection");
-            std::istringstream in(data);
             RemoteAppListItem item;
-            in >> item;
+            request.Read(item);
             APPLIST_LOG(kDebug, "Selected item name: %s, uniqueId: %s",
                         item.GetVisibleName().c_str(), item.GetUnigueId().c_str());
             m_appList->SetSelection(&item);
@@ -152,24 +188,18 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
             const string uniqueId = m_appList->GetSelection()->GetUnigueId();
             APPLIST_LOG(kDebug, "Remote call: GetSelection. Selected item name: %s, uniqueId: %s",
                         visibleName.c_str(), uniqueId.c_str());
-            const RemoteAppListItem item(*m_appList->GetSelection());
-            std::ostringstream out;
-            out << item;
-            const string resultString = out.str();
-            result.assign(resultString.begin(), resultString.end());
+            ItemTextWriter reply(kUsualTextSize);
+            Append(*m_appList->GetSelection(), reply);
+            result = std::move(reply).Take();
             break;
         }
 
         case APPLIST_GET_ALL_ITEMS_FNC: {
             APPLIST_LOG(kDebug, "Remote call: GetAllItems");
             const vector<AppListItem*> items = m_appList->GetAllItems();
-            std::ostringstream out;
-            for (auto itr = items.begin(); itr != items.end(); ++itr) {
-                const RemoteAppListItem item(**itr);
-                out << item;
-            }
-            const string resultString = out.str();
-            result.assign(resultString.begin(), resultString.end());
+            ItemTextWriter reply(items.size() * kUsualTextSize);
+            for (auto itr = items.begin(); itr != items.end(); ++itr) Append(**itr, reply);
+            result = std::move(reply).Take();
             break;
         }
 
@@ -185,14 +215,14 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
 
         case APPLIST_ADD_ITEMS_FNC: {
             APPLIST_LOG(kDebug, "Remote call: AddItems");
-            std::istringstream in(data);
             vector<AppListItem*> items;
             RemoteAppListItem remoteItem;
-            // An item whose reading ran into the end of the data is half an item: it is dropped.
-            while ((in >> remoteItem) && in.good()) {
-                RemoteAppListItem* item = new RemoteAppListItem(remoteItem);
-                items.push_back(item);
-                m_items.push_back(item);
+            // A last item without its terminator is half an item: it is dropped.
+            while (request.Read(remoteItem)) {
+                auto owned = std::make_unique<RemoteAppListItem>(remoteItem);
+                items.push_back(owned.get());
+                m_items.push_back(owned.get());
+                RemoteAppListItem* const item = owned.release();
                 APPLIST_LOG(kDebug, " - RemoteAppListItem name: %s, uniqueId: %s",
                             item->GetVisibleName().c_str(), item->GetUnigueId().c_str());
             }
@@ -204,9 +234,9 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
 
         case APPLIST_ADD_ITEM_AT_END_FNC: {
             APPLIST_LOG(kDebug, "Remote call: AddItemAtEnd");
-            std::istringstream in(data);
-            RemoteAppListItem* item = new RemoteAppListItem();
-            in >> *item;
+            auto owned = std::make_unique<RemoteAppListItem>();
+            request.Read(*owned);
+            RemoteAppListItem* const item = owned.release();
             // Should the model throw, the item is lost, not freed: the model may have kept it.
             m_appList->AddItemAtEnd(item);
             m_items.push_back(item);
@@ -221,19 +251,18 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
 
         case APPLIST_REMOVE_ITEM_FNC: {
             APPLIST_LOG(kDebug, "Remote call: RemoveItem");
-            std::istringstream in(data);
             RemoteAppListItem item;
-            in >> item;
+            request.Read(item);
             PrivateRemoveItem(item);
             break;
         }
 
         case APPLIST_MODIFY_ITEM_FNC: {
             APPLIST_LOG(kDebug, "Remote call: ModifyItem");
-            std::istringstream in(data);
             RemoteAppListItem oldItem;
             RemoteAppListItem newItem;
-            in >> oldItem >> newItem;
+            request.Read(oldItem);
+            request.Read(newItem);
             const auto itr =
                 std::find_if(m_items.begin(), m_items.end(), ApplistItemComparator(&newItem));
             if (itr == m_items.end()) {

@@ -1,7 +1,10 @@
+#include <new>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "support/RecordingAllocator.h"
 #include "support/RecordingInside.h"
 #include "support/RecordingService.h"
 
@@ -22,6 +25,43 @@ string Called(const string& message) {
 string WithoutLast(const string& text) {
     return text.substr(0, text.size() - 1);
 }
+
+// Too long for a string to hold without memory of its own.
+const string kLong(40, 'n');
+
+// An item that enters each question into the journal.
+class AskedItem : public AppListItem {
+public:
+    explicit AskedItem(string id) : m_id(std::move(id)) {}
+    string GetVisibleName() override {
+        recording::Journal::Get().Add("name of " + m_id);
+        return "Name of " + m_id;
+    }
+    string GetUnigueId() override {
+        recording::Journal::Get().Add("id of " + m_id);
+        return m_id;
+    }
+
+private:
+    string m_id;
+};
+
+// A list of two of them, the second one selected.
+class AskedModel : public recording::RecordingModel {
+public:
+    AppListItem* GetSelection() override {
+        RecordingModel::GetSelection();
+        return &m_second;
+    }
+    std::vector<AppListItem*> GetAllItems() override {
+        RecordingModel::GetAllItems();
+        return {&m_first, &m_second};
+    }
+
+private:
+    AskedItem m_first = AskedItem("a");
+    AskedItem m_second = AskedItem("b");
+};
 
 }  // namespace
 
@@ -96,7 +136,42 @@ TEST_F(ARemoteSelectionQuery, CarriesEveryByteOfTheItem) {
     EXPECT_EQ(string("a\0b\xFF\\t\\n\\\\\tid\n", 14), Call(APPLIST_GET_SELECTION_FNC));
 }
 
+TEST_F(ARemoteSelectionQuery, AsksTheItemForItsNameAndItsIdTwiceInTurns) {
+    AskedModel model;
+    const LocalAppListModel service(&model);
+    TakeEvents();
+
+    EXPECT_EQ("Name of b\tb\n", Call(APPLIST_GET_SELECTION_FNC));
+
+    EXPECT_EQ(Events({kReceived, "model GetSelection", "name of b", "model GetSelection", "id of b",
+                      Called("Remote call: GetSelection. Selected item name: Name of b, "
+                             "uniqueId: b"),
+                      "model GetSelection", "name of b", "id of b"}),
+              TakeEvents());
+}
+
 class ARemoteListQuery : public RecordingService {};
+
+TEST_F(ARemoteListQuery, AsksEachItemOnceForItsNameAndThenForItsId) {
+    AskedModel model;
+    const LocalAppListModel service(&model);
+    TakeEvents();
+
+    EXPECT_EQ("Name of a\ta\nName of b\tb\n", Call(APPLIST_GET_ALL_ITEMS_FNC));
+
+    EXPECT_EQ(Events({kReceived, Called("Remote call: GetAllItems"), "model GetAllItems",
+                      "name of a", "id of a", "name of b", "id of b"}),
+              TakeEvents());
+}
+
+TEST_F(ARemoteListQuery, CarriesItemsLongerThanWhatIsPutAsideForThem) {
+    const string name(100000, 'n');
+    m_model.Own("A", "a");
+    m_model.Own(name, "long");
+    m_model.Own("C\n", "c");
+
+    EXPECT_EQ("A\ta\n" + name + "\tlong\nC\\n\tc\n", Call(APPLIST_GET_ALL_ITEMS_FNC));
+}
 
 TEST_F(ARemoteListQuery, AnswersAnEmptyListWithNothing) {
     EXPECT_EQ("", Call(APPLIST_GET_ALL_ITEMS_FNC));
@@ -355,6 +430,67 @@ TEST_F(ACallOfEachFunction, SendsWhatTheModelReportsWhileTheCallRuns) {
                 "debug ItemChanged: Sending Item Change Event to remote object",
                 "send 01 00 00 00"}),
         TakeEvents());
+}
+
+class ACallWithoutMemory : public RecordingService {
+protected:
+    ACallWithoutMemory() {
+        m_model.Own(kLong + "\t", kLong + "1");
+        m_model.Own(kLong, kLong + "2");
+        m_model.Own(kLong, kLong + "3");
+    }
+
+    // Calls when there is no memory for the first allocation, or the second, and so on, until it
+    // takes no more; returns the reply that comes then, and expects an exception before.
+    string CallWhateverRunsOut(int id, const string& payload = "") {
+        for (std::size_t nth = 1;; ++nth) {
+            std::vector<char> message = recording::Frame(payload, id);
+            const std::vector<char> reply = ReplyWithout(nth, message);
+            m_states.push_back(m_model.Content());
+            if (!m_hasFailed) return string(reply.begin(), reply.end());
+            EXPECT_TRUE(reply.empty()) << "nobody heard of allocation " << nth;
+        }
+    }
+
+    std::vector<string> m_states;  // of the model, after each call
+
+private:
+    std::vector<char> ReplyWithout(std::size_t nth, std::vector<char>& message) {
+        const recording::FailingAllocation outOfMemory(nth);
+        m_hasFailed = true;
+        try {
+            std::vector<char> reply = TesselDbusLocal::Newest()->HandleMessage(message);
+            m_hasFailed = outOfMemory.HasFailed();
+            return reply;
+        } catch (const std::bad_alloc&) {
+            return std::vector<char>();
+        }
+    }
+
+    bool m_hasFailed = true;
+};
+
+TEST_F(ACallWithoutMemory, IsNeverAnsweredWithHalfAList) {
+    EXPECT_EQ(kLong + "\\t\t" + kLong + "1\n" + Text(kLong, kLong + "2") + Text(kLong, kLong + "3"),
+              CallWhateverRunsOut(APPLIST_GET_ALL_ITEMS_FNC));
+}
+
+TEST_F(ACallWithoutMemory, IsNeverAnsweredWithHalfASelection) {
+    Call(APPLIST_SET_SELECTION_FNC, Text("", kLong + "2"));
+
+    EXPECT_EQ(Text(kLong, kLong + "2"), CallWhateverRunsOut(APPLIST_GET_SELECTION_FNC));
+}
+
+TEST_F(ACallWithoutMemory, NeverAddsHalfABatch) {
+    const string before = m_model.Content();
+    const string added = " " + kLong + "/" + kLong + " B/b C/c";
+
+    CallWhateverRunsOut(APPLIST_ADD_ITEMS_FNC,
+                        Text(kLong, kLong) + Text("B", "b") + Text("C", "c"));
+
+    EXPECT_EQ(before + added, m_states.back());
+    m_states.pop_back();
+    for (const string& state : m_states) EXPECT_EQ(before, state);
 }
 
 class ATruncatedMessage : public RecordingService {};
