@@ -23,6 +23,7 @@ add_executable(partner_unit_tests
     partner/RemoteListeners_test.cpp
     partner/Replica_test.cpp
     partner/Synchronize_test.cpp
+    partner/Writing_test.cpp
     support/HeapInUse.cpp
     support/RecordingAllocator.cpp)
 target_link_libraries(partner_unit_tests PRIVATE pair_service pair_partner pair_transport

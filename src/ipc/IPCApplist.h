@@ -65,13 +65,13 @@ public:
     // how long that may take and what it throws; the service's own transport has none.
     std::vector<char> SendMessage(int messageId, const char* payload, std::size_t length);
 
-    // Like SendMessage, but returns at once; `onReply` gets what became of the message. Available
-    // over a transport that has `void PostMessage(std::vector<char>, OnReply)`.
+    // Takes `payload` over and sends it as a call of `messageId`, without a copy when it has room
+    // for sizeof(byteint) more bytes. Returns at once; `onReply` gets what became of the message.
+    // Available over a transport that has `void PostMessage(std::vector<char>, OnReply)`.
     template <class OnReply>
-    void PostMessage(int messageId, const char* payload, std::size_t length, OnReply onReply);
+    void PostMessage(int messageId, std::vector<char> payload, OnReply onReply);
 
 private:
-    static std::vector<char> Frame(int messageId, const char* payload, std::size_t length);
     // Moves the id from the end of `data` into `conv`; false, and no change, when there is none.
     static bool TakeMessageId(std::vector<char>& data, byteint& conv);
     static void AppendMessageId(int messageId, std::vector<char>& messageData);
@@ -186,26 +186,19 @@ void IPCApplist<BASE_CLASS, T>::SendNotification(int messageId, const std::strin
 template <class BASE_CLASS, class T>
 std::vector<char> IPCApplist<BASE_CLASS, T>::SendMessage(int messageId, const char* payload,
                                                          std::size_t length) {
-    std::vector<char> messageData = Frame(messageId, payload, length);
+    std::vector<char> messageData;
+    messageData.reserve(length + sizeof(byteint));
+    messageData.assign(payload, payload + length);
+    AppendMessageId(messageId, messageData);
     return BASE_CLASS::SendMessage(messageData);
 }
 
 template <class BASE_CLASS, class T>
 template <class OnReply>
-void IPCApplist<BASE_CLASS, T>::PostMessage(int messageId, const char* payload, std::size_t length,
+void IPCApplist<BASE_CLASS, T>::PostMessage(int messageId, std::vector<char> payload,
                                             OnReply onReply) {
-    std::vector<char> messageData = Frame(messageId, payload, length);
-    BASE_CLASS::PostMessage(std::move(messageData), onReply);
-}
-
-template <class BASE_CLASS, class T>
-std::vector<char> IPCApplist<BASE_CLASS, T>::Frame(int messageId, const char* payload,
-                                                   std::size_t length) {
-    std::vector<char> messageData;
-    messageData.reserve(length + sizeof(byteint));
-    messageData.assign(payload, payload + length);
-    AppendMessageId(messageId, messageData);
-    return messageData;
+    AppendMessageId(messageId, payload);
+    BASE_CLASS::PostMessage(std::move(payload), std::move(onReply));
 }
 
 // The id leaves the caller's buffer before anyone asks whether there is a handler: what remains is

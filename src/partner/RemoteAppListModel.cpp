@@ -1,11 +1,11 @@
 #include "partner/RemoteAppListModel.h"
 
-#include <sstream>
 #include <utility>
 
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
 #include "common/Guarded.h"
+#include "common/ItemText.h"
 
 namespace applist {
 
@@ -34,10 +34,27 @@ RemoteError WhyNotRead(const RemoteError& failure, bool afterWrites) {
     }
 }
 
-std::string TextOf(AppListItem* item) {
-    std::ostringstream out;
-    out << RemoteAppListItem(*item);
-    return out.str();
+// What the channel appends to the text of a message.
+constexpr std::size_t kIdSize = sizeof(IPCApplist<TesselDbusRemote, RemoteAppListModel>::byteint);
+
+// Calls `each` with the two strings of every item.
+template <class Each>
+void ForStringsOf(const std::vector<AppListItem*>& items, Each each) {
+    for (AppListItem* item : items) {
+        const std::string visibleName = item->GetVisibleName();
+        each(visibleName, item->GetUnigueId());
+    }
+}
+
+// Asks each item twice, so that the text of a long list is made in just the memory that it needs:
+// growing to it, a vector would have taken three times as much.
+std::vector<char> TextOf(const std::vector<AppListItem*>& items) {
+    using String = const std::string&;
+    std::size_t size = kIdSize;
+    ForStringsOf(items, [&](String name, String id) { size += ItemText::SizeOf(name, id); });
+    ItemTextWriter text(size);
+    ForStringsOf(items, [&](String name, String id) { text.Append(name, id); });
+    return std::move(text).Take();
 }
 
 // What one throws does not keep the others from hearing that items go.
@@ -56,7 +73,7 @@ void RemoteAppListModel::Channel::HandleConnectionReady(bool state, const std::s
 }
 
 void RemoteAppListModel::Channel::PostRequest(int messageId, ReplyHandler onReply) {
-    PostMessage(messageId, nullptr, 0, std::move(onReply));
+    PostMessage(messageId, {}, std::move(onReply));
 }
 
 std::chrono::microseconds RemoteAppListModel::Channel::Now() const {
@@ -99,39 +116,37 @@ int RemoteAppListModel::GetItemsCount() {
 // ---- Writes -------------------------------------------------------------------------------------
 
 void RemoteAppListModel::SetSelection(AppListItem* selection) {
-    Write(APPLIST_SET_SELECTION_FNC, TextOf(selection));
+    Write(APPLIST_SET_SELECTION_FNC, TextOf({selection}));
 }
 
 void RemoteAppListModel::SetClicked(AppListItem* clicked) {
-    Write(APPLIST_SET_CLICKED_FNC, TextOf(clicked));
+    Write(APPLIST_SET_CLICKED_FNC, TextOf({clicked}));
 }
 
 void RemoteAppListModel::RemoveAllItems() {
-    Write(APPLIST_REMOVE_ALL_ITEMS_FNC, std::string());
+    Write(APPLIST_REMOVE_ALL_ITEMS_FNC, TextOf({}));
 }
 
 void RemoteAppListModel::AddItems(const std::vector<AppListItem*>& items) {
-    std::ostringstream out;
-    for (AppListItem* item : items) out << RemoteAppListItem(*item);
-    Write(APPLIST_ADD_ITEMS_FNC, out.str());
+    Write(APPLIST_ADD_ITEMS_FNC, TextOf(items));
 }
 
 void RemoteAppListModel::AddItemAtEnd(AppListItem* item) {
-    Write(APPLIST_ADD_ITEM_AT_END_FNC, TextOf(item));
+    Write(APPLIST_ADD_ITEM_AT_END_FNC, TextOf({item}));
 }
 
 void RemoteAppListModel::RemoveItem(AppListItem* item) {
-    Write(APPLIST_REMOVE_ITEM_FNC, TextOf(item));
+    Write(APPLIST_REMOVE_ITEM_FNC, TextOf({item}));
 }
 
 void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) {
-    Write(APPLIST_MODIFY_ITEM_FNC, TextOf(oldItem) + TextOf(newItem));
+    Write(APPLIST_MODIFY_ITEM_FNC, TextOf({oldItem, newItem}));
 }
 
-void RemoteAppListModel::Write(int messageId, const std::string& payload) {
-    m_hasWritten = true;
-    m_IPC.PostMessage(messageId, payload.data(), payload.size(),
+void RemoteAppListModel::Write(int messageId, std::vector<char> payload) {
+    m_IPC.PostMessage(messageId, std::move(payload),
                       [this](RemoteReply& reply) { OnWritten(reply); });
+    m_hasWritten = true;
 }
 
 // Failures are kept as one and a number: a UI that never synchronizes must not collect them.

@@ -62,7 +62,9 @@ public:
     int GetItemsCount() override;
 
     // Writes, each one remote call. The service removes and replaces only what partners added,
-    // ignores a selection that it does not know, and does not carry out clicks.
+    // ignores a selection that it does not know, and does not carry out clicks. The getters of an
+    // item may be called more than once. When memory runs out, std::bad_alloc is thrown and nothing
+    // of the write is sent.
     void SetSelection(AppListItem* selection) override;
     void SetClicked(AppListItem* clicked) override;
     void RemoveAllItems() override;
@@ -120,7 +122,7 @@ private:
     void OnConnectionReady(const std::string& partner);
     void OnServiceGone();
 
-    void Write(int messageId, const std::string& payload);
+    void Write(int messageId, std::vector<char> payload);
     void OnWritten(const RemoteReply& reply);
     void ReadNow();
     void ThrowFailures();

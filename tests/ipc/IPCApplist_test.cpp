@@ -473,8 +473,8 @@ TEST(ACallingChannel, PostsThePayloadAndThenTheIdAndHandsOnWhoTakesTheReply) {
     Journal::Get().Restart();
 
     std::string reply;
-    channel.PostMessage(2005, "ABC", 3, [&](Bytes bytes) { reply = Text(bytes); });
-    channel.PostMessage(2002, nullptr, 0, [](Bytes) {});
+    channel.PostMessage(2005, {'A', 'B', 'C'}, [&](Bytes bytes) { reply = Text(bytes); });
+    channel.PostMessage(2002, {}, [](Bytes) {});
 
     EXPECT_EQ("yes", reply);
     EXPECT_EQ(Events({"post 41 42 43 d5 07 00 00", "post d2 07 00 00"}), Journal::Get().Take());
