@@ -1,52 +1,50 @@
 #include "apps/common/ItemLines.h"
 
 #include <cstddef>
-#include <sstream>
+#include <optional>
+#include <string_view>
+
+#include "common/ItemText.h"
 
 namespace applist {
 
 namespace {
 
-// `next` follows a backslash. Not shown when it is but the first byte of a letter.
-std::string DescribeEscape(char next) {
-    if (next == '\t' || next == '\n') {
+// `rest` follows a backslash. Its first byte is not shown when that is but a part of a letter.
+std::string DescribeEscape(std::string_view rest) {
+    if (rest.empty() || rest.front() == ItemText::kSeparator) {
         return "a single \\ ends the name or the id; write \\\\ for it";
     }
-    const bool isWhole = static_cast<unsigned char>(next) < 0x80;
-    return "unknown escape \\" + std::string(isWhole ? 1 : 0, next) +
+    const bool isWhole = static_cast<unsigned char>(rest.front()) < 0x80;
+    return "unknown escape \\" + std::string(rest.substr(0, isWhole ? 1 : 0)) +
            "; write \\\\ for a backslash, as only \\\\, \\t and \\n are known";
 }
 
-// Returns why `line`, its end included, is no item. The item's own reader tells only that.
-std::string DescribeFault(const std::string& line) {
-    const std::size_t separator = line.find('\t');
-    if (separator == std::string::npos) return "no TAB between name and id; write one there";
-    if (line.find('\t', separator + 1) != std::string::npos) {
-        return "a second TAB; write \\t for a TAB inside the name or the id";
+// Returns why `line` is no item.
+std::string DescribeFault(std::string_view line) {
+    switch (ItemText::FaultOf(line)) {
+        case ItemText::Fault::kNoSeparator: return "no TAB between name and id; write one there";
+        case ItemText::Fault::kSecondSeparator:
+            return "a second TAB; write \\t for a TAB inside the name or the id";
+        default: return DescribeEscape(line.substr(ItemText::FindUnknownEscape(line) + 1));
     }
-    for (std::size_t at = line.find('\\'); at != std::string::npos; at = line.find('\\', at + 2)) {
-        const char next = line[at + 1];
-        if (next != '\\' && next != 't' && next != 'n') return DescribeEscape(next);
-    }
-    return "not an item; write a name, a TAB and an id";
 }
 
 }  // namespace
 
 std::vector<RemoteAppListItem> ReadItemLines(const std::string& text, const std::string& source) {
     std::vector<RemoteAppListItem> items;
-    for (std::size_t begin = 0; begin < text.size();) {
+    for (std::string_view left = text; !left.empty();) {
         const std::string place = source + ":" + std::to_string(items.size() + 1) + ": ";
-        const std::size_t end = text.find('\n', begin);
-        if (end == std::string::npos) {
+        const std::size_t size = left.find(ItemText::kTerminator);
+        if (size == std::string_view::npos) {
             throw InputError(place + "the last line does not end with a line feed; add one");
         }
-        const std::string line = text.substr(begin, end + 1 - begin);
-        std::istringstream in(line);
-        RemoteAppListItem item;
-        if (!(in >> item)) throw InputError(place + DescribeFault(line));
-        items.push_back(item);
-        begin = end + 1;
+        const std::string_view line = left.substr(0, size);
+        const std::optional<ItemText> item = ItemText::Of(line);
+        if (!item) throw InputError(place + DescribeFault(line));
+        items.emplace_back(item->VisibleName(), item->UniqueId());
+        left.remove_prefix(size + 1);
     }
     return items;
 }

@@ -1,6 +1,4 @@
 // Reads items from a text of one item a line, as people write it: visible name, TAB, unique id.
-//
-// Threads: any. Lifetime: nothing is kept.
 
 #pragma once
 
