@@ -70,6 +70,7 @@ void AddAndRemove(benchmark::State& state) {
 }
 BENCHMARK(AddAndRemove)->Name("Dispatcher/2005_2007_AddAndRemove");
 
+constexpr std::size_t kTargetCount = 10000;
 constexpr double kListTarget = 1.4;
 
 void CompareList(std::size_t count, const Rounds& plan) {
@@ -85,8 +86,12 @@ void CompareList(std::size_t count, const Rounds& plan) {
             benchmark::DoNotOptimize(text);
         });
     PrintTableHead(plan);
-    PrintTableLine(("reply to 2002, " + std::to_string(count) + " items").c_str(), list,
-                   kListTarget);
+    const std::string what = "reply to 2002, " + std::to_string(count) + " items";
+    if (count == kTargetCount) {
+        PrintTableLine(what.c_str(), list, kListTarget);
+    } else {
+        PrintTableLine(what.c_str(), list);
+    }
 }
 
 }  // namespace
@@ -94,7 +99,7 @@ void CompareList(std::size_t count, const Rounds& plan) {
 // By hand, the text is made of strings that are there; the service asks its model for each.
 void PrintDispatcherRatios() {
     CompareList(100, {21, 100, 10});
-    CompareList(10000, {21, 10, 1});
+    CompareList(kTargetCount, {21, 10, 1});
 }
 
 }  // namespace bench

@@ -11,9 +11,9 @@ namespace bench {
 
 namespace {
 
-// A third and a tenth of the time.
+// A fifth and a tenth of the time.
 constexpr std::size_t kTargetCount = 10000;
-constexpr double kSdBusTarget = 1.0 / 3;
+constexpr double kSdBusTarget = 1.0 / 5;
 constexpr double kGDBusTarget = 1.0 / 10;
 
 Rounds PlanFor(std::size_t count) {

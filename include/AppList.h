@@ -2,7 +2,20 @@
 // changes that list: three listeners, the item and the model.
 //
 // Threads: none of these interfaces takes a lock. A model, its items and its listeners live on one
-// thread, the one that runs the application's main loop.
+// thread, the one that runs the application's main loop. A call from another one is undefined.
+//
+// Null: no argument may be null. Nothing here looks; neither does the service that publishes a
+// model, nor the partner's model. What a published model returns is not looked at either.
+//
+// Exceptions: what a listener throws is the business of the model that calls it. A listener that
+// the partner's model calls (partner/RemoteAppListModel.h) may throw: that is logged, and the next
+// one is told. The service adds itself to the model that it publishes, and what the transport
+// throws as it sends an event, ours nothing, comes through. What a published model or one of its
+// items throws while it is called for a partner comes through to the transport; ours answers that
+// call with an error.
+//
+// Equal ids: they make two items the same one. A list that holds both nevertheless is published as
+// it is; whoever looks for an id takes the first that has it.
 //
 // Ownership: every pointer that crosses these interfaces is a raw pointer, and no operation passes
 // ownership in either direction.
@@ -50,6 +63,7 @@ public:
     virtual std::string GetVisibleName() = 0;
 
     // What tells the item apart from every other item: items with equal ids are the same item.
+    // The name is spelled with a g, and stays so: whoever implements or calls it spells it alike.
     virtual std::string GetUnigueId() = 0;
 
     virtual ~AppListItem() {}
