@@ -483,10 +483,10 @@ TEST_F(ACallWithoutMemory, IsNeverAnsweredWithHalfASelection) {
 
 TEST_F(ACallWithoutMemory, NeverAddsHalfABatch) {
     const string before = m_model.Content();
-    const string added = " " + kLong + "/" + kLong + " B/b C/c";
+    const string added = " B/b " + kLong + "/" + kLong + " C/c";
 
     CallWhateverRunsOut(APPLIST_ADD_ITEMS_FNC,
-                        Text(kLong, kLong) + Text("B", "b") + Text("C", "c"));
+                        Text("B", "b") + Text(kLong, kLong) + Text("C", "c"));
 
     EXPECT_EQ(before + added, m_states.back());
     m_states.pop_back();
