@@ -63,8 +63,8 @@ public:
 
     // Writes, each one remote call. The service removes and replaces only what partners added,
     // ignores a selection that it does not know, and does not carry out clicks. The getters of an
-    // item may be called more than once. When memory runs out, std::bad_alloc is thrown and nothing
-    // of the write is sent.
+    // item may be called more than once. When memory runs out, nothing of the write is sent:
+    // std::bad_alloc is thrown, or, when the transport has taken the write, Synchronize tells so.
     void SetSelection(AppListItem* selection) override;
     void SetClicked(AppListItem* clicked) override;
     void RemoveAllItems() override;

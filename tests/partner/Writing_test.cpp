@@ -14,16 +14,16 @@ const std::string kLong(40, 'n');
 
 using Write = std::function<void(applist::RemoteAppListModel&)>;
 
-// Returns false when it needs fewer than `nth` allocations.
-bool RunsOut(const Write& write, applist::RemoteAppListModel& model, std::size_t nth) {
+enum class Outcome { kThrown, kAccepted, kNothingFailed };
+
+Outcome RunOut(const Write& write, applist::RemoteAppListModel& model, std::size_t nth) {
     const recording::FailingAllocation outOfMemory(nth);
     try {
         write(model);
     } catch (const std::bad_alloc&) {
-        return true;
+        return Outcome::kThrown;
     }
-    EXPECT_FALSE(outOfMemory.HasFailed()) << "nobody heard of allocation " << nth;
-    return false;
+    return outOfMemory.HasFailed() ? Outcome::kAccepted : Outcome::kNothingFailed;
 }
 
 }  // namespace
@@ -32,15 +32,19 @@ class AWriteWithoutMemory : public PairTest {
 protected:
     AWriteWithoutMemory() { StartBoth(); }
 
-    // The messages that `write` sends when there is no memory for its first allocation, or its
-    // second, and so on, until it needs no more; each `write` that throws has sent nothing.
+    // Makes the write without memory for its first allocation, or its second, and so on, until it
+    // needs no more and is sent. Before, it sends nothing, and says so: at once, or, when the
+    // transport has taken it, by Synchronize.
     void FailEachAllocationOf(const Write& write) {
         for (std::size_t nth = 1;; ++nth) {
             m_bus.m_executed.clear();
-            const bool hasThrown = RunsOut(write, *m_model, nth);
+            const Outcome outcome = RunOut(write, *m_model, nth);
             m_bus.Run();
-            if (!hasThrown) break;
+            if (outcome == Outcome::kNothingFailed) break;
             ASSERT_EQ(std::vector<int>(), m_bus.m_executed) << "allocation " << nth;
+            if (outcome == Outcome::kAccepted) {
+                ASSERT_NE("", CauseOfSynchronize()) << "nobody heard of allocation " << nth;
+            }
             ASSERT_LT(nth, 1000u);
         }
     }
