@@ -7,12 +7,10 @@
 // Null: no argument may be null. Nothing here looks; neither does the service that publishes a
 // model, nor the partner's model. What a published model returns is not looked at either.
 //
-// Exceptions: what a listener throws is the business of the model that calls it. A listener that
-// the partner's model calls (partner/RemoteAppListModel.h) may throw: that is logged, and the next
-// one is told. The service adds itself to the model that it publishes, and what the transport
-// throws as it sends an event, ours nothing, comes through. What a published model or one of its
-// items throws while it is called for a partner comes through to the transport; ours answers that
-// call with an error.
+// Exceptions: what a listener throws is the business of the model that calls it; the partner's
+// model (partner/RemoteAppListModel.h) logs it and tells the next one. What a published model or
+// one of its items throws while it is called for a partner goes through to the transport; ours
+// answers that call with an error.
 //
 // Equal ids: they make two items the same one. A list that holds both nevertheless is published as
 // it is; whoever looks for an id takes the first that has it.
