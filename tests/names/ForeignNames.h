@@ -39,7 +39,6 @@
     EACH(InputError)            \
     EACH(InstalledApplications) \
     EACH(ItemBlock)             \
-    EACH(ItemLine)              \
     EACH(ItemMaker)             \
     EACH(ItemsByHash)           \
     EACH(ItemText)              \
