@@ -6,10 +6,9 @@
 namespace applist {
 
 void FetchPlan::ServiceIsThere(Time now) {
-    if (m_state == State::Away) {
-        std::uniform_int_distribution<Time::rep> spread(0, kLongestSpread.count());
-        m_notBefore = now + Time(spread(m_random));
-    }
+    std::uniform_int_distribution<Time::rep> spread(0, kLongestSpread.count());
+    if (m_state == State::Unmet) m_notBefore = now;
+    if (m_state == State::Away) m_notBefore = now + Time(spread(m_random));
     if (!IsServiceThere()) m_state = m_underWay > 0 ? State::Reading : State::Waiting;
     m_list.isStale = true;
 }
@@ -49,6 +48,9 @@ FetchPlan::Read FetchPlan::Begin(Part part, Time now) {
     if (part == Part::List) m_list.isStale = false;
     m_selection.isStale = false;
     ++m_underWay;
+    m_frame = now > m_frame + kRest ? now : std::max(m_frame, now - kFrameCredit);
+    m_frame += kFrame;
+    m_notBefore = m_frame;
     if (IsServiceThere()) m_state = State::Reading;
     return {part, now, true};
 }
@@ -73,7 +75,6 @@ void FetchPlan::Finish(const Read& read, Outcome outcome, Time now) {
     }
     if (outcome == Outcome::ListIsNeeded) m_list.isStale = true;
     if (read.isPaced) Of(read.part).pace.Add(read.sent, now);
-    m_notBefore = now + kFrame;
     m_retry = kFirstRetry;
 }
 

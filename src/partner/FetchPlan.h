@@ -31,9 +31,16 @@ public:
         bool isPaced;
     };
 
-    // Between any two reads. A screen shows nothing more often; 1 / 60 s would miss changes of a
-    // service that changes in step with one.
+    // One read of any kind a frame: a screen shows nothing more often. A little less than 1 / 60 s,
+    // so that a service that changes in step with a screen is shown in step.
     static constexpr Time kFrame = std::chrono::milliseconds(16);
+
+    // In a steady stream of changes, a frame that begins late by up to so much does not put off
+    // those after it. Otherwise a partner that was woken late once would be behind for the rest of
+    // it, and miss a change every now and then. A rest ends the stream: a burst gets no frame in
+    // advance.
+    static constexpr Time kFrameCredit = std::chrono::milliseconds(12);
+    static constexpr Time kRest = 3 * kFrame;
 
     // A restart of the service or the bus is seen by all partners at once. Each waits for a time of
     // its own up to this before it reads; nobody sees so little.
@@ -100,6 +107,7 @@ private:
     Stale m_list;
     Stale m_selection;
     std::size_t m_underWay = 0;
+    Time m_frame = Time::min();      // when the next frame begins
     Time m_notBefore = Time::min();  // of any read
     Time m_retry = kFirstRetry;      // after the next failure
     std::minstd_rand m_random;

@@ -163,7 +163,40 @@ TEST_F(AFetchPlan, WaitsAFrameBetweenTwoReadsOfAnyKind) {
     RunFor(seconds(60));
 
     ASSERT_EQ(1u, m_selections.size());
-    EXPECT_EQ(start + m_listCost + FetchPlan::kFrame, m_selections[0]);
+    EXPECT_EQ(start + FetchPlan::kFrame, m_selections[0]);
+}
+
+// Woken late once, it is behind once.
+TEST_F(AFetchPlan, ShowsEveryChangeOfASteadyStreamAfterALateOne) {
+    Settle();
+    const Time period(16667);
+    Time at = m_now;
+    const auto change = [&](Time late) {
+        at += period;
+        RunTo(at + late);
+        Mark(Part::List);
+    };
+    for (int count = 0; count < 30; ++count) change(Time(0));
+    change(milliseconds(10));
+    Forget();
+
+    for (int count = 0; count < 30; ++count) {
+        change(Time(0));
+        ASSERT_EQ(static_cast<std::size_t>(count) + 1, m_lists.size());
+        EXPECT_EQ(at, m_lists.back()) << "change " << count;
+    }
+}
+
+TEST_F(AFetchPlan, ReadsNoMoreThanOnceAFrameHoweverLateItWas) {
+    Settle();
+    RunFor(seconds(1));
+    for (int length = 1; length < 100; ++length) {
+        Forget();
+        Flood(milliseconds(length), {Part::List});
+        RunFor(seconds(1));
+
+        EXPECT_LE(m_lists.size(), static_cast<std::size_t>(length) / 16 + 2) << length << " ms";
+    }
 }
 
 TEST_F(AFetchPlan, ReadsASelectionTogetherWithAListThatIsDue) {
@@ -275,8 +308,9 @@ TEST_F(AFetchPlan, IsNotSlowedDownByASlowStart) {
     Mark(Part::List);
     RunFor(seconds(5));
 
-    ASSERT_EQ(2u, m_lists.size());
-    EXPECT_EQ(start + FetchPlan::kFrame, m_lists[1]);
+    ASSERT_EQ(3u, m_lists.size());
+    EXPECT_EQ(start, m_lists[1]);
+    EXPECT_EQ(start + FetchPlan::kFrame, m_lists[2]);
 }
 
 // Waking up costs 10 ms, each time: there is no other cost to go by.
