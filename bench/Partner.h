@@ -8,6 +8,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 
 #include "ChildProcess.h"
@@ -45,13 +46,15 @@ private:
     ChildProcess m_waitedList;
 };
 
-// What 10,000 change events in a row cost a partner.
+// What 10,000 change events in a row cost a partner, and how soon it shows the last.
 class Burst {
 public:
-    Burst();
+    // One change `gap` after the other, or one each turn of the service's loop when that is 0.
+    explicit Burst(std::chrono::microseconds gap);
     void Measure() const;
 
 private:
+    std::chrono::microseconds m_gap;
     Shared<BurstTally> m_tally;
     PrivateBus m_bus;
     ChildProcess m_list;

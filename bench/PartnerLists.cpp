@@ -56,9 +56,10 @@ PlainItem ItemOfChange(int change) {
 // Items come and go in pairs of objects that take turns in one place of the list.
 class BurstList : public SimpleModel {
 public:
-    explicit BurstList(BurstTally& tally)
+    BurstList(BurstTally& tally, std::chrono::microseconds gap)
         : SimpleModel(SampleItems(kBurstItems)),
           m_tally(tally),
+          m_gap(gap),
           m_shown(SimpleModel::GetAllItems()),
           m_spare(2 * kBurstItems) {}
 
@@ -69,16 +70,28 @@ public:
 
     void SetSelection(AppListItem*) override {
         m_changesLeft = kBurstChanges;
-        sd_event_source* source = nullptr;
-        Check(sd_event_add_defer(SD_EVENT_DEFAULT, &source, OnTurn, this));
-        m_turns.reset(source);
-        Check(sd_event_source_set_enabled(source, SD_EVENT_ON));
+        AwaitTurn();
     }
 
 private:
+    void AwaitTurn() {
+        sd_event_source* source = nullptr;
+        if (m_gap.count() == 0) {
+            Check(sd_event_add_defer(SD_EVENT_DEFAULT, &source, OnTurn, this));
+        } else {
+            Check(sd_event_add_time_relative(SD_EVENT_DEFAULT, &source, CLOCK_MONOTONIC,
+                                             static_cast<std::uint64_t>(m_gap.count()),
+                                             /* accuracy */ 1, OnTime, this));
+        }
+        m_turn.reset(source);
+    }
+
     static int OnTurn(sd_event_source*, void* userdata) {
         static_cast<BurstList*>(userdata)->Change();
         return 0;
+    }
+    static int OnTime(sd_event_source* source, std::uint64_t, void* userdata) {
+        return OnTurn(source, userdata);
     }
 
     void Change() {
@@ -91,15 +104,16 @@ private:
         ModifyItem(m_shown[place], &item);
         m_shown[place] = &item;
         ++m_changes;
-        if (--m_changesLeft > 0) return;
-        m_turns.reset();
+        if (--m_changesLeft > 0) return AwaitTurn();
+        m_turn.reset();
         m_tally.lastChangeNanoseconds = NowNanoseconds();
     }
 
     BurstTally& m_tally;
+    const std::chrono::microseconds m_gap;
     std::vector<AppListItem*> m_shown;
     std::vector<RemoteAppListItem> m_spare;
-    UniqueSource m_turns;
+    UniqueSource m_turn;
     int m_changes = 0;
     int m_changesLeft = 0;
 };
@@ -116,8 +130,9 @@ void RunEditedList(const std::string& address, int readyFd) {
     Serve(address, model, readyFd);
 }
 
-void RunBurstList(const std::string& address, BurstTally& tally, int readyFd) {
-    BurstList model(tally);
+void RunBurstList(const std::string& address, BurstTally& tally, std::chrono::microseconds gap,
+                  int readyFd) {
+    BurstList model(tally, gap);
     Serve(address, model, readyFd);
 }
 

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -37,9 +38,10 @@ struct BurstTally {
 constexpr std::size_t kBurstItems = 100;
 constexpr int kBurstChanges = 10000;
 
-// A list of kBurstItems items, of which kBurstChanges are replaced, one by one, each in a turn of
-// its own of the loop, once a partner sets the selection.
-void RunBurstList(const std::string& address, BurstTally& tally, int readyFd);
+// A list of kBurstItems items, of which kBurstChanges are replaced, one by one, `gap` after each
+// other, or each in the next turn of the loop when that is 0, once a partner sets the selection.
+void RunBurstList(const std::string& address, BurstTally& tally, std::chrono::microseconds gap,
+                  int readyFd);
 
 // Returns the list after `bursts` bursts, at least one.
 std::vector<PlainItem> ListAfterBursts(int bursts);
