@@ -18,8 +18,8 @@ struct SdReleaser {
     void operator()(T* object) const { Release(object); }
 };
 
-// What the callback of a reply returns. After 0 sd-bus goes on with the reply, and fails an assertion
-// of its own when the callback has just found the connection dead.
+// What the callback of a reply returns. After 0 sd-bus goes on with the reply, and fails an
+// assertion of its own when the callback has just found the connection dead.
 constexpr int kReplyTaken = 1;
 
 // Closes the connection at once; what still waits in it is lost.

@@ -135,8 +135,8 @@ TEST_F(FollowingAService, ReadsTheListOfASelectionThatItDoesNotShow) {
     EXPECT_EQ(Strings{"selected"}, m_witness->Take());
 }
 
-// A step is a request, a reply or an event; a read of the list is four, or three when no event comes
-// between them, and the smallest cost is what counts.
+// A step is a request, a reply or an event; a read of the list is four, or three when no event
+// comes between them, and the smallest cost is what counts.
 TEST_F(FollowingAService, ReadsLessOftenWhatCostsMore) {
     StartBoth();
     LetReadsTake(Milliseconds(5));
