@@ -5,7 +5,7 @@
 
 set -u
 
-readonly nm=$1 tool=$2 daemon=$3
+readonly nm="$1" tool="$2" daemon="$3"
 
 # Says how many symbols of `program` name the class.
 count() {
