@@ -16,8 +16,8 @@ namespace applist::ctl {
 namespace {
 
 const char kKeeps[] =
-    ", as only what a partner added can be removed or replaced; change it where the service has it "
-    "from";
+    ": only items that a partner added can be removed or replaced; change it where the service "
+    "gets it";
 
 [[noreturn]] void NotDone(const std::string& what, const std::string& next) {
     throw Failure(kNotDone, what + "; " + next);
@@ -76,9 +76,8 @@ void NoteRepeated(const ListState& before, const std::vector<Entry>& items) {
     const std::size_t repeated = CountRepeated(before, items);
     if (repeated == 0) return;
     Note(std::to_string(repeated) + (repeated == 1 ? " item has" : " items have") +
-         " an id that another item has too; select takes the first of an id, remove and replace "
-         "the first "
-         "that a partner added");
+         " the same id as another item; select takes the first one with an id, remove and replace "
+         "the first one that a partner added");
 }
 
 std::size_t AskedCount(const Options& options) {
@@ -101,11 +100,13 @@ bool Confirmed(std::size_t count) {
 void Ask(const Options& options) {
     if (options.yes) return;
     if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
-        throw Failure(kWrongUsage, "clear removes all items and there is nobody to ask; say --yes");
+        throw Failure(
+            kWrongUsage,
+            "clear asks before it removes all items, and there is no terminal; use --yes");
     }
     const std::size_t count = AskedCount(options);
     if (count > 0 && !Confirmed(count)) {
-        NotDone("nothing was removed", "answer y, or say --yes, to remove all items");
+        NotDone("nothing was removed", "to remove all items, answer y or use --yes");
     }
 }
 
@@ -119,7 +120,7 @@ void RunSelect(const Options& options, const Output& output) {
     const ListState after = session.Now();
     if (after.selection.id != options.id) {
         NotDone("the service keeps " + Describe(after.selection) + " selected",
-                "look whether " + ShownId(options.id) + " is still there: applistctl list");
+                "check with applistctl list that " + ShownId(options.id) + " is still there");
     }
     output.Print({"selected", after.selection, {}, {}});
 }
@@ -130,7 +131,7 @@ void RunAdd(const Options& options, const Output& output) {
     RemoteAppListItem item(entry.name, entry.id);
     session.Model().AddItemAtEnd(&item);
     if (CountMissing(session.Before(), {entry}, session.Now()) > 0) {
-        NotDone("the service did not add " + Describe(entry), "its own log may say why");
+        NotDone("the service did not add " + Describe(entry), "its log may say why");
     }
     output.Print({"added", entry, {}, {}});
     NoteRepeated(session.Before(), {entry});
@@ -150,7 +151,7 @@ void RunImport(const Options& options, const Output& output) {
     if (missing > 0) {
         NotDone(std::to_string(missing) + " of " + std::to_string(items.size()) +
                     " items are not in the list",
-                "its service may say why in its log");
+                "the log of the service may say why");
     }
     output.Print({"imported", {}, {}, items.size()});
     NoteRepeated(session.Before(), entries);
@@ -172,9 +173,9 @@ void RunReplace(const Options& options, const Output& output) {
     if (!hasGone) Keeps(before, options.oldId);
     const Entry gone = GoneWithId(before, after, options.oldId);
     if (!hasCome) {
-        NotDone(Describe(gone) + " was removed and nothing added: the id " + ShownId(options.id) +
-                    " was taken",
-                "applistctl add brings it in now");
+        NotDone(Describe(gone) + " was removed but nothing was added: the id " +
+                    ShownId(options.id) + " was taken",
+                "add it with applistctl add");
     }
     output.Print({"replaced", entry, gone, {}});
 }
@@ -188,8 +189,7 @@ void RunRemove(const Options& options, const Output& output) {
     const ListState after = session.Now();
     if (after.CountId(options.id) >= before.CountId(options.id)) Keeps(before, options.id);
     output.Print({"removed", GoneWithId(before, after, options.id), {}, {}});
-    if (after.CountId(options.id) > 0)
-        Note("another item with the id " + ShownId(options.id) + " is left");
+    if (after.CountId(options.id) > 0) Note("another item still has the id " + ShownId(options.id));
 }
 
 void RunClear(const Options& options, const Output& output) {
@@ -198,8 +198,8 @@ void RunClear(const Options& options, const Output& output) {
     session.Model().RemoveAllItems();
     const std::size_t left = session.Now().items.size();
     if (left > 0) {
-        NotDone(std::to_string(left) + (left == 1 ? " item is" : " items are") + " in the list",
-                "applistctl list shows what came or stayed");
+        NotDone(std::to_string(left) + (left == 1 ? " item is" : " items are") + " in the list now",
+                "applistctl list shows what stayed or was added since");
     }
     output.Print({"cleared", {}, {}, session.Before().items.size()});
 }
@@ -211,9 +211,10 @@ void RunClick(const Options& options, const Output&) {
     RemoteAppListItem item(entry.name, entry.id);
     session.Model().SetClicked(&item);
     session.Model().Synchronize();
-    NotDone("the service was told, but carries out no click of a partner: " + Describe(entry) +
-                " was not clicked",
-            "click it where the list is shown, or select it");
+    NotDone(
+        Describe(entry) +
+            " was not clicked: the service was asked, but does not carry out clicks of partners",
+        "click it where the list is shown, or select it");
 }
 
 }  // namespace applist::ctl

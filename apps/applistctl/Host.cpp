@@ -18,7 +18,7 @@ BusLocation BusOf(const std::string& host, RemoteBus bus, std::chrono::microseco
     location.address = "unixexec:path=ssh,argv1=-xT,argv2=--,argv3=" + BusAddressValue(host) +
                        ",argv4=systemd-stdio-bridge" + (isSession ? ",argv5=--user" : "");
     location.timeout = timeout;
-    location.advice = "check ssh " + host + " systemd-stdio-bridge" + (isSession ? " --user" : "") +
+    location.advice = "try ssh " + host + " systemd-stdio-bridge" + (isSession ? " --user" : "") +
                       ", or allow more time with --timeout";
     location.retry = BusRetry{kFirstRetry, kLastRetry, timeout};
     return location;

@@ -20,33 +20,34 @@ const char kDescription[] = R"(Examples:
   applistctl list                         show the list; * marks the selection
   applistctl select maps                  select the item with the id maps
   applistctl add 'My Maps' maps           add an item at the end
-  applistctl list > apps.txt              keep the list ...
-  applistctl import apps.txt              ... and add what was kept
-  applistctl watch --json                 follow what happens, one JSON object a line
+  applistctl list > apps.txt              save the list ...
+  applistctl import apps.txt              ... and add the saved items
+  applistctl watch --json                 follow what happens, one JSON object per line
   applistctl --host=me@device list        the same on another machine, over ssh
-  applistctl list -j | jq -r '.[].id'     ids alone
+  applistctl list -j | jq -r '.[].id'     only the ids
 
 Shows and changes the list of applications that a service publishes on D-Bus as
 org.tessel.Local.Applist.
 )";
 
 const char kFooter[] =
-    R"(Every command has a help of its own: applistctl COMMAND --help. Options stand before
-or after the command; after -- everything is a name or an id.
+    R"(Each command has its own help: applistctl COMMAND --help. Options may come before or
+after the command; after --, everything is a name or an id.
 
-Results go to stdout, all else to stderr. On a terminal results are tables and sentences, elsewhere
-lines with TABs, in which a TAB inside a name is written \t, a line feed \n and a backslash \\.
+Results go to stdout, everything else to stderr. On a terminal, results are tables and sentences;
+elsewhere they are lines of fields with TABs between them. A TAB inside a field is written \t, a
+line feed \n and a backslash \\.
 
-Without --session, --system, --address or --host: the session bus when there is one, else the
-system bus. With --host, ssh may take a minute to log in, or the time of --timeout; 90 s at most.
+Without --session, --system, --address or --host it uses the session bus if there is one, else the
+system bus. With --host, ssh has a minute to log in, or as long as --timeout says, at most 90 s.
 
 Exit status: 0 done; 1 the service answered, but the id is not there, the edit was not carried out,
 or its result could not be written; 2 wrong usage, or a malformed file; 3 no service, no bus, or no
-answer in time; 4 refused by the bus's policy; 130 interrupted. A reader that closes the pipe ends
-the tool as it ends others.
+answer in time; 4 refused by the bus's policy; 130 interrupted. When its output is a pipe whose
+reader has gone, it is ended by SIGPIPE like any filter.
 )";
 
-const char kCommandFooter[] = "Options of every command, and exit statuses: applistctl --help\n";
+const char kCommandFooter[] = "Options for all commands, and exit statuses: applistctl --help\n";
 
 // What --json says without a value.
 const char kJsonDefault[] = "auto";
@@ -69,7 +70,7 @@ constexpr double kLongestTimeout = 86400;  // a day, in seconds
 constexpr std::chrono::milliseconds kTimeToLogIn = std::chrono::minutes(1);
 
 CLI::Validator NotEmpty() {
-    const auto check = [](std::string& given) { return given.empty() ? "it is empty" : ""; };
+    const auto check = [](std::string& given) { return given.empty() ? "must not be empty" : ""; };
     return CLI::Validator(check, "");
 }
 
@@ -87,7 +88,7 @@ CLI::Validator Count() {
         const char* const end = given.data() + given.size();
         const auto parsed = std::from_chars(given.data(), end, count);
         if (parsed.ec == std::errc() && parsed.ptr == end && count > 0) return "";
-        return given + " is no number of lines, 1 or more";
+        return given + " is not a whole number of lines, 1 or more";
     };
     return CLI::Validator(check, "");
 }
@@ -98,7 +99,7 @@ void SetTimeout(Options& options, const std::string& given) {
     const auto parsed = std::from_chars(given.data(), end, seconds);
     if (parsed.ptr != end || !(seconds >= 0.001) || seconds > kLongestTimeout) {
         throw CLI::ValidationError("--timeout",
-                                   given + " is no number of seconds from 0.001 to 86400");
+                                   given + " is not a number of seconds from 0.001 to 86400");
     }
     options.timeout = std::chrono::milliseconds(static_cast<long long>(seconds * 1000));
     options.busTimeout = options.timeout;
@@ -106,7 +107,7 @@ void SetTimeout(Options& options, const std::string& given) {
 
 void DeclareCommon(CLI::App& app, Options& options) {
     app.add_flag("-j{auto},--json{auto}", options.json,
-                 "Print JSON, indented on a terminal; a STYLE after the = is short or pretty")
+                 "Print JSON, indented on a terminal; STYLE is short or pretty")
         ->check(JsonStyle());
     app.add_flag("--session,--user", options.session, "Use the session bus")
         ->disable_flag_override();
@@ -115,18 +116,17 @@ void DeclareCommon(CLI::App& app, Options& options) {
         ->type_name("ADDR")
         ->check(NotEmpty());
     app.add_option("-H,--host", options.host,
-                   "Use the system bus, or with --session the session bus, of another machine")
+                   "Use the system bus of another machine, or with --session its session bus")
         ->type_name("USER@HOST")
         ->check(NotEmpty());
     app.add_option_function<std::string>(
            "--timeout", [&options](const std::string& given) { SetTimeout(options, given); },
-           "How long an answer may take, 0.001 to 86400; 5 without it")
+           "How long to wait for an answer, 0.001 to 86400; 5 by default")
         ->type_name("SECONDS");
     app.add_flag("--wait", options.wait,
-                 "Wait for the service for the time of --timeout; watch waits for good")
+                 "Wait for the service as long as --timeout says; watch waits forever")
         ->disable_flag_override();
-    app.add_flag("--no-start", options.noStart,
-                 "Do not start a service that the bus knows how to start")
+    app.add_flag("--no-start", options.noStart, "Do not let the bus start the service")
         ->disable_flag_override();
     app.add_flag("--verbose", options.verbose, "Log every call and event")->disable_flag_override();
 }
@@ -146,42 +146,42 @@ void Need(CLI::App* command, const std::string& word, std::string& value, const 
 void DeclareReads(CLI::App& app, Options& options) {
     Add(app, "list", "Show all items");
     Need(Add(app, "select", "Select an item"), "ID", options.id, "Its id");
-    Add(app, "selection", "Show the selected item; status 1 when there is none");
+    Add(app, "selection", "Show the selected item; exit status 1 if there is none");
     CLI::App* const watch =
-        Add(app, "watch", "Say what happens to the list, one line each, until interrupted");
-    watch->add_option("--count", options.count, "End after this many lines")
+        Add(app, "watch", "Show what happens to the list, one line per event, until interrupted");
+    watch->add_option("--count", options.count, "Stop after this many lines")
         ->type_name("N")
         ->check(Count());
     watch->footer(
         std::string(
-            "Changes that follow each other quickly are told together, as what they came to. A "
-            "lost\n"
-            "link to another machine is made again after 1, 2, 4 s and so on, 60 s at most.\n\n") +
+            "Changes in quick succession are reported together, as their net result. A lost "
+            "connection\n"
+            "to another machine is tried again after 1, 2, 4 s and so on, at most 60 s.\n\n") +
         kCommandFooter);
 }
 
 void DeclareEdits(CLI::App& app, Options& options) {
     CLI::App* command = Add(app, "add", "Add an item at the end");
     Need(command, "NAME", options.name, "The name that people see");
-    Need(command, "ID", options.id, "What tells it apart from all others");
-    Add(app, "import", "Add all items of a file, in one batch")
-        ->add_option("FILE", options.file, "One item a line: name, TAB, id; standard input for -")
+    Need(command, "ID", options.id, "The id that tells it apart from all others");
+    Add(app, "import", "Add all items in a file at once")
+        ->add_option("FILE", options.file, "One item per line: name, TAB, id; - is standard input")
         ->type_name("");
     command = Add(app, "replace", "Replace an item that a partner added");
-    Need(command, "OLDID", options.oldId, "The id of the item that goes");
-    Need(command, "NAME", options.name, "The name of the item that comes");
-    Need(command, "ID", options.id, "Its id, which no other item may have");
+    Need(command, "OLDID", options.oldId, "The id of the item to replace");
+    Need(command, "NAME", options.name, "The name of the new item");
+    Need(command, "ID", options.id, "The id of the new item; no other item may have it");
     Need(Add(app, "remove", "Remove an item that a partner added"), "ID", options.id, "Its id");
     Add(app, "clear", "Remove all items")
-        ->add_flag("--yes,-y", options.yes, "Do not ask")
+        ->add_flag("--yes,-y", options.yes, "Do not ask first")
         ->disable_flag_override();
-    Need(Add(app, "click", "Ask for a click on an item; services do not carry it out"), "ID",
+    Need(Add(app, "click", "Ask for a click on an item, which services do not carry out"), "ID",
          options.id, "Its id");
     command = Add(app, "call", "Call a function of the protocol and show the reply as it is");
-    Need(command, "FUNCTION", options.function, "Its number or name: 2002, GetAllItems");
+    Need(command, "FUNCTION", options.function, "Its number or name, such as 2002 or GetAllItems");
     command
         ->add_option("PAYLOAD", options.payload,
-                     "What goes with it, \\t \\n \\\\ as in printf; standard input for -")
+                     "The data to send, with \\t, \\n and \\\\ as in printf; - is standard input")
         ->type_name("");
 }
 
@@ -223,7 +223,7 @@ void CheckOptions(const CLI::App& app, const std::vector<std::string>& beforeMar
     for (const CLI::App* command : app.get_subcommands({})) {
         known += (known.empty() ? "" : ", ") + command->get_name();
     }
-    Complain(what, "one of " + known + "; see applistctl --help");
+    Complain(what, "use one of " + known + "; see applistctl --help");
 }
 
 void CheckCommand(const CLI::App& app) {
@@ -233,7 +233,7 @@ void CheckCommand(const CLI::App& app) {
         const std::string& word = left.front();
         const bool isStyle = app.count("--json") > 0 && (word == "short" || word == "pretty");
         Complain("one word too many: " + word,
-                 isStyle ? "a style of JSON follows a =: --json=" + word : HelpFor(app));
+                 isStyle ? "put a = before the style of JSON: --json=" + word : HelpFor(app));
     }
     if (left.empty()) ComplainOfCommand(app, "no command");
     std::vector<std::string> known;
@@ -277,7 +277,7 @@ void SetUp(CLI::App& app) {
     app.get_formatter()->column_width(kOptionColumn);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.get_formatter()->label("REQUIRED", "");
-    app.set_help_flag("-h,--help", "Show this and exit");
+    app.set_help_flag("-h,--help", "Show this help and exit");
     app.set_version_flag("--version", "applistctl " APPLIST_VERSION, "Show the version and exit");
     app.fallthrough();
     app.allow_extras();
@@ -288,10 +288,10 @@ void SetUp(CLI::App& app) {
 void CheckTogether(const Options& options) {
     const int buses = int{options.session} + int{options.system} + int{!options.address.empty()};
     if (buses > 1) {
-        Complain("--session, --system and --address each name a bus", "give one of them");
+        Complain("--session, --system and --address each name a bus", "give only one of them");
     }
     if (!options.host.empty() && !options.address.empty()) {
-        Complain("--host and --address each name a bus", "give one of them");
+        Complain("--host and --address each name a bus", "give only one of them");
     }
 }
 

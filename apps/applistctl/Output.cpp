@@ -70,8 +70,8 @@ std::string Sentence(const Event& event) {
 
 [[noreturn]] void FailToWrite(const std::string& what, int cause) {
     const std::error_code code(cause, std::generic_category());
-    const char* const next =
-        cause == ENOSPC ? "make room, or send it elsewhere" : "send it elsewhere";
+    const char* const next = cause == ENOSPC ? "free some space, or send the output elsewhere"
+                                             : "send the output elsewhere";
     throw Failure(kNotDone, what + ": " + code.message() + "; " + next);
 }
 
@@ -119,7 +119,7 @@ void Output::PrintSelection(const ListState& list) const {
 
 void Output::Print(const Event& event) const {
     Write(m_isJson ? JsonOf(event, m_style) + '\n' : TextOf(event),
-          "the edit was carried out, but what it did cannot be written to standard output");
+          "the edit was carried out, but its result cannot be written to standard output");
 }
 
 void Output::PrintInStream(const Event& event) const {

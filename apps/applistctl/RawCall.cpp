@@ -117,8 +117,8 @@ void RunCall(const Options& options, const Output& output) {
     PrintReply(std::string(reply.begin(), reply.end()), output);
     if (!IsKnown(number)) {
         Note(std::to_string(number) +
-             " is no function of this version; services ignore unknown "
-             "ones");
+             " is not a function of this version; services ignore unknown "
+             "functions");
     } else if (reply.empty() && output.IsForPerson()) {
         Note("the reply is empty");
     }

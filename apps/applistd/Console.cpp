@@ -118,7 +118,7 @@ void Console::ExecuteCompleteLines() {
     if (end != std::string::npos || m_input.size() <= kLongestLine) return;
     m_input.clear();
     if (!m_tooLong) {
-        Complain("a command of more than " + std::to_string(kLongestLine) + " bytes; left out");
+        Complain("ignored a command of more than " + std::to_string(kLongestLine) + " bytes");
     }
     m_tooLong = true;
 }
@@ -131,10 +131,10 @@ void Console::Execute(const std::string& line) {
                                           [&](const Command& c) { return words[0] == c.name; });
         if (command == std::end(kCommands)) {
             throw std::invalid_argument("unknown command " + words[0] +
-                                        "; known: select, click, add, remove, list, quit");
+                                        "; use select, click, add, remove, list or quit");
         }
         if (words.size() != command->arguments + 1) {
-            throw std::invalid_argument(std::string("write: ") + command->usage);
+            throw std::invalid_argument(std::string("usage: ") + command->usage);
         }
         (this->*command->run)(words);
         DropRemoved();
@@ -178,7 +178,8 @@ AppListItem* Console::Known(const std::string& id) {
     RemoteAppListItem wanted("", id);
     const std::vector<AppListItem*> items = m_list.GetAllItems();
     const auto at = std::find_if(items.begin(), items.end(), ApplistItemComparator(&wanted));
-    if (at == items.end()) throw std::invalid_argument("no item has the id " + id);
+    if (at == items.end())
+        throw std::invalid_argument("no item has the id " + id + "; list shows the ids");
     return *at;
 }
 

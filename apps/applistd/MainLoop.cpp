@@ -40,7 +40,7 @@ MainLoop::MainLoop() {
     Checked(sd_event_default(&m_event), "cannot create an event loop");
     try {
         AddStopSignals();
-        Checked(sd_event_set_watchdog(m_event, 1), "cannot serve the watchdog");
+        Checked(sd_event_set_watchdog(m_event, 1), "cannot set up the watchdog");
     } catch (...) {
         sd_event_unref(m_event);
         throw;
@@ -59,7 +59,7 @@ MainLoop::~MainLoop() {
 void MainLoop::AddStopSignals() {
     for (const int signal : {SIGTERM, SIGINT}) {
         Checked(sd_event_add_signal(m_event, nullptr, signal, &MainLoop::OnSignal, this),
-                "cannot watch signals");
+                "cannot watch for signals");
     }
 }
 

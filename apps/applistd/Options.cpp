@@ -12,39 +12,39 @@ const char kDescription[] = R"(Examples:
   applistd                                    publish this machine's applications
   applistd --items apps.txt                   publish a list of your own
   printf 'Maps\tmaps\n' | applistd --items -  the same, from a pipe
-  applistd --interactive                      change the list from the keyboard, too
+  applistd --interactive                      also change the list from the keyboard
 
-Publishes a list of applications on D-Bus as org.tessel.Local.Applist, where a partner reads,
-selects, adds, replaces and removes. Without --items the list is that of the desktop entries
-installed on this machine, and follows them as they come and go.
+Publishes a list of applications on D-Bus as org.tessel.Local.Applist, where partners read and
+change it. Without --items it lists the desktop entries installed on this machine, and is kept up
+to date as they come and go.
 )";
 
-const char kFooter[] = R"(Commands of --interactive, words quoted as in a shell:
+const char kFooter[] = R"(Commands for --interactive, with words quoted as in a shell:
   select ID | click ID | add NAME ID | remove ID | list | quit
 
-Without --session, --system or --address: the bus that started the daemon, else the session bus
-when there is one, else the system bus. An address looks like unix:path=/run/user/1000/bus.
+Without --session, --system or --address it uses the bus that started it, else the session bus if
+there is one, else the system bus. An address looks like unix:path=/run/user/1000/bus.
 
-Exit status: 0 stopped as asked, 1 could not start or go on, 2 wrong usage.
+Exit status: 0 stopped as asked, 1 failed to start or to keep running, 2 wrong usage.
 )";
 
 // Fits the help into a terminal's width together with the options' column.
 constexpr std::size_t kOptionColumn = 20;
 
 CLI::Validator NotEmpty() {
-    const auto check = [](std::string& given) { return given.empty() ? "it is empty" : ""; };
+    const auto check = [](std::string& given) { return given.empty() ? "must not be empty" : ""; };
     return CLI::Validator(check, "");
 }
 
 void Declare(CLI::App& app, Options& options) {
-    app.set_help_flag("-h,--help", "Show this and exit");
+    app.set_help_flag("-h,--help", "Show this help and exit");
     app.set_version_flag("--version", "applistd " APPLIST_VERSION, "Show the version and exit");
     app.add_option("--items", options.itemsFile,
-                   "Publish the items of this file, one a line: name, TAB, id")
+                   "Publish the items in this file, one per line: name, TAB, id")
         ->type_name("FILE")
         ->check(NotEmpty());
     app.add_flag("--interactive", options.interactive,
-                 "Read commands on standard input, see below");
+                 "Read commands from standard input (see below)");
     app.add_flag("--session", options.session, "Use the session bus");
     app.add_flag("--system", options.system, "Use the system bus");
     app.add_option("--address", options.address, "Use the bus at this address")
@@ -56,7 +56,8 @@ void Declare(CLI::App& app, Options& options) {
 void CheckTogether(const Options& options) {
     const int buses = int{options.session} + int{options.system} + int{!options.address.empty()};
     if (buses > 1) {
-        throw UsageError("--session, --system and --address each name a bus; give one of them");
+        throw UsageError(
+            "--session, --system and --address each name a bus; give only one of them");
     }
     if (options.interactive && options.itemsFile == "-") {
         throw UsageError(

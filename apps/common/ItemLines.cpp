@@ -13,17 +13,17 @@ namespace {
 // `rest` follows a backslash. Its first byte is not shown when that is but a part of a letter.
 std::string DescribeEscape(std::string_view rest) {
     if (rest.empty() || rest.front() == ItemText::kSeparator) {
-        return "a single \\ ends the name or the id; write \\\\ for it";
+        return "the name or the id ends with a single \\; write \\\\ for a backslash";
     }
     const bool isWhole = static_cast<unsigned char>(rest.front()) < 0x80;
     return "unknown escape \\" + std::string(rest.substr(0, isWhole ? 1 : 0)) +
-           "; write \\\\ for a backslash, as only \\\\, \\t and \\n are known";
+           "; use only \\t, \\n and \\\\, which is a backslash";
 }
 
 // Returns why `line` is no item.
 std::string DescribeFault(std::string_view line) {
     switch (ItemText::FaultOf(line)) {
-        case ItemText::Fault::kNoSeparator: return "no TAB between name and id; write one there";
+        case ItemText::Fault::kNoSeparator: return "no TAB between the name and the id; insert one";
         case ItemText::Fault::kSecondSeparator:
             return "a second TAB; write \\t for a TAB inside the name or the id";
         default: return DescribeEscape(line.substr(ItemText::FindUnknownEscape(line) + 1));

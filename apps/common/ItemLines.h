@@ -11,7 +11,7 @@
 namespace applist {
 
 // Reads all items of `text`, which messages call `source`. An empty text has none.
-// Throws InputError at the first line that is no item: "apps.txt:3: no TAB …; write one there".
+// Throws InputError at the first line that is no item: "apps.txt:3: no TAB …; insert one".
 std::vector<RemoteAppListItem> ReadItemLines(const std::string& text, const std::string& source);
 
 // The same for the file at `path`, or standard input when that is "-".

@@ -32,7 +32,7 @@ std::string ReadAll(int fd, const std::string& source, std::size_t limit) {
         if (size == 0) return text;
         if (static_cast<std::size_t>(size) > limit - text.size()) {
             throw InputError(source + " has more than " + std::to_string(limit) +
-                             " bytes, more than a message carries; give it in parts");
+                             " bytes, the most that one message can carry; split it");
         }
         text.append(piece.data(), static_cast<std::size_t>(size));
     }
@@ -50,7 +50,8 @@ std::string ReadText(const std::string& path, std::size_t limit) {
     if (path != "-") {
         file.emplace(open(path.c_str(), O_RDONLY | O_CLOEXEC));
         if (file->Get() < 0) {
-            Fail("cannot open " + SourceName(path), "name a file that is there and may be read");
+            Fail("cannot open " + SourceName(path),
+                 "name a file that exists and that you may read");
         }
     }
     return ReadAll(file ? file->Get() : STDIN_FILENO, SourceName(path), limit);

@@ -65,7 +65,7 @@ UniqueEvent DefaultLoop() {
     sd_event* event = nullptr;
     const int result = sd_event_default(&event);
     if (result < 0) {
-        throw TransportError(std::string("no sd-event loop on this thread: ") +
+        throw TransportError(std::string("cannot get this thread's sd-event loop: ") +
                              std::strerror(-result));
     }
     return UniqueEvent(event);
@@ -118,7 +118,7 @@ void BusLink::Close() {
 }
 
 void BusLink::Abandon(int error) {
-    APPLIST_LOG(kDebug, "cannot go on with %s: %s", m_location.description.c_str(),
+    APPLIST_LOG(kDebug, "giving up the connection to %s: %s", m_location.description.c_str(),
                 std::strerror(-error));
     sd_bus_close(m_bus.get());  // the others shall see at once that we are gone
     ComeBack();
@@ -149,7 +149,7 @@ void BusLink::ScheduleRetry(std::chrono::microseconds delay) {
         m_event.get(), &source, CLOCK_MONOTONIC, static_cast<std::uint64_t>(delay.count()),
         /* accuracy, a tenth of the shortest delay */ 10000, OnRetry, this);
     m_retry.reset(source);
-    if (result < 0) APPLIST_LOG(kError, "cannot come back: %s", std::strerror(-result));
+    if (result < 0) APPLIST_LOG(kError, "cannot reconnect: %s", std::strerror(-result));
 }
 
 int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
@@ -174,7 +174,7 @@ int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
 
 void BusLink::Failed(const char* why) {
     // At debug: this may go on for days, and that the bus is lost was said already.
-    APPLIST_LOG(kDebug, "cannot come back: %s", why);
+    APPLIST_LOG(kDebug, "cannot reconnect: %s", why);
     ScheduleRetry(m_retryDelay);
     Leave();
 }

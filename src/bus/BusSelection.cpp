@@ -45,8 +45,8 @@ BusLocation Session() {
     const std::string address = SessionAddress();
     if (address.empty()) {
         throw TransportError(
-            "no session bus: neither DBUS_SESSION_BUS_ADDRESS nor a bus in XDG_RUNTIME_DIR; start "
-            "the program with dbus-run-session, or choose another bus");
+            "no session bus: DBUS_SESSION_BUS_ADDRESS is not set and XDG_RUNTIME_DIR has no bus; "
+            "start the program with dbus-run-session, or choose another bus");
     }
     return {"the session bus at " + address, address};
 }

@@ -38,7 +38,7 @@ struct BusLocation {
     std::string address;
     std::chrono::microseconds timeout = transport_limits::kStartTimeout;
     // What a person can do when it cannot be reached.
-    std::string advice = "check that the bus runs, or choose another one";
+    std::string advice = "check that the bus is running, or choose another one";
     std::optional<BusRetry> retry = std::nullopt;  // without one, each endpoint has its own
 };
 

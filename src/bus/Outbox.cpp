@@ -46,7 +46,7 @@ void Outbox::Detach() {
 void Outbox::Notify(Notification notification) {
     if (m_bus == nullptr) return;
     if (notification.body.size() > transport_limits::kMaxReplyBytes) {
-        APPLIST_LOG(kError, "a notification of %zu bytes is more than a bus carries: dropped",
+        APPLIST_LOG(kError, "a notification of %zu bytes is too large for a bus: dropped",
                     notification.body.size());
         return;
     }
@@ -54,7 +54,7 @@ void Outbox::Notify(Notification notification) {
         Transmit(notification);
     } else if (!m_queue.Push(std::move(notification)) && !m_lossLogged) {
         m_lossLogged = true;
-        APPLIST_LOG(kError, "the bus does not drain: the oldest notifications are dropped");
+        APPLIST_LOG(kError, "the bus takes nothing more: the oldest notifications are dropped");
     }
     if (InLibrary() > 0) AwaitDrain();
 }

@@ -38,12 +38,12 @@ OwnedFd::~OwnedFd() {
 
 std::string WhyNoSealedBody(int fd, std::size_t limit) {
     const int seals = fcntl(fd, F_GET_SEALS);
-    if (seals < 0) return "the descriptor is no memfd; send one made with memfd_create";
+    if (seals < 0) return "the descriptor is not a memfd; send one made with memfd_create";
     if ((seals & kFixedSeals) != kFixedSeals) {
         return "the memfd is not sealed; add F_SEAL_SHRINK, F_SEAL_GROW and F_SEAL_WRITE";
     }
     struct stat status;
-    if (fstat(fd, &status) != 0) return "the memfd has no size";
+    if (fstat(fd, &status) != 0) return "the size of the memfd is unknown";
     const auto size = static_cast<std::uint64_t>(status.st_size);
     if (size > limit) {
         return "the memfd holds " + std::to_string(size) + " bytes; send at most " +

@@ -15,7 +15,7 @@ TransportLimits& TheLimits() {
 void Check(const char* what, std::size_t value, std::size_t least, std::size_t most) {
     if (value >= least && value <= most) return;
     throw std::invalid_argument(std::string("TransportLimits::") + what + " is " +
-                                std::to_string(value) + "; set it to between " +
+                                std::to_string(value) + "; set it to a value between " +
                                 std::to_string(least) + " and " + std::to_string(most));
 }
 

@@ -28,8 +28,8 @@ Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
     if (name.find('\0') != std::string::npos || !sd_bus_object_path_is_valid(m_path.c_str()) ||
         !sd_bus_service_name_is_valid(m_busName.c_str())) {
         throw TransportError("\"" + PrintableText(name) +
-                             "\" is no endpoint name: use letters, digits and underscores, and a "
-                             "letter first");
+                             "\" is not a valid endpoint name: use letters, digits and "
+                             "underscores, and begin with a letter");
     }
     // The object first: who sees the name may call at once.
     m_link.Open();
@@ -97,8 +97,8 @@ void Endpoint::Connect(sd_bus_message* call) {
         case PartnerTracker::Outcome::Tracked: break;
         case PartnerTracker::Outcome::Full:
             return ReplyError(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
-                              "too many partners are connected; call without Connect, or let one "
-                              "disconnect");
+                              "too many partners are connected; do without Connect, or disconnect "
+                              "another one first");
         case PartnerTracker::Outcome::Failed: throw std::bad_alloc();
     }
     m_outbox.Reply(std::move(reply));
@@ -134,7 +134,7 @@ void Endpoint::MessageFd(sd_bus_message* call) {
     if (body.size() > m_limits.fdBytes) {
         return ReplyError(call, endpoint_names::kTooLarge,
                           "the reply of " + std::to_string(body.size()) +
-                              " bytes is too large for MessageFd as well");
+                              " bytes is too large even for MessageFd");
     }
     m_outbox.Reply(FdReplyTo(call, body));
 }
@@ -165,12 +165,12 @@ void Endpoint::Hold(Method method, sd_bus_message* call) noexcept {
             case Outcome::Held: return m_outbox.AwaitDrain();
             case Outcome::SenderIsFull:
                 return Refuse(call,
-                              "not executed: too many of your calls wait for the bus; read the "
+                              "not executed: too many of your calls are waiting; read the "
                               "replies, then call again");
             case Outcome::TooManySenders:
                 return Refuse(call,
-                              "not executed: calls of too many others wait for the bus; call "
-                              "again later");
+                              "not executed: too many other callers are waiting; call again "
+                              "later");
         }
     });
 }
@@ -195,7 +195,7 @@ bool Endpoint::RunHandler(sd_bus_message* call, Handler handler) {
     }
     if (text.size() > transport_limits::kMaxErrorText) text.resize(transport_limits::kMaxErrorText);
     text = "the application failed: " + PrintableText(text);
-    APPLIST_LOG(kError, "call of %s: %s", SenderOf(call).c_str(), text.c_str());
+    APPLIST_LOG(kError, "call from %s: %s", SenderOf(call).c_str(), text.c_str());
     ReplyError(call, endpoint_names::kHandlerFailed, text);
     return false;
 }

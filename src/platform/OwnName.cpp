@@ -28,7 +28,8 @@ std::string WhyNotOwned(sd_bus* bus, const std::string& name, const BusLocation&
                         int error) {
     const std::string start = "cannot own " + name + " on " + location.description + ": ";
     switch (-error) {
-        case EEXIST: return start + "taken by " + OwnerOf(bus, name) + "; stop that one first";
+        case EEXIST:
+            return start + "it is taken by " + OwnerOf(bus, name) + "; stop that process first";
         case EACCES:
         case EPERM:
             return start +

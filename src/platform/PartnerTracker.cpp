@@ -69,8 +69,8 @@ int PartnerTracker::OnMatchInstalled(sd_bus_message* message, void* userdata, sd
     const Partner* partner = static_cast<Partner*>(userdata);
     const sd_bus_error* refusal = sd_bus_message_get_error(message);
     if (refusal != nullptr) {
-        APPLIST_LOG(logging::kError, "cannot see when partner %s leaves: %s", partner->name.c_str(),
-                    refusal->message);
+        APPLIST_LOG(logging::kError, "cannot tell when partner %s leaves: %s",
+                    partner->name.c_str(), refusal->message);
     }
     return kReplyTaken;
 }

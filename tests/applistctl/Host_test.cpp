@@ -34,6 +34,6 @@ TEST(TheBusOfAnotherMachine, IsNamedToAPersonByTheNameOfTheMachine) {
     const BusLocation bus = BusOf("me@device", RemoteBus::Session, seconds(45));
 
     EXPECT_EQ("the bus of me@device", bus.description);
-    EXPECT_EQ("check ssh me@device systemd-stdio-bridge --user, or allow more time with --timeout",
+    EXPECT_EQ("try ssh me@device systemd-stdio-bridge --user, or allow more time with --timeout",
               bus.advice);
 }

@@ -54,7 +54,7 @@ class ACall(ToolTest):
         for number in ("77", "-1", "2009"):
             result = self.run_tool("call", "--", number)
             self.assertEqual((result.status, result.out), (0, b""))
-            self.assertIn(f"{number} is no function of this version", result.err)
+            self.assertIn(f"{number} is not a function of this version", result.err)
 
     def test_of_a_number_that_is_none_is_refused(self):
         for number in ("2147483648", "2002x", "0x7d2"):

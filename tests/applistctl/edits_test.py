@@ -6,8 +6,8 @@ import unittest
 from support import items
 from tool import MAPS, MUSIC, ToolTest, add
 
-FIRST_OF_AN_ID = ("select takes the first of an id, "
-                  "remove and replace the first that a partner added")
+FIRST_OF_AN_ID = ("select takes the first one with an id, "
+                  "remove and replace the first one that a partner added")
 
 
 class AnEdit(ToolTest):
@@ -28,7 +28,7 @@ class AnEdit(ToolTest):
                          'no item has the id ""; applistctl list shows the ids')
         self.partner().call(items.ADD_ITEMS, items.item("Mail", "") * 2)
         self.assertEqual(self.run_tool("remove", "").err,
-                         'applistctl: another item with the id "" is left\n')
+                         'applistctl: another item still has the id ""\n')
 
     def test_adds_at_the_end(self):
         self.output_of("add", "Mail", "mail")
@@ -58,8 +58,8 @@ class AnEdit(ToolTest):
 
     def test_does_not_remove_what_is_the_services_own(self):
         self.assertEqual(self.complaint_of(1, "remove", "music"),
-                         "the service keeps Music (music), as only what a partner added can be "
-                         "removed or replaced; change it where the service has it from")
+                         "the service keeps Music (music): only items that a partner added can be "
+                         "removed or replaced; change it where the service gets it")
         self.assertEqual(self.all_items(), [MAPS, MUSIC])
 
     def test_removes_no_unknown_id(self):
@@ -71,7 +71,7 @@ class AnEdit(ToolTest):
         add(partner, "Two", "mail")
         result = self.run_tool("remove", "mail")
         self.assertEqual((result.status, result.out), (0, b"removed\tOne\tmail\n"))
-        self.assertEqual(result.err, "applistctl: another item with the id mail is left\n")
+        self.assertEqual(result.err, "applistctl: another item still has the id mail\n")
 
     def test_removes_a_partners_item_beside_the_services_own_of_the_same_id(self):
         add(self.partner(), "More Maps", "maps")
@@ -99,14 +99,14 @@ class AnEdit(ToolTest):
         add(partner, "Mail", "mail")
         add(partner, "Post", "post")
         complaint = self.complaint_of(1, "replace", "mail", "New Post", "post")
-        self.assertIn("Mail (mail) was removed and nothing added: the id post was taken",
+        self.assertIn("Mail (mail) was removed but nothing was added: the id post was taken",
                       complaint)
         self.assertEqual(self.all_items(), [MAPS, MUSIC, ("Post", "post")])
 
     def test_says_that_a_replacement_by_the_same_id_only_removed(self):
         add(self.partner(), "Mail", "mail")
         complaint = self.complaint_of(1, "replace", "mail", "Post", "mail")
-        self.assertIn("Mail (mail) was removed and nothing added", complaint)
+        self.assertIn("Mail (mail) was removed but nothing was added", complaint)
         self.assertEqual(self.all_items(), [MAPS, MUSIC])
 
     def test_clears_everything(self):
@@ -136,7 +136,7 @@ class AnEditThatTheServiceIgnores(ToolTest):
     def test_is_told_of_a_selection(self):
         self.assertEqual(self.complaint_of(1, "select", "music"),
                          "the service keeps Maps (maps) selected; "
-                         "look whether music is still there: applistctl list")
+                         "check with applistctl list that music is still there")
 
     def test_is_told_of_a_new_item(self):
         self.assertIn("the service did not add Mail (mail); ",
@@ -147,15 +147,15 @@ class AnEditThatTheServiceIgnores(ToolTest):
                       self.complaint_of(1, "import", stdin=b"A\ta\nB\tb\n"))
 
     def test_is_told_of_a_removal(self):
-        self.assertIn("the service keeps Music (music), ",
+        self.assertIn("the service keeps Music (music): ",
                       self.complaint_of(1, "remove", "music"))
 
     def test_is_told_of_a_replacement(self):
-        self.assertIn("the service keeps Music (music), ",
+        self.assertIn("the service keeps Music (music): ",
                       self.complaint_of(1, "replace", "music", "Tunes", "tunes"))
 
     def test_is_told_of_a_clear(self):
-        self.assertIn("2 items are in the list; ", self.complaint_of(1, "clear", "--yes"))
+        self.assertIn("2 items are in the list now; ", self.complaint_of(1, "clear", "--yes"))
 
 
 class AnImport(ToolTest):
@@ -183,7 +183,7 @@ class AnImport(ToolTest):
 
     def test_names_the_line_that_is_no_item(self):
         path, complaint = self.bad("A\ta\nB\tb\nno tab\n")
-        self.assertEqual(complaint, f"{path}:3: no TAB between name and id; write one there")
+        self.assertEqual(complaint, f"{path}:3: no TAB between the name and the id; insert one")
 
     def test_names_the_line_of_an_unknown_escape(self):
         path, complaint = self.bad("A\\x\ta\n")
@@ -195,7 +195,7 @@ class AnImport(ToolTest):
 
     def test_names_standard_input(self):
         self.assertEqual(self.complaint_of(2, "import", stdin=b"bad\n"),
-                         "standard input:1: no TAB between name and id; write one there")
+                         "standard input:1: no TAB between the name and the id; insert one")
 
     def test_sends_nothing_when_a_line_is_bad(self):
         partner = self.partner()
@@ -220,8 +220,8 @@ class AnImport(ToolTest):
 
     def test_says_that_a_file_is_too_long(self):
         self.assertEqual(self.complaint_of(2, "import", "/dev/zero"),
-                         "/dev/zero has more than 1073741820 bytes, more than a message carries; "
-                         "give it in parts")
+                         "/dev/zero has more than 1073741820 bytes, the most that one message can carry; "
+                         "split it")
 
     def test_says_that_a_file_is_not_there(self):
         self.assertIn("cannot open /nonexistent/apps.txt: No such file",
@@ -230,7 +230,7 @@ class AnImport(ToolTest):
     def test_says_how_many_ids_were_there_already(self):
         result = self.run_tool("import", stdin=b"A\tmaps\nB\tb\nC\tb\n")
         self.assertEqual((result.status, result.out), (0, b"imported\t3\n"))
-        self.assertEqual(result.err, "applistctl: 2 items have an id that another item has too; "
+        self.assertEqual(result.err, "applistctl: 2 items have the same id as another item; "
                                      f"{FIRST_OF_AN_ID}\n")
 
     def test_carries_a_large_list(self):

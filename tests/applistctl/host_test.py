@@ -107,7 +107,7 @@ class AnotherMachine(HostTest):
         result = self.run_tool("--host=me@device", "--timeout=0.2", "list",
                                **dict(self.variables, SSH_ASKS=self.password))
         self.assertEqual((result.status, result.out), (3, b""))
-        self.assertIn("Connection timed out; check ssh me@device systemd-stdio-bridge, or allow "
+        self.assertIn("Connection timed out; try ssh me@device systemd-stdio-bridge, or allow "
                       "more time with --timeout", result.err)
 
     def test_that_cannot_be_reached_is_named_with_what_to_check(self):
@@ -116,21 +116,21 @@ class AnotherMachine(HostTest):
         said_by_ssh, said = result.err.splitlines()
         self.assertEqual(said_by_ssh, "ssh: no route")
         self.assertRegex(said, "^applistctl: cannot reach the bus of me@device: .*; "
-                               "check ssh me@device systemd-stdio-bridge, or allow more time "
+                               "try ssh me@device systemd-stdio-bridge, or allow more time "
                                "with --timeout$")
 
     def test_may_be_called_like_a_part_of_a_message(self):
-        host = "check that the bus runs, or choose another one"
+        host = "check that the bus is running, or choose another one"
         result = self.run_tool(f"--host={host}", "list", **dict(self.variables, SSH_FAILS="1"))
         said = result.err.splitlines()[-1]
         self.assertRegex(said, f"^applistctl: cannot reach the bus of {host}: [^;]*; "
-                               f"check ssh {host} systemd-stdio-bridge, or allow more time ")
+                               f"try ssh {host} systemd-stdio-bridge, or allow more time ")
 
     def test_whose_session_bus_cannot_be_reached_is_named_with_that(self):
         for option in ("--session", "--user"):
             result = self.run_tool("-H", "me@device", option, "list",
                                    **dict(self.variables, SSH_FAILS="1"))
-            self.assertIn("; check ssh me@device systemd-stdio-bridge --user, or ", result.err)
+            self.assertIn("; try ssh me@device systemd-stdio-bridge --user, or ", result.err)
 
     def test_without_the_service_is_named(self):
         self.daemon.stop()

@@ -48,7 +48,7 @@ class AWrongCommandLine(ToolTest):
 
     def test_with_a_strange_command_gets_them_all(self):
         complaint = self.complaint("frobnicate")
-        self.assertRegex(complaint, r"\Aunknown command frobnicate; one of list, ")
+        self.assertRegex(complaint, r"\Aunknown command frobnicate; use one of list, ")
         self.assertTrue(complaint.endswith("; see applistctl --help"), complaint)
 
     def test_names_an_unknown_option(self):
@@ -76,11 +76,11 @@ class AWrongCommandLine(ToolTest):
                               ("--address", ""), ("--host", "")):
             self.assertIn(option, self.complaint("list", f"{option}={value}"))
         self.assertEqual(self.complaint("list", "--timeout=1e9"),
-                         "--timeout: 1e9 is no number of seconds from 0.001 to 86400; "
+                         "--timeout: 1e9 is not a number of seconds from 0.001 to 86400; "
                          "see applistctl list --help")
         for count in ("0", "-1", "many", "9" * 30):
             self.assertEqual(self.complaint("watch", f"--count={count}"),
-                             f"--count: {count} is no number of lines, 1 or more; "
+                             f"--count: {count} is not a whole number of lines, 1 or more; "
                              "see applistctl watch --help")
 
     def test_names_a_missing_value_and_one_too_many(self):
@@ -92,14 +92,14 @@ class AWrongCommandLine(ToolTest):
 
     def test_names_a_style_that_does_not_follow_its_option(self):
         self.assertEqual(self.complaint("list", "--json", "pretty"),
-                         "one word too many: pretty; a style of JSON follows a =: --json=pretty")
+                         "one word too many: pretty; put a = before the style of JSON: --json=pretty")
         self.assertEqual(self.complaint("list", "--json="),
                          "--json= names no style; write --json, --json=short or --json=pretty")
 
     def test_names_one_bus_only(self):
         for pair in (("--session", "--system"), ("--session", "--address=" + NOWHERE),
                      ("--system", "--address=" + NOWHERE), ("--host=a", "--address=" + NOWHERE)):
-            self.assertIn("give one of them", self.complaint("list", *pair))
+            self.assertIn("give only one of them", self.complaint("list", *pair))
 
     def test_shows_control_bytes_as_text(self):
         self.assertIn("unknown command \\x1b[31m\\x0ared", self.complaint("\x1b[31m\nred"))
@@ -156,7 +156,7 @@ class TheCommandLine(ToolTest):
         self.assertEqual(self.output_of("help", "watch"), self.output_of("watch", "--help"))
 
     def test_says_in_the_help_of_watch_what_becomes_of_quick_changes(self):
-        self.assertIn("told together", self.output_of("watch", "--help"))
+        self.assertIn("reported together", self.output_of("watch", "--help"))
 
     def test_shows_a_help_for_every_command(self):
         for command in EVERY_COMMAND:
@@ -312,8 +312,8 @@ class AnOutputThatCannotBeWritten(ToolTest):
         full = open("/dev/full", "wb")
         self.addCleanup(full.close)
         self.outputs = (({"stdout": full},
-                         "No space left on device; make room, or send it elsewhere"),
-                        ({"closed": ">&-"}, "Bad file descriptor; send it elsewhere"))
+                         "No space left on device; free some space, or send the output elsewhere"),
+                        ({"closed": ">&-"}, "Bad file descriptor; send the output elsewhere"))
 
     def test_is_told(self):
         for output, why in self.outputs:
@@ -329,7 +329,7 @@ class AnOutputThatCannotBeWritten(ToolTest):
         for output, why in self.outputs:
             for style in ((), ("--json",)):
                 self.assertEqual(self.complaint_of(1, "add", "F", "f", *style, **output),
-                                 "the edit was carried out, but what it did cannot be written to "
+                                 "the edit was carried out, but its result cannot be written to "
                                  "standard output: " + why)
         self.assertEqual(self.all_items(), [MAPS, MUSIC] + [("F", "f")] * 4)
 

@@ -66,7 +66,7 @@ TEST_F(ABusLink, TriesAgainWhenSettingUpFails) {
     EXPECT_TRUE(ComesBackAfter(3));
 
     EXPECT_EQ(2, m_losses) << "the one that failed is undone, too";
-    EXPECT_EQ(1u, DebugsLogged("cannot come back: no luck")) << WholeLog();
+    EXPECT_EQ(1u, DebugsLogged("cannot reconnect: no luck")) << WholeLog();
 }
 
 TEST_F(ABusLink, TriesAgainWhateverIsThrownWhileItIsSetUp) {
@@ -77,7 +77,7 @@ TEST_F(ABusLink, TriesAgainWhateverIsThrownWhileItIsSetUp) {
     EXPECT_TRUE(ComesBackAfter(3));
 
     EXPECT_EQ(2, m_losses);
-    EXPECT_EQ(1u, DebugsLogged("cannot come back: unknown exception")) << WholeLog();
+    EXPECT_EQ(1u, DebugsLogged("cannot reconnect: unknown exception")) << WholeLog();
 }
 
 TEST_F(ABusLink, LetsWhoOpensItSeeWhatWasThrown) {

@@ -63,7 +63,7 @@ TEST_F(ALinkThatLooksForItsBus, LooksFirstWhenTheLocationSaysAndThenTwiceAsLate)
     const auto start = std::chrono::steady_clock::now();
     Lose({milliseconds(300), milliseconds(1000), milliseconds(1000)});
 
-    EXPECT_TRUE(RunUntil([] { return DebugsLogged("cannot come back") == 2; })) << WholeLog();
+    EXPECT_TRUE(RunUntil([] { return DebugsLogged("cannot reconnect") == 2; })) << WholeLog();
 
     EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(300 + 600));
 }

@@ -113,7 +113,7 @@ TEST(ASealedBody, IsRefusedWhenItIsNoMemfd) {
     const TestFd file(open("/dev/null", O_RDWR | O_CLOEXEC));
 
     for (const int fd : {reader.Get(), writer.Get(), file.Get(), -1}) {
-        EXPECT_EQ("the descriptor is no memfd; send one made with memfd_create",
+        EXPECT_EQ("the descriptor is not a memfd; send one made with memfd_create",
                   WhyNoSealedBody(fd, 100));
     }
 }

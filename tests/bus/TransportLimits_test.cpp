@@ -61,7 +61,8 @@ TEST_F(TheTransportLimits, LeaveTheBusSomeOfTheMatchesOfAConnection) {
     EXPECT_EQ("", Refusal(m_limits));
     m_limits.partners = 501;
 
-    EXPECT_EQ("TransportLimits::partners is 501; set it to between 1 and 500", Refusal(m_limits));
+    EXPECT_EQ("TransportLimits::partners is 501; set it to a value between 1 and 500",
+              Refusal(m_limits));
 }
 
 TEST_F(TheTransportLimits, LeaveAPartnerWhatItKeepsUnderWay) {

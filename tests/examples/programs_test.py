@@ -66,7 +66,7 @@ class Publishing:
     def test_is_named_to_another_that_wants_its_place(self):
         _, err = self.run_to_end(program("publish"), status=1)
         self.assertIn("cannot own org.tessel.Local.Applist", err)
-        self.assertIn("stop that one first", err)
+        self.assertIn("stop that process first", err)
 
 
 class Publish(Publishing, ExampleTest):

@@ -89,14 +89,14 @@ TEST_P(AnEndpointsMessageFd, RefusesAPipe) {
     const TestFd reader(ends[0]);
     const TestFd writer(ends[1]);
 
-    ExpectRefused(reader.Get(), "no memfd");
+    ExpectRefused(reader.Get(), "not a memfd");
 }
 
 TEST_P(AnEndpointsMessageFd, RefusesAFileOnDisk) {
     const TestFd file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
     ASSERT_GE(file.Get(), 0);
 
-    ExpectRefused(file.Get(), "no memfd");
+    ExpectRefused(file.Get(), "not a memfd");
 }
 
 TEST_P(AnEndpointsMessageFd, RefusesAMemfdWithoutSeals) {

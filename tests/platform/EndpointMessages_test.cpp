@@ -217,7 +217,7 @@ TEST_P(AnEndpointWhoseApplicationThrows, SaysInTheLogWhoseCallItWas) {
     AnswerWhenItThrows(std::runtime_error("disk full"));
 
     EXPECT_EQ(1u,
-              ErrorsLogged("call of " + m_client->Name() + ": the application failed: disk full"))
+              ErrorsLogged("call from " + m_client->Name() + ": the application failed: disk full"))
         << WholeLog();
 }
 

@@ -64,7 +64,7 @@ TEST_P(AnEndpointWhoseBusDies, ComesBackWithItsNameAndItsObject) {
 
 TEST_P(AnEndpointWhoseBusDies, SaysOnceThatItLostTheBusAndOnceThatItIsBack) {
     Kill();
-    EXPECT_TRUE(RunUntil([] { return DebugsLogged("cannot come back") == 3; }));
+    EXPECT_TRUE(RunUntil([] { return DebugsLogged("cannot reconnect") == 3; }));
     Return();
     RunWhatIsReady();
 
@@ -78,7 +78,7 @@ TEST_P(AnEndpointWhoseBusDies, LooksLessOftenTheLongerItTakes) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
 
-    EXPECT_TRUE(RunUntil([] { return DebugsLogged("cannot come back") == 4; })) << WholeLog();
+    EXPECT_TRUE(RunUntil([] { return DebugsLogged("cannot reconnect") == 4; })) << WholeLog();
 
     // 100, 200, 400 and 800 ms.
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(1400));

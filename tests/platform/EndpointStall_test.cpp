@@ -456,8 +456,7 @@ TEST_P(AnEndpointWithASlowReply, HoldsCallsOfNoMoreSendersThanItsLimitsSay) {
     const auto refused = other->Start("Message", "refused");
 
     EXPECT_EQ(kLimitsExceeded, other->Wait(refused).error);
-    EXPECT_EQ("not executed: calls of too many others wait for the bus; call again later",
-              refused->text);
+    EXPECT_EQ("not executed: too many other callers are waiting; call again later", refused->text);
     EXPECT_EQ("held", one->Wait(held).body) << held->error;
 }
 

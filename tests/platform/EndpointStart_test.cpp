@@ -48,8 +48,8 @@ TEST_P(AnEndpointThatCannotStart, NamesTheProcessThatHasTheNameAlready) {
     const std::string why = WhyNoEndpoint();
 
     EXPECT_EQ("cannot own org.tessel.Local.Applist on the bus at " + m_bus.Address() +
-                  ": taken by process " + std::to_string(getpid()) + " (" + command +
-                  "); stop that one first",
+                  ": it is taken by process " + std::to_string(getpid()) + " (" + command +
+                  "); stop that process first",
               why);
 }
 
@@ -60,18 +60,18 @@ TEST_P(AnEndpointThatCannotStart, NamesTheBusThatIsNotThere) {
 
     EXPECT_CONTAINS(why, "cannot reach the bus at " + m_bus.Address());
     EXPECT_CONTAINS(why, "Connection refused");
-    EXPECT_CONTAINS(why, "check that the bus runs");
+    EXPECT_CONTAINS(why, "check that the bus is running");
 }
 
 TEST_P(AnEndpointThatCannotStart, SaysThatItsNameIsNone) {
     for (const char* name : {"", "two.parts", "a/path", "1digit", "blank space", "gr\xc3\xbcn"}) {
-        EXPECT_CONTAINS(WhyNoEndpoint(name), "is no endpoint name") << name;
+        EXPECT_CONTAINS(WhyNoEndpoint(name), "is not a valid endpoint name") << name;
     }
 }
 
 TEST_P(AnEndpointThatCannotStart, SaysThatANameWithANulInItIsNone) {
     EXPECT_CONTAINS(WhyNoEndpoint(std::string("Applist\0.", 9)),
-                    "\"Applist\\x00.\" is no endpoint");
+                    "\"Applist\\x00.\" is not a valid endpoint name");
 }
 
 TEST_P(AnEndpointThatCannotStart, LeavesNeitherDescriptorNorEventSource) {

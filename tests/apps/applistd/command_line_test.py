@@ -43,7 +43,7 @@ class AWrongCommandLine(unittest.TestCase):
     def test_names_one_bus_only(self):
         for pair in (("--session", "--system"), ("--session", "--address=" + NOWHERE),
                      ("--system", "--address=" + NOWHERE)):
-            self.assertIn("give one of them", self.complaint(*pair))
+            self.assertIn("give only one of them", self.complaint(*pair))
 
     def test_does_not_read_items_and_commands_from_one_input(self):
         self.assertIn("standard input", self.complaint("--items", "-", "--interactive"))
@@ -88,8 +88,8 @@ class AFileOfItems(AppTest):
 
     def test_names_the_file_the_line_and_the_cause_of_a_malformed_line(self):
         err = self.complaint("Music\tmusic\nMaps maps\n")
-        self.assertEqual(err, f"applistd: {self.path}:2: no TAB between name and id; "
-                              "write one there\n")
+        self.assertEqual(err, f"applistd: {self.path}:2: no TAB between the name and the id; "
+                              "insert one\n")
 
     def test_publishes_nothing_when_a_line_is_malformed(self):
         ui = self.partner()

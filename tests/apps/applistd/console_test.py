@@ -72,19 +72,19 @@ class TheConsole(AppTest):
 
     def test_answers_an_unknown_command_in_one_line(self):
         self.daemon.type("frob\x1b maps")
-        self.assertIn("unknown command frob\\x1b; known: select, click, add, remove, list, quit",
+        self.assertIn("unknown command frob\\x1b; use select, click, add, remove, list or quit",
                       self.daemon.err.wait_for("applistd: "))
 
     def test_answers_an_unknown_id_in_one_line(self):
         for command in ("select", "click", "remove"):
             self.daemon.type(f"{command} nobody")
             self.assertEqual(self.daemon.err.wait_for("applistd: "),
-                             "applistd: no item has the id nobody")
+                             "applistd: no item has the id nobody; list shows the ids")
         self.assertEqual(self.ui.events(), [])
 
     def test_says_how_a_command_is_written(self):
         self.daemon.type("add Mail")
-        self.assertEqual(self.daemon.err.wait_for("applistd: "), "applistd: write: add NAME ID")
+        self.assertEqual(self.daemon.err.wait_for("applistd: "), "applistd: usage: add NAME ID")
 
     def test_answers_an_open_quote_and_goes_on(self):
         self.daemon.type("add 'Mail mail")

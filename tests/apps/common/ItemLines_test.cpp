@@ -50,11 +50,11 @@ TEST(ItemLines, MayHoldEscapesAndEmptyStrings) {
 
 TEST(ItemLines, AreNumberedFromOneInAFault) {
     EXPECT_EQ(FaultOf("Maps\tmaps\nMusic\n"),
-              "apps.txt:2: no TAB between name and id; write one there");
+              "apps.txt:2: no TAB between the name and the id; insert one");
 }
 
 TEST(ItemLines, NeedATab) {
-    EXPECT_EQ(FaultOf("\n"), "apps.txt:1: no TAB between name and id; write one there");
+    EXPECT_EQ(FaultOf("\n"), "apps.txt:1: no TAB between the name and the id; insert one");
 }
 
 TEST(ItemLines, HaveOnlyOneRawTab) {
@@ -62,10 +62,9 @@ TEST(ItemLines, HaveOnlyOneRawTab) {
 }
 
 TEST(ItemLines, KnowThreeEscapes) {
-    EXPECT_EQ(
-        FaultOf("a\\\\\\x\tb\n"),
-        "apps.txt:1: unknown escape \\x; write \\\\ for a backslash, as only \\\\, \\t and \\n are "
-        "known");
+    EXPECT_EQ(FaultOf("a\\\\\\x\tb\n"),
+              "apps.txt:1: unknown escape \\x; use only \\t, \\n and \\\\, which is a "
+              "backslash");
 }
 
 TEST(ItemLines, AreNotShownHalfALetter) {
@@ -73,11 +72,11 @@ TEST(ItemLines, AreNotShownHalfALetter) {
 }
 
 TEST(ItemLines, DoNotEndANameWithASingleBackslash) {
-    EXPECT_THAT(FaultOf("a\\\tb\n"), HasSubstr("a single \\ ends the name or the id"));
+    EXPECT_THAT(FaultOf("a\\\tb\n"), HasSubstr("the name or the id ends with a single \\;"));
 }
 
 TEST(ItemLines, DoNotEndAnIdWithASingleBackslash) {
-    EXPECT_THAT(FaultOf("a\tb\\\n"), HasSubstr("a single \\ ends the name or the id"));
+    EXPECT_THAT(FaultOf("a\tb\\\n"), HasSubstr("the name or the id ends with a single \\;"));
 }
 
 TEST(ItemLines, EndWithALineFeed) {

@@ -26,14 +26,14 @@ TEST(AText, IsReadAsItIs) {
 
 TEST(AText, ThatDoesNotExistIsNamedWithTheCause) {
     EXPECT_EQ(FaultOf("/nonexistent/apps.txt"),
-              "cannot open /nonexistent/apps.txt: No such file or directory; name a file that is "
-              "there and may be read");
+              "cannot open /nonexistent/apps.txt: No such file or directory; name a file that "
+              "exists and that you may read");
 }
 
 TEST(AText, WithoutANameIsShownAsSuch) {
     EXPECT_EQ(FaultOf(""),
-              "cannot open \"\": No such file or directory; name a file that is there and may be "
-              "read");
+              "cannot open \"\": No such file or directory; name a file that exists and that "
+              "you may read");
 }
 
 TEST(AText, ThatIsAFolderIsRefused) {
@@ -47,11 +47,11 @@ TEST(AText, MayBeAsLongAsTheLimit) {
     EXPECT_EQ(ReadText(path, length).size(), length);
     EXPECT_EQ(FaultOf(path, length - 1),
               path + " has more than " + std::to_string(length - 1) +
-                  " bytes, more than a message carries; give it in parts");
+                  " bytes, the most that one message can carry; split it");
 }
 
 TEST(AText, IsNotReadPastTheLimit) {
     EXPECT_EQ(
         FaultOf("/dev/zero", 1000000),
-        "/dev/zero has more than 1000000 bytes, more than a message carries; give it in parts");
+        "/dev/zero has more than 1000000 bytes, the most that one message can carry; split it");
 }
