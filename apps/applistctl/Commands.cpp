@@ -40,9 +40,12 @@ void RunCommand(const Options& options, const Output& output) {
     for (const Command& command : kCommands) {
         if (options.command == command.name) return command.run(options, output);
     }
+    // ParseOptions has refused every other word.
     throw std::logic_error("no such command: " + options.command);
 }
 
+// Reading the list is also how it turns out whether there is a service; with --wait it is repeated
+// until there is one.
 Session::Session(const Options& options) {
     m_model.SetTimeout(options.timeout);
     m_model.SetStartsService(!options.noStart);

@@ -1,5 +1,5 @@
-// What the tool can be told to do. Each command is one function: it prints its result, returns
-// when it is done, and throws otherwise: Failure, RemoteError or TransportError.
+// What the tool can be told to do. Each command is one function. It prints its result and returns
+// when it is done; otherwise it throws Failure, RemoteError or TransportError.
 //
 // Threads: the main thread, whose default sd-event loop they use.
 
@@ -17,7 +17,8 @@ namespace applist::ctl {
 // Runs the command that `options` names.
 void RunCommand(const Options& options, const Output& output);
 
-// The service's list, at hand. Throws when there is none to be had in time.
+// The service's list, as a replica and as it was at the start. The constructor waits for the
+// service as the options say, and throws when it cannot get the list in time.
 class Session {
 public:
     explicit Session(const Options& options);
@@ -27,7 +28,8 @@ public:
     // The list as it was when the session began.
     const ListState& Before() const { return m_before; }
 
-    // The list after everything that was written to the model until now. Throws what became of it.
+    // The list after everything that was written to the model so far. Throws when one of these
+    // writes has failed.
     ListState Now();
 
 private:
@@ -35,7 +37,8 @@ private:
     ListState m_before;
 };
 
-// Edits.cpp: each looks at the list afterwards, as the service answers success and failure alike.
+// Edits.cpp. Each looks at the list afterwards to see whether it worked, because the service gives
+// the same answer to an edit that it carried out and to one that it ignored.
 void RunSelect(const Options& options, const Output& output);
 void RunAdd(const Options& options, const Output& output);
 void RunImport(const Options& options, const Output& output);
@@ -44,10 +47,10 @@ void RunRemove(const Options& options, const Output& output);
 void RunClear(const Options& options, const Output& output);
 void RunClick(const Options& options, const Output& output);
 
-// Watch.cpp: until interrupted, or until as many events as asked for.
+// Watch.cpp. Runs until interrupted, or until --count events have been printed.
 void RunWatch(const Options& options, const Output& output);
 
-// RawCall.cpp: one message and its reply.
+// RawCall.cpp. Sends one message and prints its reply.
 void RunCall(const Options& options, const Output& output);
 
 }  // namespace applist::ctl

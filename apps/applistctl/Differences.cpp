@@ -10,13 +10,13 @@ namespace {
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-// Which old item each new one was.
+// Which old item each new one was, if it was there before.
 class Pairing {
 public:
     Pairing(const std::vector<Entry>& before, const std::vector<Entry>& now)
         : m_before(before), m_now(now), m_isKept(before.size(), false), m_was(now.size(), kNone) {
-        // Equal ones first: when the first of two items with one id goes, the other one was not
-        // renamed.
+        // Equal items first: when the first of two items with the same id goes, the other one stays
+        // and was not renamed to it.
         PairBy([](const Entry& entry) { return entry; });
         PairBy([](const Entry& entry) { return entry.id; });
     }
@@ -24,6 +24,7 @@ public:
     bool IsKept(std::size_t oldPlace) const { return m_isKept[oldPlace]; }
     std::size_t Was(std::size_t newPlace) const { return m_was[newPlace]; }
 
+    // Items that came or went do not count: they are reported as such, and move the others anyway.
     bool KeepsOrder() const {
         std::vector<std::size_t> kept = m_was;
         kept.erase(std::remove(kept.begin(), kept.end(), kNone), kept.end());
@@ -71,6 +72,7 @@ std::vector<Event> Differences(const ListState& before, const ListState& now) {
         }
     }
     if (!pairing.KeepsOrder()) events.push_back({"reordered", {}, {}, {}});
+    // By id: when the selected item is renamed, it is still the one that is selected.
     if (before.selection.id != now.selection.id) {
         events.push_back({"selected", now.selection, {}, {}});
     }

@@ -1,4 +1,4 @@
-// What became of a list, in words.
+// What has happened to a list, in words.
 
 #pragma once
 
@@ -13,15 +13,15 @@ namespace applist::ctl {
 
 // One thing that happened, as `watch` tells it and as an edit reports it.
 struct Event {
-    std::string what;             // one word, which programs know it by
-    std::optional<Entry> item;    // what it happened to
-    std::optional<Entry> before;  // what that was until then
-    std::optional<std::size_t> count;
+    std::string what;                  // one word, by which programs know the event
+    std::optional<Entry> item;         // the item to which it happened
+    std::optional<Entry> before;       // what that item was until then
+    std::optional<std::size_t> count;  // of items, for an event that concerns several
 };
 
-// Returns what turns `before` into `now`: items removed (in the old order), added and renamed (in
-// the new order), then whether the others changed places, then another selection. Of several items
-// with one id, those with equal names are taken for the same.
+// Returns what turns `before` into `now`: items removed (in the old order), items added and renamed
+// (in the new order), then whether the others changed places, then a new selection. Among items
+// with the same id, those with the same name are taken to be the same.
 std::vector<Event> Differences(const ListState& before, const ListState& now);
 
 }  // namespace applist::ctl

@@ -1,3 +1,7 @@
+// The service answers every edit in the same way, whether it carried it out or not. So each edit
+// compares the list before and after. Others may change the list meanwhile: what is looked for is
+// the effect of this edit, and never that the list is exactly as expected.
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,7 +42,7 @@ Entry FirstWithId(const ListState& list, const std::string& id) {
     throw Failure(kNotDone, "the service keeps " + Describe(FirstWithId(list, id)) + kKeeps);
 }
 
-// Which of several items with one id it was that went.
+// Which of several items with the same id has gone: the service decides that, not we.
 Entry GoneWithId(const ListState& before, const ListState& after, const std::string& id) {
     for (const Entry& entry : before.items) {
         if (entry.id == id && after.Count(entry) < before.Count(entry)) return entry;
@@ -46,7 +50,8 @@ Entry GoneWithId(const ListState& before, const ListState& after, const std::str
     return FirstWithId(before, id);
 }
 
-// How many of `items` are not in `after` on top of what was in `before`.
+// How many of `items` did not join the list between `before` and `after`. Counted, as equal items
+// may have been there already and may be given twice.
 std::size_t CountMissing(const ListState& before, const std::vector<Entry>& items,
                          const ListState& after) {
     std::map<Entry, std::ptrdiff_t> missing;
@@ -64,7 +69,7 @@ std::size_t CountMissing(const ListState& before, const std::vector<Entry>& item
     return count;
 }
 
-// How many of `items` have an id that an earlier one has.
+// How many of `items` have the id of an item in `before`, or of an earlier one of `items`.
 std::size_t CountRepeated(const ListState& before, const std::vector<Entry>& items) {
     std::map<std::string, std::size_t> seen;
     for (const Entry& entry : before.items) ++seen[entry.id];
@@ -72,6 +77,8 @@ std::size_t CountRepeated(const ListState& before, const std::vector<Entry>& ite
         items.begin(), items.end(), [&](const Entry& entry) { return seen[entry.id]++ > 0; }));
 }
 
+// Not an error, as the protocol allows it; but an edit by such an id may hit an item that the user
+// does not mean.
 void NoteRepeated(const ListState& before, const std::vector<Entry>& items) {
     const std::size_t repeated = CountRepeated(before, items);
     if (repeated == 0) return;
@@ -80,17 +87,20 @@ void NoteRepeated(const ListState& before, const std::vector<Entry>& items) {
          "the first one that a partner added");
 }
 
+// In a session of its own, which ends before a person is asked: nothing is connected during the
+// wait.
 std::size_t AskedCount(const Options& options) {
     Session session(options);
     return session.Before().items.size();
 }
 
-// True when a person says yes. The list may be as long as it likes meanwhile: nobody waits for us.
+// True when a person says yes. They may take their time: no connection is open meanwhile.
 bool Confirmed(std::size_t count) {
     std::cerr << "Remove all " + std::to_string(count) +
                      (count == 1 ? " item? [y/N] " : " items? [y/N] ")
               << std::flush;
     std::string answer;
+    // After a Ctrl-D the cursor still stands behind the question.
     if (!std::getline(std::cin, answer)) std::cerr << std::endl;
     for (char& letter : answer)
         letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
@@ -99,6 +109,7 @@ bool Confirmed(std::size_t count) {
 
 void Ask(const Options& options) {
     if (options.yes) return;
+    // A script must say what it wants: a "y" that happens to be next in its input is no answer.
     if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
         throw Failure(
             kWrongUsage,
@@ -115,6 +126,7 @@ void Ask(const Options& options) {
 void RunSelect(const Options& options, const Output& output) {
     Session session(options);
     RequireId(session.Before(), options.id);
+    // Items are matched by id alone, so the name may stay empty.
     RemoteAppListItem item(std::string(), options.id);
     session.Model().SetSelection(&item);
     const ListState after = session.Now();
@@ -138,6 +150,7 @@ void RunAdd(const Options& options, const Output& output) {
 }
 
 void RunImport(const Options& options, const Output& output) {
+    // Read to the end before the service is asked, so that a bad line changes nothing.
     std::vector<RemoteAppListItem> items = ReadItemFile(options.file);
     std::vector<Entry> entries;
     std::vector<AppListItem*> pointers;
@@ -167,6 +180,8 @@ void RunReplace(const Options& options, const Output& output) {
     session.Model().ModifyItem(&oldItem, &newItem);
 
     const ListState after = session.Now();
+    // The service removes the old item and then adds the new one, as two steps: either may fail.
+    // With an unchanged id the new item must not be taken for the old one that stayed.
     const bool hasCome = after.Count(entry) > before.Count(entry);
     const std::size_t sameId = hasCome && options.id == options.oldId ? 1 : 0;
     const bool hasGone = after.CountId(options.oldId) < before.CountId(options.oldId) + sameId;
@@ -196,6 +211,7 @@ void RunClear(const Options& options, const Output& output) {
     Ask(options);
     Session session(options);
     session.Model().RemoveAllItems();
+    // Somebody else may have added items since; that is told as well, as the list is not empty.
     const std::size_t left = session.Now().items.size();
     if (left > 0) {
         NotDone(std::to_string(left) + (left == 1 ? " item is" : " items are") + " in the list now",
@@ -204,6 +220,7 @@ void RunClear(const Options& options, const Output& output) {
     output.Print({"cleared", {}, {}, session.Before().items.size()});
 }
 
+// Always ends as not done: a service does not carry out clicks that come from partners.
 void RunClick(const Options& options, const Output&) {
     Session session(options);
     RequireId(session.Before(), options.id);

@@ -7,15 +7,15 @@
 
 namespace applist::ctl {
 
-// What scripts test. --help lists them, so they never change.
+// What scripts test. --help lists them, so they must never change.
 enum ExitStatus : int {
     kDone = 0,
     kNotDone = 1,  // the service answered, but the id is not there, the edit was not carried out,
                    // or the result could not be written
     kWrongUsage = 2,
-    kNoService = 3,  // nor, perhaps, a bus; or no answer in time
-    kRefused = 4,
-    kInterrupted = 130,
+    kNoService = 3,      // or no bus, or no answer in time
+    kRefused = 4,        // by the bus's policy
+    kInterrupted = 130,  // by Ctrl-C, as shells report it: 128 + SIGINT
 };
 
 // The text is one line for a person: what was wrong, and what to do next.

@@ -4,7 +4,8 @@ namespace applist::ctl {
 
 namespace {
 
-// Each attempt is an ssh, which asks the other machine, and perhaps a person, to let it in.
+// Slower than for a local bus: each attempt is an ssh that logs in on the other machine, and may
+// ask a person for a password.
 constexpr std::chrono::seconds kFirstRetry{1};
 constexpr std::chrono::seconds kLastRetry{60};
 
@@ -14,7 +15,8 @@ BusLocation BusOf(const std::string& host, RemoteBus bus, std::chrono::microseco
     const bool isSession = bus == RemoteBus::Session;
     BusLocation location;
     location.description = "the bus of " + host;
-    // No X11, no terminal over there. What follows -- is no option, whatever a host is called.
+    // -xT: no X11 and no terminal over there. After --, a host whose name begins with - cannot pass
+    // as an option, and so cannot make ssh run a command here.
     location.address = "unixexec:path=ssh,argv1=-xT,argv2=--,argv3=" + BusAddressValue(host) +
                        ",argv4=systemd-stdio-bridge" + (isSession ? ",argv5=--user" : "");
     location.timeout = timeout;

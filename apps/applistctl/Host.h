@@ -11,9 +11,9 @@ namespace applist::ctl {
 
 enum class RemoteBus { System, Session };
 
-// Returns a bus of `host`, which is anything that ssh takes for a destination: ssh is run here, and
-// systemd-stdio-bridge there. A person may need `timeout` to log in, each time that the connection
-// is made anew.
+// Returns the location of a bus on `host`, which is anything that ssh takes as a destination: ssh
+// is run here, and systemd-stdio-bridge there. `timeout` is the time to log in, which a person may
+// need again each time that the connection is made anew.
 BusLocation BusOf(const std::string& host, RemoteBus bus, std::chrono::microseconds timeout);
 
 }  // namespace applist::ctl

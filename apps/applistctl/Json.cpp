@@ -18,19 +18,21 @@ struct Control {
     std::size_t length;  // 0: none
 };
 
-// DEL, the C1 controls and what turns the direction of text: valid in a JSON string, and orders to
-// a terminal.
+// Finds DEL, the C1 controls and the marks that turn the direction of text: all are valid in a JSON
+// string as they are, and all change what a terminal shows.
 Control ControlAt(const std::string& text, std::size_t at) {
     const auto byte = [&](std::size_t next) { return static_cast<unsigned char>(text[at + next]); };
     if (byte(0) == 0x7F) return {0x7F, 1};
     if (byte(0) == 0xC2 && byte(1) < 0xA0) return {byte(1), 2};
     const std::size_t mark = DirectionMarkLength(text, at);
     if (mark == 0) return {0, 0};
+    // Decodes UTF-8 of two bytes, then of three; there are no marks of four.
     if (mark == 2) return {(byte(0) & 0x1FU) << 6 | (byte(1) & 0x3FU), mark};
     return {0x2000U | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU), mark};
 }
 
-// They occur in strings alone, so they can be escaped afterwards. The text is UTF-8 by then.
+// Done on the finished JSON: outside strings these characters do not occur, and what was not UTF-8
+// has been replaced by then.
 std::string EscapeControls(const std::string& json) {
     std::string safe;
     safe.reserve(json.size());
@@ -50,6 +52,7 @@ std::string EscapeControls(const std::string& json) {
 
 std::string TextOf(const Json& json, JsonStyle style) {
     const int indent = style == JsonStyle::Pretty ? 2 : -1;
+    // `replace`: by default the library throws on bytes that are not UTF-8.
     return EscapeControls(json.dump(indent, ' ', false, Json::error_handler_t::replace));
 }
 

@@ -1,8 +1,8 @@
 // Results for programs.
 //
-// Names and ids are bytes, JSON is not: what is not UTF-8 becomes U+FFFD. Nothing here throws over
-// that. Control characters are escaped, those too that JSON itself would let through to a terminal,
-// and those that turn the direction of text.
+// Names and ids are bytes, but JSON is Unicode: what is not UTF-8 becomes U+FFFD, and is no reason
+// to throw. Control characters are escaped, including those that JSON itself would let through to a
+// terminal and those that turn the direction of text.
 
 #pragma once
 

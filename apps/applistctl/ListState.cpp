@@ -27,6 +27,7 @@ ListState StateOf(AppListModel& model) {
     AppListItem* const selection = model.GetSelection();
     state.selection = {selection->GetVisibleName(), selection->GetUnigueId()};
     for (AppListItem* item : model.GetAllItems()) {
+        // By object: of several items with the selected id only one is selected.
         if (item == selection) state.selected = state.items.size();
         state.items.push_back({item->GetVisibleName(), item->GetUnigueId()});
     }

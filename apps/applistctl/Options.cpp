@@ -49,10 +49,10 @@ reader has gone, it is ended by SIGPIPE like any filter.
 
 const char kCommandFooter[] = "Options for all commands, and exit statuses: applistctl --help\n";
 
-// What --json says without a value.
+// The value that --json has when none is given.
 const char kJsonDefault[] = "auto";
 
-// The library would show the value that --json has without one.
+// The library's own would show that value in the help, as --json{auto}.
 class Formatter : public CLI::Formatter {
 public:
     std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
@@ -61,14 +61,16 @@ public:
     }
 };
 
-// Fits the help into a terminal's width together with the options' column.
+// Where the explanations start, so that the longest lines of the help fit into 100 columns.
 constexpr std::size_t kOptionColumn = 24;
 
 constexpr double kLongestTimeout = 86400;  // a day, in seconds
 
-// An ssh may ask a person for a password.
+// With --host: ssh may ask a person for a password.
 constexpr std::chrono::milliseconds kTimeToLogIn = std::chrono::minutes(1);
 
+// An empty --address or --host is a variable that a script forgot to set. Without this check it
+// would silently mean the default bus.
 CLI::Validator NotEmpty() {
     const auto check = [](std::string& given) { return given.empty() ? "must not be empty" : ""; };
     return CLI::Validator(check, "");
@@ -97,6 +99,7 @@ void SetTimeout(Options& options, const std::string& given) {
     double seconds = 0;
     const char* const end = given.data() + given.size();
     const auto parsed = std::from_chars(given.data(), end, seconds);
+    // Written so that NaN, which from_chars accepts, is refused.
     if (parsed.ptr != end || !(seconds >= 0.001) || seconds > kLongestTimeout) {
         throw CLI::ValidationError("--timeout",
                                    given + " is not a number of seconds from 0.001 to 86400");
@@ -138,7 +141,7 @@ CLI::App* Add(CLI::App& app, const std::string& name, const std::string& what) {
     return command;
 }
 
-// A positional that must be there, whatever it holds: an empty name is a name.
+// Declares a word that must be given. It may be empty: an empty name is a name.
 void Need(CLI::App* command, const std::string& word, std::string& value, const std::string& what) {
     command->add_option(word, value, what)->required()->type_name("");
 }
@@ -199,14 +202,15 @@ bool Holds(const std::vector<std::string>& words, const std::string& word) {
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-// What the command line holds beside what was declared.
+// The words on the command line that the library could not place.
 std::vector<std::string> LeftOver(const CLI::App& app) {
     std::vector<std::string> left = app.remaining(true);
     left.erase(std::remove(left.begin(), left.end(), "--"), left.end());
     return left;
 }
 
-// `beforeMark` holds the words that may be options: those before a --.
+// Complains of an option that is not known. `beforeMark` holds the words before a --: those after
+// it are names and ids, even when they begin with a dash.
 void CheckOptions(const CLI::App& app, const std::vector<std::string>& beforeMark) {
     for (const std::string& word : LeftOver(app)) {
         if (word.size() < 2 || word[0] != '-' || !Holds(beforeMark, word)) continue;
@@ -231,6 +235,7 @@ void CheckCommand(const CLI::App& app) {
     if (!app.get_subcommands().empty()) {
         if (left.empty()) return;
         const std::string& word = left.front();
+        // A style that was meant for --json but written without the =.
         const bool isStyle = app.count("--json") > 0 && (word == "short" || word == "pretty");
         Complain("one word too many: " + word,
                  isStyle ? "put a = before the style of JSON: --json=" + word : HelpFor(app));
@@ -244,7 +249,8 @@ void CheckCommand(const CLI::App& app) {
              "did you mean " + nearest + "? See applistctl --help");
 }
 
-// The library's words are for programmers.
+// The library's messages are for programmers. Two of them are put into plain words; if the library
+// words them differently one day, its own are shown.
 std::string InOurWords(const CLI::ParseError& error) {
     const std::string said = error.what();
     if (said.find("flag override") != std::string::npos) {
@@ -254,13 +260,14 @@ std::string InOurWords(const CLI::ParseError& error) {
     return missing == std::string::npos ? said : said.substr(0, missing) + " needs a value";
 }
 
-// The library takes it for --json alone.
+// The library would take "--json=" for a plain --json.
 void CheckJson(const std::vector<std::string>& beforeMark) {
     if (!Holds(beforeMark, "--json=")) return;
     Complain("--json= names no style", "write --json, --json=short or --json=pretty");
 }
 
-// The words after the program's name; `help` and `help COMMAND` as others than us have it.
+// The words after the program's name, with `help` and `help COMMAND`, which people know from other
+// tools, turned into --help and COMMAND --help.
 std::vector<std::string> WordsOf(int argc, const char* const* argv) {
     std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
     if (words.empty() || words.front() != "help") return words;
@@ -279,9 +286,11 @@ void SetUp(CLI::App& app) {
     app.get_formatter()->label("REQUIRED", "");
     app.set_help_flag("-h,--help", "Show this help and exit");
     app.set_version_flag("--version", "applistctl " APPLIST_VERSION, "Show the version and exit");
+    // Options may follow the command.
     app.fallthrough();
+    // Unknown words are checked here instead, with better advice than the library's.
     app.allow_extras();
-    // One at most: a name or an id may read like a command.
+    // One at most: a name or an id may look like a command, as in `select list`.
     app.require_subcommand(0, 1);
 }
 
@@ -308,7 +317,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     const std::vector<std::string> beforeMark(words.begin(),
                                               std::find(words.begin(), words.end(), "--"));
     CheckJson(beforeMark);
-    std::reverse(words.begin(), words.end());  // as the library wants them
+    std::reverse(words.begin(), words.end());  // the library takes them last first
     try {
         app.parse(words);
     } catch (const CLI::CallForHelp&) {
@@ -318,6 +327,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
         Write(std::string(asked.what()) + '\n');
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
+        // An unknown option first: it is more likely the cause than what the library stumbled over.
         CheckOptions(app, beforeMark);
         Complain(InOurWords(error), HelpFor(app));
     }

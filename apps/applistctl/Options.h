@@ -1,4 +1,4 @@
-// The tool's command line. Threads: the main thread, before anything else runs.
+// The tool's command line.
 
 #pragma once
 
@@ -10,10 +10,10 @@
 namespace applist::ctl {
 
 struct Options {
-    std::string command;  // one of those that Commands.h knows
+    std::string command;  // one of those in Commands.h
 
-    // The command's own words and options, as far as it has them. Names and ids are bytes, taken
-    // as they are.
+    // The command's own words and options; those that it does not have keep these defaults. Names
+    // and ids are bytes, and are taken as they are.
     std::string name;
     std::string id;
     std::string oldId;
@@ -24,19 +24,20 @@ struct Options {
     bool wait = false;
     std::size_t count = 0;  // 0: no end
 
-    std::string json;  // empty, "auto", "short" or "pretty"
+    // Of every command.
+    std::string json;  // "auto", "short" or "pretty"; empty: no JSON
     bool session = false;
     bool system = false;
     std::string address;
-    std::string host;
+    std::string host;  // empty: this machine
     std::chrono::milliseconds timeout = std::chrono::seconds(5);
-    std::chrono::milliseconds busTimeout = timeout;  // to get onto the bus
+    std::chrono::milliseconds busTimeout = timeout;  // for connecting to the bus; longer for an ssh
     bool noStart = false;
     bool verbose = false;
 };
 
-// Returns what the command line asks for; nothing when it asked for a help or the version, which
-// are then on stdout. Throws Failure.
+// Returns what the command line asks for, or nothing if that was a help or the version, which have
+// then been printed. Throws Failure.
 std::optional<Options> ParseOptions(int argc, const char* const* argv);
 
 }  // namespace applist::ctl

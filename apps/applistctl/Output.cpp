@@ -19,7 +19,7 @@ namespace applist::ctl {
 
 namespace {
 
-// A terminal that does not tell, as over a serial line.
+// For a terminal that does not tell its width, such as one on a serial line.
 constexpr std::size_t kUsualWidth = 80;
 
 std::size_t TerminalWidth() {
@@ -28,13 +28,14 @@ std::size_t TerminalWidth() {
     return size.ws_col;
 }
 
+// By the NO_COLOR convention any value turns colours off, but an empty one does not.
 bool WantsColours() {
     const char* const no = std::getenv("NO_COLOR");
     const char* const terminal = std::getenv("TERM");
     return (no == nullptr || *no == '\0') && terminal != nullptr && std::string(terminal) != "dumb";
 }
 
-// The item's own text, so that lines can be read back and imported.
+// The protocol's own text of an item, so that lines can be imported again.
 std::string Line(const Entry& item) {
     std::ostringstream line;
     line << RemoteAppListItem(item.name, item.id);
@@ -52,7 +53,7 @@ std::string Line(const Event& event) {
     for (const auto& item : {event.item, event.before}) {
         if (!item) continue;
         line += '\t' + Line(*item);
-        line.pop_back();
+        line.pop_back();  // the item's line feed
     }
     if (event.count) line += '\t' + std::to_string(*event.count);
     return line + '\n';
@@ -79,6 +80,7 @@ std::string Sentence(const Event& event) {
 
 Output::Output(const Options& options)
     : m_isTerminal(isatty(STDOUT_FILENO) != 0), m_isJson(!options.json.empty()) {
+    // JSON for a program stays on one line, so that it can be read line by line.
     const bool pretty = options.json == "auto" ? m_isTerminal : options.json == "pretty";
     m_style = pretty ? JsonStyle::Pretty : JsonStyle::Short;
 }
@@ -109,6 +111,7 @@ void Output::PrintSelection(const ListState& list) const {
             list.HasSelection() ? std::make_optional(list.selection) : std::nullopt;
         Write(JsonOf(selection, m_style) + '\n');
     } else if (!list.HasSelection()) {
+        // The command says so on stderr; a line here would be an item with an empty name.
         return;
     } else if (m_isTerminal) {
         PrintTable({list.selection}, 0);
@@ -134,17 +137,20 @@ void Output::PrintRaw(const std::string& bytes) const {
     if (m_isJson) {
         Write(JsonOf(bytes, m_style) + '\n');
     } else {
+        // A terminal would obey what is in there; a pipe gets every byte as it is.
         Write(m_isTerminal ? PrintableText(bytes) + '\n' : bytes);
     }
 }
 
-// A table of nothing would be a header alone.
+// Without items only the header would be left.
 void Output::PrintTable(const std::vector<Entry>& items,
                         std::optional<std::size_t> selected) const {
     if (items.empty()) return;
     Write(TableOf(items, selected, TerminalWidth(), WantsColours()));
 }
 
+// Flushed each time: an interrupt ends the process at once, and a program that reads `watch`
+// through a pipe must see each event when it happens.
 void Write(const std::string& text, const std::string& what) {
     errno = 0;
     std::cout << text << std::flush;
@@ -152,12 +158,12 @@ void Write(const std::string& text, const std::string& what) {
 }
 
 void RequireOutput() {
-    // main fills a closed stream with one that cannot be written.
+    // For a stdout that was closed, main has opened one that can only be read.
     const int mode = fcntl(STDOUT_FILENO, F_GETFL) & O_ACCMODE;
     if (mode == O_RDONLY) FailToWrite("cannot write to standard output", EBADF);
 }
 
-// One piece, and so one write: lines of several programs on one terminal do not mix.
+// As one string, which is one write: lines of several programs on one terminal do not mix.
 void Note(const std::string& text) {
     std::cerr << "applistctl: " + PrintableText(text) + '\n' << std::flush;
 }

@@ -1,8 +1,6 @@
-// Where results go: stdout, as a table for a person, as lines for a pipe, as JSON when asked for.
-// And what a person is told besides: stderr, one line each.
-//
-// Threads: the main thread. Lifetime: nothing is kept; what was printed has been handed over when
-// a call returns.
+// Results go to stdout: as a table for a person, as lines for a pipe, as JSON if asked for.
+// Whatever else a person is told goes to stderr, one line each. Nothing is buffered: when a call
+// returns, its text has been written.
 
 #pragma once
 
@@ -22,13 +20,13 @@ public:
 
     void Print(const ListState& list) const;
     void Print(const std::vector<Entry>& items) const;
-    // The selection, or, in JSON, that there is none.
+    // The selection. Without one: null in JSON, otherwise nothing.
     void PrintSelection(const ListState& list) const;
-    // What an edit did. It stays done when that cannot be written: the Failure says so.
+    // What an edit did. The edit stays done even when this cannot be written; the Failure says so.
     void Print(const Event& event) const;
     // An event of a stream: in JSON always one line, whatever the style.
     void PrintInStream(const Event& event) const;
-    // Bytes of which nothing is known.
+    // Bytes of which nothing is known: a reply that is not made of items.
     void PrintRaw(const std::string& bytes) const;
 
     // True when a person looks at the results.
@@ -43,20 +41,21 @@ private:
     JsonStyle m_style;
 };
 
-// Writes `text` to stdout. Throws Failure, which begins with `what` is wrong, when it cannot be
-// written. A closed pipe ends the process.
+// Writes `text` to stdout. Throws Failure, whose text begins with `what`, when that fails. A pipe
+// whose reader has gone ends the process.
 void Write(const std::string& text, const std::string& what = "cannot write to standard output");
 
-// Throws the same Failure when stdout came closed.
+// Throws the same Failure if the program was started with stdout closed, for a command that may
+// write nothing for a long time.
 void RequireOutput();
 
-// Tells a person something besides the results.
+// Writes a line for a person to stderr, control characters made visible.
 void Note(const std::string& text);
 
-// An id in a sentence: "" when it is empty.
+// Returns an id as it stands in a sentence: "" when it is empty.
 std::string ShownId(const std::string& id);
 
-// An item in a sentence, control characters made visible: "Maps (maps)".
+// Returns an item as it stands in a sentence, control characters made visible: "Maps (maps)".
 std::string Describe(const Entry& item);
 
 }  // namespace applist::ctl

@@ -31,7 +31,7 @@ const Function kFunctions[] = {
     {"ModifyItem", APPLIST_MODIFY_ITEM_FNC},
 };
 
-// Nobody is told of what comes besides the reply.
+// The channel's model: notifications that arrive while the reply is awaited interest nobody here.
 class Nobody {};
 
 class Channel : public IPCApplist<TesselDbusRemote, Nobody> {
@@ -46,7 +46,7 @@ private:
     bool m_isServiceThere = false;
 };
 
-// Any number goes: what a service does with one that it does not know is worth a look, too.
+// Takes any number, also of functions that do not exist: this command is for trying things out.
 std::int32_t NumberOf(const std::string& function) {
     std::int32_t number = 0;
     const char* const end = function.data() + function.size();
@@ -68,7 +68,8 @@ bool IsKnown(std::int32_t number) {
     return number >= APPLIST_SET_SELECTION_FNC && number <= APPLIST_MODIFY_ITEM_FNC;
 }
 
-// Undoes one level of escapes, so that an item's text can be typed as for printf.
+// Undoes one level of escapes, so that an item's text can be typed as for printf. Unknown escapes
+// stay as they are: those of the item text itself are for the service to judge.
 std::string Unescape(const std::string& typed) {
     std::string payload;
     for (std::size_t at = 0; at < typed.size(); ++at) {
@@ -90,6 +91,7 @@ std::string PayloadOf(const Options& options) {
     return ReadText("-");
 }
 
+// Nothing says what kind of reply a function gives, so it is tried: items, else bytes.
 void PrintReply(const std::string& reply, const Output& output) {
     try {
         std::vector<Entry> entries;
@@ -106,6 +108,7 @@ void PrintReply(const std::string& reply, const Output& output) {
 
 void RunCall(const Options& options, const Output& output) {
     const std::int32_t number = NumberOf(options.function);
+    // Read before connecting: standard input may take as long as a person types.
     const std::string payload = PayloadOf(options);
     Channel channel;
     channel.SetTimeout(options.timeout);

@@ -8,7 +8,7 @@ namespace applist::ctl {
 
 namespace {
 
-// Words that people type are shorter, and the time goes with the square.
+// Words that people type are shorter, and the time grows with the square of the length.
 constexpr std::size_t kLongestWord = 64;
 
 std::string LowerCase(std::string word) {
@@ -18,7 +18,8 @@ std::string LowerCase(std::string word) {
     return word;
 }
 
-// How many letters to add, drop, change or swap with their neighbour turn one word into the other.
+// The number of letters that must be added, dropped, changed or swapped with their neighbour to
+// turn one word into the other.
 std::size_t Distance(const std::string& from, const std::string& to) {
     std::vector<std::vector<std::size_t>> steps(from.size() + 1,
                                                 std::vector<std::size_t>(to.size() + 1));
@@ -43,7 +44,7 @@ std::string NearestOf(const std::vector<std::string>& known, const std::string& 
     if (word.empty() || word.size() > kLongestWord) return std::string();
     const std::string typed = LowerCase(word);
     std::string nearest;
-    // Half of the letters may be wrong, two at most: past that it is another word.
+    // Up to half of the letters may be wrong, but no more than two: past that it is another word.
     std::size_t least = std::min<std::size_t>(2, word.size() / 2) + 1;
     for (const std::string& candidate : known) {
         const std::string meant = LowerCase(candidate);

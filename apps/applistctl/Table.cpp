@@ -17,7 +17,8 @@ const char kNotSelected[] = "  ";
 const char kGap[] = "  ";
 constexpr std::size_t kAround = 4;  // the mark and the gap
 
-// What a name keeps, as far as it needs it, however long the ids are.
+// However long the ids are, a name keeps this many columns if it needs them: a table of ids alone
+// would not be recognised.
 constexpr std::size_t kLeastName = 8;
 
 struct Columns {
@@ -38,6 +39,7 @@ std::string Line(const Entry& cells, bool isSelected, bool isBold, const Columns
     const std::string name = CutTo(cells.name, columns.name);
     std::string line = isSelected ? kSelected : kNotSelected;
     line += name;
+    // By hand, as setw counts bytes and not columns.
     line.append(columns.name - WidthOf(name), ' ');
     line += kGap;
     line += CutTo(cells.id, columns.id);
@@ -57,6 +59,7 @@ std::string TableOf(const std::vector<Entry>& items, std::optional<std::size_t> 
         columns.name = std::max(columns.name, WidthOf(cells.back().name));
         columns.id = std::max(columns.id, WidthOf(cells.back().id));
     }
+    // Measured on the printable text: \xNN is wider than the byte for which it stands.
     columns = FitInto(width, columns);
     std::string table = Line(header, false, colours, columns);
     for (std::size_t at = 0; at < cells.size(); ++at) {

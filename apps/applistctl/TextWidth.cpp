@@ -18,7 +18,8 @@ struct Character {
     std::size_t columns;
 };
 
-// What the locale does not know takes one byte and one column: too little at worst, never endless.
+// A byte that the locale does not understand counts as one column, and the next one is looked at:
+// the width may come out wrong, but the loop always ends.
 Character CharacterAt(const std::string& text, std::size_t at) {
     std::mbstate_t state = {};
     wchar_t letter = 0;
@@ -51,6 +52,7 @@ std::string CutTo(const std::string& text, std::size_t width) {
     for (std::size_t used = 0;;) {
         const Character next = CharacterAt(text, end);
         used += next.columns;
+        // One column is for the ellipsis.
         if (used > width - 1) return text.substr(0, end) + kEllipsis;
         end += next.bytes;
     }

@@ -1,4 +1,4 @@
-// How wide a text is on a terminal, in the process's locale, which is a UTF-8 one (UseUtf8Locale).
+// How wide a text is on a terminal. Call UseUtf8Locale first: the process's locale decides.
 
 #pragma once
 
@@ -7,11 +7,12 @@
 
 namespace applist::ctl {
 
-// Chooses the user's locale for letters; one of UTF-8 in any case, as names mostly are.
+// Chooses the user's locale for characters, or C.UTF-8 if the user's is not a UTF-8 one: most names
+// are UTF-8, whatever the user's locale is.
 void UseUtf8Locale();
 
-// The columns that `text`, which is printable, takes: 2 for a wide character, 0 for a mark that
-// stands on the one before it.
+// Returns how many columns `text`, which must be printable, takes: 2 for a wide character, 0 for a
+// mark that combines with the character before it.
 std::size_t WidthOf(const std::string& text);
 
 // Returns `text`, or as much of its beginning as leaves room for an ellipsis in `width` columns.

@@ -15,7 +15,7 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-// The default loop is there already: the connection to the bus lives on it.
+// sd_event_default gives the loop that the connection to the bus is on.
 void RunLoopUntil(const std::function<bool()>& isThere, Clock::time_point deadline) {
     sd_event* loop = nullptr;
     int result = sd_event_default(&loop);
@@ -35,6 +35,7 @@ void AskService(const Options& options, const std::function<bool()>& isThere,
                 const std::function<void()>& ask) {
     const Clock::time_point deadline = Clock::now() + options.timeout;
     for (;;) {
+        // Decided before asking, so that the last attempt begins after the time is over.
         const bool isLast = !options.wait || Clock::now() >= deadline;
         try {
             return ask();

@@ -1,5 +1,6 @@
-// --wait: going on when the service appears. Threads: the main thread, whose default sd-event loop
-// is used meanwhile.
+// What --wait does: go on as soon as the service appears.
+//
+// Threads: the main thread, whose default sd-event loop runs meanwhile.
 
 #pragma once
 
@@ -9,9 +10,9 @@
 
 namespace applist::ctl {
 
-// Calls `ask`, which asks the service something. When there is no service and the options say to
-// wait for it, calls it again as soon as `isThere` says that there is one; once more, and for the
-// last time, when the time of the options is over. Throws what `ask` throws.
+// Calls `ask`, which asks the service something. If there is no service and the options say to wait
+// for one, calls `ask` again as soon as `isThere` says that there is one, and for the last time
+// when the time of --timeout is over. Throws what `ask` throws.
 void AskService(const Options& options, const std::function<bool()>& isThere,
                 const std::function<void()>& ask);
 

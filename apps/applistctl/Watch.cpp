@@ -1,5 +1,6 @@
-// What is told is the difference between what was shown last and what the replica shows now. So
-// nothing is told twice, and after a restart of the service only what is really different.
+// Every event is the difference between the list as it was last shown and the replica as it is now.
+// So nothing is told twice, and after a restart of the service only what is really different is
+// told.
 
 #include <sys/epoll.h>
 #include <systemd/sd-event.h>
@@ -71,7 +72,7 @@ private:
         Fenced([this] { Compare(); });
     }
     void ItemClicked(AppListModel*) override {
-        // What was selected before it may not be here yet.
+        // A selection made before the click may not have arrived yet; it is to be told first.
         if (!m_hasBegun) return;
         ++m_clicks;
         Fenced([this] { CatchUpAfter(0); });
@@ -100,8 +101,8 @@ private:
         if (m_hasBegun) Tell({"lost", {}, {}, {}});
     }
 
-    // From the loop, as a listener must not wait. It is told of no change when the service comes
-    // back with an empty list, so it cannot wait for that either.
+    // Done from the loop, as a listener must not wait. Waiting for a change event would not do:
+    // there is none when the service comes back with an empty list.
     void CatchUpAfter(std::uint64_t delay) {
         sd_event_source* source = nullptr;
         Require(sd_event_add_time_relative(m_event.get(), &source, CLOCK_MONOTONIC, delay,
@@ -115,8 +116,8 @@ private:
         return 0;
     }
 
-    // False when there is no list to be had now; there will be another try. At first that is only
-    // so for who wants to wait.
+    // Returns false when the list cannot be read now; there will be another attempt. Before the
+    // first success that is only so with --wait; without it this throws.
     bool CatchUp() {
         const std::size_t clicks = m_clicks;
         try {
@@ -137,7 +138,7 @@ private:
         return true;
     }
 
-    // Which items they were does not travel.
+    // The protocol does not say which items were clicked.
     void TellClicks(std::size_t count) {
         m_clicks -= count;
         for (; count > 0; --count) Tell({"clicked", {}, {}, {}});
@@ -158,8 +159,8 @@ private:
         sd_event_exit(m_event.get(), 0);
     }
 
-    // A reader that left is noticed at once, not with the next event, which may be hours away.
-    // What cannot be polled, a file, cannot be closed by a reader either.
+    // A reader that leaves is noticed at once, and not with the next event, which may be hours
+    // away. A file cannot be polled (EPERM), but a file has no reader that could leave.
     void FollowReader() {
         sd_event_source* source = nullptr;
         const int result =
@@ -173,7 +174,8 @@ private:
         _exit(kExitOfClosedPipe);
     }
 
-    // The loop and the bus library are C: what is thrown is kept until they have returned.
+    // The loop and the bus library are C, through which nothing may be thrown: an exception is kept
+    // until they have returned.
     template <class Work>
     void Fenced(Work work) noexcept {
         try {
@@ -196,9 +198,9 @@ private:
     UniqueSource m_catchUp;
     ListState m_shown;
     std::size_t m_clicks = 0;   // not told yet
-    bool m_hasBegun = false;    // there is something to compare with
-    bool m_isUpToDate = false;  // and the replica can be compared with it
-    // Last, so that it goes first and calls nobody who is gone.
+    bool m_hasBegun = false;    // m_shown has been filled
+    bool m_isUpToDate = false;  // the replica is the service's list, and not an older one
+    // The last member, so that it is destroyed first and calls nothing that is gone.
     RemoteAppListModel m_model;
 };
 

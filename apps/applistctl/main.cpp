@@ -1,4 +1,4 @@
-// A result on stdout, or one line on stderr and a status that a script can test.
+// Either a result on stdout, or one line on stderr and a status that a script can test.
 
 #include <unistd.h>
 
@@ -21,17 +21,17 @@
 namespace applist::ctl {
 namespace {
 
-// Every line was handed over when it was printed and nothing has to be undone, so an interrupt may
-// end the process wherever it is, in the middle of a wait, too.
+// Every line has been written by the time its call returns, and nothing has to be undone. So an
+// interrupt may end the process anywhere, also in the middle of a wait.
 extern "C" void OnInterrupt(int) {
     _exit(kInterrupted);
 }
 
 void SetUpSignals() {
-    // A job in the background has it ignored, and means it.
+    // A shell starts background jobs with SIGINT ignored, and Ctrl-C must not end them.
     if (std::signal(SIGINT, OnInterrupt) == SIG_IGN) std::signal(SIGINT, SIG_IGN);
-    // A reader that closes the pipe ends us as it ends any filter, even when whoever started us
-    // ignores the signal.
+    // When the reader of a pipe leaves, it ends us as it ends any filter, even if we were started
+    // with the signal ignored.
     std::signal(SIGPIPE, SIG_DFL);
 }
 
@@ -59,7 +59,8 @@ ExitStatus StatusOf(RemoteError::Cause cause) {
     }
 }
 
-// What this tool adds to what the library says to do.
+// What this tool adds to the library's advice. Chosen by the cause and never by searching the text,
+// which may change.
 std::string HintFor(const RemoteError& error, const Options& options) {
     switch (error.GetCause()) {
         case RemoteError::Cause::NoService:
@@ -73,6 +74,7 @@ std::string HintFor(const RemoteError& error, const Options& options) {
 
 int Run(const Options& options) {
     try {
+        // Without --verbose nothing is logged: the one line on stderr is ours.
         SetMinimumLogPriority(options.verbose ? logging::kDebug : logging::kError + 1);
         ChooseBus(options);
         RunCommand(options, Output(options));

@@ -25,6 +25,8 @@ void ApplicationList::SetOwnItems(std::vector<RemoteAppListItem> items) {
     AppListItem* const selected = m_selection;
     const std::vector<AppListItem*> before = m_items;
 
+    // All the work that may run out of memory is done on copies first.
+
     std::unordered_set<const AppListItem*> wasOwn;
     for (const auto& own : m_own) wasOwn.insert(own.get());
     std::unordered_set<std::string> ids;
@@ -37,9 +39,11 @@ void ApplicationList::SetOwnItems(std::vector<RemoteAppListItem> items) {
                  [&](AppListItem* item) { return wasOwn.count(item) == 0; });
     OwnItems own(places.size());
 
-    // From here on nothing can fail: the list and those who own its items change together.
+    // From here on nothing can fail: the list and the owners of its items change together.
     for (std::size_t at = 0; at < places.size(); ++at) own[at] = places[at].Take();
-    m_own.swap(own);  // those that are gone live until the listeners have been told
+    // After the swap `own` holds the items that are gone. They live until this function returns, as
+    // listeners may still ask for what they showed.
+    m_own.swap(own);
     m_items.swap(listed);
     m_ownIds.swap(ids);
     if (m_items == before) return;
@@ -50,6 +54,7 @@ void ApplicationList::SetOwnItems(std::vector<RemoteAppListItem> items) {
 
 std::vector<ApplicationList::Place> ApplicationList::Reconcile(
     std::vector<RemoteAppListItem>& items, std::unordered_set<std::string>& ids) {
+    // A multimap, as ids may repeat; equal ones are paired in the order in which they stand.
     std::multimap<std::string, std::unique_ptr<RemoteAppListItem>*> present;
     for (auto& own : m_own) present.emplace(own->GetUnigueId(), &own);
 
@@ -59,7 +64,8 @@ std::vector<ApplicationList::Place> ApplicationList::Reconcile(
         ids.insert(id);
         const auto at = present.lower_bound(id);
         const bool isPresent = at != present.end() && at->first == id;
-        // Known, but not in the list any more: somebody removed it, and it stays away.
+        // Known from the call before but no longer in the list: somebody removed it, and it must
+        // not come back only because another application was installed.
         if (!isPresent && m_ownIds.count(id) != 0) continue;
         if (isPresent && (*at->second)->GetVisibleName() == item.GetVisibleName()) {
             now.push_back({at->second, nullptr});
@@ -94,6 +100,7 @@ void ApplicationList::SetClicked(AppListItem* clicked) {
 void ApplicationList::RemoveAllItems() {
     if (m_items.empty()) return;
     AppListItem* const selected = m_selection;
+    // Kept until the listeners have been told, like every `gone` below.
     const OwnItems gone = std::move(m_own);
     m_own.clear();
     m_items.clear();
@@ -107,6 +114,7 @@ void ApplicationList::AddItems(const std::vector<AppListItem*>& items) {
     std::copy_if(items.begin(), items.end(), std::back_inserter(m_items),
                  [](AppListItem* item) { return item != nullptr; });
     if (m_items.size() == before) return;
+    // There must always be a selection; until now it was the empty item.
     if (before == 0) SelectPlace(0);
     TellChanged(selected);
 }
@@ -123,7 +131,8 @@ void ApplicationList::RemoveItem(AppListItem* item) {
     const auto place = static_cast<std::size_t>(at - m_items.begin());
 
     const std::unique_ptr<RemoteAppListItem> gone = Disown(found);
-    // An object that was added twice goes twice: its owner may free it as soon as this returns.
+    // An object that was added twice is taken out twice: its owner may free it as soon as this
+    // returns, and the list must not keep the second pointer.
     Erase(m_items, found);
     if (m_selection == found) SelectPlace(place);
     TellChanged(selected);
@@ -135,6 +144,7 @@ void ApplicationList::ModifyItem(AppListItem* oldItem, AppListItem* newItem) {
     AppListItem* const selected = m_selection;
     AppListItem* const found = *at;
 
+    // Every occurrence, for the reason given in RemoveItem.
     const std::unique_ptr<RemoteAppListItem> gone = Disown(found);
     std::replace(m_items.begin(), m_items.end(), found, newItem);
     if (m_selection == found) m_selection = newItem;
@@ -171,7 +181,7 @@ void ApplicationList::RemoveItemClickedListener(ItemClickListener* listener) {
 
 std::vector<AppListItem*>::iterator ApplicationList::Find(AppListItem* item) {
     if (item == nullptr) return m_items.end();
-    // The object before its id: with equal ids in the list, the one that a caller is about to free
+    // By object first, then by id: where ids repeat, the object that the caller is about to free
     // must be the one that leaves.
     const auto at = std::find(m_items.begin(), m_items.end(), item);
     if (at != m_items.end()) return at;
@@ -200,6 +210,7 @@ void ApplicationList::SelectPlace(std::size_t place) {
 void ApplicationList::SelectSuccessor(const std::vector<AppListItem*>& before) {
     if (before.empty()) return SelectPlace(0);
 
+    // m_selection is gone from the list but not freed yet, so it can still be asked for its id.
     const std::string id = m_selection->GetUnigueId();
     const auto renamed = std::find_if(m_own.begin(), m_own.end(),
                                       [&](const auto& own) { return own->GetUnigueId() == id; });
@@ -213,7 +224,8 @@ void ApplicationList::SelectSuccessor(const std::vector<AppListItem*>& before) {
 }
 
 void ApplicationList::TellChanged(const AppListItem* selected) {
-    // Asked now: a listener of the change may move the selection, and that tells of itself.
+    // Compared before anybody is told: a change listener may move the selection, and that call then
+    // raises its own event.
     const bool selectionMoved = m_selection != selected;
     m_changeListeners.ForEach([this](auto* listener) { listener->ItemChanged(this); });
     if (!selectionMoved) return;

@@ -1,8 +1,8 @@
 // The list that the daemon publishes: the machine's own items first, then those that others added.
 //
-// An item counts as the one meant when it is the very object in the list, or else when it is the
-// first one with the same unique id. Ids may repeat. An id that is not in the list is ignored, and
-// so is a null pointer.
+// A call that names an item means that very object if it is in the list, otherwise the first item
+// with the same unique id. Ids may repeat. An item whose id is not in the list is ignored, and so
+// is a null pointer.
 //
 // Selection: there always is one. It is an item of the list whenever the list has any, and an item
 // with two empty strings when it has none. When the selected item goes, the item that takes its
@@ -10,7 +10,7 @@
 //
 // Events: listeners are called at the end of the operation that caused them, a change before the
 // selection that it moved, and never for an operation without an effect. They may call the model.
-// Items of the machine's that go are freed after the listeners have been told.
+// Own items that leave the list are freed after the listeners have been told.
 //
 // Threads: the main loop's. Lifetime: the machine's own items belong to this object, all others to
 // whoever added them.
@@ -38,8 +38,8 @@ public:
 
     // Makes `items` the machine's own, in this order, and compares them by id with those of the
     // call before: a new id is added, one that is gone is removed, a renamed item is replaced and
-    // stays selected, an unchanged one stays the object that it was. An own item that somebody
-    // removed from the list since does not come back until a call without its id came in between.
+    // stays selected, an unchanged one stays the same object. An own item that somebody removed
+    // from the list stays away for as long as every call contains its id.
     void SetOwnItems(std::vector<RemoteAppListItem> items);
 
     void SetSelection(AppListItem* selection) override;
@@ -82,7 +82,8 @@ private:
 
     // Selects the item at `place`, or the last, or the empty one.
     void SelectPlace(std::size_t place);
-    // Selects what stands for the selected item that was in `before` and is not in the list now.
+    // Replaces a selected item that was in `before` and has left the list: by the own item with the
+    // same id, else by the item that followed it, else by the last one.
     void SelectSuccessor(const std::vector<AppListItem*>& before);
     // Raises the change event, and the selection event when `selected` is selected no longer.
     void TellChanged(const AppListItem* selected);

@@ -1,6 +1,4 @@
 // What is wrong, told to whoever started the daemon.
-//
-// Threads: the main thread.
 
 #pragma once
 
@@ -8,8 +6,8 @@
 
 namespace applist::daemon {
 
-// One line on stderr, in which what cannot be printed is shown as \xNN. It is lost when nobody
-// reads stderr any more.
+// Writes one line to stderr, in which bytes that cannot be printed are shown as \xNN. It is lost
+// when nobody reads stderr: the daemon must not wait for that.
 void Complain(const std::string& text);
 
 }  // namespace applist::daemon

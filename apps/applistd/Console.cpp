@@ -18,10 +18,11 @@ namespace applist::daemon {
 
 namespace {
 
-// No command that a person types comes near; a file fed in by mistake shall not fill the memory.
+// Far more than a person types; a file without line ends, fed in by mistake, must not fill the
+// memory.
 constexpr std::size_t kLongestLine = 65536;
 
-// Takes a line apart as a shell does. Throws for an open quote; nothing comes of a blank line.
+// Splits a line as a shell does. Throws for an open quote; a blank line has no words.
 std::vector<std::string> SplitWords(const std::string& line) {
     gint count = 0;
     gchar** parsed = nullptr;
@@ -59,6 +60,7 @@ Console::~Console() {
     if (m_watch != 0) g_source_remove(m_watch);
 }
 
+// One descriptor at a time: not reading stdin while stdout is full is what keeps m_output short.
 void Console::Watch() {
     const int ready = m_output.empty() ? G_IO_IN | G_IO_HUP | G_IO_ERR : G_IO_OUT;
     m_watch = g_unix_fd_add(m_output.empty() ? STDIN_FILENO : STDOUT_FILENO,
@@ -67,6 +69,7 @@ void Console::Watch() {
 
 gboolean Console::OnReady(gint, GIOCondition, gpointer self) {
     auto* const console = static_cast<Console*>(self);
+    // GLib drops this source on return; the destructor must not remove it a second time.
     console->m_watch = 0;
     bool more = true;
     Guarded("reading a command", [&] { more = console->Proceed(); });
@@ -96,11 +99,12 @@ void Console::ReadInput() {
         m_input.append(bytes, static_cast<std::size_t>(length));
         return;
     }
+    // The end, or an error that will not go away. A last line without its end counts as well.
     m_hasEnded = true;
     if (!m_input.empty()) m_input += '\n';
 }
 
-// A reader that has left takes nothing more, and need not.
+// When the reader has left, what waits for it is dropped, so that commands go on.
 void Console::WriteOutput() {
     const ssize_t written = WriteWithoutWaiting(STDOUT_FILENO, m_output);
     if (written == -EAGAIN) return;
@@ -112,6 +116,7 @@ void Console::ExecuteCompleteLines() {
     for (; end != std::string::npos && !m_done && m_output.empty(); end = m_input.find('\n')) {
         const std::string line = m_input.substr(0, end);
         m_input.erase(0, end + 1);
+        // The rest of a line whose beginning was dropped is no command.
         if (!m_tooLong) Execute(line);
         m_tooLong = false;
     }
@@ -152,6 +157,7 @@ void Console::Click(const Words& words) {
 }
 
 void Console::Add(const Words& words) {
+    // The list does not own what is added to it.
     m_added.push_back(std::make_unique<RemoteAppListItem>(words[1], words[2]));
     m_list.AddItemAtEnd(m_added.back().get());
 }
@@ -176,6 +182,7 @@ void Console::Quit(const Words&) {
 
 AppListItem* Console::Known(const std::string& id) {
     RemoteAppListItem wanted("", id);
+    // The protocol's own comparison, so that a command means the item that a partner would mean.
     const std::vector<AppListItem*> items = m_list.GetAllItems();
     const auto at = std::find_if(items.begin(), items.end(), ApplistItemComparator(&wanted));
     if (at == items.end())
@@ -184,7 +191,8 @@ AppListItem* Console::Known(const std::string& id) {
 }
 
 void Console::DropRemoved() {
-    // The list tells nobody whose items a partner's remove-all took with it.
+    // A partner may have removed some of them since the last command, and the list does not say
+    // which items a change took out. So this compares.
     const std::vector<AppListItem*> listed = m_list.GetAllItems();
     const auto isGone = [&](const std::unique_ptr<RemoteAppListItem>& item) {
         return std::find(listed.begin(), listed.end(), item.get()) == listed.end();

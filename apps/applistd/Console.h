@@ -3,13 +3,13 @@
 //
 //   select ID | click ID | add NAME ID | remove ID | list | quit
 //
-// Words are quoted as in a shell. `list` prints name, TAB and id of every item, the selected one
-// marked by a star; what cannot be printed is shown as \xNN. A command that cannot be carried out
-// is answered by one line on stderr and changes nothing. The end of input is a `quit`. While nobody
-// reads what `list` has printed, no other command is carried out; the daemon goes on.
+// Words are quoted as in a shell. `list` prints name, TAB and id of every item, and marks the
+// selected one with a star; bytes that cannot be printed are shown as \xNN. A command that fails is
+// answered by one line on stderr and changes nothing. The end of input means `quit`. While nobody
+// reads what `list` has printed, no other command is carried out; the daemon itself goes on.
 //
-// Threads: the thread of GLib's main loop. Lifetime: the list outlives the console; the items that
-// the console added are the console's, so nobody reads the list after its end.
+// Threads: the thread of GLib's main loop. Lifetime: the list must outlive the console. The console
+// owns the items that it added, so nobody may read the list once the console is gone.
 
 #pragma once
 
@@ -40,7 +40,7 @@ private:
     static const Command kCommands[];
     static gboolean OnReady(gint descriptor, GIOCondition condition, gpointer self);
 
-    // Waits for stdout while it takes nothing, for stdin otherwise.
+    // Waits for stdout while there is output left to write, and for stdin otherwise.
     void Watch();
     // Returns whether there is more to wait for.
     bool Proceed();
@@ -64,10 +64,10 @@ private:
     ApplicationList& m_list;
     std::function<void()> m_quit;
     guint m_watch = 0;
-    std::string m_input;
-    bool m_hasEnded = false;  // the input; what was read before may still wait
+    std::string m_input;      // read, but not carried out yet
+    bool m_hasEnded = false;  // the input; lines read before may still wait in m_input
     std::string m_output;     // not taken by stdout yet
-    bool m_tooLong = false;   // what follows, up to the end of the line, is left out as well
+    bool m_tooLong = false;   // the line being read is ignored up to its end
     bool m_done = false;
     std::vector<std::unique_ptr<RemoteAppListItem>> m_added;
 };

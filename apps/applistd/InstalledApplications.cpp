@@ -15,9 +15,9 @@ namespace applist::daemon {
 
 namespace {
 
-// Long enough for a package manager to write an entry, short enough for a person who waits for it.
+// Long enough for a package manager to write an entry, short enough for a person who is waiting.
 constexpr gint64 kQuietMilliseconds = 500;
-// How long changes without a pause, as of a large upgrade, may hold the news back.
+// How long changes without a pause, as in a large upgrade, may delay the news.
 constexpr gint64 kPatienceMilliseconds = 5000;
 
 constexpr gint64 kMicrosecondsAMillisecond = 1000;
@@ -40,7 +40,7 @@ struct Sortable {
 std::string CollateKey(const std::string& name) {
     const std::unique_ptr<char, decltype(&g_free)> key(
         g_utf8_collate_key(name.data(), static_cast<gssize>(name.size())), &g_free);
-    // No key for what is no UTF-8; its bytes sort well enough.
+    // There is no key for a name that is not UTF-8; its bytes sort well enough.
     return key == nullptr ? name : key.get();
 }
 
@@ -48,7 +48,7 @@ std::string OrEmpty(const char* text) {
     return text == nullptr ? std::string() : std::string(text);
 }
 
-// An entry without a name that can be read is none, or half of one. GIO would call it "Unnamed".
+// An entry without a readable name is broken or only half written. GIO would call it "Unnamed".
 bool HasName(GAppInfo* info) {
     const std::unique_ptr<char, decltype(&g_free)> name(
         g_desktop_app_info_get_string(G_DESKTOP_APP_INFO(info), G_KEY_FILE_DESKTOP_KEY_NAME),
@@ -79,6 +79,7 @@ std::vector<RemoteAppListItem> InstalledApplications::Read() const {
         const std::string name = OrEmpty(g_app_info_get_display_name(info));
         found.push_back({CollateKey(name), name, OrEmpty(g_app_info_get_id(info))});
     }
+    // GIO gives them in no particular order.
     std::sort(found.begin(), found.end());
 
     std::vector<RemoteAppListItem> items;
@@ -90,7 +91,8 @@ std::vector<RemoteAppListItem> InstalledApplications::Read() const {
 void InstalledApplications::OnChanged(GAppInfoMonitor*, gpointer self) {
     auto* const applications = static_cast<InstalledApplications*>(self);
     Guarded("reading the installed applications", [applications] {
-        // Read now, not only when it is quiet: the monitor stays silent until somebody has read.
+        // Read now, not only when it is quiet: the monitor reports nothing more until somebody has
+        // read the applications again.
         applications->m_latest = applications->Read();
         applications->WaitForQuiet();
     });
@@ -99,7 +101,7 @@ void InstalledApplications::OnChanged(GAppInfoMonitor*, gpointer self) {
 void InstalledApplications::WaitForQuiet() {
     const gint64 now = g_get_monotonic_time() / kMicrosecondsAMillisecond;
     if (m_timer == 0) m_patienceEnd = now + kPatienceMilliseconds;
-    // Out of patience, the timer is due: another change must not put it off again.
+    // Out of patience: the timer is due, and another change must not put it off again.
     if (now >= m_patienceEnd) return;
     StopWaiting();
     const gint64 wait = std::min(m_patienceEnd - now, kQuietMilliseconds);

@@ -1,4 +1,4 @@
-// The applications installed on this machine, as its menus show them, and news of them.
+// The applications installed on this machine, as its menus show them, and news about them.
 //
 // They are the desktop entries of the user and of the system ($XDG_DATA_HOME, $XDG_DATA_DIRS) that
 // have a name, whose program exists and that do not ask to be left out (Hidden, NoDisplay,
@@ -6,10 +6,10 @@
 // entry's desktop file id, "org.example.Maps.desktop". They are sorted by name as the user's
 // language sorts, then by id.
 //
-// Entries appear half-written, and an upgrade takes them away for a moment. So news are given only
-// after half a second without another change, or after five seconds of changes without end.
+// Entries appear half-written, and an upgrade takes them away for a moment. So changes are reported
+// only after half a second without another one, or when they have gone on for five seconds.
 //
-// Threads: the thread of GLib's main loop. Lifetime: no news after destruction.
+// Threads: the thread of GLib's main loop. Lifetime: reports nothing after its destruction.
 
 #pragma once
 
@@ -24,8 +24,8 @@ namespace applist::daemon {
 
 class InstalledApplications {
 public:
-    // Hears all applications, whether or not they differ from those that it heard last. What it
-    // throws is logged.
+    // Is given all applications, whether or not they differ from the last ones. What it throws is
+    // logged.
     using Listener = std::function<void(std::vector<RemoteAppListItem> all)>;
 
     // Follows the applications from now on. `changed` may be empty.
@@ -50,8 +50,8 @@ private:
     GAppInfoMonitor* m_monitor = nullptr;
     gulong m_handler = 0;
     std::vector<RemoteAppListItem> m_latest;
-    guint m_timer = 0;         // runs out when it has been quiet, 0 when nothing has changed
-    gint64 m_patienceEnd = 0;  // of the changes now going on, on the monotonic clock
+    guint m_timer = 0;         // fires when it has been quiet; 0 when nothing has changed
+    gint64 m_patienceEnd = 0;  // when to report at the latest, in ms on the monotonic clock
 };
 
 }  // namespace applist::daemon

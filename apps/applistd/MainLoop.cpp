@@ -15,6 +15,7 @@ int Checked(int result, const char* what) {
     return result;
 }
 
+// sd-event takes signals from a signalfd, which sees only those that are blocked in every thread.
 void BlockStopSignals() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -92,13 +93,14 @@ void MainLoop::Fail(int error) {
     Quit();
 }
 
-// Here and in Check an error counts as ready: Dispatch, which can end the loop, then meets it too.
+// Here and in Check an error counts as ready: Dispatch then meets the same error, and it can end
+// the loop.
 gboolean MainLoop::Prepare(GSource* source, gint* timeout) {
-    // No timeout of GLib's: sd-event's timers wake its descriptor.
+    // GLib needs no timeout: sd-event's timers make its descriptor readable.
     *timeout = -1;
     sd_event* const event = EventSource::LoopOf(source).m_event;
-    // GLib skips Check when a source of a higher priority was ready. The loop is then still armed,
-    // and only after a wait will it look at what has been queued meanwhile.
+    // GLib skips Check when a source of a higher priority was ready. Then the sd-event loop is
+    // still armed, and cannot be prepared again before a wait has finished this round.
     if (sd_event_get_state(event) == SD_EVENT_ARMED && sd_event_wait(event, 0) != 0) return TRUE;
     return sd_event_prepare(event) != 0;
 }
@@ -111,7 +113,7 @@ gboolean MainLoop::Dispatch(GSource* source, GSourceFunc, gpointer) {
     MainLoop& loop = EventSource::LoopOf(source);
     const int result = sd_event_dispatch(loop.m_event);
     if (result > 0) return G_SOURCE_CONTINUE;
-    // Finished by somebody's sd_event_exit, or broken: without it the daemon is deaf.
+    // Ended by an sd_event_exit, or broken: without it the daemon would not hear the bus any more.
     loop.Fail(result);
     return G_SOURCE_REMOVE;
 }

@@ -1,11 +1,11 @@
 // The daemon's main loop: GLib's, because GIO reports installed applications on it, with the
 // calling thread's default sd-event loop inside, because the transport lives on that one.
 //
-// SIGTERM and SIGINT end it. Under a service manager that asks for it, the loop itself feeds the
+// SIGTERM and SIGINT end it. If the service manager asks for it, the loop itself feeds the
 // watchdog, so that a loop that hangs is noticed. With nothing to do it sleeps without a timer.
 //
-// Threads: the main thread. Lifetime: one a process, built before the first endpoint and before
-// anything that may start a thread, destroyed after the endpoints.
+// Threads: the main thread. Lifetime: one per process, built before the first endpoint and before
+// anything that may start a thread, and destroyed after the endpoints.
 
 #pragma once
 
@@ -24,8 +24,8 @@ public:
     MainLoop(const MainLoop&) = delete;
     MainLoop& operator=(const MainLoop&) = delete;
 
-    // Returns after Quit or a signal, at once when that was before. Throws std::system_error when
-    // the loop cannot go on.
+    // Runs until Quit or a signal; returns at once if that has already been. Throws
+    // std::system_error when the loop cannot go on.
     void Run();
 
     // May be called at any time, from inside the loop or before it runs.
@@ -34,6 +34,7 @@ public:
 private:
     struct EventSource;
 
+    // The GSource that carries the sd-event loop: GLib's three steps are sd-event's.
     static gboolean Prepare(GSource* source, gint* timeout);
     static gboolean Check(GSource* source);
     static gboolean Dispatch(GSource* source, GSourceFunc callback, gpointer data);
@@ -47,7 +48,7 @@ private:
     GMainLoop* m_loop = nullptr;
     GSource* m_source = nullptr;
     bool m_quit = false;
-    int m_error = 0;
+    int m_error = 0;  // what broke the sd-event loop, a negative errno
 };
 
 }  // namespace applist::daemon

@@ -28,9 +28,11 @@ there is one, else the system bus. An address looks like unix:path=/run/user/100
 Exit status: 0 stopped as asked, 1 failed to start or to keep running, 2 wrong usage.
 )";
 
-// Fits the help into a terminal's width together with the options' column.
+// Where the explanations start, so that the longest lines of the help fit into 100 columns.
 constexpr std::size_t kOptionColumn = 20;
 
+// An empty --items or --address is a variable that a script forgot to set. Without this check it
+// would silently mean the default.
 CLI::Validator NotEmpty() {
     const auto check = [](std::string& given) { return given.empty() ? "must not be empty" : ""; };
     return CLI::Validator(check, "");
@@ -59,6 +61,7 @@ void CheckTogether(const Options& options) {
         throw UsageError(
             "--session, --system and --address each name a bus; give only one of them");
     }
+    // Both would take what the other one waits for.
     if (options.interactive && options.itemsFile == "-") {
         throw UsageError(
             "--items - and --interactive both read standard input; give the items in a file");
@@ -72,6 +75,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     CLI::App app(kDescription, "applistd");
     app.footer(kFooter);
     app.get_formatter()->column_width(kOptionColumn);
+    // Otherwise the library would accept --session=false and the like.
     app.option_defaults()->disable_flag_override();
     Declare(app, options);
     try {

@@ -1,4 +1,4 @@
-// The daemon's command line. Threads: the main thread, before anything else runs.
+// The daemon's command line.
 
 #pragma once
 
@@ -9,22 +9,22 @@
 namespace applist::daemon {
 
 struct Options {
-    std::string itemsFile;  // empty: the applications installed on this machine
+    std::string itemsFile;  // "-" is standard input; empty: what is installed on this machine
     bool interactive = false;
     bool session = false;
     bool system = false;
-    std::string address;  // empty: `session`, `system` or neither decides
+    std::string address;  // empty: `session` and `system` decide; of the three one is set at most
     bool verbose = false;
 };
 
-// What is wrong with a command line and what to do, in one line.
+// Says what is wrong with a command line and what to do, in one line.
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// Returns what the command line asks for; nothing when it asked for the help or the version, which
-// are then on stdout. Throws UsageError.
+// Returns what the command line asks for, or nothing if that was the help or the version, which
+// have then been printed. Throws UsageError.
 std::optional<Options> ParseOptions(int argc, const char* const* argv);
 
 }  // namespace applist::daemon

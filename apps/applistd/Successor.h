@@ -1,4 +1,4 @@
-// Who takes the place of an item that has left a list together with others.
+// Which item takes the place of one that has left a list together with others.
 
 #pragma once
 
@@ -9,8 +9,9 @@
 
 namespace applist::daemon {
 
-// Returns the first item behind `gone` in `before` that is also in `now`; nothing when there is
-// none. Takes n log n comparisons, however many left at once.
+// Returns the first item after `gone` in `before` that is also in `now`, or nothing. `now` is taken
+// by value to be sorted: so this takes n log n comparisons, however many items left at once, where
+// a search in `now` for each of them would take n times n.
 template <class Item>
 std::optional<Item> SuccessorOf(const Item& gone, const std::vector<Item>& before,
                                 std::vector<Item> now) {

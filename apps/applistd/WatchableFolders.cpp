@@ -8,7 +8,7 @@ namespace applist::daemon {
 
 namespace {
 
-// Returns the folders of a colon-separated list, each that is absolute with "/." in front.
+// Returns a colon-separated list of folders with "/." in front of each absolute one.
 std::string Respelt(const std::string& folders) {
     std::string respelt;
     bool atStart = true;
@@ -33,7 +33,8 @@ void MakeFoldersWatchable() {
     const std::string home = g_get_home_dir();
     Respell("XDG_DATA_HOME", home + "/.local/share");
     Respell("XDG_CONFIG_HOME", home + "/.config");
-    // Not set, these two lead to folders of the system, which are never as far up as "/".
+    // When these two are not set, folders below /usr and /etc are used: if one of them is missing,
+    // the closest folder above it is still not "/".
     Respell("XDG_DATA_DIRS", "");
     Respell("XDG_CONFIG_DIRS", "");
 }

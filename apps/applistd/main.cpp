@@ -1,5 +1,5 @@
 // Start order: the list is loaded, the object exported, the name owned, and only then is the
-// service manager told that the daemon is ready. Whoever starts after it finds the whole list.
+// service manager told that the daemon is ready. Whatever is started after it finds the whole list.
 
 #include <glib.h>
 #include <systemd/sd-daemon.h>
@@ -58,6 +58,7 @@ std::unique_ptr<InstalledApplications> Load(const Options& options, ApplicationL
     return applications;
 }
 
+// The order of these objects matters: each uses those above it until it is destroyed.
 void Serve(const Options& options) {
     MainLoop loop;
     ApplicationList list;
@@ -75,9 +76,9 @@ void Serve(const Options& options) {
 
 int Main(int argc, char** argv) {
     FillClosedStreams();
-    // For the names and their order, which depend on the user's language.
+    // Names and their order depend on the user's language.
     std::setlocale(LC_ALL, "");
-    // Whoever reads the log or the console's output may leave; the service goes on.
+    // When the reader of the log or of the console's output leaves, the service goes on.
     std::signal(SIGPIPE, SIG_IGN);
     try {
         const std::optional<Options> options = ParseOptions(argc, argv);

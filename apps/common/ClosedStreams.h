@@ -6,8 +6,8 @@
 
 namespace applist {
 
-// Gives each of stdin, stdout and stderr that came closed a descriptor that cannot be read or
-// written, as the closed one could not.
+// Gives each of stdin, stdout and stderr that is closed a descriptor on which reading (stdin) or
+// writing (the others) fails, as it would on the closed one.
 void FillClosedStreams();
 
 }  // namespace applist

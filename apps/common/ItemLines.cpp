@@ -10,7 +10,8 @@ namespace applist {
 
 namespace {
 
-// `rest` follows a backslash. Its first byte is not shown when that is but a part of a letter.
+// `rest` follows a backslash. Its first byte is shown only when it is a whole letter: half of one
+// would spoil the message.
 std::string DescribeEscape(std::string_view rest) {
     if (rest.empty() || rest.front() == ItemText::kSeparator) {
         return "the name or the id ends with a single \\; write \\\\ for a backslash";
@@ -20,7 +21,7 @@ std::string DescribeEscape(std::string_view rest) {
            "; use only \\t, \\n and \\\\, which is a backslash";
 }
 
-// Returns why `line` is no item.
+// Says why `line` is not an item, and how to mend it.
 std::string DescribeFault(std::string_view line) {
     switch (ItemText::FaultOf(line)) {
         case ItemText::Fault::kNoSeparator: return "no TAB between the name and the id; insert one";

@@ -1,4 +1,5 @@
-// Reads items from a text of one item a line, as people write it: visible name, TAB, unique id.
+// Reads items from a text with one item per line: visible name, TAB, unique id. Unlike the
+// protocol, which skips bad lines, this stops at the first one, because a person can mend it.
 
 #pragma once
 
@@ -10,8 +11,8 @@
 
 namespace applist {
 
-// Reads all items of `text`, which messages call `source`. An empty text has none.
-// Throws InputError at the first line that is no item: "apps.txt:3: no TAB …; insert one".
+// Returns all items in `text`, which error messages call `source`. An empty text has none.
+// Throws InputError at the first line that is not an item: "apps.txt:3: no TAB …; insert one".
 std::vector<RemoteAppListItem> ReadItemLines(const std::string& text, const std::string& source);
 
 // The same for the file at `path`, or standard input when that is "-".

@@ -1,4 +1,4 @@
-// By descriptor: a stream tells a failed reading only by chance, and not from the end.
+// Reads from descriptors: a C++ stream may report a failed read as the end of the file.
 
 #include "apps/common/ReadText.h"
 
@@ -30,6 +30,7 @@ std::string ReadAll(int fd, const std::string& source, std::size_t limit) {
         const ssize_t size = read(fd, piece.data(), piece.size());
         if (size < 0) Fail("cannot read " + source, "give a file or a pipe that can be read");
         if (size == 0) return text;
+        // Checked while reading: a device such as /dev/zero has no size and no end.
         if (static_cast<std::size_t>(size) > limit - text.size()) {
             throw InputError(source + " has more than " + std::to_string(limit) +
                              " bytes, the most that one message can carry; split it");

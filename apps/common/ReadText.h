@@ -1,6 +1,4 @@
 // What a person gives a program to read: a file, or standard input.
-//
-// Threads: any. Lifetime: nothing is kept.
 
 #pragma once
 
@@ -18,14 +16,14 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// What one message carries beside the four bytes of its function's number.
+// The most that one message carries besides the four bytes of its function's number.
 constexpr std::size_t kMaxText = transport_limits::kMaxFdBytes - 4;
 
-// What messages call `path`: "standard input" for "-".
+// What error messages call `path`: "standard input" for "-".
 std::string SourceName(const std::string& path);
 
 // Returns all bytes of the file at `path`, or of standard input when that is "-".
-// Throws InputError, also when there are more than `limit`, without reading on then.
+// Throws InputError when it cannot be read, or as soon as there are more than `limit` bytes.
 std::string ReadText(const std::string& path, std::size_t limit = kMaxText);
 
 }  // namespace applist

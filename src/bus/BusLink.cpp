@@ -22,7 +22,8 @@ TransportError CannotReach(const BusLocation& location, int error) {
                           "; " + location.advice);
 }
 
-// Starts a connection as a client of the bus at `location`; it may not be usable yet.
+// Starts a connection as a client of the bus at `location`. It may not be usable yet: the
+// handshake with the bus goes on in the loop, or in WaitForBus.
 UniqueBus OpenBus(const BusLocation& location) {
     sd_bus* made = nullptr;
     int result = sd_bus_new(&made);
@@ -30,8 +31,8 @@ UniqueBus OpenBus(const BusLocation& location) {
     if (result >= 0) result = sd_bus_set_address(bus.get(), location.address.c_str());
     if (result >= 0) result = sd_bus_set_bus_client(bus.get(), 1);
     if (result >= 0) result = sd_bus_set_description(bus.get(), "applist");
-    // The end of the loop is no reason to close, nor to flush without a deadline: the endpoint does
-    // both when it is destroyed.
+    // By default sd-bus flushes and closes when the loop ends, and that flush has no deadline. The
+    // endpoint does both itself when it is destroyed, with one.
     if (result >= 0) result = sd_bus_set_close_on_exit(bus.get(), 0);
     if (result >= 0) {
         result = sd_bus_set_method_call_timeout(
@@ -42,7 +43,8 @@ UniqueBus OpenBus(const BusLocation& location) {
     return bus;
 }
 
-// Waits until the connection is usable.
+// Waits until the connection is usable. Not sd_bus_flush or a first call: neither stops at a
+// deadline of ours when something accepts the connection and never answers.
 void WaitForBus(sd_bus* bus, const BusLocation& location) {
     const Clock::time_point deadline = Clock::now() + location.timeout;
     for (;;) {
@@ -51,6 +53,7 @@ void WaitForBus(sd_bus* bus, const BusLocation& location) {
         if (ready < 0) throw CannotReach(location, ready);
         const int progress = sd_bus_process(bus, nullptr);
         if (progress < 0) throw CannotReach(location, progress);
+        // sd_bus_process does not report a connection that it has just lost as an error.
         if (sd_bus_is_open(bus) <= 0) throw CannotReach(location, -ECONNRESET);
         if (progress > 0) continue;
         const auto left =
@@ -120,7 +123,7 @@ void BusLink::Close() {
 void BusLink::Abandon(int error) {
     APPLIST_LOG(kDebug, "giving up the connection to %s: %s", m_location.description.c_str(),
                 std::strerror(-error));
-    sd_bus_close(m_bus.get());  // the others shall see at once that we are gone
+    sd_bus_close(m_bus.get());  // so that the others see at once that we are gone
     ComeBack();
 }
 
@@ -129,7 +132,8 @@ int BusLink::OnDisconnected(sd_bus_message*, void* userdata, sd_bus_error*) {
     return 0;
 }
 
-// The connection's own dispatching may be under way: it is let go later.
+// Called from inside the connection's dispatching, so the connection is released later, by
+// TryAgain.
 void BusLink::ComeBack() {
     if (!m_retry) {
         APPLIST_LOG(kError, "lost %s; trying again", m_location.description.c_str());
@@ -138,7 +142,7 @@ void BusLink::ComeBack() {
     Leave();
 }
 
-// Always the last thing that is done: it may be the end of the owner, and of the link with it.
+// Must be the last thing that its caller does: `lost` may destroy the owner, and the link with it.
 void BusLink::Leave() {
     if (std::exchange(m_isSetUp, false)) Guarded("leaving a lost bus", m_lost);
 }
@@ -154,8 +158,9 @@ void BusLink::ScheduleRetry(std::chrono::microseconds delay) {
 
 int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
     BusLink* const link = static_cast<BusLink*>(userdata);
-    if (link->m_isSetUp) {  // of no use, or it took too long
-        // Now, not with the next attempt: an ssh still asks for a password.
+    if (link->m_isSetUp) {  // given up, or not settled in time
+        // Closed now, not when the next attempt begins: an ssh behind it may still be asking for a
+        // password that would be of no use any more.
         sd_bus_close(link->m_bus.get());
         const std::chrono::microseconds left = link->m_retryDelay - link->m_policy.attempt;
         link->ScheduleRetry(std::max(left, std::chrono::microseconds(0)));
@@ -173,14 +178,14 @@ int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
 }
 
 void BusLink::Failed(const char* why) {
-    // At debug: this may go on for days, and that the bus is lost was said already.
+    // Only at debug: this may go on for days, and the loss itself has been logged.
     APPLIST_LOG(kDebug, "cannot reconnect: %s", why);
     ScheduleRetry(m_retryDelay);
     Leave();
 }
 
-// Nothing here waits: the connection comes up in the loop. An attempt that is not settled in its
-// time gives way to the next.
+// Nothing here waits: the connection comes up in the loop. An attempt that has not settled when its
+// time is up gives way to the next.
 void BusLink::TryAgain() {
     m_retryDelay = m_policy.After(m_retryDelay);
     m_disconnected.reset();

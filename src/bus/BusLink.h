@@ -18,11 +18,11 @@ namespace applist {
 
 class BusLink {
 public:
-    // `setUp` makes a fresh connection useful, and puts it on the loop; it may throw anything.
-    // `lost` undoes that: it is called once for each connection that had been set up, when it has
-    // died or is given up, possibly from inside its dispatching. The link may be destroyed from
-    // inside it. A bus that went away is looked for again as its location says, or else, at the
-    // latest, `lastRetry` after an attempt has ended.
+    // `setUp` prepares a fresh connection for use and puts it on the loop; it may throw anything.
+    // `lost` undoes that: it is called once for each connection that was set up, when the
+    // connection has died or is given up, possibly from inside its dispatching. It may destroy the
+    // link. After a loss the link tries to reconnect as the bus's location says; if that says
+    // nothing, at intervals that grow to `lastRetry`.
     BusLink(std::function<void()> setUp, std::function<void()> lost,
             std::chrono::microseconds lastRetry = transport_limits::kLastRetry);
     BusLink(const BusLink&) = delete;
@@ -38,27 +38,28 @@ public:
     sd_event* Loop() const { return m_event.get(); }
     const BusLocation& Location() const { return m_location; }
 
-    // Says that a connection which came back serves its purpose. Until then it is given up after
-    // the time of one attempt.
+    // Says that a connection which came back does its job again. One for which this is not said is
+    // given up when the time of one attempt is over.
     void Settled();
 
-    // Says that this connection is of no use; another is tried later.
+    // Says that this connection is useless, as when the name cannot be owned on it; another one is
+    // tried later.
     void GiveUp();
 
-    // Leaves the bus for good, without a word to anyone. Slots on it go afterwards: each match that
-    // goes before costs the bus a call.
+    // Leaves the bus for good, without calling `lost`. Free the slots on it afterwards: each match
+    // that is freed before costs the bus a call.
     void Close();
 
     // Says that the connection has failed with a negative errno although the bus has not gone:
-    // closes it, calls `lost`, and comes back like after a loss. May be the end of the link.
+    // closes it, calls `lost`, and reconnects as after a loss. `lost` may destroy the link.
     void Abandon(int error);
 
 private:
     static int OnDisconnected(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnRetry(sd_event_source* source, std::uint64_t now, void* userdata);
 
-    void Start();
-    void ComeBack();
+    void Start();     // sets up a connection that has been opened
+    void ComeBack();  // after a loss
     void Leave();
     void TryAgain();
     void Failed(const char* why);
@@ -70,10 +71,10 @@ private:
     UniqueEvent m_event;
     UniqueBus m_bus;
     UniqueSlot m_disconnected;
-    UniqueSource m_retry;
+    UniqueSource m_retry;  // set from the loss until the connection has settled
     const BusRetry m_policy;
     std::chrono::microseconds m_retryDelay;
-    bool m_isSetUp = false;
+    bool m_isSetUp = false;  // `setUp` was called for m_bus, and `lost` is owed to it
 };
 
 }  // namespace applist

@@ -14,15 +14,15 @@ namespace bus_names {
 constexpr char kDriver[] = "org.freedesktop.DBus";
 constexpr char kDriverPath[] = "/org/freedesktop/DBus";
 
-// Returns the match rule for the signal that `name` has a new owner, or none any longer. Further
-// conditions may be appended, each behind a comma. Whoever acts on the signal asks IsFromDriver
-// first: one that is sent to us directly needs no match, and anybody may send it.
+// Returns the match rule for the signal that `name` has a new owner, or no longer has one. More
+// conditions may be appended, each after a comma. Whoever acts on the signal must ask IsFromDriver
+// first: a signal that is sent to us directly passes any match, and anybody may send one.
 inline std::string OwnerChangesOf(const std::string& name) {
     return std::string("type='signal',sender='") + kDriver + "',path='" + kDriverPath +
            "',interface='" + kDriver + "',member='NameOwnerChanged',arg0='" + name + "'";
 }
 
-// Whether the bus itself has sent `message`.
+// Whether the bus itself has sent `message`. The bus fills in the sender, so nobody can forge it.
 inline bool IsFromDriver(sd_bus_message* message) {
     const char* const sender = sd_bus_message_get_sender(message);
     return sender != nullptr && std::strcmp(sender, kDriver) == 0;

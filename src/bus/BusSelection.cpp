@@ -35,6 +35,8 @@ std::string SessionAddress() {
     if (!address.empty()) return address;
     const std::string folder = Environment("XDG_RUNTIME_DIR");
     if (folder.empty()) return std::string();
+    // The folder is there for every login, the bus in it only when the system starts one: without
+    // this look, Automatic would never try the system bus there.
     struct stat status;
     const std::string path = folder + "/bus";
     if (stat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return std::string();
@@ -57,6 +59,8 @@ BusLocation System() {
     return {"the system bus at " + address, address};
 }
 
+// What the starter says comes first: a service that the system bus has activated must answer there,
+// even when a session bus happens to be in its environment.
 BusLocation Automatic() {
     const std::string starter = Environment("DBUS_STARTER_ADDRESS");
     if (!starter.empty()) return {"the bus that started this program at " + starter, starter};
@@ -99,6 +103,7 @@ std::string BusAddressValue(const std::string& bytes) {
     static const char kHex[] = "0123456789abcdef";
     std::string value;
     for (const char character : bytes) {
+        // strchr finds the NUL that ends kPlain, too.
         if (character != '\0' && std::strchr(kPlain, character) != nullptr) {
             value += character;
             continue;

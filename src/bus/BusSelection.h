@@ -1,6 +1,7 @@
-// Which bus the endpoints of this process come up on. Say it before the first endpoint is built.
+// Which bus the endpoints of this process use. Choose before the first endpoint is built; the
+// choice holds for the whole process.
 //
-// Threads: the main loop's. The choice is kept for the whole process.
+// Threads: the main loop's.
 
 #pragma once
 
@@ -21,7 +22,7 @@ enum class BusKind {
     System,
 };
 
-// When a bus that went away is looked for again.
+// When to try to reach a bus again that went away.
 struct BusRetry {
     std::chrono::microseconds first;    // after the loss
     std::chrono::microseconds last;     // after an attempt, at most
@@ -39,7 +40,7 @@ struct BusLocation {
     std::chrono::microseconds timeout = transport_limits::kStartTimeout;
     // What a person can do when it cannot be reached.
     std::string advice = "check that the bus is running, or choose another one";
-    std::optional<BusRetry> retry = std::nullopt;  // without one, each endpoint has its own
+    std::optional<BusRetry> retry = std::nullopt;  // not set: each endpoint uses its own
 };
 
 // Endpoints built from now on come up on this bus. Without a call: BusKind::Automatic.
@@ -52,11 +53,12 @@ void SelectBusAddress(const std::string& address);
 // The same for a bus of which more is known. Its own timeout holds, whatever SetBusTimeout says.
 void SelectBus(const BusLocation& location);
 
-// `bytes`, a path perhaps, as a value within an address, where some characters have a meaning.
+// Returns `bytes`, such as a path, escaped for use as a value in an address, where some characters
+// have a meaning.
 std::string BusAddressValue(const std::string& bytes);
 
-// While an endpoint is built, its bus may take this long to answer, 5 s without a call. A bus that
-// is reached by asking a person for a password needs more; the bus library gives it 90 s at most.
+// Sets how long a bus may take to answer while an endpoint is built; 5 s without a call. When a
+// person has to type a password first it takes more; the bus library allows 90 s at most.
 void SetBusTimeout(std::chrono::microseconds timeout);
 
 // Returns where an endpoint built now would come up. Looks at the choice above and at the

@@ -1,4 +1,5 @@
-// What an endpoint and its partner call each other on D-Bus.
+// The names that an endpoint and its partner use on D-Bus. They are the protocol: a partner in
+// another language knows them as text.
 
 #pragma once
 
@@ -12,11 +13,12 @@ namespace endpoint_names {
 constexpr char kInterface[] = "org.tessel.Local1";
 constexpr char kNotification[] = "Notification";
 
+// The errors of our own that a call can end with; docs/protocol.md tells a partner what each means.
 constexpr char kHandlerFailed[] = "org.tessel.Local1.Error.HandlerFailed";
 constexpr char kTooLarge[] = "org.tessel.Local1.Error.TooLarge";
 constexpr char kBadFd[] = "org.tessel.Local1.Error.BadFd";
 
-// Returns the bus name and the object path of the endpoint `name`.
+// Return the bus name and the object path of the endpoint `name`, which is not checked here.
 inline std::string BusNameOf(const std::string& name) {
     return "org.tessel.Local." + name;
 }

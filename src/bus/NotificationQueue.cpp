@@ -12,6 +12,8 @@ using transport_limits::kMaxWaitingNotifications;
 bool NotificationQueue::Push(Notification notification) {
     const std::size_t bytes = notification.Bytes();
     if (bytes > kMaxWaitingBytes) return false;
+    // Only the newest: an equal one further ahead may not be merged, as those in between would then
+    // be told in another order.
     if (!m_waiting.empty() && m_waiting.back().partner == notification.partner &&
         m_waiting.back().body == notification.body) {
         return true;

@@ -1,6 +1,5 @@
-// Notifications that wait for the bus to take them: in order, bounded in number and in bytes.
-//
-// Threads: the owner's. Lifetime: the queue owns what waits in it.
+// Notifications that wait for the bus to take them: in order, and bounded in number and in bytes,
+// so that a bus that stops reading cannot make this process grow.
 
 #pragma once
 
@@ -20,9 +19,9 @@ struct Notification {
 
 class NotificationQueue {
 public:
-    // Puts `notification` at the end, or merges it with the newest one that waits when the two are
-    // equal. To stay within transport_limits the oldest ones are dropped; one that exceeds the
-    // bound in bytes by itself is dropped at once. Returns false when anything was dropped.
+    // Puts `notification` at the end, or merges it with the newest one that waits if the two are
+    // equal. To stay within transport_limits it drops the oldest ones; a notification that exceeds
+    // the bound in bytes by itself is dropped at once. Returns false when anything was dropped.
     bool Push(Notification notification);
 
     bool Empty() const { return m_waiting.empty(); }
@@ -35,7 +34,7 @@ public:
 
 private:
     std::deque<Notification> m_waiting;
-    std::size_t m_bytes = 0;
+    std::size_t m_bytes = 0;  // of all that wait
 };
 
 }  // namespace applist

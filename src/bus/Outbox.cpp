@@ -31,6 +31,7 @@ int Outbox::Attach(sd_bus* bus, sd_event* event) {
 
 void Outbox::Detach() {
     if (m_bus == nullptr) return;
+    // Either the gate is on the loop or the connection is, never both: see AwaitDrain.
     if (m_gate) {
         m_gate.reset();
     } else {
@@ -45,6 +46,7 @@ void Outbox::Detach() {
 
 void Outbox::Notify(Notification notification) {
     if (m_bus == nullptr) return;
+    // sd-bus would accept it, and the bus would then throw the whole connection out.
     if (notification.body.size() > transport_limits::kMaxReplyBytes) {
         APPLIST_LOG(kError, "a notification of %zu bytes is too large for a bus: dropped",
                     notification.body.size());
@@ -53,6 +55,7 @@ void Outbox::Notify(Notification notification) {
     if (m_queue.Empty() && !m_waitingReply && LibraryHasRoom(notification.Bytes())) {
         Transmit(notification);
     } else if (!m_queue.Push(std::move(notification)) && !m_lossLogged) {
+        // Once for each stall: a log line for every lost notification would make it worse.
         m_lossLogged = true;
         APPLIST_LOG(kError, "the bus takes nothing more: the oldest notifications are dropped");
     }
@@ -69,6 +72,8 @@ void Outbox::Reply(UniqueMessage reply) {
     if (InLibrary() > 0) AwaitDrain();
 }
 
+// Past the queue on purpose: the answer says that nothing was executed, so there is no order to
+// keep, and waiting here would be one more thing that a flood makes us hold.
 void Outbox::Refuse(UniqueMessage answer) {
     if (m_bus == nullptr) return;
     TransmitReply(std::move(answer));
@@ -87,6 +92,7 @@ void Outbox::Flush(std::chrono::microseconds timeout) {
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         struct pollfd writable = {sd_bus_get_fd(m_bus), POLLOUT, 0};
         if (left.count() <= 0 || writable.fd < 0) return;
+        // Woken by a signal or too early: the deadline above ends the loop.
         if (poll(&writable, 1, static_cast<int>(left.count())) <= 0) continue;
         if (sd_bus_process(m_bus, nullptr) < 0 || sd_bus_is_open(m_bus) <= 0) return;
         Pump();
@@ -144,11 +150,10 @@ void Outbox::Pump() {
     if (m_queue.Empty() && m_waitingReply) TransmitReply(std::move(m_waitingReply));
 }
 
-// Without a loop to come back from (it has ended) neither the gate nor the connection is watched:
-// Flush does the rest.
+// When the loop has ended already, neither call puts anything on it; Flush then sends the rest.
 void Outbox::AwaitDrain() {
     if (m_gate) return;
-    // Off the loop before the gate is on it: a loop can watch a descriptor only once.
+    // Off the loop first: epoll refuses to watch one descriptor twice.
     sd_bus_detach_event(m_bus);
     sd_event_source* source = nullptr;
     const int result =
@@ -158,7 +163,8 @@ void Outbox::AwaitDrain() {
 }
 
 // sd-bus answers some calls by itself (introspection, properties, pings), and those answers pile up
-// like ours: whatever comes in while something waits closes the gate behind it.
+// as ours do. Without this filter a partner that sends pings and reads nothing could fill the
+// memory: so whatever comes in while something waits closes the gate behind it.
 int Outbox::OnIncoming(sd_bus_message*, void* userdata, sd_bus_error*) {
     Outbox* const outbox = static_cast<Outbox*>(userdata);
     Guarded("watching the bus", [outbox] {
@@ -183,7 +189,8 @@ int Outbox::OnWritable(sd_event_source*, int, std::uint32_t, void* userdata) {
 void Outbox::Drain() {
     const int result = sd_bus_process(m_bus, nullptr);
     if (!m_gate) return;  // the bus went away meanwhile
-    // Whatever has failed may fail each time from now on, and the bus stays writable.
+    // Giving up, as the descriptor stays writable and the failure may last: trying again would
+    // spin.
     if (result < 0) {
         m_gate.reset();
         return m_onFailed(result);
@@ -191,6 +198,7 @@ void Outbox::Drain() {
     if (sd_bus_is_open(m_bus) <= 0) return OpenGate();
     Pump();
     if (!Stalled()) m_onDrained();
+    // Asked again: what was just called may have filled the connection anew, or detached it.
     if (m_gate && !Stalled()) OpenGate();
 }
 

@@ -1,10 +1,10 @@
 // What an endpoint sends: notifications and replies, in order, without ever waiting for the bus.
 //
-// While the bus does not drain, the outbox takes the connection off the loop but for its being
-// writable. What comes in is read at the pace at which what we sent leaves, a message at a time, so
-// the bus's own flow control reaches our partners.
+// While the bus does not take what we send, the outbox takes the connection off the loop and
+// watches only for its becoming writable (the "gate"). Then one incoming message is read for each
+// time that something leaves, so the bus's own flow control slows our partners down.
 //
-// Threads: the main loop's. Lifetime: Detach goes before the bus.
+// Threads: the main loop's. Lifetime: call Detach before the bus goes.
 
 #pragma once
 
@@ -21,9 +21,9 @@ namespace applist {
 class Outbox {
 public:
     // `path` is the object whose signals the notifications are. `onDrained` is called from the
-    // loop when all has been taken after a stall; it may send again. `onFailed` is called from the
-    // loop with a negative errno when the connection cannot be driven any further although it is
-    // open; it gives the connection up.
+    // loop when everything has left after a stall; it may send again. `onFailed` is called from the
+    // loop with a negative errno when processing the connection fails although it is open; it must
+    // give the connection up.
     Outbox(std::string path, std::function<void()> onDrained,
            std::function<void(int error)> onFailed);
     Outbox(const Outbox&) = delete;
@@ -32,10 +32,10 @@ public:
     // Sends over `bus` from now on, and puts it on the loop `event`. Returns 0 or a negative errno.
     int Attach(sd_bus* bus, sd_event* event);
 
-    // Takes the bus off the loop and forgets what waits.
+    // Takes the bus off the loop and drops what waits.
     void Detach();
 
-    // Both do nothing but log when the bus refuses, and do nothing at all without a bus. A
+    // Send. When the bus refuses a message that is only logged; without a bus nothing happens. A
     // notification may be merged or dropped as NotificationQueue says; a reply follows the
     // notifications that were sent before it.
     void Notify(Notification notification);
@@ -48,11 +48,11 @@ public:
     // True while something that was sent has not left this process.
     bool Stalled() const;
 
-    // Calls `onDrained` once all has left, and lets nothing more in until then.
+    // Calls `onDrained` once everything has left, and keeps the connection off the loop until then.
     // REQUIRES: Stalled().
     void AwaitDrain();
 
-    // Waits until all has left, `timeout` at most. Incoming calls are refused meanwhile.
+    // Waits until everything has left, `timeout` at most.
     void Flush(std::chrono::microseconds timeout);
 
 private:

@@ -1,6 +1,4 @@
-// Owners for what sd-bus and sd-event hand out.
-//
-// Threads: the main loop's.
+// Owning pointers for what sd-bus and sd-event hand out.
 
 #pragma once
 
@@ -18,16 +16,18 @@ struct SdReleaser {
     void operator()(T* object) const { Release(object); }
 };
 
-// What the callback of a reply returns. After 0 sd-bus goes on with the reply, and fails an
-// assertion of its own when the callback has just found the connection dead.
+// What the callback of a reply returns. After a 0 sd-bus would go on with the reply, and fail an
+// assertion of its own if the callback has just found the connection dead.
 constexpr int kReplyTaken = 1;
 
-// Closes the connection at once; what still waits in it is lost.
+// Closes the connection at once; whatever still waits in it is lost. Without the close, messages
+// that wait in the connection and refer to it would keep it alive.
 using UniqueBus = std::unique_ptr<sd_bus, SdReleaser<sd_bus, sd_bus_close_unref>>;
 using UniqueSlot = std::unique_ptr<sd_bus_slot, SdReleaser<sd_bus_slot, sd_bus_slot_unref>>;
 using UniqueMessage =
     std::unique_ptr<sd_bus_message, SdReleaser<sd_bus_message, sd_bus_message_unref>>;
 using UniqueCreds = std::unique_ptr<sd_bus_creds, SdReleaser<sd_bus_creds, sd_bus_creds_unref>>;
+// The default loop may outlive this: others hold references to it, too.
 using UniqueEvent = std::unique_ptr<sd_event, SdReleaser<sd_event, sd_event_unref>>;
 using UniqueSource =
     std::unique_ptr<sd_event_source, SdReleaser<sd_event_source, sd_event_source_disable_unref>>;

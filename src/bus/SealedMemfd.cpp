@@ -13,6 +13,7 @@ namespace applist {
 
 namespace {
 
+// With these three neither the size nor a byte can change any more.
 constexpr int kFixedSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE;
 
 int WriteAll(int fd, const std::vector<char>& body) {
@@ -25,7 +26,7 @@ int WriteAll(int fd, const std::vector<char>& body) {
     return 0;
 }
 
-// A page of a hole takes no memory until somebody reads it: then it takes the reader's.
+// A hole takes no memory until somebody reads it, and then it takes the reader's.
 std::uint64_t BytesInMemory(const struct stat& status) {
     return static_cast<std::uint64_t>(status.st_blocks) * 512;
 }
@@ -37,6 +38,8 @@ OwnedFd::~OwnedFd() {
 }
 
 std::string WhyNoSealedBody(int fd, std::size_t limit) {
+    // The seals before the size: until they are known to be there, the size means nothing. Asking
+    // for them also sorts out pipes and devices, whose reading could block the only thread.
     const int seals = fcntl(fd, F_GET_SEALS);
     if (seals < 0) return "the descriptor is not a memfd; send one made with memfd_create";
     if ((seals & kFixedSeals) != kFixedSeals) {
@@ -49,7 +52,7 @@ std::string WhyNoSealedBody(int fd, std::size_t limit) {
         return "the memfd holds " + std::to_string(size) + " bytes; send at most " +
                std::to_string(limit);
     }
-    // Memory comes in whole pages, small or huge: of a memfd without a hole it is never less.
+    // Memory comes in whole pages, small or huge, so a memfd without a hole never has less.
     if (BytesInMemory(status) < size) {
         return "the memfd has holes: " + std::to_string(BytesInMemory(status)) + " of its " +
                std::to_string(size) + " bytes are in memory; write all of them";
@@ -74,7 +77,7 @@ int ReadSealedBody(int fd, std::vector<char>& body) {
             pread(fd, body.data() + done, body.size() - done, static_cast<off_t>(done));
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return -errno;
-        if (count == 0) return -EIO;
+        if (count == 0) return -EIO;  // shorter than it said: not sealed after all
         done += static_cast<std::size_t>(count);
     }
     return 0;

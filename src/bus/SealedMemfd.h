@@ -1,6 +1,6 @@
 // Message bodies in sealed memfds: memory that both sides can read and nobody can change.
 //
-// Threads: any. Lifetime: a descriptor passed in stays the caller's.
+// Lifetime: a descriptor passed in stays the caller's.
 
 #pragma once
 
@@ -26,11 +26,11 @@ private:
 
 // Says why the body behind `fd` cannot be taken, in words for the sender; empty when it can: a
 // memfd of at most `limit` bytes, all of them in memory, whose contents and size are sealed.
-// Without the seals its sender could change or shorten it under the reader's eyes; a hole costs the
-// sender nothing and the reader all that it claims to be. No byte of it is read.
+// Without the seals the sender could change or shorten it while it is read; a hole costs the sender
+// nothing and the reader as much memory as it claims to be. No byte of the body is read.
 std::string WhyNoSealedBody(int fd, std::size_t limit);
 
-// Returns how many bytes the memfd `fd` says it holds; 0 for what is no memfd.
+// Returns how many bytes the memfd `fd` says it holds; 0 for anything that is not a memfd.
 std::size_t SizeOfMemfd(int fd);
 
 // Reads the whole body of a memfd for which WhyNoSealedBody said nothing into `body`, whatever the

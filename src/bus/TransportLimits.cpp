@@ -25,6 +25,7 @@ void SetTransportLimits(const TransportLimits& limits) {
     using namespace transport_limits;
     Check("fdBytes", limits.fdBytes, 1, PTRDIFF_MAX);  // no vector holds more
     Check("partners", limits.partners, 1, kMostPartners);
+    // Not less than the constant: our own partner keeps that much under way without asking.
     Check("heldBytes", limits.heldBytes, kMaxHeldBytes, PTRDIFF_MAX);
     Check("heldSenders", limits.heldSenders, 1, kMostPartners);
     TheLimits() = limits;

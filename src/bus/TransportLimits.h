@@ -1,4 +1,4 @@
-// What the open transport lets a partner or a bus make it keep, read or wait for.
+// The most that a partner or a bus can make the open transport keep, read or wait for.
 
 #pragma once
 
@@ -20,8 +20,8 @@ constexpr std::size_t kMaxReplyBytes = std::size_t{16} << 20;
 // in memory, besides what the application makes of it; while a reply is made, the same.
 constexpr std::size_t kMaxFdBytes = std::size_t{1} << 30;
 
-// Connected partners. Each costs a match on the bus, and a bus may stop at 512 a connection: the
-// most is what leaves it some.
+// Connected partners. Each costs a match on the bus, and a bus may allow only 512 per connection;
+// kMostPartners leaves a few of them for other uses.
 constexpr std::size_t kMaxPartners = 256;
 constexpr std::size_t kMostPartners = 500;
 
@@ -65,7 +65,7 @@ constexpr std::chrono::microseconds kLastRetry = std::chrono::seconds(10);
 struct TransportLimits {
     std::size_t fdBytes = transport_limits::kMaxFdBytes;
     std::size_t partners = transport_limits::kMaxPartners;        // kMostPartners at most
-    std::size_t heldBytes = transport_limits::kMaxHeldBytes;      // not less
+    std::size_t heldBytes = transport_limits::kMaxHeldBytes;      // kMaxHeldBytes at least
     std::size_t heldSenders = transport_limits::kMaxHeldSenders;  // kMostPartners at most
 };
 

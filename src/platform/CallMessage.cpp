@@ -12,7 +12,8 @@ std::string SenderOf(sd_bus_message* call) {
     return sender == nullptr ? std::string() : std::string(sender);
 }
 
-// The bus library has checked the signature.
+// The bus library has checked the signature. The bytes are copied, as a handler may change its
+// buffer and the message's own bytes must stay as they are.
 std::vector<char> BodyOf(sd_bus_message* call) {
     const void* bytes = nullptr;
     std::size_t size = 0;
@@ -22,7 +23,7 @@ std::vector<char> BodyOf(sd_bus_message* call) {
 }
 
 std::string ReadFdBody(sd_bus_message* call, std::size_t limit, std::vector<char>& body) {
-    int fd = -1;  // the message's own
+    int fd = -1;  // the message's own: not to be closed here
     if (sd_bus_message_read(call, "h", &fd) < 0) return "the message carries no descriptor";
     std::string refusal = WhyNoSealedBody(fd, limit);
     if (!refusal.empty()) return refusal;
@@ -30,6 +31,8 @@ std::string ReadFdBody(sd_bus_message* call, std::size_t limit, std::vector<char
     return result < 0 ? std::strerror(-result) : std::string();
 }
 
+// Counts what a descriptor stands for as well: a call of a few bytes can keep a memfd of a gigabyte
+// alive. What the sender claims is enough here, as a lie only costs its own share.
 std::size_t BodyBytesOf(sd_bus_message* call) {
     const void* bytes = nullptr;
     std::size_t size = 0;
@@ -62,11 +65,13 @@ UniqueMessage FdReplyTo(sd_bus_message* call, const std::vector<char>& body) {
     const OwnedFd fd(MakeSealedBody(body));
     if (fd.Get() < 0) throw std::bad_alloc();
     UniqueMessage reply = ReplyTo(call);
+    // Appending duplicates the descriptor, so ours is closed on the way out.
     if (sd_bus_message_append(reply.get(), "h", fd.Get()) < 0) throw std::bad_alloc();
     return reply;
 }
 
 UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string& text) {
+    // CONST here means that the error does not own its texts; the message copies them.
     const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name, text.c_str());
     sd_bus_message* reply = nullptr;
     if (sd_bus_message_new_method_error(call, &reply, &error) < 0) throw std::bad_alloc();

@@ -1,7 +1,7 @@
-// What the message of a call carries, and the messages that answer it. Whatever finds no memory
-// throws std::bad_alloc.
+// What the message of a call carries, and the messages that answer it. Every function throws
+// std::bad_alloc when memory runs out.
 //
-// Threads: the main loop's. Lifetime: a call passed in stays the caller's.
+// Lifetime: a call passed in stays the caller's.
 
 #pragma once
 
@@ -13,18 +13,20 @@
 
 namespace applist {
 
+// Returns the unique bus name of the caller; empty for a message that came without a bus.
 std::string SenderOf(sd_bus_message* call);
 
 // Returns the body of a call whose signature is "ay".
 std::vector<char> BodyOf(sd_bus_message* call);
 
 // Reads the body of a call whose signature is "h", `limit` bytes of it at most, into `body`.
-// Returns why there is none, in words for the sender; empty when there is.
+// Returns what is wrong with it, in words for the sender; empty when it was read.
 std::string ReadFdBody(sd_bus_message* call, std::size_t limit, std::vector<char>& body);
 
-// Returns how many bytes of a body wait with `call`, and leaves the body to be read.
+// Returns how many bytes the body of `call` holds, a memfd's included, and leaves it to be read.
 std::size_t BodyBytesOf(sd_bus_message* call);
 
+// Return the answer to `call`: empty, with a body, with a body in a sealed memfd, or an error.
 UniqueMessage ReplyTo(sd_bus_message* call);
 UniqueMessage ReplyTo(sd_bus_message* call, const std::vector<char>& body);
 UniqueMessage FdReplyTo(sd_bus_message* call, const std::vector<char>& body);

@@ -31,7 +31,7 @@ Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
                              "\" is not a valid endpoint name: use letters, digits and "
                              "underscores, and begin with a letter");
     }
-    // The object first: who sees the name may call at once.
+    // The object first (Open exports it): whoever sees the name may call at once.
     m_link.Open();
     OwnName(m_link.Bus(), m_busName, m_link.Location());
     m_owned = true;
@@ -39,7 +39,8 @@ Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
 }
 
 Endpoint::~Endpoint() {
-    // Nothing of the owner is left to call: its part of the object is gone already.
+    // The owner's own part is destroyed already, so nothing may call it any more: first everything
+    // goes that could, then what waits is sent.
     m_object.reset();
     m_nameAnswer.reset();
     m_partners.RemoveAll();
@@ -49,6 +50,7 @@ Endpoint::~Endpoint() {
 }
 
 void Endpoint::SendNotification(const std::vector<char>& body, const std::string& partner) {
+    // Counted even when it is lost: a partner compares the serial with what it has heard.
     if (partner.empty()) ++m_serial;
     // Without a name on the bus nobody listens; who comes later reads the list first.
     if (m_owned) m_outbox.Notify(Notification{partner, body});
@@ -67,8 +69,8 @@ int Endpoint::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) {
     return 1;
 }
 
-// Whether the bus lets a caller through is the bus's policy's business: sd-bus's own check, off
-// with the UNPRIVILEGED flag, would ask the bus about each caller and wait for the answer.
+// Who may call is decided by the bus's policy. sd-bus has a check of its own, which would ask the
+// bus about each caller and wait for the answer; UNPRIVILEGED turns it off.
 const sd_bus_vtable Endpoint::kVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_NAMES("Connect", "", "", "", "", OnCall<&Endpoint::Connect>,
@@ -146,7 +148,7 @@ void Endpoint::Notify(sd_bus_message* call) {
 
 // ---- Calls --------------------------------------------------------------------------------------
 
-// What is caught here is the transport's own want of memory or descriptors; an application's
+// What is caught here is the transport running out of memory or descriptors; an application's
 // exceptions end in RunHandler.
 template <class Work>
 void Endpoint::Answer(sd_bus_message* call, Work work) noexcept {
@@ -175,6 +177,7 @@ void Endpoint::Hold(Method method, sd_bus_message* call) noexcept {
     });
 }
 
+// Stops as soon as one of the replies does not leave at once; the gate calls it again.
 void Endpoint::RunHeldCalls() {
     while (!m_held.Empty() && !m_outbox.Stalled()) {
         const HeldCall held = m_held.Pop();
@@ -193,6 +196,7 @@ bool Endpoint::RunHandler(sd_bus_message* call, Handler handler) {
     } catch (...) {
         text = "unknown exception";
     }
+    // Cut before it is made printable, which can make it four times as long.
     if (text.size() > transport_limits::kMaxErrorText) text.resize(transport_limits::kMaxErrorText);
     text = "the application failed: " + PrintableText(text);
     APPLIST_LOG(kError, "call from %s: %s", SenderOf(call).c_str(), text.c_str());
@@ -218,8 +222,8 @@ void Endpoint::Report(bool state, const std::string& partner) {
 
 // ---- The bus ------------------------------------------------------------------------------------
 
-// While the endpoint is built the name is waited for, by the constructor; when it comes back the
-// answer arrives in the loop.
+// The constructor waits for the name itself, to say why it failed; when the endpoint comes back,
+// nothing may wait, so the answer arrives in the loop.
 void Endpoint::Export() {
     sd_bus_slot* slot = nullptr;
     int result = sd_bus_add_object_vtable(m_link.Bus(), &slot, m_path.c_str(),
@@ -237,6 +241,7 @@ void Endpoint::Export() {
                          std::strerror(-result));
 }
 
+// The partners last: what a report calls may send notifications, which must find the bus gone.
 void Endpoint::Lost() {
     m_owned = false;
     m_outbox.Detach();
@@ -248,7 +253,7 @@ void Endpoint::Lost() {
 
 int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error*) {
     Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
-    const std::uint32_t primaryOwner = 1;  // of the bus's four answers, the good one
+    const std::uint32_t primaryOwner = 1;  // 2, 3, 4: queued, taken, ours already
     std::uint32_t answer = 0;
     if (sd_bus_message_read(message, "u", &answer) >= 0 && answer == primaryOwner) {
         endpoint->m_owned = true;

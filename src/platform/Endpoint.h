@@ -1,8 +1,11 @@
-// An endpoint on D-Bus: the object that partners call, the name that they find it by, and its
-// return after the bus went away.
+// An endpoint on D-Bus: the object that partners call, the name by which they find it, and its
+// return after the bus went away. TesselDbusLocal.h holds the contract.
 //
-// TesselDbusLocal.h holds the contract. Threads: the main loop's.
-// Lifetime: its owner's, whose entry points it calls from the loop alone.
+// A call is executed only while nothing waits to be sent; otherwise it is held, within limits,
+// until the bus has taken what waits. So replies cannot pile up in this process, however fast a
+// partner calls and however slowly it reads.
+//
+// Threads: the main loop's. Lifetime: its owner's, whose entry points it calls only from the loop.
 
 #pragma once
 
@@ -41,6 +44,7 @@ private:
     };
 
     static const sd_bus_vtable kVtable[];
+    // What sd-bus calls for `method`: executes it, or holds it while the outbox is stalled.
     template <Method method>
     static int OnCall(sd_bus_message* call, void* userdata, sd_bus_error* error);
     static int OnReadSerial(sd_bus* bus, const char* path, const char* interface,
@@ -48,32 +52,36 @@ private:
                             sd_bus_error* error);
     static int OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error* error);
 
-    // The methods of the interface.
+    // The methods of the interface. Each answers its call, or throws std::bad_alloc.
     void Connect(sd_bus_message* call);
     void Disconnect(sd_bus_message* call);
     void Message(sd_bus_message* call);
     void MessageFd(sd_bus_message* call);
     void Notify(sd_bus_message* call);
 
+    // Runs `work`, and answers `call` with an error when it throws.
     template <class Work>
     void Answer(sd_bus_message* call, Work work) noexcept;
     void Execute(Method method, sd_bus_message* call) noexcept;
     void Hold(Method method, sd_bus_message* call) noexcept;
     void RunHeldCalls();
+    // Runs the application's `handler`. When it throws, answers `call` with what it said, and
+    // returns false.
     template <class Handler>
     bool RunHandler(sd_bus_message* call, Handler handler);
     void ReplyEmpty(sd_bus_message* call);
     void ReplyError(sd_bus_message* call, const char* name, const std::string& text);
+    // Answers a call that is neither executed nor held, ahead of what waits.
     void Refuse(sd_bus_message* call, const char* text);
     void Report(bool state, const std::string& partner);
 
-    void Export();
-    void Lost();
+    void Export();  // on a connection that has just come up
+    void Lost();    // undoes it
 
     TesselDbusLocal& m_owner;
     const std::string m_busName;
     const std::string m_path;
-    const TransportLimits m_limits;
+    const TransportLimits m_limits;  // those in force when it was built
 
     BusLink m_link;
     UniqueSlot m_object;
@@ -81,8 +89,8 @@ private:
     Outbox m_outbox;
     PartnerTracker m_partners;
     HeldCalls<HeldCall> m_held;
-    bool m_owned = false;    // now: there is a bus, and the name is ours
-    bool m_isBuilt = false;  // the constructor is done
+    bool m_owned = false;    // there is a bus now, and the name on it is ours
+    bool m_isBuilt = false;  // the constructor has finished
     // Notifications to the default destination so far, merged and dropped ones included.
     std::uint64_t m_serial = 0;
 };

@@ -35,8 +35,8 @@ int minimumPriority = logging::kInfo;
 // Lines that could not be written since one could.
 std::size_t lostLines = 0;
 
-// The end of a line of which stderr took the beginning. Nothing else is written before it. Never
-// destroyed: what is destroyed later may log.
+// The rest of a line of which stderr took only the beginning; it is written before anything else.
+// Never destroyed, as whatever is destroyed later may still log.
 std::string& Unfinished() {
     static std::string& end = *new std::string;
     return end;
@@ -58,8 +58,8 @@ int SyslogPriorityOf(int priority) {
     return priority >= logging::kInfo ? LOG_INFO : LOG_DEBUG;
 }
 
-// $JOURNAL_STREAM names the stream that the service manager connected to stderr; it is inherited
-// by programs whose stderr has long been sent elsewhere, so the stream is compared.
+// $JOURNAL_STREAM names the stream that the service manager connected to stderr. Programs inherit
+// it even when their stderr was redirected since, so it is compared with the stderr that we have.
 bool StderrIsTheJournal() {
     const char* stream = std::getenv("JOURNAL_STREAM");
     struct stat status;
@@ -79,7 +79,8 @@ std::string FormatLine(const char* format, va_list arguments) {
 }
 
 // In the journal's native protocol, by hand: the library's functions wait while the journal does
-// not read. No value holds a line feed, which would end it.
+// not read. No value may hold a line feed, which would end it and let a partner's name add fields;
+// PrintableText has escaped them.
 int WriteToJournal(int priority, const char* tag, const Place& place, const std::string& line) {
     static int journal = -1;
     if (journal < 0) journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -95,8 +96,8 @@ int WriteToJournal(int priority, const char* tag, const Place& place, const std:
 }
 
 // When the reader of stderr has left, the kernel sends the writer a SIGPIPE, which ends a program
-// that did not think of it. That one is taken back; whatever else the program does about SIGPIPE
-// stays as it is.
+// that is not prepared for it. That one signal is taken back here; how the program treats SIGPIPE
+// otherwise stays as it is.
 ssize_t WriteWithoutSigpipe(const std::string& text) {
     const struct timespec now = {0, 0};
     sigset_t sigpipe;
@@ -142,7 +143,7 @@ int WriteLine(int priority, const char* tag, const Place& place, const std::stri
                      : WriteToStderr(priority, tag, line);
 }
 
-// In front of the first line that can be written again, where the others would stand.
+// Before the first line that can be written again, where the lost ones would have been.
 int TellLosses() {
     if (lostLines == 0) return 0;
     const std::string text =
@@ -154,7 +155,8 @@ int TellLosses() {
     return result;
 }
 
-// The common prefix of a line carries where it comes from. A line without it comes from here.
+// Lines of our own begin with a common prefix whose arguments say where they come from. A line
+// without it was written by somebody else, and nothing is known of its arguments.
 Place PlaceOf(const char* format, va_list arguments) {
     Place place = {"unknown", "unknown", 0};
     if (std::strncmp(format, APPLIST_LOG_PREFIX, sizeof(APPLIST_LOG_PREFIX) - 1) != 0) return place;

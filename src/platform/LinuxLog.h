@@ -1,9 +1,6 @@
-// The open log's one setting. Its lines go to the journal, with their fields, when stderr is the
-// journal, and to stderr otherwise, with control bytes made visible. A reader that does not read
-// never stops the program: lines are lost then, and how many is said in front of the next one that
-// can be written.
-//
-// Threads: the main loop's.
+// The open log. Its lines go to the journal, with their fields, when stderr is the journal, and to
+// stderr otherwise, with control bytes made visible. A reader that stops reading never stops the
+// program: lines are lost then, and the next one that can be written is preceded by their number.
 
 #pragma once
 

@@ -10,7 +10,7 @@ namespace applist {
 
 namespace {
 
-// Who owns `name`, as far as the bus and /proc tell.
+// Who owns `name`, as far as the bus and /proc tell: by now it may be somebody else, or nobody.
 std::string OwnerOf(sd_bus* bus, const std::string& name) {
     sd_bus_creds* found = nullptr;
     const std::uint64_t mask = SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT;
@@ -23,7 +23,7 @@ std::string OwnerOf(sd_bus* bus, const std::string& name) {
     return "process " + std::to_string(pid) + " (" + PrintableText(command) + ")";
 }
 
-// Says why `name` was not to be had, from the negative errno of the request for it.
+// Says why `name` could not be owned, from the negative errno of the request for it.
 std::string WhyNotOwned(sd_bus* bus, const std::string& name, const BusLocation& location,
                         int error) {
     const std::string start = "cannot own " + name + " on " + location.description + ": ";

@@ -36,7 +36,8 @@ PartnerTracker::Outcome PartnerTracker::Add(sd_bus* bus, const std::string& name
         return Outcome::Failed;
     }
     partner->leaving.reset(slot);
-    // Asked after the match, so that a partner which leaves in between is caught by one of the two.
+    // Asked after the match: a partner that left before the match was in place is found by this,
+    // one that leaves later by the match. The other way round one could slip through in between.
     if (sd_bus_call_method_async(bus, &slot, kDriver, kDriverPath, kDriver, "NameHasOwner",
                                  OnHasOwner, partner.get(), "s", name.c_str()) < 0) {
         return Outcome::Failed;
@@ -64,7 +65,8 @@ int PartnerTracker::OnOwnerChanged(sd_bus_message* message, void* userdata, sd_b
     return 0;
 }
 
-// Without a callback of ours sd-bus would close the whole connection over one refused match.
+// Without a callback of ours sd-bus would close the whole connection when the bus refuses one
+// match. A partner whose match was refused stays connected until it says Disconnect.
 int PartnerTracker::OnMatchInstalled(sd_bus_message* message, void* userdata, sd_bus_error*) {
     const Partner* partner = static_cast<Partner*>(userdata);
     const sd_bus_error* refusal = sd_bus_message_get_error(message);
@@ -76,6 +78,7 @@ int PartnerTracker::OnMatchInstalled(sd_bus_message* message, void* userdata, sd
 }
 
 int PartnerTracker::OnHasOwner(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    // An error or a strange answer counts as present: nobody is thrown out over it.
     Partner* partner = static_cast<Partner*>(userdata);
     int present = 1;
     if (sd_bus_message_read(message, "b", &present) < 0 || present != 0) return kReplyTaken;

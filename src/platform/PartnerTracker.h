@@ -1,6 +1,6 @@
-// The partners that are connected, and who of them leaves the bus.
+// The partners that are connected, and which of them leave the bus without saying so.
 //
-// Threads: the main loop's. Lifetime: goes before the bus connection.
+// Threads: the main loop's. Lifetime: must go before the bus connection.
 
 #pragma once
 
@@ -17,28 +17,34 @@ namespace applist {
 
 class PartnerTracker {
 public:
-    // Follows `most` partners at the same time. `onLeft` is called from the loop with the name of
-    // one that left the bus; it is no longer tracked then.
+    // Follows up to `most` partners at a time. `onLeft` is called from the loop with the name of a
+    // partner that left the bus; by then it is no longer tracked.
     PartnerTracker(std::size_t most, std::function<void(const std::string&)> onLeft);
     ~PartnerTracker();
     PartnerTracker(const PartnerTracker&) = delete;
     PartnerTracker& operator=(const PartnerTracker&) = delete;
 
-    enum class Outcome { Tracked, Full, Failed };
+    enum class Outcome {
+        Tracked,  // from now on, or already
+        Full,     // `most` others are tracked
+        Failed,   // no memory, or no connection
+    };
 
-    // Follows `name`, a unique name on `bus`. Asks the bus without waiting: a partner that left in
-    // the meantime is reported like any other. Tracked already: nothing changes.
+    // Follows `name`, a unique name on `bus`. Asks the bus without waiting: a partner that has left
+    // in the meantime is reported like any other. Does nothing for one that is tracked already.
     Outcome Add(sd_bus* bus, const std::string& name);
 
-    // Follows `name` no longer.
+    // Stops following `name`, if it was followed.
     void Remove(const std::string& name);
 
-    // Follows nobody any longer, and returns whom it followed, by name.
+    // Stops following everyone, and returns whom it followed, sorted by name.
     std::vector<std::string> RemoveAll();
 
 private:
     struct Partner;
 
+    // What sd-bus calls: a name changed hands, a match was installed or refused, and the bus says
+    // whether the partner was still there when the match was.
     static int OnOwnerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnMatchInstalled(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnHasOwner(sd_bus_message* message, void* userdata, sd_bus_error* error);

@@ -1,5 +1,5 @@
-// The platform's log: the one operation that the service needs of it. Whoever links the service
-// supplies it, with applist::log or with a definition of their own.
+// The platform's log: the one operation of it that the service needs. Whoever links the service
+// supplies it, by linking applist::log or by defining it.
 
 #pragma once
 

@@ -19,8 +19,8 @@ ssize_t ErrnoOr(ssize_t result) {
     return result < 0 ? -errno : result;
 }
 
-// A pipe that is ready takes PIPE_BUF bytes, unless somebody else is quicker; a terminal whose
-// output is stopped is not ready.
+// A pipe that is ready takes PIPE_BUF bytes without waiting, unless another process fills it first;
+// a terminal whose output is stopped is not ready.
 ssize_t WriteWhileReady(int fd, std::string_view text) {
     std::size_t written = 0;
     while (written < text.size()) {
@@ -35,8 +35,8 @@ ssize_t WriteWhileReady(int fd, std::string_view text) {
     return written == 0 && !text.empty() ? -EAGAIN : static_cast<ssize_t>(written);
 }
 
-// Opened anew, a pipe or a terminal has flags of its own. That may not be allowed: after a change
-// of user the pipe is still the other user's.
+// Opening a pipe or a terminal again gives a descriptor with flags of its own. That may not be
+// allowed, as after a change of user, when the pipe still belongs to the old one.
 ssize_t WriteThroughOwnDescription(int fd, std::string_view text) {
     const std::string path = "/proc/self/fd/" + std::to_string(fd);
     const int own = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
