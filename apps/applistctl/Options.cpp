@@ -243,6 +243,8 @@ void CheckCommand(const CLI::App& app) {
     if (left.empty()) ComplainOfCommand(app, "no command");
     std::vector<std::string> known;
     for (const CLI::App* command : app.get_subcommands({})) known.push_back(command->get_name());
+    // One proposal is easier to act on than all the names; those are listed when
+    // none is near.
     const std::string nearest = NearestOf(known, left.front());
     if (nearest.empty()) ComplainOfCommand(app, "unknown command " + left.front());
     Complain("unknown command " + left.front(),
@@ -299,6 +301,7 @@ void CheckTogether(const Options& options) {
     if (buses > 1) {
         Complain("--session, --system and --address each name a bus", "give only one of them");
     }
+    // --session and --system go with --host: they say which of its buses is meant.
     if (!options.host.empty() && !options.address.empty()) {
         Complain("--host and --address each name a bus", "give only one of them");
     }

@@ -154,6 +154,7 @@ void Output::PrintTable(const std::vector<Entry>& items,
 void Write(const std::string& text, const std::string& what) {
     errno = 0;
     std::cout << text << std::flush;
+    // The stream says only that it failed; errno still says why, as it was cleared before.
     if (!std::cout) FailToWrite(what, errno);
 }
 

@@ -57,6 +57,7 @@ std::int32_t NumberOf(const std::string& function) {
         if (function == known.name) return known.number;
         names.emplace_back(known.name);
     }
+    // Any number is valid, so there is nothing to propose for one that was mistyped.
     const std::string nearest = NearestOf(names, function);
     throw Failure(kWrongUsage, "unknown function " + function +
                                    (nearest.empty() ? "; give its number or name, such as 2002 or "
@@ -118,6 +119,8 @@ void RunCall(const Options& options, const Output& output) {
         options, [&] { return channel.IsServiceThere(); },
         [&] { reply = channel.SendMessage(number, payload.data(), payload.size()); });
     PrintReply(std::string(reply.begin(), reply.end()), output);
+    // Said after the call, as its reply, an empty one, looks like that of an edit that was carried
+    // out.
     if (!IsKnown(number)) {
         Note(std::to_string(number) +
              " is not a function of this version; services ignore unknown "

@@ -94,6 +94,7 @@ bool Console::Proceed() {
 void Console::ReadInput() {
     char bytes[4096];
     const ssize_t length = read(STDIN_FILENO, bytes, sizeof bytes);
+    // EAGAIN: whoever shares this stdin may have made it non-blocking.
     if (length < 0 && (errno == EINTR || errno == EAGAIN)) return;
     if (length > 0) {
         m_input.append(bytes, static_cast<std::size_t>(length));
@@ -138,12 +139,14 @@ void Console::Execute(const std::string& line) {
             throw std::invalid_argument("unknown command " + words[0] +
                                         "; use select, click, add, remove, list or quit");
         }
+        // A name with a blank but without quotes must not become a name and an id.
         if (words.size() != command->arguments + 1) {
             throw std::invalid_argument(std::string("usage: ") + command->usage);
         }
         (this->*command->run)(words);
         DropRemoved();
     } catch (const std::invalid_argument& error) {
+        // Only what the user got wrong; anything else is a fault, and OnReady logs it.
         Complain(error.what());
     }
 }

@@ -81,7 +81,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& asked) {
-        app.exit(asked);
+        app.exit(asked);  // prints the help or the version; does not end the process
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
         throw UsageError(std::string(error.what()) + "; see applistd --help");

@@ -45,6 +45,7 @@ void ChooseBus(const Options& options) {
 // Fills `list`, and returns what keeps it up to date from now on; nothing when a file filled it.
 std::unique_ptr<InstalledApplications> Load(const Options& options, ApplicationList& list) {
     if (!options.itemsFile.empty()) {
+        // A malformed file throws here, before anything is on the bus.
         list.SetOwnItems(ReadItemFile(options.itemsFile));
         return nullptr;
     }

@@ -47,6 +47,7 @@ std::string SourceName(const std::string& path) {
 }
 
 std::string ReadText(const std::string& path, std::size_t limit) {
+    // Standard input is not ours to close, so it does not get an owner.
     std::optional<OwnedFd> file;
     if (path != "-") {
         file.emplace(open(path.c_str(), O_RDONLY | O_CLOEXEC));
