@@ -41,7 +41,7 @@ foreach(header IN LISTS headers)
 endforeach()
 foreach(header IN LISTS public_headers)
     if(NOT header IN_LIST headers)
-        message(FATAL_ERROR "${header} is listed as public in tests/headers.cmake but does not exist")
+        message(FATAL_ERROR "tests/headers.cmake lists ${header} as public, but it does not exist")
     endif()
 endforeach()
 

@@ -220,8 +220,8 @@ class AnImport(ToolTest):
 
     def test_says_that_a_file_is_too_long(self):
         self.assertEqual(self.complaint_of(2, "import", "/dev/zero"),
-                         "/dev/zero has more than 1073741820 bytes, the most that one message can carry; "
-                         "split it")
+                         "/dev/zero has more than 1073741820 bytes, the most that one message can "
+                         "carry; split it")
 
     def test_says_that_a_file_is_not_there(self):
         self.assertIn("cannot open /nonexistent/apps.txt: No such file",

@@ -92,7 +92,8 @@ class AWrongCommandLine(ToolTest):
 
     def test_names_a_style_that_does_not_follow_its_option(self):
         self.assertEqual(self.complaint("list", "--json", "pretty"),
-                         "one word too many: pretty; put a = before the style of JSON: --json=pretty")
+                         "one word too many: pretty; put a = before the style of JSON: "
+                         "--json=pretty")
         self.assertEqual(self.complaint("list", "--json="),
                          "--json= names no style; write --json, --json=short or --json=pretty")
 

@@ -63,13 +63,13 @@ TEST_P(AnEndpointThatCannotStart, NamesTheBusThatIsNotThere) {
     EXPECT_CONTAINS(why, "check that the bus is running");
 }
 
-TEST_P(AnEndpointThatCannotStart, SaysThatItsNameIsNone) {
+TEST_P(AnEndpointThatCannotStart, SaysThatItsNameIsNotValid) {
     for (const char* name : {"", "two.parts", "a/path", "1digit", "blank space", "gr\xc3\xbcn"}) {
         EXPECT_CONTAINS(WhyNoEndpoint(name), "is not a valid endpoint name") << name;
     }
 }
 
-TEST_P(AnEndpointThatCannotStart, SaysThatANameWithANulInItIsNone) {
+TEST_P(AnEndpointThatCannotStart, SaysThatANameWithANulInItIsNotValid) {
     EXPECT_CONTAINS(WhyNoEndpoint(std::string("Applist\0.", 9)),
                     "\"Applist\\x00.\" is not a valid endpoint name");
 }
@@ -98,7 +98,7 @@ TEST_P(AnEndpointThatCannotStart, StartsWhenTheCauseIsGone) {
     EXPECT_EQ("a call", client->Message("a call").body);
 }
 
-TEST(AnEndpointWithoutABus, NamesTheAddressThatIsNone) {
+TEST(AnEndpointWithoutABus, NamesTheAddressThatIsNotValid) {
     SelectBusAddress("nonsense");
 
     EXPECT_CONTAINS(WhyNoEndpoint(), "cannot reach the bus at nonsense");
