@@ -99,8 +99,8 @@ void Endpoint::Connect(sd_bus_message* call) {
         case PartnerTracker::Outcome::Tracked: break;
         case PartnerTracker::Outcome::Full:
             return ReplyError(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
-                              "too many partners are connected; do without Connect, or disconnect "
-                              "another one first");
+                              "too many partners are connected; do without Connect, or try again "
+                              "when one has left");
         case PartnerTracker::Outcome::Failed: throw std::bad_alloc();
     }
     m_outbox.Reply(std::move(reply));
