@@ -1,10 +1,10 @@
-// A complete application list in one header, to copy and to build on: it starts with the items that
-// its program gives it, and takes what partners add, replace and remove.
+// A complete application list in one header, to copy and to build on. It starts with the items that
+// the program gives it, and lets partners add, replace and remove.
 //
-// The item meant by an argument is the very object in the list, else the first one with its id;
-// what is not in the list is ignored. There always is a selection: an item of the list when it has
-// any, an empty item when it has none. Listeners are called at the end of the operation that
-// changed something, and may call the list.
+// An argument means that very object if it is in the list, otherwise the first item with its id;
+// what is not in the list is ignored. There is always a selection: an item of the list if it has
+// any, an empty item if it has none. Listeners are called at the end of the operation that changed
+// something, and may call the list.
 //
 // Threads: one. Lifetime: the list outlives the LocalAppListModel that publishes it.
 
@@ -26,7 +26,7 @@ public:
         if (!m_items.empty()) m_selection = m_items.front();
     }
 
-    // The argument may be gone after the call: what is kept is the list's own item.
+    // The argument may be gone after the call, so keep the list's own item.
     void SetSelection(AppListItem* selection) override {
         AppListItem* const item = Find(selection);
         if (item == nullptr || item == m_selection) return;
@@ -51,7 +51,7 @@ public:
         Changed(m_selection);
     }
 
-    // The caller frees a removed item as soon as this returns, so no trace of it may stay.
+    // The caller frees a removed item as soon as this returns, so nothing may point to it.
     void RemoveItem(AppListItem* item) override {
         AppListItem* const gone = Find(item);
         if (gone == nullptr) return;
@@ -98,8 +98,8 @@ private:
         return std::find(m_items.begin(), m_items.end(), item) != m_items.end();
     }
 
-    // The object before its id: with equal ids in the list, the one that a caller is about to free
-    // must be the one that leaves.
+    // The object before its id: if two items have the same id, the one that leaves must be the one
+    // that the caller is about to free.
     AppListItem* Find(AppListItem* item) const {
         if (Holds(item)) return item;
         const std::string id = item->GetUnigueId();
@@ -109,8 +109,8 @@ private:
         return nullptr;
     }
 
-    // Puts the selection right and tells the listeners: of the items, and of the selection when it
-    // is not `selectedBefore` any more.
+    // Makes the selection valid again and tells the listeners: of the items, and of the selection
+    // if it is no longer `selectedBefore`.
     void Changed(AppListItem* selectedBefore) {
         if (!Holds(m_selection)) m_selection = m_items.empty() ? &m_nothing : m_items.front();
         const bool selectionMoved = m_selection != selectedBefore;

@@ -1,4 +1,4 @@
-// Adds an application to the list that another process publishes, selects it, and shows the list.
+// Adds an application to the list that another process publishes, selects it, and prints the list.
 
 #include <exception>
 #include <iostream>

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# demo.sh FOLDER: publishes this machine's applications with FOLDER/applistd over a private bus. A
-# person's tool, FOLDER/applistctl, shows and changes the list; then busctl, a client that knows
-# nothing of this project, drives it all by itself. Every step is checked.
+# demo.sh FOLDER: publishes this machine's applications on a private bus, with FOLDER/applistd. First
+# FOLDER/applistctl, the tool for people, shows and changes the list; then busctl does, a client that
+# knows nothing of this project. Every step is checked.
 set -euo pipefail
 export LC_ALL=C
 
@@ -33,7 +33,7 @@ bold='' normal=''
 if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then
     bold=$'\033[1m' normal=$'\033[0m'
 else
-    export NO_COLOR=1  # for applistctl, whose terminal is another one
+    export NO_COLOR=1  # applistctl has a terminal of its own, and would colour
 fi
 step() { printf '\n%s%s%s\n' "$bold" "$*" "$normal"; }
 
@@ -45,7 +45,7 @@ await_line() {
     while IFS= read -r -t 10 -u "$1" line; do
         case $line in *"$2"*) printf '%s\n' "$line" && return ;; esac
     done
-    fail "waited in vain for: $2"
+    fail "this did not appear: $2"
 }
 
 start_bus() {
@@ -67,16 +67,16 @@ start_daemon() {
     publishing=${publishing##*] }
 }
 
-# Ends the daemon, and fails unless it ends well and soon.
+# Stops the daemon, and fails unless it exits soon and with status 0.
 stop_daemon() {
     local status=0
     kill "$daemon"
-    timeout 10 tail --pid="$daemon" -f /dev/null || fail "the daemon does not end"
+    timeout 10 tail --pid="$daemon" -f /dev/null || fail "the daemon does not stop"
     wait "$daemon" || status=$?
     expect "the daemon's exit status" "$status" 0
 }
 
-# A fresh machine has few applications or none: then a few of our own stand in beside them.
+# A fresh machine has few applications or none; a few of our own are shown as well then.
 publish_applications() {
     start_daemon 1
     if [ "$(ctl list | wc -l)" -lt 3 ]; then
@@ -84,7 +84,7 @@ publish_applications() {
         mkdir -p "$scratch/data"
         ln -s "$here/applications" "$scratch/data/applications"
         export XDG_DATA_DIRS="$scratch/data:${XDG_DATA_DIRS:-/usr/local/share:/usr/share}"
-        echo "    (This machine has few applications: those of examples/applications are shown too.)"
+        echo "    (This machine has few applications, so those in examples/applications are shown too.)"
         start_daemon 2
     fi
     echo "    $publishing"
@@ -96,26 +96,26 @@ start_listener() {
         --match="type='signal',interface='$interface'" > "$scratch/signals" 2> "$scratch/listener" &
     children+=($!)
     exec 5< "$scratch/signals"
-    # Monitoring has begun when the bus shows a signal of ours to the monitor.
+    # The monitor is ready once it sees a signal of ours.
     for _ in 1 2 3 4 5 6 7 8 9 10; do
         busctl --address="$address" emit "$path" "$interface" Notification ay 1 0
         read -r -t 1 -u 5 _ && return
     done
-    fail "busctl does not monitor: $(cat "$scratch/listener")"
+    fail "busctl monitor does not work: $(cat "$scratch/listener")"
 }
 
-# ---- The person's tool --------------------------------------------------------------------------
+# ---- The tool for people -------------------------------------------------------------------------
 
 ctl() { "$bin/applistctl" --address="$address" "$@"; }
 
-# Becomes applistctl with all streams on a terminal; for a pipe or the background.
+# Replaces this process with applistctl on a terminal of its own: call it in a pipe or with &.
 on_terminal() {
     local command
     command=$(printf '%q ' "$bin/applistctl" --address="$address" "$@")
     exec script -qef -E never -c "$command" /dev/null < /dev/null
 }
 
-# Runs applistctl as a person would, and shows both the command and what appears.
+# Runs applistctl as a person would; shows the command and what appears on the terminal.
 person() {
     printf '    $ applistctl %s\n' "$*"
     on_terminal "$@" | tr -d '\r' | sed 's/^/    /'
@@ -130,7 +130,7 @@ start_watch() {
     await_watch watching
 }
 
-# Shows what applistctl watch says until it has said $1.
+# Shows what applistctl watch prints, up to the line that contains $1.
 await_watch() {
     local line
     while IFS= read -r -t 10 -u 6 line; do
@@ -142,8 +142,8 @@ await_watch() {
 
 # ---- Calls and notifications --------------------------------------------------------------------
 
-# call FUNCTION [TEXT]: one remote call; prints the reply's text. A function's number follows its
-# payload, lowest byte first.
+# call FUNCTION [TEXT]: makes one call and prints the text of the reply. The function's number comes
+# after the payload, lowest byte first.
 call() {
     local bytes
     read -ra bytes <<< "$(printf '%b' "${2:-}" | od -An -v -tu1 | tr '\n' ' ')"
@@ -158,7 +158,7 @@ show() { list | awk -F '\t' '{ printf "    %-28s %s\n", $1, $2 }'; }
 nth_id() { list | sed -n "$1p" | cut -f 2; }
 nth_item() { list | sed -n "$1p"; }
 
-# await_notification NUMBER: prints those that arrive until the wanted one has.
+# await_notification NUMBER: prints what arrives, up to the notification NUMBER.
 await_notification() {
     local line number
     while read -r -t 10 -u 5 line; do
@@ -184,25 +184,25 @@ expect() {
 
 # ---- The demonstration --------------------------------------------------------------------------
 
-step "A bus of its own, and applistd on it"
+step "applistd publishes this machine's applications on a private bus"
 start_bus
 publish_applications
 
-step "A person looks at the list, and keeps watching it"
+step "A person looks at the list, and starts to watch it"
 person list
 count=$(ctl list | wc -l)
 [ "$count" -ge 2 ] || fail "only $count applications are published"
 first=$(ctl list | head -n 1 | cut -f 2)
 start_watch
 
-step "... adds an item, and selects it"
+step "... adds an item and selects it"
 person add Radio radio
 await_watch radio
 person select radio
 await_watch radio
 expect "the selection" "$(ctl selection | cut -f 2)" radio
 
-step "... imports two, replaces one, removes what was added"
+step "... imports two, replaces one, and removes what was added"
 printf 'Maps\tmaps\nPhone\tphone\n' > apps.txt
 person import apps.txt
 await_watch phone
@@ -217,7 +217,7 @@ expect "the list's length" "$(ctl list | wc -l)" "$count"
 kill "$watch"
 start_listener
 
-step "busctl, a foreign client, lists what is published"
+step "busctl, which knows nothing of applist, lists what is published"
 show
 expect "the list's length" "$(list | wc -l)" "$count"
 
@@ -231,7 +231,7 @@ await_notification 2
 expect "the selection" "$(call 2001)" "$(nth_item 2)"
 call 2001 | awk -F '\t' '{ printf "    selected: %s\n", $1 }'
 
-step "It adds applications of its own: one, then two at once"
+step "It adds items of its own: one, then two at once"
 call 2005 'Radio\tradio\n'
 await_notification 1
 call 2004 'Maps\tmaps\nPhone\tphone\n'
@@ -251,13 +251,13 @@ await_notification 1
 expect "the list's length" "$(list | wc -l)" "$((count + 2))"
 show | tail -n 2
 
-step "It empties the list"
+step "It removes all items"
 call 2003
 await_notification 1
 expect "the list" "$(list)" ""
-echo "    nothing left"
+echo "    the list is empty"
 
-step "The daemon ends when it is asked to"
+step "The daemon stops when told to"
 stop_daemon
 
 printf '\ndemo: %d checks passed: applistctl and busctl each listed, selected, added, replaced, removed\n' \

@@ -1,4 +1,4 @@
-// Shows the list that another process publishes, and what becomes of it, until it is told to end.
+// Shows the list that another process publishes, and every change to it, until it is told to stop.
 
 #include <systemd/sd-event.h>
 
@@ -8,7 +8,7 @@
 #include "common/PrintableText.h"
 #include "partner/RemoteAppListModel.h"
 
-// Names are bytes that somebody else chose; a terminal gets the printable ones.
+// Names are bytes that somebody else chose: on a terminal, show what could harm it as \xNN.
 std::string NameOf(AppListItem* item) {
     return applist::PrintableText(item->GetVisibleName());
 }

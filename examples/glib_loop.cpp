@@ -1,5 +1,5 @@
 // Publishes a list from a program whose main loop is GLib's: one GSource drives the sd-event loop
-// that the transport lives on, and GLib sleeps for both.
+// that the transport uses, and GLib sleeps for both.
 
 #include <glib-unix.h>
 #include <glib.h>
@@ -24,8 +24,8 @@ static sd_event* EventOf(GSource* source) {
 static gboolean Prepare(GSource* source, gint* timeout) {
     *timeout = -1;  // sd-event's timers wake its descriptor
     sd_event* const event = EventOf(source);
-    // GLib skips Check when a more urgent source was ready; the loop is still armed then, and what
-    // has come meanwhile shows only after a wait.
+    // GLib skips Check when a source of higher priority was ready. The loop is then still armed,
+    // and only a wait shows what has arrived meanwhile.
     if (sd_event_get_state(event) == SD_EVENT_ARMED && sd_event_wait(event, 0) != 0) return TRUE;
     return sd_event_prepare(event) != 0;
 }

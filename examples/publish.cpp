@@ -1,4 +1,4 @@
-// Publishes three applications until it is told to end.
+// Publishes three applications until it is told to stop.
 
 #include <systemd/sd-event.h>
 

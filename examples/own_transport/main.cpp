@@ -1,5 +1,5 @@
-// Publishes a list over the transport beside it and into a log of its own. The service is compiled
-// unchanged; neither D-Bus nor anything else beyond the standard library is linked.
+// Publishes a list over the transport beside this file, with a log of its own. The service is
+// compiled unchanged; nothing is linked but the standard library.
 
 #include <cstdarg>
 #include <cstdio>
@@ -8,7 +8,7 @@
 #include "applist/LocalAppListModel.h"
 #include "common/AppListLog.h"
 
-// The log: here standard error, from info on.
+// The log: here stderr, without debug lines.
 int PlatformLogPrint(int, int priority, const char*, const char* format, ...) {
     if (priority < applist::logging::kInfo) return 0;
     va_list arguments;

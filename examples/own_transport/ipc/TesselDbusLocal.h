@@ -16,7 +16,7 @@
 
 class TesselDbusLocal {
 public:
-    // A pipe has two ends and no names.
+    // Pipes have no names, so the endpoint's is not used.
     explicit TesselDbusLocal(std::string) { s_endpoint = this; }
     virtual ~TesselDbusLocal() { s_endpoint = nullptr; }
     TesselDbusLocal(const TesselDbusLocal&) = delete;
@@ -29,8 +29,8 @@ public:
     void SendNotification(std::vector<char>& data) { Write('N', data); }
     void SendNotification(std::vector<char>& data, const std::string&) { Write('N', data); }
 
-    // The main loop: serves the partner until it closes its end. False when it sent something that
-    // is no frame.
+    // The main loop: serves the partner until it closes its end. Returns false if the partner sent
+    // something that is not a frame.
     static bool Run();
 
 private:
