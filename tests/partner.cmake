@@ -37,6 +37,7 @@ add_executable(remote_tests
     partner/QuietLog.cpp
     remote/CallQueue_test.cpp
     remote/LossWatch_test.cpp
+    remote/RemoteErrors_test.cpp
     remote/RemoteSession_test.cpp)
 target_link_libraries(remote_tests PRIVATE pair_service pair_partner pair_transport test_options
                                            GTest::gtest_main)

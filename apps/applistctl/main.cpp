@@ -67,7 +67,6 @@ std::string HintFor(const RemoteError& error, const Options& options) {
             return std::string(options.wait ? "" : ", or wait for it with --wait") +
                    ", or name its bus: --session, --system, --address, --host";
         case RemoteError::Cause::TimedOut: return " with --timeout";
-        case RemoteError::Cause::ServiceError: return "; its log may say more";
         default: return std::string();
     }
 }

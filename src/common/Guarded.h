@@ -17,9 +17,9 @@ bool Guarded(const char* doing, Work work) noexcept {
         work();
         return true;
     } catch (const std::exception& error) {
-        APPLIST_LOG(logging::kError, "Failed %s: %s", doing, error.what());
+        APPLIST_LOG(logging::kError, "Error while %s: %s", doing, error.what());
     } catch (...) {
-        APPLIST_LOG(logging::kError, "Failed %s", doing);
+        APPLIST_LOG(logging::kError, "Error while %s", doing);
     }
     return false;
 }

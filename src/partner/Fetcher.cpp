@@ -26,21 +26,22 @@ std::uint32_t SeedOf(const void* fetcher) {
     try {
         seed ^= std::random_device()();
     } catch (const std::exception& error) {
-        APPLIST_LOG(logging::kDebug, "no random number: %s", error.what());
+        APPLIST_LOG(logging::kDebug, "cannot get a random number: %s", error.what());
     }
     return static_cast<std::uint32_t>(seed ^ (seed >> 32));
 }
 
 RemoteError NotMadeOfItems() {
     return RemoteError(Cause::NotUnderstood,
-                       "Applist: the service's list is not made of items; the last good one stays. "
-                       "Check that service and partner speak the same version");
+                       "Applist: the service's reply is not a list of items, so the last good list "
+                       "stays; check that the service and the partner are of the same version");
 }
 
 RemoteError NoMemory() {
-    return RemoteError(Cause::Failed,
-                       "Applist: no memory for the service's list; the last good one stays. "
-                       "Free some");
+    return RemoteError(
+        Cause::Failed,
+        "Applist: out of memory for the service's list, so the last good list stays; "
+        "free some memory");
 }
 
 }  // namespace

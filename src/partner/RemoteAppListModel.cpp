@@ -24,7 +24,7 @@ RemoteError WhyNotRead(const RemoteError& failure, bool afterWrites) {
         case Cause::OutcomeUnknown:
             return RemoteError(Cause::NoService,
                                start + "the service went away" +
-                                   (afterWrites ? " when the writes had been carried out" : "") +
+                                   (afterWrites ? " after it had carried out the writes" : "") +
                                    "; wait until it is back, or start it");
         case Cause::TimedOut:
             if (afterWrites) return failure;
@@ -197,8 +197,9 @@ void RemoteAppListModel::ThrowFailures() {
     const RemoteError first = *std::exchange(m_writeFailure, std::nullopt);
     const std::size_t more = std::exchange(m_moreWriteFailures, 0);
     if (more == 0) throw RemoteError(first);
-    throw RemoteError(first.GetCause(), std::string(first.what()) + " (and " +
-                                            std::to_string(more) + " more writes failed)");
+    throw RemoteError(first.GetCause(),
+                      std::string(first.what()) + " (and " + std::to_string(more) +
+                          (more == 1 ? " more write" : " more writes") + " failed)");
 }
 
 // ---- Following the service ----------------------------------------------------------------------

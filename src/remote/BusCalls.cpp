@@ -117,9 +117,9 @@ int BusCalls::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*) {
     BusCalls* const calls = call->calls;
     const CallId id = call->id;
     const std::shared_ptr<void> owner = calls->m_keepAlive();
-    if (!Guarded("taking a reply", [&] { calls->Receive(*call, reply); })) {
+    if (!Guarded("receiving a reply", [&] { calls->Receive(*call, reply); })) {
         calls->Forget(id);
-        Guarded("taking a reply", [&] { calls->m_onAnswer(id, std::nullopt); });
+        Guarded("receiving a reply", [&] { calls->m_onAnswer(id, std::nullopt); });
     }
     return kReplyTaken;
 }

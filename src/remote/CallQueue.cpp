@@ -165,8 +165,8 @@ void CallQueue::SendUnanswered() {
         const int result = m_route.SendUnanswered(m_calls[m_sent]->request);
         if (result >= 0) continue;
         // Those behind it must not arrive without it.
-        APPLIST_LOG(logging::kError, "%s: %zu calls are lost: %s", m_errors.Endpoint().c_str(),
-                    m_calls.size() - m_sent, std::strerror(-result));
+        APPLIST_LOG(logging::kError, "%s: calls lost, because they could not be sent: %zu (%s)",
+                    m_errors.Endpoint().c_str(), m_calls.size() - m_sent, std::strerror(-result));
         return;
     }
 }

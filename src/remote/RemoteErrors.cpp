@@ -35,52 +35,56 @@ RemoteError RemoteErrors::NoService(const std::string& where) const {
 
 RemoteError RemoteErrors::NoAnswer() const {
     return Make(Cause::TimedOut,
-                "no answer in time; the call may still be executed. Try again, or allow more time");
+                "no answer in time, though the call may still be executed; "
+                "read the list before you try again, or allow more time");
 }
 
 RemoteError RemoteErrors::OutcomeUnknown() const {
     return Make(Cause::OutcomeUnknown,
-                "the service went away with a call under way; whether it was executed is unknown. "
-                "Read the list, then decide");
+                "the service went away during a call, which it may or may not have executed; "
+                "read the list before you try again");
 }
 
 RemoteError RemoteErrors::NotUnderstood() const {
     return Make(Cause::NotUnderstood,
-                "the reply is not understood; check that service and partner speak the same "
-                "version");
+                "the reply was not understood; check that the service and the partner are of the "
+                "same version");
 }
 
 RemoteError RemoteErrors::TooMuchWaits() const {
-    return Make(Cause::TooMuch,
-                "too many calls wait to be sent; let the loop run, or synchronize, then go on");
+    return Make(
+        Cause::TooMuch,
+        "too many calls are waiting to be sent; let the loop run, or synchronize, then go on");
 }
 
 RemoteError RemoteErrors::NoMemory() const {
-    return Make(Cause::Failed, "no memory for a call; free some, then try again");
+    return Make(Cause::Failed, "out of memory for a call; free some memory, then try again");
 }
 
 RemoteError RemoteErrors::NotSent(int error) const {
     if (error == EMSGSIZE) {
         return Make(Cause::Failed,
-                    "the call is larger than a connection without descriptors carries; send fewer "
-                    "items at once");
+                    "the call is too large for a connection that cannot pass file descriptors; "
+                    "send fewer items at once");
     }
     return Make(Cause::Failed, std::string("cannot send a call: ") + std::strerror(error) +
-                                   "; free memory or descriptors");
+                                   "; free memory or file descriptors, then try again");
 }
 
 RemoteError RemoteErrors::ReplyTooLarge() const {
     return Make(Cause::Failed,
-                "the reply is larger than a connection without descriptors carries; ask on the "
-                "machine of the service");
+                "the reply is too large for a connection that cannot pass file descriptors; "
+                "ask from the service's own machine");
 }
 
 RemoteError RemoteErrors::WaitingInsideListener() const {
-    return Make(Cause::Failed, "waiting from inside a listener; wait from the loop instead");
+    return Make(Cause::Failed,
+                "cannot wait inside a callback; return to the main loop, then try again");
 }
 
 RemoteError RemoteErrors::DestroyedWhileWaiting() const {
-    return Make(Cause::OutcomeUnknown, "destroyed while waiting for a reply; do so after the wait");
+    return Make(Cause::OutcomeUnknown,
+                "the partner was destroyed while it waited for a reply; destroy it after the wait");
 }
 
 RemoteError RemoteErrors::FromBus(const std::string& name, const std::string& text) const {
@@ -96,11 +100,11 @@ RemoteError RemoteErrors::FromBus(const std::string& name, const std::string& te
     if (name == kNoReply || name == kDisconnected) return OutcomeUnknown();
     if (name == kLimitsExceeded) {
         return Make(Cause::NotExecuted,
-                    "the service or its bus has no room for more calls, and did not execute this "
-                    "one (" +
+                    "the service or its bus had no room for another call and did not execute it (" +
                         said + "); try again later");
     }
-    return Make(Cause::ServiceError, "the service answered with an error: " + said);
+    return Make(Cause::ServiceError,
+                "the service answered with an error: " + said + "; its log may say more");
 }
 
 RemoteError RemoteErrors::Make(Cause cause, const std::string& text) const {

@@ -216,7 +216,7 @@ void RemoteLink::OnConnected(sd_bus_message* answer) {
     m_connectAnswer.reset();
     const sd_bus_error* const refusal = sd_bus_message_get_error(answer);
     if (refusal != nullptr) {
-        APPLIST_LOG(kError, "%s: the service does not connect: %s",
+        APPLIST_LOG(kError, "%s: cannot connect to the service: %s",
                     m_session.Errors().Endpoint().c_str(), TextOf(*refusal).c_str());
     }
     if (refusal == nullptr || IsFromService(*refusal)) m_session.Joined();
@@ -295,7 +295,8 @@ void RemoteLink::MakeTimer() {
     m_timer.reset(source);
     if (result >= 0) result = sd_event_source_set_enabled(source, SD_EVENT_ON);
     if (result >= 0) result = sd_event_source_set_prepare(source, OnPrepare);
-    if (result < 0) throw TransportError(std::string("no timer: ") + std::strerror(-result));
+    if (result < 0)
+        throw TransportError(std::string("cannot make a timer: ") + std::strerror(-result));
 }
 
 int RemoteLink::OnPrepare(sd_event_source* source, void* userdata) {
@@ -305,7 +306,7 @@ int RemoteLink::OnPrepare(sd_event_source* source, void* userdata) {
 
 int RemoteLink::OnTime(sd_event_source*, std::uint64_t, void* userdata) {
     const auto self = static_cast<RemoteLink*>(userdata)->shared_from_this();
-    Guarded("looking at the time", [&] { self->m_session.TimePassed(); });
+    Guarded("handling the timer", [&] { self->m_session.TimePassed(); });
     return 0;
 }
 

@@ -68,14 +68,15 @@ void RemoteSession::Notify(const std::vector<char>& body) {
     const char* const endpoint = m_errors.Endpoint().c_str();
     if (m_service.empty() || !m_route.IsOpen()) return;
     if (body.size() > remote_limits::kMaxInlineBytes) {
-        APPLIST_LOG(kError, "%s: a notification of %zu bytes is more than a bus carries: dropped",
+        APPLIST_LOG(kError,
+                    "%s: dropped a notification of %zu bytes, which is more than a bus carries",
                     endpoint, body.size());
         return;
     }
     const int result = m_route.SendNotification(body);
     m_hasNotified = true;
     if (result == -ENOBUFS) {
-        APPLIST_LOG(kDebug, "%s: the bus takes nothing; a notification is dropped", endpoint);
+        APPLIST_LOG(kDebug, "%s: dropped a notification, because the bus reads nothing", endpoint);
     } else if (result < 0) {
         APPLIST_LOG(kError, "%s: cannot notify the service: %s", endpoint, std::strerror(-result));
     }
@@ -95,7 +96,7 @@ bool RemoteSession::Close(Time deadline) {
     // Inside a callback of the route nothing is dispatched: then the service is known, or there is
     // nobody to send to.
     DispatchUntil([this] { return !m_calls.HasWaiting() || m_calls.IsOpen(); }, deadline);
-    Guarded("sending what waits", [this] { m_calls.SendUnanswered(); });
+    Guarded("sending the last calls", [this] { m_calls.SendUnanswered(); });
     return hasSent;
 }
 
@@ -132,8 +133,8 @@ void RemoteSession::Counted(std::optional<std::uint64_t> count, const std::strin
     if (!m_watch.Counted(count, m_route.Now())) return;
     if (!count && isNews) {
         APPLIST_LOG(kError,
-                    "%s: the service's count of notifications cannot be read, so that a lost one "
-                    "goes unnoticed: %s",
+                    "%s: cannot read the service's count of notifications, so a lost one goes "
+                    "unnoticed: %s",
                     m_errors.Endpoint().c_str(), why.c_str());
     }
     if (!IsClosed()) m_owner->HandleConnectionReady(true, m_service);
@@ -154,7 +155,7 @@ void RemoteSession::TimePassed() {
     if (m_route.Now() < m_laterAt) return;
     m_laterAt = Time::max();
     const std::function<void()> later = std::exchange(m_later, nullptr);
-    if (later) Guarded("calling later", later);
+    if (later) Guarded("running a delayed call", later);
 }
 
 RemoteSession::Time RemoteSession::Due() const {

@@ -60,7 +60,7 @@ void ServiceOwner::StopFollowing() {
 void ServiceOwner::OnFollowed(sd_bus_message* answer) {
     const sd_bus_error* refusal = sd_bus_message_get_error(answer);
     if (refusal == nullptr || sd_bus_is_open(m_link.Bus()) <= 0) return;
-    APPLIST_LOG(kError, "the bus does not say when %s comes: %s", m_name.c_str(), refusal->message);
+    APPLIST_LOG(kError, "cannot hear when %s appears: %s", m_name.c_str(), refusal->message);
 }
 
 // Anybody can send a signal to us alone, past the match; only the bus's own word counts.
@@ -79,7 +79,7 @@ void ServiceOwner::Ask() {
     const int result =
         CallDriver(m_answer, "GetNameOwner", kOnReply<ServiceOwner, &ServiceOwner::OnOwner>);
     if (result >= 0) return;
-    throw TransportError("cannot ask for " + m_name + " on " + m_link.Location().description +
+    throw TransportError("cannot ask who owns " + m_name + " on " + m_link.Location().description +
                          ": " + std::strerror(-result));
 }
 

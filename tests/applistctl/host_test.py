@@ -83,7 +83,7 @@ class AnotherMachine(HostTest):
         self.serve("".join("x" * 2**20 + f"\tid{n}\n" for n in range(17)))
         complaint = self.complaint_of(1, "--host=me@device", "--timeout=30", "list",
                                       **self.variables)
-        self.assertTrue(complaint.endswith("ask on the machine of the service"), complaint)
+        self.assertTrue(complaint.endswith("ask from the service's own machine"), complaint)
 
     def test_says_so_when_a_batch_is_too_large_for_a_connection_without_descriptors(self):
         lines = "".join("x" * 2**20 + f"\tid{n}\n" for n in range(17))

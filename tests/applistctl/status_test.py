@@ -292,7 +292,7 @@ class AServiceThatLeavesDuringACall(ToolTest):
 
     def test_is_status_3_and_may_have_done_it(self):
         self.script("2005=leave")
-        self.assertIn("whether it was executed is unknown",
+        self.assertIn("may or may not have executed; read the list",
                       self.complaint_of(3, "add", "Mail", "mail"))
 
 

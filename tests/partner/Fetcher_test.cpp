@@ -260,7 +260,7 @@ TEST_F(AFetcher, RefusesASelectionThatIsNone) {
         EXPECT_EQ(RemoteError::Cause::NotUnderstood, m_fetcher.Failure()->GetCause());
         EXPECT_EQ("A B (A)", Shown());
     }
-    EXPECT_EQ(1u, ErrorsLogged("not made of items")) << WholeLog();
+    EXPECT_EQ(1u, ErrorsLogged("not a list of items")) << WholeLog();
     EXPECT_EQ("", m_port.TakeTold());
 }
 

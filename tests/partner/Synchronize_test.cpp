@@ -242,8 +242,9 @@ TEST_F(Synchronizing, SaysThatTheWritesWereCarriedOutWhenOnlyTheReadingAfterThem
     KillServiceAtTheNextFetch();
 
     EXPECT_EQ(
-        "Applist: the service went away when the writes had been carried out; wait until it is "
-        "back, or start it",
+        "Applist: the service went away after it had carried out the writes; wait until it is "
+        "back, "
+        "or start it",
         TextOfSynchronize());
 }
 
@@ -289,6 +290,16 @@ TEST_F(Synchronizing, TellsHowManyMoreWritesFailed) {
         EXPECT_NE(std::string::npos, std::string(error.what()).find("2 more writes"))
             << error.what();
     }
+}
+
+TEST_F(Synchronizing, TellsOfOneMoreWriteInTheSingular) {
+    StartPartner();
+    m_bus.Run();
+
+    for (int count = 0; count < 2; ++count) Write();
+
+    const std::string text = TextOfSynchronize();
+    EXPECT_NE(std::string::npos, text.find("(and 1 more write failed)")) << text;
 }
 
 TEST_F(Synchronizing, NamesTheEndpointInEveryError) {
@@ -347,7 +358,7 @@ protected:
 TEST_F(AServiceThatMisbehaves, LeavesTheReplicaAloneWithTextThatIsNoItem) {
     m_scripted.m_list = "nonsense\n";
     ExpectTheLastGoodReplica();
-    EXPECT_EQ(1u, ErrorsLogged("not made of items")) << WholeLog();
+    EXPECT_EQ(1u, ErrorsLogged("not a list of items")) << WholeLog();
     EXPECT_EQ("NotUnderstood", CauseOfSynchronize());
 }
 
@@ -386,7 +397,7 @@ TEST_F(AServiceThatMisbehaves, IsReportedOnceNotWithEveryAttempt) {
     m_scripted.TellOfChange();
     m_bus.RunFor(Milliseconds(60000));
 
-    EXPECT_EQ(1u, ErrorsLogged("not made of items")) << WholeLog();
+    EXPECT_EQ(1u, ErrorsLogged("not a list of items")) << WholeLog();
 }
 
 TEST_F(AServiceThatMisbehaves, IsShownAgainSoonAfterItCameToItsSenses) {
@@ -451,7 +462,7 @@ TEST_F(AServiceThatMisbehaves, LeavesTheReplicaAloneWithASelectionAloneThatIsNoI
     m_bus.RunFor(Milliseconds(1000));
 
     EXPECT_EQ("Maps/maps (maps)", Replica());
-    EXPECT_EQ(1u, ErrorsLogged("not made of items")) << WholeLog();
+    EXPECT_EQ(1u, ErrorsLogged("not a list of items")) << WholeLog();
 }
 
 TEST_F(AServiceThatMisbehaves, MakesAFailingWriteKnown) {

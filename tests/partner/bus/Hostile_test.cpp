@@ -234,7 +234,7 @@ TEST_P(AHostileService, LeavesTheLastGoodReplicaWithHalfAnItem) {
     });
 
     ExpectTheLastGoodReplica();
-    EXPECT_EQ(1u, ErrorsLogged("not made of items")) << WholeLog();
+    EXPECT_EQ(1u, ErrorsLogged("not a list of items")) << WholeLog();
 }
 
 TEST_P(AHostileService, LeavesTheLastGoodReplicaWithTheWrongType) {
