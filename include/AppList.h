@@ -2,18 +2,18 @@
 // changes that list: three listeners, the item and the model.
 //
 // Threads: none of these interfaces takes a lock. A model, its items and its listeners live on one
-// thread, the one that runs the application's main loop. A call from another one is undefined.
+// thread, the one that runs the application's main loop. Calling them from another is undefined.
 //
-// Null: no argument may be null. Nothing here looks; neither does the service that publishes a
-// model, nor the partner's model. What a published model returns is not looked at either.
+// Null: no argument may be null, and nothing that a published model returns may be null either.
+// Nobody checks: not the service that publishes a model, and not the partner's model.
 //
-// Exceptions: what a listener throws is the business of the model that calls it; the partner's
-// model (partner/RemoteAppListModel.h) logs it and tells the next one. What a published model or
-// one of its items throws while it is called for a partner goes through to the transport; ours
-// answers that call with an error.
+// Exceptions: what becomes of an exception that a listener throws is up to the model that called
+// it; the partner's model (partner/RemoteAppListModel.h) logs it and tells the next listener. What
+// a published model or one of its items throws while it is called for a partner reaches the
+// transport; ours answers that call with an error.
 //
-// Equal ids: they make two items the same one. A list that holds both nevertheless is published as
-// it is; whoever looks for an id takes the first that has it.
+// Equal ids: two items with equal ids are the same item. A list that holds both all the same is
+// published as it is, and a search for their id finds the first.
 //
 // Ownership: every pointer that crosses these interfaces is a raw pointer, and no operation passes
 // ownership in either direction.
@@ -21,7 +21,7 @@
 //  - The caller owns the items that it passes in, and keeps them alive while they are in the model.
 //  - As soon as RemoveItem, ModifyItem or RemoveAllItems returns, the caller may delete what it had
 //    added; the model then holds no pointer to it.
-//  - Listeners are not owned. A listener is removed before it is destroyed.
+//  - Listeners are not owned. Remove a listener before you destroy it.
 
 #pragma once
 
@@ -61,7 +61,7 @@ public:
     virtual std::string GetVisibleName() = 0;
 
     // What tells the item apart from every other item: items with equal ids are the same item.
-    // The name is spelled with a g, and stays so: whoever implements or calls it spells it alike.
+    // "Unigue" is misspelled for good: implement it and call it exactly as it is spelled here.
     virtual std::string GetUnigueId() = 0;
 
     virtual ~AppListItem() {}
@@ -104,8 +104,8 @@ public:
     // Returns the number of items in the list.
     virtual int GetItemsCount() = 0;
 
-    // From now on (no longer) tell `listener` of each event of its kind, with this model as the
-    // argument, after the event has taken place. A listener may be called from inside any
+    // Start, or stop, telling `listener` of each event of its kind, after the event has taken
+    // place and with this model as the argument. A listener may be called from inside any
     // operation of the model.
     virtual void AddItemSelectionListener(ItemSelectionListener* listener) = 0;
     virtual void RemoveItemSelectionListener(ItemSelectionListener* listener) = 0;

@@ -18,7 +18,7 @@ public:
     // Both ids are fetched anew each time, the reference item's first: an item may change its id
     // between two searches.
     bool operator()(AppListItem* item) const {
-        // As operands of == the two calls would come in whichever order the compiler likes.
+        // As the operands of == the two calls could be made in either order.
         const std::string wanted = m_item->GetUnigueId();
         return wanted == item->GetUnigueId();
     }

@@ -19,7 +19,7 @@ using std::vector;
 
 namespace {
 
-// What is put aside for each item of a reply: a desktop's applications take about 50 bytes.
+// Room to reserve for each item of a reply: an application on a desktop takes about 50 bytes.
 constexpr std::size_t kUsualTextSize = 64;
 
 class DeleteAppListItem {
@@ -27,13 +27,13 @@ public:
     void operator()(RemoteAppListItem* item) const { delete item; }
 };
 
-// The items of a request, read where they lie, as the extraction operator reads them from a stream:
-// after a line that is no item, or at the end of the data, nothing more is read.
+// The items of a request, read in place, just as the extraction operator reads them from a stream:
+// after a line that is not an item, or at the end of the data, there are no more.
 class Request {
 public:
     explicit Request(const vector<char>& data) : m_left(data.data(), data.size()) {}
 
-    // Leaves `item` as it is, and returns false, when there is none to read.
+    // Returns false, and leaves `item` as it was, when there is no item to read.
     bool Read(RemoteAppListItem& item) {
         const std::optional<ItemText> text = ItemText::Take(m_left);
         if (!text) m_left = std::string_view();
@@ -45,7 +45,7 @@ private:
     std::string_view m_left;
 };
 
-// The items' getters are called once each, the name's first.
+// Calls each of the item's getters once, the name's first.
 void Append(AppListItem& item, ItemTextWriter& reply) {
     const string visibleName = item.GetVisibleName();
     const string uniqueId = item.GetUnigueId();
@@ -62,8 +62,8 @@ LocalAppListModel::LocalAppListModel(AppListModel* appList) : m_appList(appList)
     m_IPC.RegisterOnConnectionReady(this, &LocalAppListModel::OnConnectionReady);
 }
 
-// The wrapped model is told nothing of the items that go: its list is its owner's, and emptying one
-// that is about to be published anew would flash an empty screen.
+// The wrapped model is not told that the items go: its list belongs to its owner, and emptying one
+// that is about to be published again would flash an empty screen.
 LocalAppListModel::~LocalAppListModel() {
     m_IPC.UnregisterOnMessage(this);
     m_IPC.UnregisterOnConnectionReady(this);
@@ -110,7 +110,7 @@ void LocalAppListModel::ModifyItem(AppListItem*, AppListItem*) {
     APPLIST_LOG(kDebug, "ModifyItem method is not implemented");
 }
 
-// Not forwarded although its neighbours are, and kept so: existing callers expect the 0.
+// Not forwarded although its neighbours are: existing callers expect 0.
 int LocalAppListModel::GetItemsCount() {
     APPLIST_LOG(kDebug, "GetItemsCount method is not implemented");
     return 0;
@@ -161,11 +161,11 @@ void LocalAppListModel::OnConnectionReady(const string& partner) {
     m_IPC.SendNotification(APPLIST_LOCAL_CREATED_EVENT, partner);
 }
 
-// A payload that is short or malformed is executed with what its reading left, for a fresh item two
-// empty strings: whether there was an item is asked for the batch alone, where it ends the loop.
+// A short or malformed payload is executed all the same, with whatever reading it left behind: two
+// empty strings for a fresh item. Only the batch asks whether an item was read, to end its loop.
 //
-// Items are read and written in place, without a stream: it would keep to itself that memory ran
-// out, and half a list would look like a whole one.
+// Items are read and written in place, without a stream: a stream swallows std::bad_alloc, and half
+// a list would then look like a whole one.
 vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<char>& messageData) {
     Request request(messageData);
     vector<char> result;
@@ -205,7 +205,7 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
 
         case APPLIST_REMOVE_ALL_ITEMS_FNC: {
             APPLIST_LOG(kDebug, "Remote call: RemoveAllItems");
-            // First the model, then the items: it must never hold a freed one.
+            // The model first, then the items: it must never hold one that was freed.
             m_appList->RemoveAllItems();
             APPLIST_LOG(kDebug, "Removing items");
             std::for_each(m_items.begin(), m_items.end(), DeleteAppListItem());
@@ -217,8 +217,9 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
             APPLIST_LOG(kDebug, "Remote call: AddItems");
             vector<AppListItem*> items;
             RemoteAppListItem remoteItem;
-            // A last item without its terminator is half an item: it is dropped.
+            // A last item without its terminator is only half an item, and is dropped.
             while (request.Read(remoteItem)) {
+                // Released only when the registry holds it: a push_back that throws frees it.
                 auto owned = std::make_unique<RemoteAppListItem>(remoteItem);
                 items.push_back(owned.get());
                 m_items.push_back(owned.get());
@@ -237,7 +238,7 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
             auto owned = std::make_unique<RemoteAppListItem>();
             request.Read(*owned);
             RemoteAppListItem* const item = owned.release();
-            // Should the model throw, the item is lost, not freed: the model may have kept it.
+            // If the model throws, the item is leaked, not freed: the model may have kept it.
             m_appList->AddItemAtEnd(item);
             m_items.push_back(item);
             break;
@@ -280,8 +281,9 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
     return result;
 }
 
-// Here and below, in this order: log while both strings can be read, tell the model while the item
-// is alive, delete, and only then touch the registry. A model that throws finds both untouched.
+// Here and below the order matters: log while both strings can be read, tell the model while the
+// item is alive, delete it, and only then touch the registry. If the model throws, the item and
+// the registry are as they were.
 void LocalAppListModel::PrivateRemoveItem(RemoteAppListItem item) {
     const auto itr = std::find_if(m_items.begin(), m_items.end(), ApplistItemComparator(&item));
     if (itr == m_items.end()) return;
@@ -295,6 +297,7 @@ void LocalAppListModel::PrivateRemoveItem(RemoteAppListItem item) {
 void LocalAppListModel::PrivateModifyItem(RemoteAppListItem oldItem, RemoteAppListItem newItem) {
     const auto itr = std::find_if(m_items.begin(), m_items.end(), ApplistItemComparator(&oldItem));
     if (itr == m_items.end()) return;
+    // Leaked, not freed, if the model throws: the model may have kept it.
     RemoteAppListItem* item = new RemoteAppListItem(newItem);
     APPLIST_LOG(kDebug, "Replacing item name: %s, uniqueId: %s with name: %s, uniqueId: %s",
                 (*itr)->GetVisibleName().c_str(), (*itr)->GetUnigueId().c_str(),

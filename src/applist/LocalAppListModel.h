@@ -34,14 +34,14 @@ public:
     LocalAppListModel(const LocalAppListModel&) = delete;
     LocalAppListModel& operator=(const LocalAppListModel&) = delete;
 
-    // Passed on to the wrapped model unchanged, here and below where nothing else is said.
+    // Passed on to the wrapped model unchanged, as are all calls below that say nothing else.
     void SetSelection(AppListItem* selection) override;
     AppListItem* GetSelection() override;
     std::vector<AppListItem*> GetAllItems() override;
     void SetClicked(AppListItem* clicked) override;
 
-    // Not implemented: each logs so and does nothing. GetItemsCount answers 0 whatever the wrapped
-    // model holds.
+    // Not implemented: each logs that and does nothing. GetItemsCount returns 0 whatever the
+    // wrapped model holds.
     void RemoveAllItems() override;
     void AddItems(const std::vector<AppListItem*>& items) override;
     void AddItemAtEnd(AppListItem* item) override;
@@ -49,7 +49,7 @@ public:
     void ModifyItem(AppListItem* oldItem, AppListItem* newItem) override;
     int GetItemsCount() override;
 
-    // A listener added here is the wrapped model's: that model is the argument of its events.
+    // A listener added here is added to the wrapped model, and gets that model as its argument.
     void AddItemSelectionListener(ItemSelectionListener* listener) override;
     void RemoveItemSelectionListener(ItemSelectionListener* listener) override;
     void AddItemChangeListener(ItemChangeListener* listener) override;
@@ -58,7 +58,7 @@ public:
     void RemoveItemClickedListener(ItemClickListener* listener) override;
 
 private:
-    // Events of the wrapped model, sent to the partner. The argument is not looked at.
+    // Events of the wrapped model, passed on to the partner. The argument is ignored.
     void ItemSelected(AppListModel* applist) override;
     void ItemChanged(AppListModel* applist) override;
     void ItemClicked(AppListModel* applist) override;
@@ -74,7 +74,7 @@ private:
     void PrivateRemoveItem(RemoteAppListItem item);
     void PrivateModifyItem(RemoteAppListItem oldItem, RemoteAppListItem newItem);
 
-    // First, so that it exists before any event and goes last.
+    // First, so that it exists before any event can come and is destroyed last.
     IPCApplist<TesselDbusLocal, LocalAppListModel> m_IPC;
     AppListModel* m_appList;
     // The items received from the partner, owned, in order of arrival. Ids may repeat.

@@ -15,7 +15,7 @@ void SetBadbitQuietly(std::ostream& out) {
     try {
         out.setstate(std::ios_base::badbit);
     } catch (const std::ios_base::failure&) {
-        // The bit is set all the same, and the caller has a better exception to let through.
+        // The bit is set all the same, and the caller has a better exception to rethrow.
     }
 }
 
@@ -35,9 +35,9 @@ std::string RemoteAppListItem::GetUnigueId() {
     return m_uniqueId;
 }
 
-// Straight to the buffer: one sentry for the item instead of one for each piece. The price is that
-// what a buffer throws must be dealt with here, the way the library's own inserters do: it sets
-// badbit, and gets through only to those who asked the stream for exceptions.
+// Writes straight to the buffer: one sentry for the item instead of one for each piece. The price
+// is that an exception from the buffer must be handled here, as the standard inserters do: it sets
+// badbit, and reaches only those who asked the stream for exceptions.
 std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item) {
     const std::ostream::sentry sentry(out);
     if (!sentry) return out;
@@ -53,11 +53,11 @@ std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item) {
     return out;
 }
 
-// The line becomes the unique id, so that only the name needs memory of its own.
+// The line's own memory becomes the unique id's, so that only the name is copied.
 std::istream& operator>>(std::istream& in, RemoteAppListItem& item) {
     std::string line;
     if (!std::getline(in, line, ItemText::kTerminator)) return in;
-    // getline also stops where the data ends, and a line without its terminator is half an item.
+    // getline also stops at the end of the data, but a line without its terminator is half an item.
     const std::optional<ItemText> text = in.eof() ? std::nullopt : ItemText::Of(line);
     if (!text) {
         in.setstate(std::ios_base::failbit);

@@ -13,9 +13,11 @@ public:
     // An empty item: both strings are empty.
     RemoteAppListItem() = default;
 
+    // Takes both strings as they are: escapes exist only in the item's text.
     RemoteAppListItem(std::string visibleName, std::string uniqueId);
 
-    // A snapshot of `item`, whose getters are called once each. Later changes do not reach it.
+    // A snapshot of `item`, whose getters are called once each. Later changes of `item` do not
+    // show in it.
     RemoteAppListItem(AppListItem& item);
 
     std::string GetVisibleName() override;
@@ -27,13 +29,14 @@ public:
         return left.m_uniqueId == right.m_uniqueId && left.m_visibleName == right.m_visibleName;
     }
 
-    // Writes the item's text. A buffer that takes no more, or throws, sets badbit.
+    // Writes the item's text. Sets badbit when the buffer takes no more or throws.
     friend std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item);
 
-    // Reads exactly one line and overwrites both strings. Never throws by itself. Sets failbit and
-    // leaves `item` as it was when there is no line, or when the line does not end with LF (then
-    // eofbit too), has no TAB, a second raw TAB or an unknown escape; a bad line that ends with LF
-    // is consumed. Memory grows only with bytes really read.
+    // Reads exactly one line and overwrites both strings. Sets failbit and leaves `item` as it was
+    // when there is no line, or when the line does not end with LF (then eofbit too), has no TAB, a
+    // second raw TAB or an unknown escape; a bad line that ends with LF is consumed. No input makes
+    // it throw, unless the stream was asked to; std::bad_alloc may come through. Memory grows only
+    // with the bytes that are really there.
     friend std::istream& operator>>(std::istream& in, RemoteAppListItem& item);
 
 private:

@@ -1,5 +1,7 @@
 // The one way in which this project writes a log line: main buffer, tag "applist", and a prefix
-// with file, function and line in front of the message. Any thread rule is the log's own.
+// with file, function and line in front of the message.
+//
+// Threads: whichever the log itself allows.
 
 #pragma once
 
@@ -11,13 +13,14 @@
 
 namespace applist::logging {
 
+// The only one of the log's buffers that this project writes to.
 constexpr int kMainBuffer = 0;
 
 constexpr int kDebug = 3;  // ordinary progress, traces of remote calls and events
 constexpr int kInfo = 4;   // things that an operator may want to see
 constexpr int kError = 6;  // something was lost or refused
 
-// Returns the part of `path` after its last slash. A constant when `path` is one.
+// Returns the part of `path` after its last slash; a compile-time constant when `path` is one.
 constexpr const char* BaseName(const char* path) {
     const char* base = path;
     for (const char* at = path; *at != '\0'; ++at) {
@@ -35,8 +38,9 @@ constexpr const char* BaseName(const char* path) {
                      APPLIST_LOG_ALONE, )                                                    \
     (priority, __VA_ARGS__)
 
-// Standard C++ before C++20 cannot drop the comma in front of arguments that are not there: a line
-// without any has a macro of its own, picked by counting.
+// Before C++20 a macro cannot drop the comma in front of arguments that are not there, except by an
+// extension that -Wpedantic rejects. So a line without arguments has a macro of its own, which
+// counting the arguments picks.
 #define APPLIST_LOG_PICK(_1, _2, _3, _4, _5, _6, _7, _8, macro, ...) macro
 #define APPLIST_LOG_ALONE(priority, message)                               \
     PlatformLogPrint(::applist::logging::kMainBuffer, priority, "applist", \

@@ -1,5 +1,5 @@
-// The numbers that service and partner call each other by. They travel on the wire as signed
-// 32-bit integers in the host's byte order and never change. Any thread, nothing to own.
+// The numbers of the messages between service and partner. They travel as signed 32-bit integers in
+// the host's byte order, and never change.
 
 #pragma once
 

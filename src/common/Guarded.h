@@ -1,5 +1,4 @@
-// The fence around every callback that C code calls: no exception passes through a C frame.
-// Any thread: the work's own.
+// The fence around every callback that C code calls: no exception may pass through a C frame.
 
 #pragma once
 
@@ -9,8 +8,8 @@
 
 namespace applist {
 
-// Runs `work` and returns whether it came to its end. What it throws is logged as having happened
-// while `doing`.
+// Runs `work` and returns whether it finished. What it throws goes no further than the log, as an
+// error while `doing`, which is a phrase such as "receiving a reply".
 template <class Work>
 bool Guarded(const char* doing, Work work) noexcept {
     try {

@@ -15,8 +15,9 @@ bool IsSpecial(char c) {
     return c == kEscape || c == ItemText::kSeparator || c == ItemText::kTerminator;
 }
 
-// Looks at many bytes at once: without a branch in the inner loop, which compilers turn into a few
-// instructions.
+// Looks at a block of bytes at a time: a compiler turns an inner loop without a branch into a few
+// vector instructions. That is why hits are collected and not returned at once, and why the last
+// block overlaps the one before it instead of leaving a rest.
 bool HasSpecial(std::string_view text) {
     constexpr std::size_t kBlock = 16;
     unsigned char found[kBlock] = {};
@@ -49,14 +50,16 @@ char SpecialFor(char letter) {
     }
 }
 
+// The usual case first: most strings have nothing to escape.
 std::size_t EscapedSize(std::string_view text) {
     if (!HasSpecial(text)) return text.size();
     const auto specials = std::count_if(text.begin(), text.end(), IsSpecial);
     return text.size() + static_cast<std::size_t>(specials);
 }
 
-// Copies `size` bytes and looks at them; true when none needs an escape. In blocks of which the
-// last two overlap, without a branch inside, a compiler makes a few instructions of each.
+// Copies `size` bytes, at least one block, and returns whether none of them needs an escape. Works
+// in blocks for the same reason as HasSpecial; two separate passes over the bytes would take
+// longer.
 template <std::size_t kBlock>
 bool CopyBlocks(const char* from, std::size_t size, char* to) {
     unsigned char found[kBlock] = {};
@@ -70,6 +73,7 @@ bool CopyBlocks(const char* from, std::size_t size, char* to) {
     return std::memcmp(found, kNothing, kBlock) == 0;
 }
 
+// Shorter strings get smaller blocks, since CopyBlocks needs a whole one.
 bool CopyPlain(std::string_view text, char* to) {
     if (text.size() >= 16) return CopyBlocks<16>(text.data(), text.size(), to);
     if (text.size() >= 8) return CopyBlocks<8>(text.data(), text.size(), to);
@@ -84,7 +88,7 @@ char* Escape(std::string_view text, char* to) {
     return to;
 }
 
-// Puts a text without escapes; false when it needs some.
+// Puts a text without escapes. Returns false, with anything at `to`, when it needs some.
 bool PutPlain(std::string_view visibleName, std::string_view uniqueId, char* to) {
     char* const separator = to + visibleName.size();
     char* const terminator = separator + 1 + uniqueId.size();
@@ -111,6 +115,7 @@ bool WriteByte(char c, std::streambuf& to) {
     return !Traits::eq_int_type(to.sputc(c), Traits::eof());
 }
 
+// Never makes an escaped copy: a write must not need memory in proportion to the item.
 bool WriteEscaped(std::string_view text, std::streambuf& to) {
     if (!HasSpecial(text)) return WriteBytes(text, to);
     for (;;) {
@@ -156,7 +161,8 @@ ItemText::Fault ItemText::FindFault() const {
     return Fault::kNone;
 }
 
-// The separator means nothing after a backslash, so an escape cannot reach over it.
+// No escape contains a raw separator, so none can reach from the name into the id: it is enough to
+// look at the line as a whole.
 std::size_t ItemText::FindUnknownEscape(std::string_view line) {
     std::size_t at = line.find(kEscape);
     while (at != std::string_view::npos) {
@@ -180,6 +186,8 @@ std::string ItemText::StringOf(std::string_view text) const {
     return result;
 }
 
+// Every escape shrinks to one byte, so writing never overtakes reading. The byte after a backslash
+// is always there: a line with an unknown escape is not an item.
 void ItemText::Unescape(std::string& text) {
     std::size_t to = 0;
     for (std::size_t from = 0; from < text.size(); ++from) {
@@ -197,6 +205,8 @@ bool ItemText::Write(std::string_view visibleName, std::string_view uniqueId, st
            WriteEscaped(uniqueId, to) && WriteByte(kTerminator, to);
 }
 
+// First as if nothing needed an escape, which is true of most items. When that turns out wrong, the
+// bytes put so far are simply overwritten: m_used has not moved.
 void ItemTextWriter::Append(std::string_view visibleName, std::string_view uniqueId) {
     std::size_t size = visibleName.size() + uniqueId.size() + 2;
     if (!PutPlain(visibleName, uniqueId, MakeRoom(size))) {
@@ -211,7 +221,7 @@ std::vector<char> ItemTextWriter::Take() && {
     return std::move(m_buffer);
 }
 
-// Returns where the next `size` bytes go.
+// Returns where the next `size` bytes go. Doubling keeps the copies of a growing text linear.
 char* ItemTextWriter::MakeRoom(std::size_t size) {
     if (m_buffer.size() - m_used < size) {
         m_buffer.resize(std::max(m_used + size, 2 * m_buffer.size()));

@@ -1,11 +1,11 @@
 // The text in which an item crosses the channel: one line of visible name, TAB, unique id and LF.
-// Inside the two strings a backslash is written \\, TAB \t and LF \n; every other byte stands as it
-// is, NUL and bytes above 0x7F included. Items follow each other with nothing in between. An item
-// has exactly one text, so texts are equal exactly when their items are.
+// Inside the two strings a backslash is written \\, TAB \t and LF \n; every other byte stands for
+// itself, NUL and bytes above 0x7F included. Items follow each other with nothing in between. An
+// item has exactly one text, so two texts are equal exactly when their items are.
 //
-// Everything here takes time linear in the text.
+// Everything here takes time linear in the length of the text.
 //
-// Lifetime: an ItemText looks at bytes that it does not own, and that outlive it.
+// Lifetime: an ItemText is a view of bytes that somebody else owns and that must outlive it.
 
 #pragma once
 
@@ -18,47 +18,53 @@
 
 namespace applist {
 
+// One item's text that has been found valid.
 class ItemText {
 public:
     static constexpr char kSeparator = '\t';
     static constexpr char kTerminator = '\n';
 
-    // Takes `line`, without its terminator, for an item; nothing when it is none.
+    // Returns the item in `line`, which comes without its terminator; nothing when it is not one.
     static std::optional<ItemText> Of(std::string_view line);
 
-    // Takes the first line, its terminator included, off `text`, which holds items one after
-    // another. Nothing when that is no item; without a terminator it stays.
+    // Removes the first line and its terminator from `text`, which holds items one after another,
+    // and returns the item in it; nothing when it is not one. Without any terminator in `text`
+    // nothing is removed, and nothing is returned.
     static std::optional<ItemText> Take(std::string_view& text);
 
-    // Why a line is no item: the first of these that holds.
+    // Why a line is not an item: the first of these that applies.
     enum class Fault { kNone, kNoSeparator, kSecondSeparator, kUnknownEscape };
     static Fault FaultOf(std::string_view line);
 
-    // Returns where in `line` a backslash stands that begins no escape; npos when none does.
+    // Returns the position of the first backslash in `line` that does not begin an escape; npos
+    // when there is none.
     static std::size_t FindUnknownEscape(std::string_view line);
 
+    // The item's two strings, without escapes.
     std::string VisibleName() const;
     std::string UniqueId() const;
 
-    // The line, and its two strings with their escapes.
+    // The line, without its terminator, and its two halves as they were written.
     std::string_view Line() const { return m_line; }
     std::string_view NameText() const { return m_line.substr(0, m_separator); }
     std::string_view IdText() const { return m_line.substr(m_separator + 1); }
 
+    // True exactly when the items are equal, since each has only one text.
     friend bool operator==(const ItemText& left, const ItemText& right) {
         return left.m_line == right.m_line;
     }
 
-    // Few items have one.
+    // False for most items: their halves are their strings.
     bool HasEscape() const { return m_hasEscape; }
 
-    // Undoes the escapes of a NameText or an IdText in place.
+    // Replaces the escapes in `text` by what they stand for, in place.
+    // REQUIRES: it is a copy of a NameText or an IdText.
     static void Unescape(std::string& text);
 
-    // How many bytes the text of an item has, its terminator included.
+    // Returns the length in bytes of an item's text, its terminator included.
     static std::size_t SizeOf(std::string_view visibleName, std::string_view uniqueId);
 
-    // Writes the text of an item without memory of its own; false as soon as `to` takes no more.
+    // Writes an item's text without allocating memory. Returns false as soon as `to` takes no more.
     static bool Write(std::string_view visibleName, std::string_view uniqueId, std::streambuf& to);
 
 private:
@@ -71,22 +77,23 @@ private:
     bool m_hasEscape;
 };
 
-// Makes the text of items, one after another, in one buffer. When memory runs out, std::bad_alloc
-// is thrown and what was there before stays: there is never half an item.
+// Makes the text of several items, one after another, in one buffer.
 class ItemTextWriter {
 public:
-    // Makes room for `size` bytes. More is made as it is needed, at the price of copies.
+    // Makes room for `size` bytes. The buffer grows when they are used up, and is copied then.
     explicit ItemTextWriter(std::size_t size) : m_buffer(size) {}
 
+    // Throws std::bad_alloc, with the text as it was, when memory runs out: never half an item.
     void Append(std::string_view visibleName, std::string_view uniqueId);
 
-    // Hands over the text; the room that was made and not used is its capacity.
+    // Hands the text over. Room that was not used remains as the vector's capacity.
     std::vector<char> Take() &&;
 
 private:
     char* MakeRoom(std::size_t size);
 
-    std::vector<char> m_buffer;  // its size is the room: filled once, not for each item
+    // Its size is all the room there is, so that it is filled with zeros once, not for each item.
+    std::vector<char> m_buffer;
     std::size_t m_used = 0;
 };
 

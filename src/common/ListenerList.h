@@ -1,7 +1,7 @@
 // The listeners of one kind that a model tells of its events.
 //
-// Threads: the model's. Lifetime: listeners are not owned; each is removed before it is destroyed.
-// The list itself may be destroyed by a listener that it calls.
+// Lifetime: listeners are not owned; each is removed before it is destroyed. The list itself may be
+// destroyed by a listener that it calls.
 
 #pragma once
 
@@ -15,6 +15,7 @@ template <class Listener>
 class ListenerList {
 public:
     ListenerList() = default;
+    // A ForEach that is still running keeps the vector; with nobody in it, it calls nobody else.
     ~ListenerList() { m_listeners->clear(); }
     ListenerList(const ListenerList&) = delete;
     ListenerList& operator=(const ListenerList&) = delete;
@@ -30,11 +31,12 @@ public:
     }
 
     // Calls `tell` with every listener, in the order in which they were added. A listener may add
-    // and remove any listener meanwhile: one added now is not called now, one removed now is not
-    // called any more.
+    // or remove any listener meanwhile: one that is added is not called this time, one that is
+    // removed is not called any more.
     template <class Tell>
     void ForEach(Tell tell) const {
-        const std::shared_ptr<Listeners> listeners = m_listeners;  // outlives this list
+        // Shared, because this list may be destroyed meanwhile; copied, because it may change.
+        const std::shared_ptr<Listeners> listeners = m_listeners;
         const Listeners now = *listeners;
         for (Listener* listener : now) {
             if (Holds(*listeners, listener)) tell(listener);

@@ -18,7 +18,7 @@ std::size_t AnnouncedLength(unsigned char lead) {
     return 0;
 }
 
-// Overlong forms, surrogates and what lies past U+10FFFF show in the second byte.
+// Overlong forms, surrogates and code points past U+10FFFF are told by their second byte.
 bool SecondByteFits(unsigned char lead, unsigned char second) {
     switch (lead) {
         case 0xC2:  // below are the C1 controls
@@ -30,7 +30,7 @@ bool SecondByteFits(unsigned char lead, unsigned char second) {
     }
 }
 
-// The length of the printable character at `at`; 0 when there is none.
+// The length of the printable character at `at`; 0 when what is there is not printable.
 std::size_t PrintableLength(const std::string& bytes, std::size_t at) {
     const unsigned char lead = At(bytes, at);
     if (lead < 0x80) return lead >= 0x20 && lead != 0x7F ? 1 : 0;
@@ -51,7 +51,7 @@ std::size_t DirectionMarkLength(const std::string& text, std::size_t at) {
         "\u061C", "\u200E", "\u200F", "\u202A", "\u202B", "\u202C",
         "\u202D", "\u202E", "\u2066", "\u2067", "\u2068", "\u2069",
     };
-    if (text[at] != '\xE2' && text[at] != '\xD8') return 0;  // what they begin with
+    if (text[at] != '\xE2' && text[at] != '\xD8') return 0;  // how they all begin
     for (const std::string_view mark : kMarks) {
         if (text.compare(at, mark.size(), mark) == 0) return mark.size();
     }

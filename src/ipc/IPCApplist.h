@@ -1,10 +1,10 @@
 // The channel: turns a transport's raw buffers into calls on one handler object, and sends events.
 //
-// BASE_CLASS is the transport; T is the handler's class. The channel adds exactly one thing to the
-// transport's buffers: a 4-byte message id at the end of every message and notification, in the
-// host's byte order. It never looks at the payload, and hands a reply back as it is, without an id.
+// BASE_CLASS is the transport; T is the class of the handler. The channel adds exactly one thing to
+// the transport's buffers: a 4-byte message id at the end of every message and notification, in the
+// host's byte order. It never looks at the payload, and a reply has no id and is not changed.
 //
-// Threads: no lock; every call, in either direction, comes on the thread of the transport's loop.
+// Threads: no lock; every call, in either direction, is made on the thread of the transport's loop.
 // Lifetime: a registered handler unregisters itself before it is destroyed. The channel catches
 // nothing: what a handler throws reaches the transport.
 
@@ -36,7 +36,7 @@ public:
 
     ~IPCApplist() override {}
 
-    // Sets the handler of its kind; a later call replaces the earlier handler.
+    // Each sets the one handler of its kind; a later call replaces an earlier one.
     // Unregistering does nothing unless `object` is the registered handler.
     void RegisterOnMessage(T* object, MessageProc proc);
     void UnregisterOnMessage(T* object);
@@ -62,7 +62,7 @@ public:
 
     // Sends `length` bytes at `payload` as a call of `messageId` and returns the reply. Available
     // over a transport that has `std::vector<char> SendMessage(std::vector<char>&)`, which says
-    // how long that may take and what it throws; the service's own transport has none.
+    // how long that may take and what it throws; the service's own transport does not have it.
     std::vector<char> SendMessage(int messageId, const char* payload, std::size_t length);
 
     // Takes `payload` over and sends it as a call of `messageId`, without a copy when it has room
@@ -72,11 +72,12 @@ public:
     void PostMessage(int messageId, std::vector<char> payload, OnReply onReply);
 
 private:
-    // Moves the id from the end of `data` into `conv`; false, and no change, when there is none.
+    // Moves the id from the end of `data` to `conv`. Returns false, and changes nothing, when
+    // `data` is too short to hold one.
     static bool TakeMessageId(std::vector<char>& data, byteint& conv);
     static void AppendMessageId(int messageId, std::vector<char>& messageData);
 
-    // A member-function pointer means something only while its object is not null.
+    // Each member-function pointer is valid only while the object beside it is not null.
     T* callbackMessageObject;
     MessageProc callbackMessageProc;
     T* callbackNotificationObject;
@@ -186,6 +187,7 @@ void IPCApplist<BASE_CLASS, T>::SendNotification(int messageId, const std::strin
 template <class BASE_CLASS, class T>
 std::vector<char> IPCApplist<BASE_CLASS, T>::SendMessage(int messageId, const char* payload,
                                                          std::size_t length) {
+    // Room for the id, too: without it, appending the id would copy the whole payload again.
     std::vector<char> messageData;
     messageData.reserve(length + sizeof(byteint));
     messageData.assign(payload, payload + length);
@@ -201,8 +203,8 @@ void IPCApplist<BASE_CLASS, T>::PostMessage(int messageId, std::vector<char> pay
     BASE_CLASS::PostMessage(std::move(payload), std::move(onReply));
 }
 
-// The id leaves the caller's buffer before anyone asks whether there is a handler: what remains is
-// the payload in every case, for every caller.
+// The id leaves the caller's buffer whether or not there is a handler, so that what remains there
+// is always the payload.
 template <class BASE_CLASS, class T>
 bool IPCApplist<BASE_CLASS, T>::TakeMessageId(std::vector<char>& data, byteint& conv) {
     if (data.size() < sizeof(conv.b)) return false;

@@ -31,8 +31,8 @@ public:
     virtual ~TesselDbusLocal();
 
     // One message from a partner, in a buffer that the callee may change. Returns the reply; an
-    // empty one is valid. What any of the three throws is logged, and a call in whose course it was
-    // thrown is answered with an error.
+    // empty one is valid. Whatever one of these three functions throws is logged, and the call that
+    // led to it is answered with an error.
     virtual std::vector<char> HandleMessage(std::vector<char>& data) = 0;
 
     // One notification from a partner, in a buffer that the callee may change.
