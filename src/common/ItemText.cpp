@@ -58,8 +58,7 @@ std::size_t EscapedSize(std::string_view text) {
 }
 
 // Copies `size` bytes, at least one block, and returns whether none of them needs an escape. Works
-// in blocks for the same reason as HasSpecial; two separate passes over the bytes would take
-// longer.
+// in blocks, the last two of which overlap, for the same reason as HasSpecial.
 template <std::size_t kBlock>
 bool CopyBlocks(const char* from, std::size_t size, char* to) {
     unsigned char found[kBlock] = {};

@@ -8,6 +8,7 @@ namespace applist {
 void FetchPlan::ServiceIsThere(Time now) {
     std::uniform_int_distribution<Time::rep> spread(0, kLongestSpread.count());
     if (m_state == State::Unmet) m_notBefore = now;
+    // Spread only after a loss: it is a restart that many partners see at the same time.
     if (m_state == State::Away) m_notBefore = now + Time(spread(m_random));
     if (!IsServiceThere()) m_state = m_underWay > 0 ? State::Reading : State::Waiting;
     m_list.isStale = true;
@@ -15,12 +16,13 @@ void FetchPlan::ServiceIsThere(Time now) {
 
 void FetchPlan::ServiceIsGone() {
     if (IsServiceThere()) m_state = State::Away;
-    // The next service is another one, with costs of its own.
+    // The next service is a different one, whose reads may cost more or less.
     m_list = Stale();
     m_selection = Stale();
     m_retry = kFirstRetry;
 }
 
+// While a read is under way this is not news: Finish leads to the next step anyway.
 bool FetchPlan::MarkStale(Part part) {
     if (!IsServiceThere()) return false;
     const bool wasStale = std::exchange(Of(part).isStale, true);
@@ -45,6 +47,7 @@ FetchPlan::Time FetchPlan::DueOf(const Stale& part) const {
 }
 
 FetchPlan::Read FetchPlan::Begin(Part part, Time now) {
+    // Cleared now and not when the answer comes: an event that comes in between must mark it again.
     if (part == Part::List) m_list.isStale = false;
     m_selection.isStale = false;
     ++m_underWay;
@@ -55,7 +58,7 @@ FetchPlan::Read FetchPlan::Begin(Part part, Time now) {
     return {part, now, true};
 }
 
-// It waits for the writes before it, too: what it takes says nothing about reading.
+// Unpaced, because it also waits for the writes before it: its time says nothing about reading.
 FetchPlan::Read FetchPlan::BeginOutOfTurn(Time now) {
     Read read = Begin(Part::List, now);
     read.isPaced = false;
@@ -67,8 +70,8 @@ void FetchPlan::Finish(const Read& read, Outcome outcome, Time now) {
     if (!IsServiceThere()) return;
     if (m_underWay == 0) m_state = State::Waiting;
     if (outcome == Outcome::Failed) {
-        // No event may come that would lead to another try. Whatever failed, all is read again, and
-        // no pace puts that off.
+        // There may never be another event to lead to the next try. Whichever part failed, both are
+        // read again, and the pace of earlier reads does not put that off.
         m_list = Stale{true, Pace()};
         m_notBefore = now + NextRetry();
         return;

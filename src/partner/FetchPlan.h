@@ -1,10 +1,8 @@
-// What of the replica is stale, and when which read is due: as fresh as a screen can show, and no
-// more often. Decides, and does nothing; time comes in from outside.
+// Which parts of the replica are stale, and when to read them: as soon as a screen can show the
+// difference, and no more often. Only decides; others do the reading, and pass the time in.
 //
-// What was read may be older or newer than any event. So an event marks a part as stale, whatever
-// it tells, and one that comes while a read is under way marks it again.
-//
-// Threads: one. Lifetime: plain values.
+// What was read may be older or newer than any event. So an event only marks a part as stale,
+// whatever it says, and one that comes while a read is under way marks the part again.
 
 #pragma once
 
@@ -21,7 +19,7 @@ class FetchPlan {
 public:
     using Time = Pace::Time;
 
-    enum class Part { Selection, List };  // who reads the list reads the selection, too
+    enum class Part { Selection, List };  // reading the list always reads the selection, too
     enum class Step { Nothing, Wait, ReadSelection, ReadList };
     enum class Outcome { Shown, ListIsNeeded, Failed };
 
@@ -31,28 +29,28 @@ public:
         bool isPaced;
     };
 
-    // One read of any kind a frame: a screen shows nothing more often. A little less than 1 / 60 s,
-    // so that a service that changes in step with a screen is shown in step.
+    // One read of any kind in each frame: a screen shows nothing more often. A little less than
+    // 1/60 s, so that a service that changes in step with a screen is shown in step.
     static constexpr Time kFrame = std::chrono::milliseconds(16);
 
-    // In a steady stream of changes, a frame that begins late by up to so much does not put off
-    // those after it. Otherwise a partner that was woken late once would be behind for the rest of
-    // it, and miss a change every now and then. A rest ends the stream: a burst gets no frame in
-    // advance.
+    // In a steady stream of changes, a frame that begins late, by up to this much, does not delay
+    // those after it. Otherwise a partner that was woken late once would stay behind for the rest
+    // of the stream, and miss a change now and then. A rest of kRest ends the stream: a burst after
+    // it gets no frame in advance.
     static constexpr Time kFrameCredit = std::chrono::milliseconds(12);
     static constexpr Time kRest = 3 * kFrame;
 
-    // A restart of the service or the bus is seen by all partners at once. Each waits for a time of
-    // its own up to this before it reads; nobody sees so little.
+    // A restart of the service or the bus is seen by all partners at once. Each waits for a random
+    // time of at most this before it reads, so that not all read at once. Nobody notices so little.
     static constexpr Time kLongestSpread = std::chrono::milliseconds(20);
 
-    // After a read that failed: what fails once, because too much waited or memory was short, is
-    // shown before a person wonders; what fails for good costs one call a second, and shows within
-    // a second when it works again.
+    // The waits after a read that failed, doubling from the first to the last. What failed only
+    // once, because too much was waiting or memory was short, is shown before anyone wonders; what
+    // keeps failing costs one call a second, and is shown within a second of working again.
     static constexpr Time kFirstRetry = std::chrono::milliseconds(100);
     static constexpr Time kLastRetry = std::chrono::seconds(1);
 
-    // Equal seeds spread restarts equally.
+    // `seed` differs between partners: with equal ones they would all wait for the same time.
     explicit FetchPlan(std::uint32_t seed) : m_random(seed) {}
 
     // The service has appeared, or something of it was lost.
@@ -60,14 +58,14 @@ public:
     void ServiceIsGone();
     bool IsServiceThere() const { return m_state != State::Unmet && m_state != State::Away; }
 
-    // Returns whether that is news: then the next step is to be asked for.
+    // An event came. Returns whether that changes the next step, so that Next has to be asked.
     bool MarkStale(Part part);
 
-    // What to do at `now`. A read is to be begun then; to wait means to ask again at Due().
+    // What to do at `now`: Begin a read, or ask again at Due() when it says Wait.
     Step Next(Time now);
     Time Due() const;
 
-    // A read is sent: the one that Next named, or one out of turn, to which no pace applies.
+    // A read is sent: the one that Next named, or one out of turn, which the pace does not count.
     Read Begin(Part part, Time now);
     Read BeginOutOfTurn(Time now);
     void Finish(const Read& read, Outcome outcome, Time now);
@@ -85,12 +83,12 @@ private:
     //                   |  finished   ^
     //                   +-------------+ an event, due at once
     //
-    // A read out of turn makes every state Reading but the two without a service, which stay.
+    // A read out of turn leads from every state to Reading, except from the two without a service.
     enum class State {
         Unmet,    // no service so far
         Away,     // no service any more
         Fresh,    // nothing is stale
-        Waiting,  // something is, and not due
+        Waiting,  // something is stale, and its read is not due
         Reading,  // at least one read is under way
     };
 

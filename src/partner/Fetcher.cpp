@@ -18,8 +18,8 @@ using std::chrono::steady_clock;
 
 namespace {
 
-// Another one for each process, and for each fetcher in it. The machine's own random numbers may
-// not be to be had.
+// Differs between processes, and between the fetchers of one process. The machine may not have any
+// random numbers to give, and the spread of a restart is no reason to fail.
 std::uint32_t SeedOf(const void* fetcher) {
     const auto time = static_cast<std::uint64_t>(steady_clock::now().time_since_epoch().count());
     std::uint64_t seed = time ^ reinterpret_cast<std::uintptr_t>(fetcher);
@@ -58,6 +58,7 @@ void Fetcher::ServiceIsGone() {
     m_plan.ServiceIsGone();
 }
 
+// Even without a service: the call then fails with the reason that the caller wants to know.
 void Fetcher::ReadNow() {
     Send(m_plan.BeginOutOfTurn(m_port.Now()));
 }
@@ -76,7 +77,8 @@ void Fetcher::Proceed() {
     }
 }
 
-// A read that could not even be sent is one that failed: what is stale stays so.
+// A read that could not even be sent has failed like any other: what was stale still is. Rethrown,
+// so that it reaches the caller of Synchronize, or else the log.
 void Fetcher::Send(const Read& read) {
     try {
         Post(read);
@@ -92,6 +94,8 @@ void Fetcher::Post(const Read& read) {
             Take(read, nullptr, selection);
         });
     }
+    // Two calls, because the service has no message for both. Replies come in order, so the list is
+    // there when the selection comes; it lives in the handlers, which may outlast this read.
     const auto list = std::make_shared<RemoteReply>();
     m_port.PostRequest(APPLIST_GET_ALL_ITEMS_FNC,
                        [list](RemoteReply& reply) { *list = std::move(reply); });
@@ -100,7 +104,8 @@ void Fetcher::Post(const Read& read) {
     });
 }
 
-// `list` is null when the selection alone was read. This may be gone when the change was told.
+// `list` is null when the selection alone was read. The change is told last: a listener may destroy
+// the model, and this with it.
 void Fetcher::Take(const Read& read, RemoteReply* list, const RemoteReply& selection) {
     Replica::Change change;
     const RemoteReply& first = list != nullptr && list->error ? *list : selection;
@@ -131,8 +136,8 @@ Fetcher::Outcome Fetcher::Update(RemoteReply* list, const std::vector<char>& sel
     }
 }
 
-// That the service is away or slow shows elsewhere; that it talks nonsense, or may not be asked,
-// shows only here, and once is enough: the read is repeated.
+// That the service is away or slow shows elsewhere. That it talks nonsense, or may not be asked,
+// shows only here, and is logged once, not once for each repetition of the read.
 Fetcher::Outcome Fetcher::Fail(const RemoteError& failure) {
     const Cause cause = failure.GetCause();
     const bool isNews = !m_failure || m_failure->GetCause() != cause;

@@ -1,7 +1,7 @@
-// Keeps a replica like the service's list: reads when its plan says so, takes over what was
-// answered, and tries again after a failure.
+// Keeps a replica equal to the service's list: reads when its plan says so, puts the answers into
+// the replica, and tries again after a failure.
 //
-// Threads: one. Lifetime: its port outlives it. It may be destroyed from inside ReplicaChanged.
+// Lifetime: its port outlives it. It may be destroyed from inside ReplicaChanged.
 
 #pragma once
 
@@ -17,19 +17,21 @@
 
 namespace applist {
 
-// The little of a transport and of a model that a fetcher takes.
+// The few things that a fetcher needs of a transport and of a model.
 class FetchPort {
 public:
-    // Sends a request without a payload, and calls `onReply` once, perhaps from inside. Replies
-    // come in the order of the requests.
+    // Sends a request without a payload and calls `onReply` once, possibly before it returns.
+    // Replies come in the order of the requests.
     virtual void PostRequest(int messageId, TesselDbusRemote::ReplyHandler onReply) = 0;
 
+    // Any clock that only goes forward.
     virtual std::chrono::microseconds Now() const = 0;
 
-    // One at a time: a second one replaces the first.
+    // Calls `callback` from the loop after `delay`. There is one at a time: a second replaces the
+    // first.
     virtual void CallLater(std::chrono::microseconds delay, std::function<void()> callback) = 0;
 
-    // The replica shows something else now; what is gone lives until this returns.
+    // The replica now shows something else. Items that are gone live until this returns.
     virtual void ReplicaChanged(const Replica::Change& change) = 0;
 
 protected:
@@ -38,23 +40,25 @@ protected:
 
 class Fetcher {
 public:
+    // Reads nothing until it is told of a service.
     Fetcher(Replica& replica, FetchPort& port);
     Fetcher(const Fetcher&) = delete;
     Fetcher& operator=(const Fetcher&) = delete;
 
-    // The service has appeared, or something of it was lost: its list is read. Many partners see a
-    // restart at once, so then each waits for a time of its own before.
+    // The service has appeared, or some of its events were lost: reads the list. After a restart,
+    // which many partners see at once, each waits for a random time first.
     void ServiceIsThere();
     void ServiceIsGone();
     bool IsServiceThere() const { return m_plan.IsServiceThere(); }
 
+    // An event of the service came: what it speaks of is read when the plan says so.
     void ListHasChanged() { MarkStale(FetchPlan::Part::List); }
     void SelectionHasChanged() { MarkStale(FetchPlan::Part::Selection); }
 
-    // Requests list and selection at once, whether a service is known or not.
+    // Requests the list and the selection right away, whether a service is known or not.
     void ReadNow();
 
-    // Why the read that was finished last failed; nothing when it did not.
+    // Why the latest finished read failed; nothing when it did not.
     const std::optional<RemoteError>& Failure() const { return m_failure; }
 
 private:
@@ -62,11 +66,13 @@ private:
     using Outcome = FetchPlan::Outcome;
 
     void MarkStale(FetchPlan::Part part);
+    // Does what the plan says now, if anything.
     void Proceed();
     void Send(const Read& read);
     void Post(const Read& read);
     void Take(const Read& read, RemoteReply* list, const RemoteReply& selection);
     Outcome Update(RemoteReply* list, const std::vector<char>& selection, Replica::Change& change);
+    // Remembers `failure`, and logs it as an error when nothing else shows it.
     Outcome Fail(const RemoteError& failure);
     void Finish(const Read& read, Outcome outcome);
 

@@ -17,7 +17,8 @@ namespace {
 
 const char kEndpoint[] = "Applist: ";
 
-// What a failed reading means after writes none of which failed, or after nothing.
+// What a failed read means to the caller of Synchronize, when no write has failed: that a call may
+// or may not have been executed matters for a write, and not for a read.
 RemoteError WhyNotRead(const RemoteError& failure, bool afterWrites) {
     const std::string start = kEndpoint;
     switch (failure.GetCause()) {
@@ -34,10 +35,11 @@ RemoteError WhyNotRead(const RemoteError& failure, bool afterWrites) {
     }
 }
 
-// What the channel appends to the text of a message.
+// The channel appends the message's id to its text: room for it saves a copy of the whole.
 constexpr std::size_t kIdSize = sizeof(IPCApplist<TesselDbusRemote, RemoteAppListModel>::byteint);
 
-// Calls `each` with the two strings of every item.
+// Calls `each` with the two strings of every item. The name is fetched first, in a statement of its
+// own: arguments are evaluated in any order.
 template <class Each>
 void ForStringsOf(const std::vector<AppListItem*>& items, Each each) {
     for (AppListItem* item : items) {
@@ -46,8 +48,8 @@ void ForStringsOf(const std::vector<AppListItem*>& items, Each each) {
     }
 }
 
-// Asks each item twice, so that the text of a long list is made in just the memory that it needs:
-// growing to it, a vector would have taken three times as much.
+// Asks each item twice, so that the text of a long list takes just the memory that it needs: a
+// vector that grows takes up to three times as much.
 std::vector<char> TextOf(const std::vector<AppListItem*>& items) {
     using String = const std::string&;
     std::size_t size = kIdSize;
@@ -57,7 +59,7 @@ std::vector<char> TextOf(const std::vector<AppListItem*>& items) {
     return std::move(text).Take();
 }
 
-// What one throws does not keep the others from hearing that items go.
+// If one listener throws, the others are still told: they may hold pointers to items that are gone.
 template <class Listener, class Call>
 void TellAll(const ListenerList<Listener>& listeners, Call call) {
     listeners.ForEach(
@@ -67,7 +69,7 @@ void TellAll(const ListenerList<Listener>& listeners, Call call) {
 }  // namespace
 
 void RemoteAppListModel::Channel::HandleConnectionReady(bool state, const std::string& partner) {
-    RemoteAppListModel& model = m_model;  // this may be gone when a listener has been told
+    RemoteAppListModel& model = m_model;  // a listener may destroy the model, and this with it
     IPCApplist::HandleConnectionReady(state, partner);
     if (!state) model.OnServiceGone();
 }
@@ -143,13 +145,14 @@ void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) 
     Write(APPLIST_MODIFY_ITEM_FNC, TextOf({oldItem, newItem}));
 }
 
+// `this` is safe in the handler: the transport drops its handlers when the model goes.
 void RemoteAppListModel::Write(int messageId, std::vector<char> payload) {
     m_IPC.PostMessage(messageId, std::move(payload),
                       [this](RemoteReply& reply) { OnWritten(reply); });
     m_hasWritten = true;
 }
 
-// Failures are kept as one and a number: a UI that never synchronizes must not collect them.
+// Only the first failure and a count are kept: a UI that never synchronizes must not pile them up.
 void RemoteAppListModel::OnWritten(const RemoteReply& reply) {
     if (!reply.error) return;
     if (m_writeFailure) {
@@ -173,20 +176,22 @@ void RemoteAppListModel::Synchronize() {
     std::optional<RemoteError> failure;
     try {
         ReadNow();
-        // With too much in front of it it was refused; now there is room.
+        // The read is refused when too many writes wait in front of it. They have left by now.
         const std::optional<RemoteError>& refusal = m_fetcher.Failure();
         if (refusal && refusal->GetCause() == Cause::TooMuch) ReadNow();
     } catch (const RemoteError& error) {
-        if (alive.expired()) throw;
+        if (alive.expired()) throw;  // a listener destroyed the model during the wait
         failure = error;
     }
+    // A failed write is thrown rather than a failed read: the read can simply be repeated.
     const bool afterWrites = std::exchange(m_hasWritten, false);
     ThrowFailures();
     if (failure) throw WhyNotRead(*failure, afterWrites);
     if (m_fetcher.Failure()) throw RemoteError(*m_fetcher.Failure());
 }
 
-// The waiting is one more call: when its reply is there, so are those of all calls before it.
+// Waiting is one more call: replies come in order, so when its reply is there, all those before it
+// are, too.
 void RemoteAppListModel::ReadNow() {
     m_fetcher.ReadNow();
     m_IPC.SendMessage(APPLIST_GET_SELECTION_FNC, nullptr, 0);
@@ -213,12 +218,13 @@ void RemoteAppListModel::OnConnectionReady(const std::string&) {
 void RemoteAppListModel::OnServiceGone() {
     const bool left = IsServiceThere();
     m_fetcher.ServiceIsGone();
+    // Held here until all have been told: it owns the items that listeners may still point to.
     const Replica::Change change = m_replica.Clear();
     Tell(change, left);
 }
 
-// The announcement of the service needs no answer: the connection itself reports who is there, and
-// the list is read then.
+// The service's announcement is ignored: the connection itself reports that the service is there,
+// and that is when the list is read.
 void RemoteAppListModel::OnNotification(int messageId, const std::vector<char>&) {
     switch (messageId) {
         case APPLIST_ITEM_CHANGE_EVENT: m_fetcher.ListHasChanged(); break;
@@ -230,6 +236,7 @@ void RemoteAppListModel::OnNotification(int messageId, const std::vector<char>&)
     }
 }
 
+// Any listener may destroy the model, and with it the lists of listeners, so each step looks first.
 void RemoteAppListModel::Tell(const Replica::Change& change, bool serviceChanged) {
     const std::weak_ptr<void> alive = m_alive;
     if (change.items) {

@@ -16,11 +16,12 @@ namespace {
 using Items = std::vector<ReplicaItem::Owned>;
 using Lines = std::vector<ItemText>;
 
-// A place for each of some lines: of the item that has it, or kNone.
+// For each line of a range, the place of the old item that has this line, or kNone.
 using Places = std::vector<std::uint32_t>;
 constexpr std::uint32_t kNone = UINT32_MAX;
 
-// What is left of a list, and of the one before it, without the ends that they share.
+// What is left of the old list and the new one without the ends that they share: usually little, so
+// that few lines have to be looked up.
 struct Middle {
     std::size_t begin = 0;
     std::size_t oldEnd = 0;
@@ -41,14 +42,15 @@ Middle MiddleOf(const Items& items, const Lines& lines) {
     return middle;
 }
 
-// Finds the items from `begin` to `end` of `items` by their lines, each one once, the first of
-// equal ones first. Chains in one flat table: with all items equal, each is still found at once.
+// Finds the items from `begin` to `end` of `items` by their lines: each item once, and of equal
+// ones the first one first. Taking an item out of its chain keeps even a list of equal items fast.
 class ItemsByHash {
 public:
     ItemsByHash(const Items& items, std::size_t begin, std::size_t end)
         : m_items(items), m_begin(begin), m_entries(end - begin) {
         while (m_first.size() < m_entries.size()) m_first.resize(2 * m_first.size());
         std::fill(m_first.begin(), m_first.end(), kNone);
+        // Backwards, so that the first of equal items comes to stand at the front of its chain.
         for (std::size_t at = m_entries.size(); at-- > 0;) {
             const std::size_t hash = HashOf(items[begin + at]->Text());
             std::uint32_t& first = First(hash);
@@ -57,8 +59,8 @@ public:
         }
     }
 
-    // Returns the place of an item, or kNone when there is none (left); nothing when the chain is
-    // too long to look through.
+    // Returns the place of an item with this line and takes it out of the table; kNone when there
+    // is none left; nothing when the chain is too long to look through.
     std::optional<std::uint32_t> Take(const ItemText& line) {
         if (m_entries.empty()) return kNone;
         const std::size_t hash = HashOf(line);
@@ -75,7 +77,7 @@ public:
     }
 
 private:
-    // Chance makes no such chain of different items in a list of any size.
+    // By chance alone, different items do not make so long a chain in a list of any size.
     static constexpr int kMaxSteps = 16;
 
     static std::size_t HashOf(const ItemText& line) {
@@ -84,7 +86,7 @@ private:
 
     struct Entry {
         std::size_t hash;
-        std::uint32_t next;  // with the same first one
+        std::uint32_t next;  // in the same chain
     };
 
     std::uint32_t& First(std::size_t hash) { return m_first[hash & (m_first.size() - 1)]; }
@@ -95,7 +97,7 @@ private:
     std::vector<std::uint32_t> m_first = std::vector<std::uint32_t>(1);
 };
 
-// Returns nothing when it would take long.
+// Returns nothing when a chain is too long; see Find.
 std::optional<Places> FindByHash(const Items& items, const Lines& lines, const Middle& middle) {
     ItemsByHash table(items, middle.begin, middle.oldEnd);
     Places places(middle.newEnd - middle.begin);
@@ -107,7 +109,7 @@ std::optional<Places> FindByHash(const Items& items, const Lines& lines, const M
     return places;
 }
 
-// The places from `begin` to `end` in the order of their texts, equal ones in their own.
+// The places from `begin` to `end`, ordered by their texts; places of equal texts stay in order.
 template <typename TextAt>
 Places Sorted(std::size_t begin, std::size_t end, TextAt textAt) {
     Places places(end - begin);
@@ -119,7 +121,7 @@ Places Sorted(std::size_t begin, std::size_t end, TextAt textAt) {
     return places;
 }
 
-// Finds the same as FindByHash: slower for most lists, but for none much slower than for others.
+// Finds the same as FindByHash. Slower for most lists, but no list makes it much slower.
 Places FindByOrder(const Items& items, const Lines& lines, const Middle& middle) {
     const auto oldText = [&](std::uint32_t at) { return items[at]->Text().Line(); };
     const auto newText = [&](std::uint32_t at) { return lines[at].Line(); };
@@ -135,16 +137,16 @@ Places FindByOrder(const Items& items, const Lines& lines, const Middle& middle)
     return places;
 }
 
-// A service that means harm can choose lines whose hashes are equal: it must not decide how long
+// A hostile service can choose lines whose hashes are equal. It must not be able to decide how long
 // its list keeps the partner busy.
 Places Find(const Items& items, const Lines& lines, const Middle& middle) {
     std::optional<Places> places = FindByHash(items, lines, middle);
     return places ? std::move(*places) : FindByOrder(items, lines, middle);
 }
 
-// The place in a list of what its service has selected, or kNone. The selection is a copy of an
-// item: ours is the first of that id, as it is there. One that changed its name between two replies
-// is still that item.
+// The place of the selected item in a list, or kNone. The service sends the selection as a copy of
+// an item. An equal line is best; else the first item of the same id is meant, because it may have
+// been renamed between the two replies.
 template <typename LineAt>
 std::uint32_t PlaceOf(const ItemText& selection, std::size_t count, LineAt lineAt) {
     std::uint32_t sameId = kNone;
@@ -161,9 +163,9 @@ std::vector<char> TextOfNoSelection() {
     return {'\t', '\n'};
 }
 
-// Takes `text` apart to its end. Half an item, anything that is no item, and more items than
-// `limit` mean that nothing of it is to be trusted: then nothing is returned. Room is made for
-// `expected` ones beforehand.
+// Splits all of `text` into items. Returns nothing when it ends in half an item, or holds anything
+// that is not an item, or more items than `limit`: then none of it can be trusted. Reserves room
+// for `expected` items.
 std::optional<Lines> ReadLines(const std::vector<char>& text, std::size_t limit,
                                std::size_t expected) {
     Lines lines;
@@ -179,9 +181,10 @@ std::optional<Lines> ReadLines(const std::vector<char>& text, std::size_t limit,
 
 }  // namespace
 
+// All that an update will change, with every allocation made, so that applying it cannot fail.
 struct Replica::Plan {
     Middle middle;
-    Places places;                               // in the old list, of the middle's lines
+    Places places;                               // of the middle's lines, in the old list
     Items items;                                 // the new list; null where an item stays
     std::uint32_t selected = kNone;              // in the new list
     std::unique_ptr<RemoteAppListItem> outside;  // null when selected, or when it stays
@@ -195,6 +198,7 @@ Replica::Replica()
 
 std::optional<Replica::Change> Replica::Update(std::vector<char> list,
                                                const std::vector<char>& selection) {
+    // Most reads find the list unchanged: then comparing its bytes is all the work there is.
     if (Change change; list == m_text && UpdateSelection(selection, change) == Taken::Yes) {
         return change;
     }
@@ -276,14 +280,15 @@ void Replica::PlanSelection(const Lines& lines, const ItemText& selection, Plan&
     }
 }
 
-// A selected item that is renamed is a change of the items. Without one, the name that is shown as
-// selected is other only because another object is.
+// When the selected item is renamed, that is a change of the items, and they are told of already.
+// When the items did not change, a different name can only mean that a different item is selected.
 bool Replica::IsAnotherSelection(AppListItem& now, bool itemsChanged) const {
     return !ApplistItemComparator(m_selection)(&now) ||
            (!itemsChanged && m_selection->GetVisibleName() != now.GetVisibleName());
 }
 
-// Unchanged items stay, with their lines in the new text.
+// Items whose lines are unchanged keep their addresses. Their lines now lie in the new text, since
+// the old one goes.
 void Replica::ApplyItems(const Lines& lines, Plan& plan) noexcept {
     const Middle& middle = plan.middle;
     const auto keep = [&](std::size_t from, std::size_t to) {
