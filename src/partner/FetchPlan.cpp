@@ -51,6 +51,7 @@ FetchPlan::Read FetchPlan::Begin(Part part, Time now) {
     if (part == Part::List) m_list.isStale = false;
     m_selection.isStale = false;
     ++m_underWay;
+    // Frames are counted from each other, not from when a read really began; see kFrameCredit.
     m_frame = now > m_frame + kRest ? now : std::max(m_frame, now - kFrameCredit);
     m_frame += kFrame;
     m_notBefore = m_frame;

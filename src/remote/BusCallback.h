@@ -1,5 +1,5 @@
-// Between sd-bus and a member function: what is thrown stays on this side, and the object stays
-// alive while it runs, though its owner may let it go meanwhile.
+// Turns a member function into a callback of sd-bus: what it throws stays on this side, and its
+// object stays alive while it runs, even if the object's owner drops it meanwhile.
 
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace applist {
 
-// `Object` has a KeepAlive() that returns whatever keeps it.
+// REQUIRES: `Object` has a KeepAlive(), whose result keeps it alive.
 template <class Object, void (Object::*member)(sd_bus_message* message), int result>
 int OnBusMessage(sd_bus_message* message, void* userdata, sd_bus_error*) {
     Object* const object = static_cast<Object*>(userdata);
@@ -19,7 +19,8 @@ int OnBusMessage(sd_bus_message* message, void* userdata, sd_bus_error*) {
     return result;
 }
 
-// For a reply, and for a signal, which others may want to see, too.
+// For a reply (bus/SdBus.h says why its callback returns 1), and for a signal, which goes on to the
+// program's other matches.
 template <class Object, void (Object::*member)(sd_bus_message* message)>
 constexpr sd_bus_message_handler_t kOnReply = OnBusMessage<Object, member, kReplyTaken>;
 template <class Object, void (Object::*member)(sd_bus_message* message)>

@@ -13,12 +13,13 @@ namespace applist {
 
 namespace {
 
-// The session ends calls that take too long, by a clock that it is told of.
+// The session ends overdue calls by its own clock. The library must not end them as well.
 constexpr std::uint64_t kNoTimeout = UINT64_MAX;
 
 int ReadInline(sd_bus_message* reply, std::vector<char>& body) {
     const void* bytes = nullptr;
     std::size_t size = 0;
+    // Looks superfluous, but reading alone would accept an array with something else after it.
     if (sd_bus_message_has_signature(reply, "ay") <= 0) return -EBADMSG;
     const int result = sd_bus_message_read_array(reply, 'y', &bytes, &size);
     if (result < 0) return result;
@@ -27,8 +28,10 @@ int ReadInline(sd_bus_message* reply, std::vector<char>& body) {
     return 0;
 }
 
+// A hostile service may send any descriptor: a pipe that never ends, a file that shrinks while it
+// is read, a memfd with holes. Only a sealed memfd of bounded size is read.
 int ReadFd(sd_bus_message* reply, std::vector<char>& body) {
-    int fd = -1;  // the message's own
+    int fd = -1;  // belongs to the message
     if (sd_bus_message_has_signature(reply, "h") <= 0 || sd_bus_message_read(reply, "h", &fd) < 0 ||
         !WhyNoSealedBody(fd, CurrentTransportLimits().fdBytes).empty()) {
         return -EBADMSG;
@@ -41,7 +44,7 @@ int ReadFd(sd_bus_message* reply, std::vector<char>& body) {
 struct BusCalls::Open {
     BusCalls* calls;
     CallId id;
-    std::vector<char> request;  // kept when it is small: only reads have large replies
+    std::vector<char> request;  // empty if it is large: only small requests have large replies
     bool isInFd;
     UniqueSlot slot;
 };
@@ -64,6 +67,7 @@ int BusCalls::Send(CallId id, const std::vector<char>& request) {
     std::vector<char> kept;
     if (request.size() <= remote_limits::kMaxRememberedRequest) kept = request;
     std::unique_ptr<Open> made(new Open{this, id, std::move(kept), WantsFd(request), nullptr});
+    // In the map before it is sent, because sd-bus is given a pointer to it.
     Open& call = *m_open.emplace(id, std::move(made)).first->second;
     const int result = Transmit(call, request);
     if (result < 0) Forget(id);
@@ -98,6 +102,7 @@ bool BusCalls::WantsFd(const std::vector<char>& request) const {
 
 int BusCalls::MakeMessage(const std::vector<char>& request, bool inFd,
                           UniqueMessage& message) const {
+    // A bus would close the whole connection over a message that is too large.
     if (!inFd && request.size() > remote_limits::kMaxInlineBytes) return -EMSGSIZE;
     sd_bus_message* made = nullptr;
     const int result = sd_bus_message_new_method_call(
@@ -106,12 +111,14 @@ int BusCalls::MakeMessage(const std::vector<char>& request, bool inFd,
     message.reset(made);
     if (result < 0) return result;
     if (!inFd) return sd_bus_message_append_array(made, 'y', request.data(), request.size());
-    const OwnedFd fd(MakeSealedBody(request));
+    const OwnedFd fd(MakeSealedBody(request));  // appending duplicates it
     return fd.Get() < 0 ? fd.Get() : sd_bus_message_append(made, "h", fd.Get());
 }
 
 // ---- Receiving ----------------------------------------------------------------------------------
 
+// Whatever happens here, the session hears once that the call has ended: when there is no memory
+// for the reply, it hears that without one.
 int BusCalls::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*) {
     Open* const call = static_cast<Open*>(userdata);
     BusCalls* const calls = call->calls;
@@ -136,6 +143,8 @@ void BusCalls::Receive(Open& call, sd_bus_message* message) {
     } else {
         RememberSize(call, reply.body.size());
     }
+    // Forgotten first, because telling may end this object's owner. That frees `call` and its slot,
+    // which sd-bus itself keeps until the callback has returned.
     const CallId id = call.id;
     Forget(id);
     m_onAnswer(id, std::move(reply));
@@ -148,7 +157,7 @@ RemoteError BusCalls::ErrorFrom(const Open& call, const sd_bus_error& error) con
     return m_errors.FromBus(error.name, error.message == nullptr ? "" : error.message);
 }
 
-// Only reads have large replies: asking twice does nothing twice.
+// Only reads have large replies, so executing such a call twice does no harm.
 bool BusCalls::AskAgainInFd(Open& call, const sd_bus_error& error) {
     if (call.isInFd || call.request.empty() ||
         sd_bus_error_has_name(&error, endpoint_names::kTooLarge) <= 0 ||
@@ -160,6 +169,7 @@ bool BusCalls::AskAgainInFd(Open& call, const sd_bus_error& error) {
     return Transmit(call, call.request) >= 0;
 }
 
+// Forgets at half the size only, so that a list near the limit does not switch with every change.
 void BusCalls::RememberSize(const Open& call, std::size_t replyBytes) {
     if (call.request.empty()) return;
     if (replyBytes > remote_limits::kFdBytes) {

@@ -1,7 +1,9 @@
-// Calls to a service over sd-bus: bodies in the message or in a descriptor, and the answers to
-// them.
+// Calls to a service over sd-bus, and the answers to them.
 //
-// Threads: the main loop's. Lifetime: goes before the bus connection.
+// A body goes in the message itself, or in a file descriptor when it is large and the connection
+// can pass one. A request whose last reply was large asks for the next one in a descriptor.
+//
+// Lifetime: destroyed before the bus connection.
 
 #pragma once
 
@@ -23,23 +25,25 @@ namespace applist {
 class BusCalls {
 public:
     using CallId = RemoteRoute::CallId;
-    // Nothing for a reply that there was no memory for.
+    // `reply` is nothing when there was no memory for it.
     using AnswerHandler = std::function<void(CallId call, std::optional<RemoteReply> reply)>;
 
-    // `onAnswer` may end the owner of this object, which is kept alive by what `keepAlive` returns.
+    // `onAnswer` may lead to the end of this object's owner, which is kept alive until then by what
+    // `keepAlive` returns.
     BusCalls(const RemoteErrors& errors, std::function<std::shared_ptr<void>()> keepAlive,
              AnswerHandler onAnswer);
     ~BusCalls();
     BusCalls(const BusCalls&) = delete;
     BusCalls& operator=(const BusCalls&) = delete;
 
-    // Calls go to `service` on `bus` from now on.
+    // From now on calls go to `service` on `bus`. Forgets every call to an earlier one.
     void SetDestination(sd_bus* bus, const std::string& service);
 
-    // Each returns 0 or a negative errno.
+    // Sends a call, with an answer to come or without. Returns 0 or a negative errno.
     int Send(CallId call, const std::vector<char>& request);
     int SendUnanswered(const std::vector<char>& request);
 
+    // The answer to `call` is not wanted any more.
     void Forget(CallId call);
 
 private:
@@ -47,11 +51,13 @@ private:
 
     static int OnReply(sd_bus_message* reply, void* userdata, sd_bus_error* error);
 
+    // Whether `request`, or the reply to expect, is large, and the connection passes descriptors.
     bool WantsFd(const std::vector<char>& request) const;
     int Transmit(Open& call, const std::vector<char>& request);
     int MakeMessage(const std::vector<char>& request, bool inFd, UniqueMessage& message) const;
     void Receive(Open& call, sd_bus_message* reply);
     RemoteError ErrorFrom(const Open& call, const sd_bus_error& error) const;
+    // Sends `call` again for a reply in a descriptor, if that can help against `error`.
     bool AskAgainInFd(Open& call, const sd_bus_error& error);
     void RememberSize(const Open& call, std::size_t replyBytes);
 
@@ -60,6 +66,7 @@ private:
     const AnswerHandler m_onAnswer;
     sd_bus* m_bus = nullptr;
     std::string m_service;
+    // Each by pointer, because sd-bus keeps its address until the answer comes.
     std::map<CallId, std::unique_ptr<Open>> m_open;
     // The last request whose reply was large.
     std::vector<char> m_largeRequest;

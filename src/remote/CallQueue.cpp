@@ -14,7 +14,7 @@ namespace applist {
 struct CallQueue::Call {
     CallId id;
     std::vector<char> request;
-    std::size_t bytes;  // of the request, which is let go once it is sent
+    std::size_t bytes;  // of the request, which is freed once it is sent
     ReplyHandler onReply;
     Time deadline = Time::max();
     bool isDone = false;
@@ -44,8 +44,9 @@ void CallQueue::Post(std::vector<char> request, ReplyHandler onReply) {
     call->bytes = request.size();
     call->request = std::move(request);
     call->onReply = std::move(onReply);
-    // Until there is something better to say, for which there may be no memory then.
+    // Made now, in case there is no memory for a better one when the call ends.
     call->reply.error = m_errors.NoMemory();
+    // Counted only once it is in the queue: push_back may throw.
     const std::size_t bytes = call->bytes;
     m_calls.push_back(std::move(call));
     m_waitingBytes += bytes;
@@ -67,6 +68,7 @@ void CallQueue::Open() {
 void CallQueue::Close(const std::string& where) {
     m_state = State::Absent;
     m_where = where;
+    // All are ended before any handler is called: a handler may post, and must find the new state.
     for (std::size_t at = 0; at < m_calls.size(); ++at) {
         Call& call = *m_calls[at];
         if (call.isDone) continue;
@@ -82,7 +84,8 @@ void CallQueue::Close(const std::string& where) {
     Deliver();
 }
 
-// While the other end takes nothing the next reply brings us here again, if there is one to come.
+// With nothing under way a call is sent whatever its size, and even if the other end is not
+// reading: no reply would come that leads here again. Otherwise the next reply does.
 bool CallQueue::MaySend() const {
     if (m_state != State::Open || !m_route.IsOpen()) return false;
     if (m_sent == 0) return true;
@@ -93,6 +96,8 @@ bool CallQueue::MaySend() const {
 
 void CallQueue::SendWaiting() {
     while (HasWaiting() && MaySend()) {
+        // Counted as sent even if sending fails: then it is done, and Deliver takes it out like any
+        // other, in its turn.
         Call& call = *m_calls[m_sent];
         ++m_sent;
         m_sentBytes += call.bytes;
@@ -108,10 +113,12 @@ void CallQueue::SendWaiting() {
 int CallQueue::Send(Call& call) {
     call.deadline = m_route.Now() + m_timeout;
     const int result = m_route.SendCall(call.id, call.request);
-    if (result >= 0) std::vector<char>().swap(call.request);
+    if (result >= 0) std::vector<char>().swap(call.request);  // clear() would keep the memory
     return result;
 }
 
+// Ids are consecutive, so an id tells the place of its call. An answer may come late, for a call
+// that has been taken out already.
 void CallQueue::Answer(CallId id, std::optional<RemoteReply> reply) {
     if (m_calls.empty() || id < m_calls.front()->id || id - m_calls.front()->id >= m_sent) return;
     Call& call = *m_calls[static_cast<std::size_t>(id - m_calls.front()->id)];
@@ -143,9 +150,9 @@ CallQueue::Time CallQueue::Due() const {
     return due;
 }
 
-// In order of posting, whatever came first. A handler that posts gets here again, and must not hear
-// of the next reply before it is done with its own. One that throws does not take the next one's
-// reply away.
+// In order of posting, in whatever order the answers came. A handler that posts gets here again,
+// but no other handler may run before it has finished. One that throws does not keep the next
+// call's handler from running.
 void CallQueue::Deliver() {
     if (m_isDelivering) return;
     m_isDelivering = true;
@@ -164,7 +171,7 @@ void CallQueue::SendUnanswered() {
     for (; HasWaiting() && IsOpen(); ++m_sent) {
         const int result = m_route.SendUnanswered(m_calls[m_sent]->request);
         if (result >= 0) continue;
-        // Those behind it must not arrive without it.
+        // The calls behind it must not be executed without it.
         APPLIST_LOG(logging::kError, "%s: calls lost, because they could not be sent: %zu (%s)",
                     m_errors.Endpoint().c_str(), m_calls.size() - m_sent, std::strerror(-result));
         return;

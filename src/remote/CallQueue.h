@@ -1,13 +1,14 @@
-// The calls of a partner: sent in order, answered in order, a bounded number of them under way.
+// The calls of a partner: sent in order and answered in order, with a bounded number under way.
 //
 //            Expect            Open                 Close
 //   Unknown <------- any state -----> Open   any state -----> Absent
 //
-// While it is Unknown who the service is, calls wait. While it is Open they are sent. Once the
-// service is Absent, those under way have an unknown outcome, those that wait are known not to have
-// been sent, and new ones are refused at once.
+// Unknown: nobody has said yet who the service is, and calls wait. Open: calls are sent. Absent:
+// there is no service. Then calls that were under way end with an unknown outcome, calls that
+// waited end as not sent, and new ones are refused at once.
 //
-// Lifetime: a reply handler may end the queue's owner, which keeps itself alive around every call.
+// Lifetime: a reply handler may destroy the queue's owner, which therefore keeps itself alive
+// around every call into the queue.
 
 #pragma once
 
@@ -37,47 +38,49 @@ public:
     // How long an answer may take, for calls sent from now on.
     void SetTimeout(Time timeout) { m_timeout = timeout; }
 
-    // Whether another call may wait. One is always let in.
+    // Whether another call of this size may wait. One may always wait, whatever its size.
     bool HasRoomFor(std::size_t bytes) const;
 
-    // Puts a call at the end. `onReply` is called once, after those of the calls before it; at once
-    // when the service is absent or there is no room.
+    // Puts a call at the end of the queue. `onReply` is called once, after the handlers of the
+    // calls before it; or at once, with an error, when the service is absent or there is no room.
     void Post(std::vector<char> request, ReplyHandler onReply);
 
+    // The three states above. `where` describes the bus without a service, for the errors' text.
     void Expect();
     void Open();
-    // `where`, the bus without a service, is for the errors' text.
     void Close(const std::string& where);
 
-    // What came for `call`; nothing when there was no memory for it. A call that has ended already
-    // stays as it is.
+    // Takes what came for `call`; nothing means that there was no memory for it. Does nothing for a
+    // call that has ended already.
     void Answer(CallId call, std::optional<RemoteReply> reply);
 
-    // Ends the calls that were not answered in time; returns whether there were any.
+    // Ends the calls that were not answered in time. Returns whether there were any.
     bool EndOverdue();
     // When the next one is overdue; Time::max() when none will be.
     Time Due() const;
 
-    // Nobody wants to hear of any reply from now on.
+    // From now on nobody is told of any reply.
     void DropHandlers() { m_hasHandlers = false; }
-    // Hands over all that waits, as calls without an answer: those do not count among a
-    // connection's open ones.
+    // Hands all waiting calls to the route at once, as calls without an answer: those do not count
+    // towards the bus's limit on open calls.
     void SendUnanswered();
 
     bool IsOpen() const { return m_state == State::Open; }
-    // True while a posted call has not been handed over.
+    // True while a posted call has not been handed to the route.
     bool HasWaiting() const { return m_sent < m_calls.size(); }
     bool IsEmpty() const { return m_calls.empty(); }
-    // True inside a reply's handler: no other reply is delivered meanwhile.
+    // True inside a reply handler, during which no other reply is delivered.
     bool IsDelivering() const { return m_isDelivering; }
 
 private:
     enum class State { Unknown, Open, Absent };
     struct Call;
 
+    // Whether the first waiting call may be sent now.
     bool MaySend() const;
     void SendWaiting();
     int Send(Call& call);
+    // Calls the handlers of the calls that have ended, up to the first that has not.
     void Deliver();
 
     const RemoteErrors& m_errors;
@@ -88,7 +91,7 @@ private:
     bool m_hasHandlers = true;
     bool m_isDelivering = false;
 
-    // In order of posting, under consecutive ids; the first m_sent of them have been sent.
+    // In order of posting, with consecutive ids. The first m_sent have been sent, the others wait.
     std::deque<std::unique_ptr<Call>> m_calls;
     CallId m_nextId = 1;
     std::size_t m_sent = 0;

@@ -24,11 +24,11 @@ void LossWatch::Stop() {
 bool LossWatch::Joined(Time now) {
     if (m_state != State::Joining) return false;
     m_state = State::Joined;
-    return !m_isAsking && Ask(now);  // the bus has refused the question already
+    return !m_isAsking && Ask(now);  // the bus has refused the first question
 }
 
-// While the count is awaited, a notification shows that the service runs: if the answer does not
-// follow soon, the bus has dropped it as it drops notifications.
+// A notification shows that the service is running. If the count that it was asked for does not
+// follow soon, the bus has dropped that answer, as it may drop notifications.
 void LossWatch::Notified(bool toEveryone, Time now) {
     if (m_state == State::Absent) return;
     if (toEveryone) ++m_received;
@@ -60,13 +60,13 @@ void LossWatch::NotAsked(Time now) {
     m_due = m_latest = now + kCompareAtRest;
 }
 
-// The answer follows every notification that it counts, so what has not come by now will not come.
+// The answer comes after every notification that it counts: what is still missing was lost.
 bool LossWatch::Counted(std::optional<std::uint64_t> count, Time now) {
     if (m_state == State::Absent) return false;
     m_isAsking = false;
     m_due = m_latest = now + kCompareAtRest;
-    // The bus refuses at once, before the service answers: a policy may let calls through and
-    // nothing else, or no calls either.
+    // The bus itself refuses at once, before the service can answer Connect. Its policy may forbid
+    // only the count, or every call; Joined says which.
     if (!count && m_state == State::Joining) return false;
     const bool wasFollowing = m_state == State::Following;
     const std::uint64_t expected = m_count + std::exchange(m_received, 0);

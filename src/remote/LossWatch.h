@@ -1,18 +1,18 @@
-// Whether a service can be used, and whether all of its notifications arrived: compares the
-// service's count of them with ours, when a burst is over and now and then.
+// Whether a service can be used, and whether all of its notifications have arrived: the service's
+// count of them is compared with ours when a burst is over, and every few seconds.
 //
 //   Absent ---- Start ----> Joining ---- the service answers Connect ----> Joined
-//   Joining, Joined ---- a count, or Joined and none to be had ----> Following    (usable)
-//   Following ---- a count that differs ----> Following                           (usable again)
+//   Joining, Joined ---- a count; or Joined, and the count refused ----> Following  (usable)
+//   Following ---- a count that differs ----> Following                            (usable again)
 //   Following ---- something was not answered in time ----> Doubtful
-//   Doubtful ---- a count, or none to be had ----> Following                      (usable again)
+//   Doubtful ---- a count, or the count refused ----> Following                    (usable again)
 //   any ---- Stop ----> Absent
 //
-// "Usable" means that whoever keeps a copy of the service's state reads it (again). Until the first
-// count notifications are counted and nothing else: the first reading covers them.
+// "Usable" means that whoever keeps a copy of the service's state should read it (again). Until the
+// first count, notifications are only counted, since the first read covers them.
 //
-// Asks nothing itself: whatever happens is told to it, with the time, and it returns whether the
-// count is to be asked for now.
+// It asks nothing itself: it is told what happens and when, and the functions that return a bool
+// without saying more return whether to ask for the count now.
 
 #pragma once
 
@@ -39,14 +39,14 @@ public:
     [[nodiscard]] bool Silence(Time now);
 
     [[nodiscard]] bool TimePassed(Time now);
-    // When TimePassed is to be called; Time::max() for never.
+    // When to call TimePassed; Time::max() for never.
     Time Due() const { return m_due; }
 
-    // The question could not be asked, and is asked later.
+    // The question could not be sent, and will be asked again later.
     void NotAsked(Time now);
 
-    // The answer; nothing when the service, or the bus's policy, does not give one. Returns whether
-    // the service is usable now, or again.
+    // The answer; nothing when the service or the bus's policy refuses it. Returns whether the
+    // service is now usable, or usable again.
     [[nodiscard]] bool Counted(std::optional<std::uint64_t> count, Time now);
 
     bool IsFollowing() const { return m_state == State::Following || m_state == State::Doubtful; }

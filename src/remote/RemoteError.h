@@ -1,5 +1,5 @@
-// What goes wrong between a partner and its service, as one family of exceptions. The text is one
-// line: the endpoint's name, the cause, and what to do.
+// What can go wrong between a partner and its service. The text is one line for the user, such as
+// "Applist: <what happened>; <what to do>"; programs go by the cause.
 
 #pragma once
 

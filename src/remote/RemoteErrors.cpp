@@ -13,6 +13,7 @@ using Cause = RemoteError::Cause;
 
 namespace {
 
+// Spelled out, since this file is also built without sd-bus's headers.
 const char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied";
 const char kServiceUnknown[] = "org.freedesktop.DBus.Error.ServiceUnknown";
 const char kNameHasNoOwner[] = "org.freedesktop.DBus.Error.NameHasNoOwner";
@@ -20,6 +21,8 @@ const char kNoReply[] = "org.freedesktop.DBus.Error.NoReply";
 const char kDisconnected[] = "org.freedesktop.DBus.Error.Disconnected";
 const char kLimitsExceeded[] = "org.freedesktop.DBus.Error.LimitsExceeded";
 
+// Both strings come from the other end, which may be hostile: they are bounded and made printable,
+// because they end up in logs and on terminals.
 std::string Shown(const std::string& name, const std::string& text) {
     std::string said = text.empty() ? name : name + ": " + text;
     if (said.size() > transport_limits::kMaxErrorText) said.resize(transport_limits::kMaxErrorText);
@@ -62,6 +65,7 @@ RemoteError RemoteErrors::NoMemory() const {
 }
 
 RemoteError RemoteErrors::NotSent(int error) const {
+    // From our own check, before the bus sees the message.
     if (error == EMSGSIZE) {
         return Make(Cause::Failed,
                     "the call is too large for a connection that cannot pass file descriptors; "
@@ -82,6 +86,7 @@ RemoteError RemoteErrors::WaitingInsideListener() const {
                 "cannot wait inside a callback; return to the main loop, then try again");
 }
 
+// The call may have been sent, and what was sent may still be executed.
 RemoteError RemoteErrors::DestroyedWhileWaiting() const {
     return Make(Cause::OutcomeUnknown,
                 "the partner was destroyed while it waited for a reply; destroy it after the wait");
@@ -93,11 +98,13 @@ RemoteError RemoteErrors::FromBus(const std::string& name, const std::string& te
         return Make(Cause::Refused, "the bus's policy refuses the call (" + said +
                                         "); ask for a policy that lets this user call the service");
     }
+    // It left after the bus had named it as the owner, and before the call reached it.
     if (name == kServiceUnknown || name == kNameHasNoOwner) {
         return Make(Cause::NoService, "the service has left the bus; start it, then try again");
     }
-    // What a bus says for a service that left without answering.
+    // What a bus answers in place of a service that left without answering itself.
     if (name == kNoReply || name == kDisconnected) return OutcomeUnknown();
+    // Sent instead of executing the call, so trying again is safe.
     if (name == kLimitsExceeded) {
         return Make(Cause::NotExecuted,
                     "the service or its bus had no room for another call and did not execute it (" +

@@ -1,4 +1,4 @@
-// The texts of RemoteError, for one endpoint.
+// Makes the RemoteErrors of one endpoint: here each cause gets its text, in one style.
 
 #pragma once
 
@@ -16,19 +16,24 @@ public:
 
     // Nobody owns the endpoint's name on the bus that `where` describes.
     RemoteError NoService(const std::string& where) const;
+    // No answer came within the timeout.
     RemoteError NoAnswer() const;
+    // The service left with the call under way.
     RemoteError OutcomeUnknown() const;
     RemoteError NotUnderstood() const;
+    // The queue of calls to be sent is full.
     RemoteError TooMuchWaits() const;
     RemoteError NoMemory() const;
-    // The bus library refused the call with `error`, an errno.
+    // The call could not be sent, for the reason `error`, an errno.
     RemoteError NotSent(int error) const;
-    // For the message; and there are no descriptors on this connection.
+    // The reply does not fit into a message, and this connection passes no descriptors.
     RemoteError ReplyTooLarge() const;
+    // SendMessage was called from inside an entry point or a reply handler.
     RemoteError WaitingInsideListener() const;
+    // The partner was destroyed during SendMessage.
     RemoteError DestroyedWhileWaiting() const;
 
-    // An error came instead of a reply: its D-Bus name and text, from whoever sent it.
+    // An error came instead of a reply, from the service or the bus: its D-Bus name and its text.
     RemoteError FromBus(const std::string& name, const std::string& text) const;
 
 private:

@@ -30,7 +30,7 @@ std::string TextOf(const sd_bus_error& error) {
     return error.message == nullptr ? error.name : error.message;
 }
 
-// Neither the bus nor nobody: the service itself.
+// True for an error that the service itself sent, and neither the bus nor the bus library.
 bool IsFromService(const sd_bus_error& error) {
     return sd_bus_error_has_names(&error, SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_SERVICE_UNKNOWN,
                                   SD_BUS_ERROR_NAME_HAS_NO_OWNER, SD_BUS_ERROR_NO_REPLY,
@@ -42,6 +42,7 @@ bool IsFromService(const sd_bus_error& error) {
 RemoteLink::RemoteLink(TesselDbusRemote& owner, const std::string& name)
     : m_link([this] { SetUp(); },
              [this] {
+                 // The owner is told, and may destroy itself.
                  const auto self = shared_from_this();
                  Lost();
              },
@@ -66,8 +67,8 @@ void RemoteLink::Close() {
     m_link.Close();
 }
 
-// A bus forgets what it has not read of a connection that is closed. It answers when it has read
-// everything before.
+// A bus discards what it has not read yet of a connection that closes. Its answer to any question
+// shows that it has read all that was sent before.
 void RemoteLink::AwaitBus(Time deadline) {
     const Time left = deadline - Now();
     if (left.count() <= 0 || sd_bus_is_ready(m_link.Bus()) <= 0) return;
@@ -97,7 +98,8 @@ void RemoteLink::CallLater(Time delay, std::function<void()> callback) {
 
 void RemoteLink::SetUp() {
     m_session.Unknown();
-    // A busy program looks at its bus late, and the library counts that as the bus's silence.
+    // Long, because the library counts from sending: a program that is busy and looks late at
+    // answers that came in time would be told of a timeout.
     int result =
         sd_bus_set_method_call_timeout(m_link.Bus(), Microseconds(remote_limits::kCompareTimeout));
     if (result >= 0) {
@@ -115,17 +117,18 @@ void RemoteLink::Lost() {
     Gone();
 }
 
-// By nobody when `service` is empty.
+// The name's owner is `service` now; nobody when that is empty.
 void RemoteLink::OwnedBy(const std::string& service) {
     const std::string before = m_session.Service();
     if (!before.empty() && before == service) return;
-    // Calls that waited for the first news of a service are not failed by it.
+    // Not when this is the first that is heard of a service: the waiting calls are meant for it.
     if (!before.empty() || service.empty()) Gone();
-    // The owner may have closed the link when it heard that the service is gone.
+    // Told that the old service is gone, the owner may have closed the link.
     if (!service.empty() && m_link.Bus() != nullptr) Appeared(service);
 }
 
 void RemoteLink::Appeared(const std::string& service) {
+    // By the unique name: the service that owns the name next has a match of its own.
     const std::string match = "type='signal',sender='" + service + "',path='" +
                               endpoint_names::PathOf(m_session.Errors().Endpoint()) +
                               "',interface='" + endpoint_names::kInterface + "',member='" +
@@ -149,7 +152,7 @@ void RemoteLink::Gone() {
     m_session.Gone(m_link.Location().description);
 }
 
-// Without a callback of ours sd-bus would close the whole connection over one refused match.
+// Without this callback sd-bus would close the whole connection when one match is refused.
 void RemoteLink::OnSubscribed(sd_bus_message* answer) {
     const sd_bus_error* const refusal = sd_bus_message_get_error(answer);
     if (refusal == nullptr || sd_bus_is_open(m_link.Bus()) <= 0) return;
@@ -190,6 +193,7 @@ int RemoteLink::NewCall(UniqueMessage& message, const char* interface, const cha
 }
 
 int RemoteLink::SendNotification(const std::vector<char>& body) {
+    // No reply will tell whether the bus reads these, so only this bounds how many pile up.
     if (Queued() >= remote_limits::kMaxQueuedMessages) return -ENOBUFS;
     UniqueMessage message;
     int result = NewCall(message, endpoint_names::kInterface, "Notify");
@@ -219,6 +223,7 @@ void RemoteLink::OnConnected(sd_bus_message* answer) {
         APPLIST_LOG(kError, "%s: cannot connect to the service: %s",
                     m_session.Errors().Endpoint().c_str(), TextOf(*refusal).c_str());
     }
+    // Even a service that refuses has shown that it is alive.
     if (refusal == nullptr || IsFromService(*refusal)) m_session.Joined();
 }
 
@@ -233,7 +238,7 @@ int RemoteLink::AskForCount() {
         result = sd_bus_call_async(m_link.Bus(), &slot, message.get(),
                                    kOnReply<RemoteLink, &RemoteLink::OnCount>, this, 0);
     }
-    m_countAnswer.reset(slot);
+    m_countAnswer.reset(slot);  // and with it goes an earlier question
     return result;
 }
 
@@ -249,14 +254,15 @@ void RemoteLink::OnCount(sd_bus_message* answer) {
     }
     if (sd_bus_error_has_names(error, SD_BUS_ERROR_SERVICE_UNKNOWN,
                                SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
-        return m_service.Ask();
+        return m_service.Ask();  // it has left: who owns the name now?
     }
-    // A silence says nothing; the question is asked again.
+    // Silence says nothing about the count; the watch asks again by itself.
     if (sd_bus_error_has_names(error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) return;
     m_session.Counted(std::nullopt, TextOf(*error));
 }
 
-// A match is no proof of the sender: anybody can send a signal to us alone, past it.
+// The match does not prove who the sender is: a signal sent to us alone bypasses it, and anybody
+// can send one. So the sender is looked at, and the type of the body, too.
 void RemoteLink::OnNotification(sd_bus_message* signal) {
     const char* const sender = sd_bus_message_get_sender(signal);
     const void* bytes = nullptr;
@@ -271,6 +277,8 @@ void RemoteLink::OnNotification(sd_bus_message* signal) {
                        sd_bus_message_get_destination(signal) == nullptr);
 }
 
+// A message is current exactly while one of its callbacks runs. sd-bus refuses to dispatch another
+// one then.
 bool RemoteLink::IsDispatching() const {
     return m_link.Bus() != nullptr && sd_bus_get_current_message(m_link.Bus()) != nullptr;
 }
@@ -281,7 +289,7 @@ bool RemoteLink::Dispatch(Time deadline) {
     const int result = sd_bus_process(bus, nullptr);
     if (result != 0) return result > 0;
     const Time left = deadline - Now();
-    if (left.count() <= 0) return true;
+    if (left.count() <= 0) return true;  // false would say that the connection has ended
     const int waited = sd_bus_wait(bus, Microseconds(left));
     return waited >= 0 || waited == -EINTR;
 }
@@ -305,6 +313,7 @@ int RemoteLink::OnPrepare(sd_event_source* source, void* userdata) {
 }
 
 int RemoteLink::OnTime(sd_event_source*, std::uint64_t, void* userdata) {
+    // A handler of what is overdue may destroy the owner.
     const auto self = static_cast<RemoteLink*>(userdata)->shared_from_this();
     Guarded("handling the timer", [&] { self->m_session.TimePassed(); });
     return 0;

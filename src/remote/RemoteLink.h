@@ -1,8 +1,8 @@
-// A partner's session over sd-bus: the connection, who the service is there, and what is sent to it
-// and comes from it.
+// A partner's session over sd-bus: the connection, who the service on it is, and what goes to the
+// service and comes from it.
 //
-// Threads: the main loop's. Lifetime: shared with whatever callback of its own is running; Close
-// ends it for its owner.
+// Lifetime: a running callback shares it with its owner, so that the owner may be destroyed from
+// inside one. After Close the owner is not called any more.
 
 #pragma once
 
@@ -24,17 +24,18 @@ namespace applist {
 
 class RemoteLink final : public RemoteRoute, public std::enable_shared_from_this<RemoteLink> {
 public:
-    // Throws TransportError.
+    // For the endpoint `name`. Throws TransportError.
     RemoteLink(TesselDbusRemote& owner, const std::string& name);
     RemoteLink(const RemoteLink&) = delete;
     RemoteLink& operator=(const RemoteLink&) = delete;
 
-    // Throws TransportError.
+    // Connects to the selected bus. Throws TransportError.
     void Open() { m_link.Open(); }
 
-    // Calls the owner no more, and sends what waits, for remote_limits::kFlushTimeout at most.
+    // Stops calling the owner and sends what waits, for remote_limits::kFlushTimeout at most.
     void Close();
 
+    // As in TesselDbusRemote.h.
     void SetStartsService(bool starts) { m_service.SetStarts(starts); }
     void Post(std::vector<char> request, ReplyHandler onReply);
     std::vector<char> Send(std::vector<char> request);
@@ -44,7 +45,7 @@ public:
 
     std::shared_ptr<void> KeepAlive() { return shared_from_this(); }
 
-    // For the session.
+    // For the session, as in RemoteRoute.h.
     Time Now() const override;
     bool IsOpen() const override;
     bool IsClogged() const override { return Queued() > 0; }
@@ -58,28 +59,33 @@ public:
     bool Dispatch(Time deadline) override;
 
 private:
-    // For each connection.
+    // Called for each connection, at its beginning and its end.
     void SetUp();
     void Lost();
 
+    // The service has changed, appeared, or gone.
     void OwnedBy(const std::string& service);
     void Appeared(const std::string& service);
     void Gone();
 
+    // What the bus and the service send.
     void OnSubscribed(sd_bus_message* answer);
     void OnConnected(sd_bus_message* answer);
     void OnNotification(sd_bus_message* signal);
     void OnCount(sd_bus_message* answer);
 
-    // The timer is set to what the session waits for whenever the loop is about to wait.
+    // Whenever the loop is about to wait, the timer is set to what the session waits for.
     void MakeTimer();
     static int OnPrepare(sd_event_source* source, void* userdata);
     static int OnTime(sd_event_source* source, std::uint64_t time, void* userdata);
 
+    // Waits until the bus has read everything that was sent.
     void AwaitBus(Time deadline);
     int NewCall(UniqueMessage& message, const char* interface, const char* member) const;
+    // How many messages the bus has not taken yet.
     std::uint64_t Queued() const;
 
+    // First, so that it is destroyed last: what follows has slots and calls on its connection.
     BusLink m_link;
     RemoteSession m_session;
     ServiceOwner m_service;

@@ -16,7 +16,7 @@ struct RemoteReply {
     std::optional<RemoteError> error;
 };
 
-// May take the body over.
+// Called once with the outcome. May move the body out of `reply`.
 using ReplyHandler = std::function<void(RemoteReply& reply)>;
 
 }  // namespace applist

@@ -1,7 +1,7 @@
-// What a partner's session asks of whatever carries its messages to the service and back: the seam
-// below which a bus is real or made for a test.
+// What a partner's session needs from whatever carries its messages to the service and back. It is
+// the seam for tests: behind it there may be a real bus or a made-up one.
 //
-// Threads: the main loop's. Lifetime: outlives the session that uses it.
+// Lifetime: outlives the session that uses it.
 
 #pragma once
 
@@ -13,20 +13,21 @@ namespace applist {
 
 class RemoteRoute {
 public:
-    // Since any fixed instant.
+    // Counted from any fixed instant.
     using Time = std::chrono::microseconds;
     using CallId = std::uint64_t;
 
     // A clock that only goes forward.
     virtual Time Now() const = 0;
 
-    // Whether anything can be sent at all; false on a connection that has ended or not yet begun.
+    // Whether anything can be sent: false before the connection is up and after it has ended.
     virtual bool IsOpen() const = 0;
 
-    // Whether the other end does not take what was sent: sending more would only pile it up here.
+    // Whether the other end is not reading, so that sending more would only pile it up here.
     virtual bool IsClogged() const = 0;
 
-    // Sends a call whose answer is told to the session by `call`. Returns 0 or a negative errno.
+    // Sends a call. Its answer is told to the session under the id `call`. Returns 0 or a negative
+    // errno.
     virtual int SendCall(CallId call, const std::vector<char>& request) = 0;
 
     // The answer to `call` is not wanted any more.
@@ -35,21 +36,21 @@ public:
     // Sends a call whose answer nobody wants. Returns 0 or a negative errno.
     virtual int SendUnanswered(const std::vector<char>& request) = 0;
 
-    // Sends a notification to the service. Returns 0 or a negative errno: -ENOBUFS when too many
-    // wait to be taken.
+    // Sends a notification to the service. Returns 0 or a negative errno, which is -ENOBUFS when
+    // too much is waiting already.
     virtual int SendNotification(const std::vector<char>& body) = 0;
 
-    // Asks the service to take this partner as connected, and for its count of notifications. A
-    // second question for the count takes the place of one that was not answered yet. Each returns
-    // 0 or a negative errno.
+    // Ask the service to regard this partner as connected, and for its count of notifications.
+    // Asking for the count again replaces a question that was not answered yet. Each returns 0 or a
+    // negative errno.
     virtual int AskToConnect() = 0;
     virtual int AskForCount() = 0;
 
-    // Whether something that arrived is being handled: nothing else can be, meanwhile.
+    // Whether something that has arrived is being handled. Nothing else can be handled meanwhile.
     virtual bool IsDispatching() const = 0;
 
-    // Lets one thing arrive, waiting for it until `deadline` at most. Returns false when nothing
-    // did, and nothing will.
+    // Handles one thing that arrives, waiting for it until `deadline` at most. Returns false when
+    // nothing came and nothing will.
     virtual bool Dispatch(Time deadline) = 0;
 
 protected:

@@ -29,14 +29,14 @@ void RemoteSession::Post(std::vector<char> request, ReplyHandler onReply) {
     m_calls.Post(std::move(request), std::move(onReply));
 }
 
-// Inside a reply's handler no other reply is delivered, inside another callback of the route
-// nothing arrives: waiting there would be for nothing.
+// Inside a reply handler no other reply is delivered, and inside any other callback of the route
+// nothing arrives: waiting there would always end in a timeout.
 std::vector<char> RemoteSession::Send(std::vector<char> request) {
     if (m_calls.IsDelivering() || m_route.IsDispatching()) throw m_errors.WaitingInsideListener();
     const Time deadline = m_route.Now() + m_timeout;
     DispatchUntil([&] { return m_calls.HasRoomFor(request.size()) || IsClosed(); }, deadline);
     if (IsClosed()) throw m_errors.DestroyedWhileWaiting();
-    // Outlives this call: the reply may come after we have given up.
+    // Shared with the handler, because the reply may come after we have given up.
     const auto reply = std::make_shared<std::optional<RemoteReply>>();
     m_calls.Post(std::move(request), [reply](RemoteReply& answer) { *reply = std::move(answer); });
     DispatchUntil([&] { return reply->has_value() || IsClosed(); }, deadline);
@@ -49,8 +49,8 @@ std::vector<char> RemoteSession::Send(std::vector<char> request) {
     return std::move((*reply)->body);
 }
 
-// One thing at a time, in the order of arrival: a reply that were taken out of the middle would
-// overtake the events before it.
+// One thing at a time, in the order of arrival: a reply taken out of the middle would overtake the
+// events before it.
 template <class Done>
 void RemoteSession::DispatchUntil(Done done, Time deadline) {
     while (!done() && m_route.Dispatch(std::min(deadline, m_calls.Due()))) {
@@ -88,12 +88,14 @@ void RemoteSession::CallLater(Time delay, std::function<void()> callback) {
 }
 
 bool RemoteSession::Close(Time deadline) {
+    // From here on nothing calls the owner, although things still arrive below: it is being
+    // destroyed.
     m_owner = nullptr;
     m_later = nullptr;
     m_laterAt = Time::max();
     m_calls.DropHandlers();
     const bool hasSent = !m_calls.IsEmpty() || m_hasNotified;
-    // Inside a callback of the route nothing is dispatched: then the service is known, or there is
+    // Inside a callback of the route nothing arrives. By then the service is known, or there is
     // nobody to send to.
     DispatchUntil([this] { return !m_calls.HasWaiting() || m_calls.IsOpen(); }, deadline);
     Guarded("sending the last calls", [this] { m_calls.SendUnanswered(); });
@@ -102,8 +104,8 @@ bool RemoteSession::Close(Time deadline) {
 
 // ---- For the route ------------------------------------------------------------------------------
 
-// First the subscription, which is the route's, then the connection, then the count: between the
-// last two nothing can be missed, and what is counted from here on is what the service counts.
+// The order matters: the route has subscribed already, then comes the connection, then the count.
+// So no notification after the count can be missed, and both sides count the same ones.
 bool RemoteSession::Appeared(const std::string& service) {
     m_service = service;
     const bool counts = m_watch.Start(m_route.Now());
@@ -116,7 +118,7 @@ void RemoteSession::Gone(const std::string& where) {
     const std::string service = std::exchange(m_service, std::string());
     m_watch.Stop();
     m_calls.Close(where);
-    // Also when it never became usable: it may have answered calls all the same.
+    // Even if it was never reported as usable: it may have answered calls all the same.
     if (!service.empty() && !IsClosed()) m_owner->HandleConnectionReady(false, service);
 }
 
@@ -154,6 +156,7 @@ void RemoteSession::TimePassed() {
     AskForCount(m_watch.TimePassed(m_route.Now()));
     if (m_route.Now() < m_laterAt) return;
     m_laterAt = Time::max();
+    // Taken out first, because the callback may ask for the next one.
     const std::function<void()> later = std::exchange(m_later, nullptr);
     if (later) Guarded("running a delayed call", later);
 }

@@ -1,9 +1,9 @@
-// A partner's dealings with its service, whatever carries them: calls, notifications, whether the
-// service can be used and whether anything was lost. Knows neither a bus nor a clock; both are the
-// route's.
+// Everything between a partner and its service that does not depend on what carries the messages:
+// calls, notifications, whether the service can be used and whether anything was lost. It knows
+// neither a bus nor a clock; the route has both.
 //
-// Threads: the main loop's. Lifetime: its route's, which keeps itself alive around every call here,
-// since the owner may be destroyed from inside an entry point or a reply handler.
+// Lifetime: lives in its route, which keeps itself alive around every call here, because the owner
+// may be destroyed from inside an entry point or a reply handler.
 
 #pragma once
 
@@ -28,32 +28,36 @@ public:
     using Time = RemoteRoute::Time;
     using CallId = RemoteRoute::CallId;
 
+    // `owner` is the one whose entry points are called.
     RemoteSession(TesselDbusRemote& owner, const std::string& endpoint, RemoteRoute& route);
 
-    // For the owner: see TesselDbusRemote.h.
+    // For the owner, as in TesselDbusRemote.h.
     void Post(std::vector<char> request, ReplyHandler onReply);
     std::vector<char> Send(std::vector<char> request);
     void SetTimeout(Time timeout);
     void Notify(const std::vector<char>& body);
     void CallLater(Time delay, std::function<void()> callback);
-    // Calls the owner no more, and sends what waits: as soon as the service is known, and until
-    // `deadline` at most. Returns whether anything was sent that may not have arrived.
+    // Stops calling the owner and sends what waits, once the service is known; gives up at
+    // `deadline`. Returns whether anything was sent that may not have arrived.
     bool Close(Time deadline);
 
-    // For the route. The service is `service`, whom it can send to now; false when that does not
-    // answer to being asked.
+    // For the route, from here on. `service` owns the name and can be sent to. Returns false when
+    // nothing can be sent to it after all.
     bool Appeared(const std::string& service);
-    // There is none, where `where` says.
+    // There is no service on the bus that `where` describes.
     void Gone(const std::string& where);
-    // It is not known who it is.
+    // It is not known yet whether there is one.
     void Unknown();
+    // The service has answered that this partner is connected.
     void Joined();
-    // `why` says why there is no count.
+    // The service's count of notifications; when it refuses one, `why` says why.
     void Counted(std::optional<std::uint64_t> count, const std::string& why);
+    // A notification came, to everyone who listens or to this partner alone.
     void Notified(std::vector<char> body, bool toEveryone);
+    // The answer to `call`; nothing when there was no memory for it.
     void Answered(CallId call, std::optional<RemoteReply> reply);
     void TimePassed();
-    // When TimePassed is to be called; Time::max() for never.
+    // When to call TimePassed; Time::max() for never.
     Time Due() const;
 
     const std::string& Service() const { return m_service; }
@@ -61,9 +65,11 @@ public:
 
 private:
     bool IsClosed() const { return m_owner == nullptr; }
+    // Asks if the watch wants it, and tells the watch when that cannot be sent.
     void AskForCount(bool wanted);
+    // A call was not answered in time.
     void OnSilence();
-    // Lets things arrive until `done`, or until `deadline`.
+    // Handles what arrives until `done` returns true, `deadline` at the latest.
     template <class Done>
     void DispatchUntil(Done done, Time deadline);
 
@@ -73,6 +79,7 @@ private:
     CallQueue m_calls;
     LossWatch m_watch;
     std::string m_service;  // empty while there is none
+    // What CallLater asked for, and when.
     std::function<void()> m_later;
     Time m_laterAt = Time::max();
     Time m_timeout;

@@ -18,8 +18,8 @@ bool IsSilence(const sd_bus_error& error) {
     return sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0;
 }
 
-// That there is nothing to start, or that we may not, is no news to anybody: the service is not
-// there, and that shows.
+// That there is nothing to start, or that we may not start it, is not worth a line in the log: the
+// user sees anyway that the service is not there.
 bool IsNoNews(const sd_bus_error& error) {
     return sd_bus_error_has_names(&error, SD_BUS_ERROR_SERVICE_UNKNOWN,
                                   SD_BUS_ERROR_ACCESS_DENIED) > 0;
@@ -47,7 +47,7 @@ void ServiceOwner::Follow() {
         throw TransportError("cannot follow " + m_name + " on " + m_link.Location().description +
                              ": " + std::strerror(-result));
     }
-    // After the match, so that a service which appears in between is seen by one of the two.
+    // After the match, so that a service which appears now is seen by one or the other.
     Ask();
 }
 
@@ -56,14 +56,14 @@ void ServiceOwner::StopFollowing() {
     m_answer.reset();
 }
 
-// Without a callback of ours sd-bus would close the whole connection over one refused match.
+// Without this callback sd-bus would close the whole connection when one match is refused.
 void ServiceOwner::OnFollowed(sd_bus_message* answer) {
     const sd_bus_error* refusal = sd_bus_message_get_error(answer);
     if (refusal == nullptr || sd_bus_is_open(m_link.Bus()) <= 0) return;
     APPLIST_LOG(kError, "cannot hear when %s appears: %s", m_name.c_str(), refusal->message);
 }
 
-// Anybody can send a signal to us alone, past the match; only the bus's own word counts.
+// Anybody can send a signal to us alone, which bypasses the match; only the bus's own word counts.
 void ServiceOwner::OnChanged(sd_bus_message* signal) {
     const char* name = nullptr;
     const char* before = nullptr;
@@ -87,7 +87,7 @@ void ServiceOwner::OnOwner(sd_bus_message* answer) {
     m_answer.reset();
     const sd_bus_error* const error = sd_bus_message_get_error(answer);
     if (error != nullptr && IsSilence(*error)) {
-        // Nothing was said of the service. A connection that ends is tried anew elsewhere.
+        // That says nothing about the service. If the connection has ended, the link tries again.
         if (sd_bus_is_open(m_link.Bus()) > 0) Ask();
         return;
     }
@@ -98,7 +98,8 @@ void ServiceOwner::OnOwner(sd_bus_message* answer) {
     m_onOwner(owner);
 }
 
-// Until the bus has answered, the service is neither there nor known not to be.
+// Nobody is told anything yet: until the bus has answered, calls wait for the service instead of
+// failing.
 void ServiceOwner::Start() {
     sd_bus_slot* slot = nullptr;
     const int result = sd_bus_call_method_async(
@@ -109,8 +110,8 @@ void ServiceOwner::Start() {
     if (result < 0) m_onOwner(std::string());
 }
 
-// Who owns the name now was told before, if it was started: a signal comes before this answer. So
-// is a name that was lost again since.
+// Asks again, whatever the answer says: only that tells who owns the name now. A service that was
+// started may be gone again, and after a failure `onOwner` still has to hear that there is none.
 void ServiceOwner::OnStarted(sd_bus_message* answer) {
     m_answer.reset();
     const sd_bus_error* const error = sd_bus_message_get_error(answer);

@@ -1,7 +1,6 @@
-// Who owns a service's name on the bus, now and later; and the bus's starting of a service that
-// nobody runs.
+// Follows who owns a service's name on the bus, and has the bus start the service when nobody does.
 //
-// Threads: the main loop's. Lifetime: goes before the bus link.
+// Lifetime: destroyed before the bus link.
 
 #pragma once
 
@@ -16,23 +15,24 @@ namespace applist {
 
 class ServiceOwner {
 public:
-    // `onOwner` is told the unique name of the owner of `name`, empty when there is none: first
-    // when the bus has said so, and again whenever it says anything. It may end the owner of this
-    // object, which is kept alive by what `keepAlive` returns.
+    // `onOwner` is called with the unique name of the owner of `name`, or an empty one when there
+    // is none: when the bus has first said so, and each time that it says so again. It may lead to
+    // the end of this object's owner, which is kept alive until then by what `keepAlive` returns.
     ServiceOwner(BusLink& link, std::string name, std::function<std::shared_ptr<void>()> keepAlive,
                  std::function<void(const std::string& owner)> onOwner);
     ServiceOwner(const ServiceOwner&) = delete;
     ServiceOwner& operator=(const ServiceOwner&) = delete;
 
-    // Whether the bus is asked to start the service, once for each connection, when nobody owns the
+    // Whether to ask the bus, once for each connection, to start the service when nobody owns the
     // name.
     void SetStarts(bool starts) { m_starts = starts; }
 
-    // Follows the name on the link's present connection. Throws TransportError.
+    // Starts and stops following the name on the link's present connection. Follow throws
+    // TransportError.
     void Follow();
     void StopFollowing();
 
-    // Asks once more. Throws TransportError.
+    // Asks the bus again who owns the name. Throws TransportError.
     void Ask();
 
     std::shared_ptr<void> KeepAlive() const { return m_keepAlive(); }
@@ -50,9 +50,9 @@ private:
     const std::function<std::shared_ptr<void>()> m_keepAlive;
     const std::function<void(const std::string& owner)> m_onOwner;
     bool m_starts = true;
-    bool m_hasStarted = false;  // was asked to, on this connection
+    bool m_hasStarted = false;  // the bus was asked to start it, on this connection
     UniqueSlot m_match;
-    UniqueSlot m_answer;
+    UniqueSlot m_answer;  // of the one question that is open
 };
 
 }  // namespace applist

@@ -30,7 +30,7 @@ void TesselDbusRemote::SetStartsService(bool starts) {
 }
 
 void TesselDbusRemote::SetTimeout(std::chrono::milliseconds timeout) {
-    // To the library 0 means as long as it likes.
+    // With nothing or less, a call would be overdue as soon as it is sent.
     const std::chrono::milliseconds atLeast(1);
     const auto atMost =
         std::chrono::duration_cast<std::chrono::milliseconds>(remote_limits::kMaxTimeout);
