@@ -169,7 +169,7 @@ bool BusCalls::AskAgainInFd(Open& call, const sd_bus_error& error) {
     return Transmit(call, call.request) >= 0;
 }
 
-// Forgets at half the size only, so that a list near the limit does not switch with every change.
+// Forgets only at half the size, so that a list near the limit does not switch with every change.
 void BusCalls::RememberSize(const Open& call, std::size_t replyBytes) {
     if (call.request.empty()) return;
     if (replyBytes > remote_limits::kFdBytes) {

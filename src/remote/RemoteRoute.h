@@ -1,5 +1,5 @@
 // What a partner's session needs from whatever carries its messages to the service and back. It is
-// the seam for tests: behind it there may be a real bus or a made-up one.
+// the seam for tests: behind it is a real bus, or one that a test made.
 //
 // Lifetime: outlives the session that uses it.
 
