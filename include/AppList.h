@@ -12,8 +12,8 @@
 // a published model or one of its items throws while it is called for a partner reaches the
 // transport; ours answers that call with an error.
 //
-// Equal ids: two items with equal ids are the same item. A list that holds both all the same is
-// published as it is, and a search for their id finds the first.
+// Equal ids: two items with equal ids are the same item. A list that holds both anyway is published
+// as it is, and a search for their id finds the first.
 //
 // Ownership: every pointer that crosses these interfaces is a raw pointer, and no operation passes
 // ownership in either direction.
