@@ -45,6 +45,35 @@ private:
     std::string_view m_left;
 };
 
+// The items that one call appends to the registry. Takes them back unless they are kept: the
+// registry never holds an item that the model has not been given.
+class Batch {
+public:
+    explicit Batch(vector<RemoteAppListItem*>& registry)
+        : m_registry(registry), m_before(registry.size()) {}
+    ~Batch() {
+        if (m_isKept) return;
+        const auto first = m_registry.begin() + static_cast<std::ptrdiff_t>(m_before);
+        std::for_each(first, m_registry.end(), DeleteAppListItem());
+        m_registry.erase(first, m_registry.end());
+    }
+    Batch(const Batch&) = delete;
+    Batch& operator=(const Batch&) = delete;
+
+    void Keep() { m_isKept = true; }
+
+private:
+    vector<RemoteAppListItem*>& m_registry;
+    const std::size_t m_before;
+    bool m_isKept = false;
+};
+
+// Reserves room for one more, growing like push_back, which cannot fail after it.
+void MakeRoom(vector<RemoteAppListItem*>& registry) {
+    if (registry.size() < registry.capacity()) return;
+    registry.reserve(2 * registry.size() + 1);
+}
+
 // Calls each of the item's getters once, the name's first.
 void Append(AppListItem& item, ItemTextWriter& reply) {
     const string visibleName = item.GetVisibleName();
@@ -217,6 +246,7 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
             APPLIST_LOG(kDebug, "Remote call: AddItems");
             vector<AppListItem*> items;
             RemoteAppListItem remoteItem;
+            Batch batch(m_items);
             // A last item without its terminator is only half an item, and is dropped.
             while (request.Read(remoteItem)) {
                 // Released only when the registry holds it: a push_back that throws frees it.
@@ -227,6 +257,7 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
                 APPLIST_LOG(kDebug, " - RemoteAppListItem name: %s, uniqueId: %s",
                             item->GetVisibleName().c_str(), item->GetUnigueId().c_str());
             }
+            batch.Keep();  // from here on the model may hold the items, even if it throws
             m_appList->AddItems(items);
             APPLIST_LOG(kDebug, "%d items has been added to Applist",
                         static_cast<int>(items.size()));
@@ -237,8 +268,10 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
             APPLIST_LOG(kDebug, "Remote call: AddItemAtEnd");
             auto owned = std::make_unique<RemoteAppListItem>();
             request.Read(*owned);
+            // Room in the registry first: nothing may fail once the model has the item. If the
+            // model throws, the item is leaked, not freed: the model may have kept it.
+            MakeRoom(m_items);
             RemoteAppListItem* const item = owned.release();
-            // If the model throws, the item is leaked, not freed: the model may have kept it.
             m_appList->AddItemAtEnd(item);
             m_items.push_back(item);
             break;

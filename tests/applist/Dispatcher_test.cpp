@@ -447,12 +447,14 @@ protected:
             std::vector<char> message = recording::Frame(payload, id);
             const std::vector<char> reply = ReplyWithout(nth, message);
             m_states.push_back(m_model.Content());
+            m_registered.push_back(recording::RegistryOf(*m_service).size());
             if (!m_hasFailed) return string(reply.begin(), reply.end());
             EXPECT_TRUE(reply.empty()) << "nobody heard of allocation " << nth;
         }
     }
 
-    std::vector<string> m_states;  // of the model, after each call
+    std::vector<string> m_states;           // of the model, after each call
+    std::vector<std::size_t> m_registered;  // how many received items there were then
 
 private:
     std::vector<char> ReplyWithout(std::size_t nth, std::vector<char>& message) {
@@ -483,6 +485,7 @@ TEST_F(ACallWithoutMemory, IsNeverAnsweredWithHalfASelection) {
 
 TEST_F(ACallWithoutMemory, NeverAddsHalfABatch) {
     const string before = m_model.Content();
+    const std::size_t registered = recording::RegistryOf(*m_service).size();
     const string added = " B/b " + kLong + "/" + kLong + " C/c";
 
     CallWhateverRunsOut(APPLIST_ADD_ITEMS_FNC,
@@ -491,6 +494,10 @@ TEST_F(ACallWithoutMemory, NeverAddsHalfABatch) {
     EXPECT_EQ(before + added, m_states.back());
     m_states.pop_back();
     for (const string& state : m_states) EXPECT_EQ(before, state);
+    // The whole batch at once, and taken back if it failed before the model was given it.
+    for (const std::size_t count : m_registered) {
+        EXPECT_TRUE(count % 3 == registered % 3) << count << " after " << registered;
+    }
 }
 
 class ATruncatedMessage : public RecordingService {};
