@@ -17,6 +17,7 @@ add_executable(unit_tests
     applist/RemoteAppListItem_test.cpp
     applist/VirtualSlots_test.cpp
     common/AppListLog_test.cpp
+    common/ListenerList_test.cpp
     common/AppListRemoteControl_test.cpp
     common/ItemText_test.cpp
     ipc/IPCApplist_test.cpp

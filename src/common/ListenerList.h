@@ -6,6 +6,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -16,38 +17,47 @@ class ListenerList {
 public:
     ListenerList() = default;
     // A ForEach that is still running keeps the vector; with nobody in it, it calls nobody else.
-    ~ListenerList() { m_listeners->clear(); }
+    ~ListenerList() { std::fill(m_listeners->all.begin(), m_listeners->all.end(), nullptr); }
     ListenerList(const ListenerList&) = delete;
     ListenerList& operator=(const ListenerList&) = delete;
 
     // Adding a listener twice, or removing one that is not there, changes nothing.
     void Add(Listener* listener) {
-        if (!Holds(*m_listeners, listener)) m_listeners->push_back(listener);
+        std::vector<Listener*>& all = m_listeners->all;
+        if (std::find(all.begin(), all.end(), listener) == all.end()) all.push_back(listener);
     }
 
+    // Leaves a gap, so that a ForEach that is running finds everybody else where they were.
     void Remove(Listener* listener) {
-        m_listeners->erase(std::remove(m_listeners->begin(), m_listeners->end(), listener),
-                           m_listeners->end());
+        std::vector<Listener*>& all = m_listeners->all;
+        std::replace(all.begin(), all.end(), listener, static_cast<Listener*>(nullptr));
+        if (m_listeners->running == 0) CloseGaps(*m_listeners);
     }
 
     // Calls `tell` with every listener, in the order in which they were added. A listener may add
     // or remove any listener meanwhile: one that is added is not called this time, one that is
-    // removed is not called any more.
+    // removed is not called any more. Needs no memory: what is told may be that something goes.
+    // REQUIRES: `tell` does not throw.
     template <class Tell>
     void ForEach(Tell tell) const {
-        // Shared, because this list may be destroyed meanwhile; copied, because it may change.
-        const std::shared_ptr<Listeners> listeners = m_listeners;
-        const Listeners now = *listeners;
-        for (Listener* listener : now) {
-            if (Holds(*listeners, listener)) tell(listener);
+        const std::shared_ptr<Listeners> listeners = m_listeners;  // may outlive this list
+        const std::size_t count = listeners->all.size();
+        ++listeners->running;
+        for (std::size_t at = 0; at < count; ++at) {
+            if (listeners->all[at] != nullptr) tell(listeners->all[at]);
         }
+        if (--listeners->running == 0) CloseGaps(*listeners);
     }
 
 private:
-    using Listeners = std::vector<Listener*>;
+    struct Listeners {
+        std::vector<Listener*> all;
+        int running = 0;
+    };
 
-    static bool Holds(const Listeners& listeners, Listener* listener) {
-        return std::find(listeners.begin(), listeners.end(), listener) != listeners.end();
+    static void CloseGaps(Listeners& listeners) {
+        std::vector<Listener*>& all = listeners.all;
+        all.erase(std::remove(all.begin(), all.end(), nullptr), all.end());
     }
 
     std::shared_ptr<Listeners> m_listeners = std::make_shared<Listeners>();
