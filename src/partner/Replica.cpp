@@ -159,9 +159,7 @@ std::uint32_t PlaceOf(const ItemText& selection, std::size_t count, LineAt lineA
     return sameId;
 }
 
-std::vector<char> TextOfNoSelection() {
-    return {'\t', '\n'};
-}
+constexpr std::string_view kNoSelection = "\t\n";  // the text of an empty item
 
 // Splits all of `text` into items. Returns nothing when it ends in half an item, or holds anything
 // that is not an item, or more items than `limit`: then none of it can be trusted. Reserves room
@@ -192,7 +190,9 @@ struct Replica::Plan {
 };
 
 Replica::Replica()
-    : m_selectionText(TextOfNoSelection()), m_outside(std::make_unique<RemoteAppListItem>()) {
+    : m_selectionText(kNoSelection.begin(), kNoSelection.end()),
+      m_outside(std::make_unique<RemoteAppListItem>()),
+      m_spare(std::make_unique<RemoteAppListItem>()) {
     m_selection = m_outside.get();
 }
 
@@ -205,6 +205,7 @@ std::optional<Replica::Change> Replica::Update(std::vector<char> list,
     const std::optional<Lines> lines = ReadLines(list, kMaxItems, m_items.size());
     const std::optional<Lines> selected = ReadLines(selection, 1, 1);
     if (!lines || !selected || selected->empty()) return std::nullopt;
+    if (!m_spare) m_spare = std::make_unique<RemoteAppListItem>();
     return Take(std::move(list), *lines, selected->front(), selection);
 }
 
@@ -224,8 +225,21 @@ Replica::Taken Replica::UpdateSelection(const std::vector<char>& selection, Chan
     return Taken::Yes;
 }
 
-Replica::Change Replica::Clear() {
-    return Take(std::vector<char>(), Lines(), *ItemText::Of("\t"), TextOfNoSelection());
+// What is shown of a service must go with it, whether or not there is any memory.
+Replica::Change Replica::Clear() noexcept {
+    Change change;
+    change.items = !m_items.empty();
+    const std::string_view text(m_selectionText.data(), m_selectionText.size());
+    // Another id, or, when there were no items, another name.
+    change.selection =
+        (change.items ? text.substr(text.size() - kNoSelection.size()) : text) != kNoSelection;
+    change.gone.swap(m_items);
+    change.text.swap(m_text);
+    if (m_selection == m_outside.get() && text == kNoSelection) return change;
+    change.goneOutside = std::exchange(m_outside, std::move(m_spare));
+    m_selection = m_outside.get();
+    m_selectionText.assign(kNoSelection.begin(), kNoSelection.end());
+    return change;
 }
 
 std::vector<AppListItem*> Replica::GetAllItems() const {

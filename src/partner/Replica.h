@@ -52,8 +52,8 @@ public:
     enum class Taken { Yes, NotInTheList, NotUnderstood };
     Taken UpdateSelection(const std::vector<char>& selection, Change& change);
 
-    // Goes back to an empty list and an empty selection. Throws as Update does.
-    Change Clear();
+    // Goes back to an empty list and an empty selection.
+    Change Clear() noexcept;
 
     // Never null.
     AppListItem* GetSelection() const { return m_selection; }
@@ -81,6 +81,7 @@ private:
     std::vector<ReplicaItem::Owned> m_items;
     AppListItem* m_selection;                      // in m_items, or m_outside
     std::unique_ptr<RemoteAppListItem> m_outside;  // a selection that is not in the list
+    std::unique_ptr<RemoteAppListItem> m_spare;    // an empty one, for Clear
 };
 
 }  // namespace applist

@@ -514,20 +514,24 @@ TEST_F(AReplicaWithoutMemory, StaysAsItWas) {
     }
 }
 
-TEST_F(AReplicaWithoutMemory, IsClearedAsAWholeOrNotAtAll) {
-    for (std::size_t nth = 1;; ++nth) {
+TEST_F(AReplicaWithoutMemory, IsClearedAllTheSame) {
+    const Reply outside{ListOf("a b c"), "Outside\toutside\n"};
+    const Reply inside{ListOf("a b c"), ListOf("b")};
+    const Reply unselected{ListOf("a"), "\t\n"};
+    for (const Reply& reply : {outside, inside, unselected}) {
         Replica replica;
-        replica.Update(Bytes(ListOf("a b c")), Bytes(ListOf("b")));
-        const Sight before(replica);
-        try {
-            const recording::FailingAllocation outOfMemory(nth);
-            replica.Clear();
-        } catch (const std::bad_alloc&) {
-            ASSERT_TRUE(before == Sight(replica)) << "allocation " << nth;
-            continue;
-        }
+        replica.Update(Bytes(reply.list), Bytes(reply.selection));
+
+        const recording::FailingAllocation outOfMemory(1);
+        const Replica::Change change = replica.Clear();
+        const Replica::Change again = replica.Clear();
+        EXPECT_FALSE(outOfMemory.HasFailed());
+
+        const recording::ExemptFromFailing exempt;
         EXPECT_EQ("(/)", Sight(replica).content);
-        break;
+        EXPECT_TRUE(change.items);
+        EXPECT_EQ(reply.selection != "\t\n", change.selection);
+        EXPECT_FALSE(again.items || again.selection);
     }
 }
 
