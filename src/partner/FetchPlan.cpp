@@ -56,13 +56,13 @@ FetchPlan::Read FetchPlan::Begin(Part part, Time now) {
     m_frame += kFrame;
     m_notBefore = m_frame;
     if (IsServiceThere()) m_state = State::Reading;
-    return {part, now, true};
+    return {part, now, 0};
 }
 
 // Unpaced, because it also waits for the writes before it: its time says nothing about reading.
 FetchPlan::Read FetchPlan::BeginOutOfTurn(Time now) {
     Read read = Begin(Part::List, now);
-    read.isPaced = false;
+    read.outOfTurn = ++m_outOfTurn;
     return read;
 }
 
@@ -78,7 +78,7 @@ void FetchPlan::Finish(const Read& read, Outcome outcome, Time now) {
         return;
     }
     if (outcome == Outcome::ListIsNeeded) m_list.isStale = true;
-    if (read.isPaced) Of(read.part).pace.Add(read.sent, now);
+    if (read.outOfTurn == 0) Of(read.part).pace.Add(read.sent, now);
     m_retry = kFirstRetry;
 }
 

@@ -26,7 +26,7 @@ public:
     struct Read {
         Part part;
         Time sent;
-        bool isPaced;
+        std::uint64_t outOfTurn;  // counted from 1; 0 for a read in its turn
     };
 
     // One read of any kind in each frame: a screen shows nothing more often. A little less than
@@ -105,6 +105,7 @@ private:
     Stale m_list;
     Stale m_selection;
     std::size_t m_underWay = 0;
+    std::uint64_t m_outOfTurn = 0;   // reads so far
     Time m_frame = Time::min();      // when the next frame begins
     Time m_notBefore = Time::min();  // of any read
     Time m_retry = kFirstRetry;      // after the next failure

@@ -8,6 +8,7 @@
 
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
+#include "common/Guarded.h"
 
 namespace applist {
 
@@ -47,7 +48,7 @@ RemoteError NoMemory() {
 }  // namespace
 
 Fetcher::Fetcher(Replica& replica, FetchPort& port)
-    : m_replica(replica), m_port(port), m_plan(SeedOf(this)) {}
+    : m_replica(replica), m_port(port), m_plan(SeedOf(this)), m_noMemory(NoMemory()) {}
 
 void Fetcher::ServiceIsThere() {
     m_plan.ServiceIsThere(m_port.Now());
@@ -60,7 +61,9 @@ void Fetcher::ServiceIsGone() {
 
 // Even without a service: the call then fails with the reason that the caller wants to know.
 void Fetcher::ReadNow() {
-    Send(m_plan.BeginOutOfTurn(m_port.Now()));
+    const Read read = m_plan.BeginOutOfTurn(m_port.Now());
+    m_lastReadNow = read.outOfTurn;
+    Send(read);
 }
 
 void Fetcher::MarkStale(Part part) {
@@ -104,13 +107,19 @@ void Fetcher::Post(const Read& read) {
     });
 }
 
-// `list` is null when the selection alone was read. The change is told last: a listener may destroy
-// the model, and this with it.
+// `list` is null when the selection alone was read. Whatever happens here, the read is finished:
+// one that stayed under way would keep all others from being sent. After the listeners have been
+// told, this may have been destroyed.
 void Fetcher::Take(const Read& read, RemoteReply* list, const RemoteReply& selection) {
     Replica::Change change;
+    Outcome outcome = Outcome::Failed;
     const RemoteReply& first = list != nullptr && list->error ? *list : selection;
-    const Outcome outcome = first.error ? Fail(*first.error) : Update(list, selection.body, change);
+    const bool isTold = Guarded("reading the list", [&] {
+        outcome = first.error ? Fail(*first.error) : Update(list, selection.body, change);
+    });
+    if (!isTold) m_failure = m_noMemory;
     if (outcome != Outcome::Failed) m_failure.reset();
+    if (read.outOfTurn != 0 && read.outOfTurn == m_lastReadNow) m_whyNotReadNow = m_failure;
     Finish(read, outcome);
     m_port.ReplicaChanged(change);
 }
@@ -132,7 +141,7 @@ Fetcher::Outcome Fetcher::Update(RemoteReply* list, const std::vector<char>& sel
         }
         return Fail(NotMadeOfItems());
     } catch (const std::bad_alloc&) {
-        return Fail(NoMemory());
+        return Fail(m_noMemory);
     }
 }
 

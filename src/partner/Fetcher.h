@@ -6,6 +6,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -61,6 +62,9 @@ public:
     // Why the latest finished read failed; nothing when it did not.
     const std::optional<RemoteError>& Failure() const { return m_failure; }
 
+    // Why the last read of ReadNow failed, whatever others did since; nothing when it did not.
+    const std::optional<RemoteError>& WhyNotReadNow() const { return m_whyNotReadNow; }
+
 private:
     using Read = FetchPlan::Read;
     using Outcome = FetchPlan::Outcome;
@@ -79,7 +83,10 @@ private:
     Replica& m_replica;
     FetchPort& m_port;
     FetchPlan m_plan;
-    std::optional<RemoteError> m_failure;
+    const RemoteError m_noMemory;          // made while there was some
+    std::optional<RemoteError> m_failure;  // of the read that was finished last
+    std::optional<RemoteError> m_whyNotReadNow;
+    std::uint64_t m_lastReadNow = 0;  // its number out of turn
 };
 
 }  // namespace applist

@@ -177,7 +177,7 @@ void RemoteAppListModel::Synchronize() {
     try {
         ReadNow();
         // The read is refused when too many writes wait in front of it. They have left by now.
-        const std::optional<RemoteError>& refusal = m_fetcher.Failure();
+        const std::optional<RemoteError>& refusal = m_fetcher.WhyNotReadNow();
         if (refusal && refusal->GetCause() == Cause::TooMuch) ReadNow();
     } catch (const RemoteError& error) {
         if (alive.expired()) throw;  // a listener destroyed the model during the wait
@@ -187,7 +187,7 @@ void RemoteAppListModel::Synchronize() {
     const bool afterWrites = std::exchange(m_hasWritten, false);
     ThrowFailures();
     if (failure) throw WhyNotRead(*failure, afterWrites);
-    if (m_fetcher.Failure()) throw RemoteError(*m_fetcher.Failure());
+    if (m_fetcher.WhyNotReadNow()) throw RemoteError(*m_fetcher.WhyNotReadNow());
 }
 
 // Waiting is one more call: replies come in order, so when its reply is there, all those before it

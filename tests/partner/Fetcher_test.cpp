@@ -26,6 +26,10 @@ public:
     void PostRequest(int messageId, applist::TesselDbusRemote::ReplyHandler onReply) override {
         if (m_hasNoMemory) throw std::bad_alloc();
         m_requests.push_back(messageId);
+        if (m_refusal) {
+            RemoteReply reply{{}, m_refusal};
+            return onReply(reply);
+        }
         m_underWay.push_back({messageId, std::move(onReply)});
     }
 
@@ -73,6 +77,7 @@ public:
     std::string m_list = "A\ta\nB\tb\n";
     std::string m_selection = "A\ta\n";
     std::optional<RemoteError> m_error;
+    std::optional<RemoteError> m_refusal;  // told at once
     bool m_hasNoMemory = false;
     microseconds m_now{0};
     std::vector<microseconds> m_delays;
@@ -301,4 +306,23 @@ TEST_F(AFetcher, WaitsAfterARestartForATimeOfItsOwn) {
     }
     EXPECT_EQ((Ids{2002, 2001}), m_port.TakeRequests());
     EXPECT_EQ((Ids{2002, 2001}), otherPort.TakeRequests());
+}
+
+// A read that began before a write says nothing of it.
+TEST_F(AFetcher, TellsWhyTheLastReadNowFailedWhateverOthersDo) {
+    m_fetcher.ReadNow();
+    EXPECT_FALSE(m_fetcher.WhyNotReadNow());
+    const auto refused = RemoteError(RemoteError::Cause::TooMuch, "Applist: too much waits");
+    m_port.m_refusal = refused;
+    m_fetcher.ReadNow();
+    m_port.m_refusal.reset();
+
+    m_port.Answer();
+
+    ASSERT_TRUE(m_fetcher.WhyNotReadNow());
+    EXPECT_EQ(RemoteError::Cause::TooMuch, m_fetcher.WhyNotReadNow()->GetCause());
+    EXPECT_FALSE(m_fetcher.Failure()) << "the one before it succeeded, and later";
+    m_fetcher.ReadNow();
+    m_port.Answer();
+    EXPECT_FALSE(m_fetcher.WhyNotReadNow());
 }
