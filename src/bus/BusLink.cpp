@@ -104,13 +104,15 @@ void BusLink::Start() {
 }
 
 void BusLink::Settled() {
-    if (!m_retry) return;
+    if (!m_retry || m_isGivenUp) return;
     m_retry.reset();
     m_retryDelay = m_policy.first;
     APPLIST_LOG(kInfo, "back on %s", m_location.description.c_str());
 }
 
 void BusLink::GiveUp() {
+    if (!m_isSetUp) return;
+    m_isGivenUp = true;
     ScheduleRetry(m_retryDelay);
 }
 
@@ -189,6 +191,7 @@ void BusLink::Failed(const char* why) {
 void BusLink::TryAgain() {
     m_retryDelay = m_policy.After(m_retryDelay);
     m_disconnected.reset();
+    m_isGivenUp = false;
     m_bus.reset();
     m_bus = OpenBus(m_location);
     ScheduleRetry(m_policy.attempt);

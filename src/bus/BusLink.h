@@ -74,7 +74,8 @@ private:
     UniqueSource m_retry;  // set from the loss until the connection has settled
     const BusRetry m_policy;
     std::chrono::microseconds m_retryDelay;
-    bool m_isSetUp = false;  // `setUp` was called for m_bus, and `lost` is owed to it
+    bool m_isSetUp = false;    // `setUp` was called for m_bus, and `lost` is owed to it
+    bool m_isGivenUp = false;  // whatever is still heard on the connection
 };
 
 }  // namespace applist

@@ -6,6 +6,7 @@
 #include <systemd/sd-event.h>
 
 #include <memory>
+#include <string>
 
 #include "common/Guarded.h"
 
@@ -19,6 +20,16 @@ struct SdReleaser {
 // What the callback of a reply returns. After a 0 sd-bus would go on with the reply, and fail an
 // assertion of its own if the callback has just found the connection dead.
 constexpr int kReplyTaken = 1;
+
+// What an error says, or else its name.
+inline std::string TextOf(const sd_bus_error& error) {
+    return error.message == nullptr ? error.name : error.message;
+}
+
+// Whether it only says that nobody answered.
+inline bool IsSilence(const sd_bus_error& error) {
+    return sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0;
+}
 
 // Closes the connection at once; whatever still waits in it is lost. Without the close, messages
 // that wait in the connection and refer to it would keep it alive.

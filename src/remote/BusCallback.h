@@ -15,7 +15,7 @@ template <class Object, void (Object::*member)(sd_bus_message* message), int res
 int OnBusMessage(sd_bus_message* message, void* userdata, sd_bus_error*) {
     Object* const object = static_cast<Object*>(userdata);
     const std::shared_ptr<void> alive = object->KeepAlive();
-    Guarded("following the service", [&] { (object->*member)(message); });
+    if (!Guarded("following the service", [&] { (object->*member)(message); })) object->Failed();
     return result;
 }
 

@@ -30,10 +30,10 @@ int ReadInline(sd_bus_message* reply, std::vector<char>& body) {
 
 // A hostile service may send any descriptor: a pipe that never ends, a file that shrinks while it
 // is read, a memfd with holes. Only a sealed memfd of bounded size is read.
-int ReadFd(sd_bus_message* reply, std::vector<char>& body) {
+int ReadFd(sd_bus_message* reply, std::size_t limit, std::vector<char>& body) {
     int fd = -1;  // belongs to the message
     if (sd_bus_message_has_signature(reply, "h") <= 0 || sd_bus_message_read(reply, "h", &fd) < 0 ||
-        !WhyNoSealedBody(fd, CurrentTransportLimits().fdBytes).empty()) {
+        !WhyNoSealedBody(fd, limit).empty()) {
         return -EBADMSG;
     }
     return ReadSealedBody(fd, body);
@@ -51,7 +51,10 @@ struct BusCalls::Open {
 
 BusCalls::BusCalls(const RemoteErrors& errors, std::function<std::shared_ptr<void>()> keepAlive,
                    AnswerHandler onAnswer)
-    : m_errors(errors), m_keepAlive(std::move(keepAlive)), m_onAnswer(std::move(onAnswer)) {}
+    : m_errors(errors),
+      m_keepAlive(std::move(keepAlive)),
+      m_onAnswer(std::move(onAnswer)),
+      m_fdLimit(CurrentTransportLimits().fdBytes) {}
 
 BusCalls::~BusCalls() = default;
 
@@ -69,7 +72,8 @@ int BusCalls::Send(CallId id, const std::vector<char>& request) {
     std::unique_ptr<Open> made(new Open{this, id, std::move(kept), WantsFd(request), nullptr});
     // In the map before it is sent, because sd-bus is given a pointer to it.
     Open& call = *m_open.emplace(id, std::move(made)).first->second;
-    const int result = Transmit(call, request);
+    int result = -ENOMEM;
+    Guarded("sending a call", [&] { result = Transmit(call, request); });
     if (result < 0) Forget(id);
     return result;
 }
@@ -96,8 +100,8 @@ int BusCalls::SendUnanswered(const std::vector<char>& request) {
 }
 
 bool BusCalls::WantsFd(const std::vector<char>& request) const {
-    return sd_bus_can_send(m_bus, 'h') > 0 &&
-           (request.size() > remote_limits::kFdBytes || request == m_largeRequest);
+    return sd_bus_can_send(m_bus, 'h') > 0 && (request.size() > remote_limits::kFdBytes ||
+                                               (!request.empty() && request == m_largeRequest));
 }
 
 int BusCalls::MakeMessage(const std::vector<char>& request, bool inFd,
@@ -137,7 +141,8 @@ void BusCalls::Receive(Open& call, sd_bus_message* message) {
     if (error != nullptr) {
         if (AskAgainInFd(call, *error)) return;
         reply.error = ErrorFrom(call, *error);
-    } else if ((call.isInFd ? ReadFd : ReadInline)(message, reply.body) < 0) {
+    } else if ((call.isInFd ? ReadFd(message, m_fdLimit, reply.body)
+                            : ReadInline(message, reply.body)) < 0) {
         reply.body.clear();
         reply.error = m_errors.NotUnderstood();
     } else {

@@ -64,6 +64,7 @@ private:
     const RemoteErrors& m_errors;
     const std::function<std::shared_ptr<void>()> m_keepAlive;
     const AnswerHandler m_onAnswer;
+    const std::size_t m_fdLimit;
     sd_bus* m_bus = nullptr;
     std::string m_service;
     // Each by pointer, because sd-bus keeps its address until the answer comes.

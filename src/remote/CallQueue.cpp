@@ -22,7 +22,13 @@ struct CallQueue::Call {
 };
 
 CallQueue::CallQueue(const RemoteErrors& errors, RemoteRoute& route)
-    : m_errors(errors), m_route(route), m_timeout(remote_limits::kDefaultTimeout) {}
+    : m_errors(errors),
+      m_route(route),
+      m_noMemory(errors.NoMemory()),
+      m_noMemoryForReply(errors.NoMemoryForReply()),
+      m_noAnswer(errors.NoAnswer()),
+      m_outcomeUnknown(errors.OutcomeUnknown()),
+      m_timeout(remote_limits::kDefaultTimeout) {}
 
 CallQueue::~CallQueue() = default;
 
@@ -44,8 +50,7 @@ void CallQueue::Post(std::vector<char> request, ReplyHandler onReply) {
     call->bytes = request.size();
     call->request = std::move(request);
     call->onReply = std::move(onReply);
-    // Made now, in case there is no memory for a better one when the call ends.
-    call->reply.error = m_errors.NoMemory();
+    call->reply.error = m_noMemory;
     // Counted only once it is in the queue: push_back may throw.
     const std::size_t bytes = call->bytes;
     m_calls.push_back(std::move(call));
@@ -67,17 +72,18 @@ void CallQueue::Open() {
 
 void CallQueue::Close(const std::string& where) {
     m_state = State::Absent;
-    m_where = where;
+    Guarded("ending the calls", [&] { m_where = where; });
     // All are ended before any handler is called: a handler may post, and must find the new state.
     for (std::size_t at = 0; at < m_calls.size(); ++at) {
         Call& call = *m_calls[at];
         if (call.isDone) continue;
         if (at < m_sent) m_route.Forget(call.id);
         call.isDone = true;
-        Guarded("ending a call", [&] {
-            call.reply.error =
-                at < m_sent ? m_errors.OutcomeUnknown() : m_errors.NoService(m_where);
-        });
+        if (at < m_sent) {
+            call.reply.error = m_outcomeUnknown;
+        } else {
+            Guarded("ending a call", [&] { call.reply.error = m_errors.NoService(m_where); });
+        }
     }
     m_sent = m_calls.size();
     m_sentBytes += std::exchange(m_waitingBytes, 0);
@@ -124,7 +130,7 @@ void CallQueue::Answer(CallId id, std::optional<RemoteReply> reply) {
     Call& call = *m_calls[static_cast<std::size_t>(id - m_calls.front()->id)];
     if (call.isDone) return;
     call.isDone = true;
-    if (reply) call.reply = std::move(*reply);
+    call.reply = reply ? std::move(*reply) : RemoteReply{{}, m_noMemoryForReply};
     Deliver();
 }
 
@@ -136,7 +142,7 @@ bool CallQueue::EndOverdue() {
         if (call.isDone || call.deadline > now) continue;
         m_route.Forget(call.id);
         call.isDone = ended = true;
-        Guarded("ending a call", [&] { call.reply.error = m_errors.NoAnswer(); });
+        call.reply.error = m_noAnswer;
     }
     if (ended) Deliver();
     return ended;
@@ -168,14 +174,15 @@ void CallQueue::Deliver() {
 }
 
 void CallQueue::SendUnanswered() {
+    int result = -ENOTCONN;  // as long as nobody knows who the service is
     for (; HasWaiting() && IsOpen(); ++m_sent) {
-        const int result = m_route.SendUnanswered(m_calls[m_sent]->request);
-        if (result >= 0) continue;
+        result = m_route.SendUnanswered(m_calls[m_sent]->request);
         // The calls behind it must not be executed without it.
-        APPLIST_LOG(logging::kError, "%s: calls lost, because they could not be sent: %zu (%s)",
-                    m_errors.Endpoint().c_str(), m_calls.size() - m_sent, std::strerror(-result));
-        return;
+        if (result < 0) break;
     }
+    if (!HasWaiting()) return;
+    APPLIST_LOG(logging::kError, "%s: calls lost, because they could not be sent: %zu (%s)",
+                m_errors.Endpoint().c_str(), m_calls.size() - m_sent, std::strerror(-result));
 }
 
 }  // namespace applist

@@ -85,6 +85,11 @@ private:
 
     const RemoteErrors& m_errors;
     RemoteRoute& m_route;
+    // Made in advance: when memory has run out, calls must still end, each with the truth.
+    const RemoteError m_noMemory;
+    const RemoteError m_noMemoryForReply;
+    const RemoteError m_noAnswer;
+    const RemoteError m_outcomeUnknown;
     Time m_timeout;
     State m_state = State::Unknown;
     std::string m_where;

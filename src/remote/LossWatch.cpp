@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "remote/RemoteLimits.h"
-
 namespace applist {
 
 using remote_limits::kCompareAfterBurst;
@@ -33,7 +31,7 @@ void LossWatch::Notified(bool toEveryone, Time now) {
     if (m_state == State::Absent) return;
     if (toEveryone) ++m_received;
     m_lastNotified = now;
-    m_due = std::min(m_due, now + (m_isAsking ? kCompareAtRest : kCompareAfterBurst));
+    m_due = std::min(m_due, now + (m_isAsking ? m_patience : kCompareAfterBurst));
 }
 
 bool LossWatch::Silence(Time now) {
@@ -50,7 +48,7 @@ bool LossWatch::TimePassed(Time now) {
 }
 
 bool LossWatch::Ask(Time now) {
-    m_isAsking = true;
+    if (std::exchange(m_isAsking, true)) m_patience = std::min(2 * m_patience, kCompareTimeout);
     m_due = now + kCompareTimeout;
     return true;
 }
@@ -64,6 +62,7 @@ void LossWatch::NotAsked(Time now) {
 bool LossWatch::Counted(std::optional<std::uint64_t> count, Time now) {
     if (m_state == State::Absent) return false;
     m_isAsking = false;
+    m_patience = kCompareAtRest;
     m_due = m_latest = now + kCompareAtRest;
     // The bus itself refuses at once, before the service can answer Connect. Its policy may forbid
     // only the count, or every call; Joined says which.

@@ -20,6 +20,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "remote/RemoteLimits.h"
+
 namespace applist {
 
 class LossWatch {
@@ -61,6 +63,9 @@ private:
     Time m_due = Time::max();  // when to ask, or to ask again
     Time m_latest{0};          // when to ask, whether or not a burst is over
     Time m_lastNotified{0};
+    // How long an answer may take before the question is asked again. Doubled each time, as a new
+    // question makes the answer to the one before it worthless.
+    Time m_patience = remote_limits::kCompareAtRest;
     std::uint64_t m_count = 0;     // the service's when it was last told
     std::uint64_t m_received = 0;  // how many have come since
 };

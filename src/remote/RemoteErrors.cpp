@@ -64,6 +64,12 @@ RemoteError RemoteErrors::NoMemory() const {
     return Make(Cause::Failed, "out of memory for a call; free some memory, then try again");
 }
 
+RemoteError RemoteErrors::NoMemoryForReply() const {
+    return Make(Cause::Failed,
+                "out of memory for the reply to a call that was executed; free some memory, then "
+                "read the list");
+}
+
 RemoteError RemoteErrors::NotSent(int error) const {
     // From our own check, before the bus sees the message.
     if (error == EMSGSIZE) {

@@ -24,6 +24,8 @@ public:
     // The queue of calls to be sent is full.
     RemoteError TooMuchWaits() const;
     RemoteError NoMemory() const;
+    // A reply came, and could not be kept: the call was executed.
+    RemoteError NoMemoryForReply() const;
     // The call could not be sent, for the reason `error`, an errno.
     RemoteError NotSent(int error) const;
     // The reply does not fit into a message, and this connection passes no descriptors.

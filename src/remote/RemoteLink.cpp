@@ -26,10 +26,6 @@ std::uint64_t Microseconds(std::chrono::microseconds time) {
     return static_cast<std::uint64_t>(time.count());
 }
 
-std::string TextOf(const sd_bus_error& error) {
-    return error.message == nullptr ? error.name : error.message;
-}
-
 // True for an error that the service itself sent, and neither the bus nor the bus library.
 bool IsFromService(const sd_bus_error& error) {
     return sd_bus_error_has_names(&error, SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_SERVICE_UNKNOWN,
@@ -63,7 +59,9 @@ RemoteLink::RemoteLink(TesselDbusRemote& owner, const std::string& name)
 
 void RemoteLink::Close() {
     const Time deadline = Now() + remote_limits::kFlushTimeout;
-    if (m_session.Close(deadline)) AwaitBus(deadline);
+    bool hasSent = true;
+    Guarded("sending the last calls", [&] { hasSent = m_session.Close(deadline); });
+    if (hasSent) AwaitBus(deadline);
     m_link.Close();
 }
 
@@ -219,6 +217,11 @@ int RemoteLink::AskToConnect() {
 void RemoteLink::OnConnected(sd_bus_message* answer) {
     m_connectAnswer.reset();
     const sd_bus_error* const refusal = sd_bus_message_get_error(answer);
+    if (refusal != nullptr && IsSilence(*refusal)) {
+        // It stands, or we were away for long. Without its answer it may never become usable.
+        if (sd_bus_is_open(m_link.Bus()) > 0 && AskToConnect() < 0) m_link.GiveUp();
+        return;
+    }
     if (refusal != nullptr) {
         APPLIST_LOG(kError, "%s: cannot connect to the service: %s",
                     m_session.Errors().Endpoint().c_str(), TextOf(*refusal).c_str());
@@ -257,7 +260,7 @@ void RemoteLink::OnCount(sd_bus_message* answer) {
         return m_service.Ask();  // it has left: who owns the name now?
     }
     // Silence says nothing about the count; the watch asks again by itself.
-    if (sd_bus_error_has_names(error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0) return;
+    if (IsSilence(*error)) return;
     m_session.Counted(std::nullopt, TextOf(*error));
 }
 

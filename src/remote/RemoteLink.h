@@ -43,7 +43,10 @@ public:
     void Notify(const std::vector<char>& body) { m_session.Notify(body); }
     void CallLater(Time delay, std::function<void()> callback);
 
+    // For the callbacks of the bus. One that was not carried through, for want of memory as a rule,
+    // leaves a state that nothing leads out of but another connection.
     std::shared_ptr<void> KeepAlive() { return shared_from_this(); }
+    void Failed() { m_link.GiveUp(); }
 
     // For the session, as in RemoteRoute.h.
     Time Now() const override;

@@ -119,7 +119,7 @@ void RemoteSession::Gone(const std::string& where) {
     m_watch.Stop();
     m_calls.Close(where);
     // Even if it was never reported as usable: it may have answered calls all the same.
-    if (!service.empty() && !IsClosed()) m_owner->HandleConnectionReady(false, service);
+    if (!service.empty()) TellReady(false, service);
 }
 
 void RemoteSession::Unknown() {
@@ -139,12 +139,19 @@ void RemoteSession::Counted(std::optional<std::uint64_t> count, const std::strin
                     "unnoticed: %s",
                     m_errors.Endpoint().c_str(), why.c_str());
     }
-    if (!IsClosed()) m_owner->HandleConnectionReady(true, m_service);
+    TellReady(true, m_service);
 }
 
 void RemoteSession::Notified(std::vector<char> body, bool toEveryone) {
     m_watch.Notified(toEveryone, m_route.Now());
-    if (m_watch.IsFollowing() && !IsClosed()) m_owner->HandleNotification(body);
+    if (!m_watch.IsFollowing() || IsClosed()) return;
+    Guarded("telling of a notification", [&] { m_owner->HandleNotification(body); });
+}
+
+// What the owner throws is no reason to doubt the connection.
+void RemoteSession::TellReady(bool state, std::string service) {
+    if (IsClosed()) return;
+    Guarded("telling of a connection", [&] { m_owner->HandleConnectionReady(state, service); });
 }
 
 void RemoteSession::Answered(CallId call, std::optional<RemoteReply> reply) {

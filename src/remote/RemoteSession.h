@@ -66,6 +66,7 @@ public:
 private:
     bool IsClosed() const { return m_owner == nullptr; }
     // Asks if the watch wants it, and tells the watch when that cannot be sent.
+    void TellReady(bool state, std::string service);
     void AskForCount(bool wanted);
     // A call was not answered in time.
     void OnSilence();

@@ -14,10 +14,6 @@ using logging::kError;
 
 namespace {
 
-bool IsSilence(const sd_bus_error& error) {
-    return sd_bus_error_has_names(&error, SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT) > 0;
-}
-
 // That there is nothing to start, or that we may not start it, is not worth a line in the log: the
 // user sees anyway that the service is not there.
 bool IsNoNews(const sd_bus_error& error) {
@@ -60,7 +56,8 @@ void ServiceOwner::StopFollowing() {
 void ServiceOwner::OnFollowed(sd_bus_message* answer) {
     const sd_bus_error* refusal = sd_bus_message_get_error(answer);
     if (refusal == nullptr || sd_bus_is_open(m_link.Bus()) <= 0) return;
-    APPLIST_LOG(kError, "cannot hear when %s appears: %s", m_name.c_str(), refusal->message);
+    APPLIST_LOG(kError, "cannot hear when %s appears: %s", m_name.c_str(),
+                TextOf(*refusal).c_str());
 }
 
 // Anybody can send a signal to us alone, which bypasses the match; only the bus's own word counts.
@@ -116,9 +113,8 @@ void ServiceOwner::OnStarted(sd_bus_message* answer) {
     m_answer.reset();
     const sd_bus_error* const error = sd_bus_message_get_error(answer);
     if (error != nullptr && !IsNoNews(*error) && sd_bus_is_open(m_link.Bus()) > 0) {
-        const std::string text = error->message == nullptr ? error->name : error->message;
         APPLIST_LOG(kError, "%s could not be started: %s", m_name.c_str(),
-                    PrintableText(text).c_str());
+                    PrintableText(TextOf(*error)).c_str());
     }
     if (sd_bus_is_open(m_link.Bus()) > 0) Ask();
 }

@@ -36,6 +36,7 @@ public:
     void Ask();
 
     std::shared_ptr<void> KeepAlive() const { return m_keepAlive(); }
+    void Failed() { m_link.GiveUp(); }
 
 private:
     void OnFollowed(sd_bus_message* answer);

@@ -59,8 +59,8 @@ public:
     // connection to the bus, and without waiting. True unless this is called.
     void SetStartsService(bool starts);
 
-    // How long a reply may take from now on, counted until the loop has read it. From 1 ms to a
-    // day; 5 s unless this is called.
+    // How long a reply may take from now on, counted from when its call is sent until the loop has
+    // read it. From 1 ms to a day; 5 s unless this is called.
     void SetTimeout(std::chrono::milliseconds timeout);
 
     // Sends `data` as one notification to the service, if it is there. Never waits; nothing comes

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "partner/CauseName.h"
+#include "partner/QuietLog.h"
 #include "remote/FakeRoute.h"
 #include "remote/RemoteLimits.h"
 
@@ -25,6 +26,8 @@ namespace {
 
 class ACallQueue : public ::testing::Test {
 protected:
+    ACallQueue() { ForgetLog(); }
+
     // Posts a call; what becomes of it is noted as "text=reply", or "text!Cause".
     void Post(const std::string& text) { PostBytes(text, {text.begin(), text.end()}); }
 
@@ -384,6 +387,17 @@ TEST_F(ACallQueue, HandsOverAllThatWaitsWithoutAnAnswer) {
 
     EXPECT_EQ((Strings{"a", "b"}), m_route.m_unanswered);
     EXPECT_FALSE(m_queue.HasWaiting());
+}
+
+TEST_F(ACallQueue, SaysHowManyCallsAreLostWhenNobodyKnowsTheService) {
+    Post("a");
+    Post("b");
+    m_queue.DropHandlers();
+
+    m_queue.SendUnanswered();
+
+    EXPECT_EQ(Strings{}, m_route.m_unanswered);
+    EXPECT_EQ(1u, ErrorsLogged("could not be sent: 2"));
 }
 
 TEST_F(ACallQueue, SendsNothingPastACallThatIsLost) {

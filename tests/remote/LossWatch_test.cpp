@@ -226,3 +226,20 @@ TEST_F(ALossWatch, ForgetsEverythingWithTheService) {
     AskedAfter();
     EXPECT_FALSE(m_watch.Counted(0, m_now));
 }
+
+// Each new question makes the answer to the one before it worthless.
+TEST_F(ALossWatch, HasMorePatienceWithASlowServiceEachTime) {
+    Follow();
+    AskedAfter();
+    LossWatch::Time patience = kCompareAtRest;
+    for (int count = 0; count < 10; ++count) {
+        Notify();
+        EXPECT_EQ(patience, AskedAfter());
+        patience = std::min(2 * patience, kCompareTimeout);
+    }
+
+    EXPECT_FALSE(m_watch.Counted(10, m_now));
+    AskedAfter();
+    Notify();
+    EXPECT_EQ(kCompareAtRest, AskedAfter()) << "once it has answered";
+}

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -33,12 +35,15 @@ public:
     std::vector<char> HandleMessage(std::vector<char>&) override { return {}; }
     void HandleNotification(std::vector<char>& data) override {
         m_told.push_back("notification " + std::string(data.begin(), data.end()));
+        if (m_onTold) m_onTold();
     }
     void HandleConnectionReady(bool state, const std::string& partner) override {
         m_told.push_back((state ? "usable " : "gone ") + partner);
+        if (m_onTold) m_onTold();
     }
 
     Strings m_told;
+    std::function<void()> m_onTold;
 };
 
 class ARemoteSession : public ::testing::Test {
@@ -145,6 +150,17 @@ TEST_F(ARemoteSession, FailsToAppearWhenNothingCanBeSent) {
     m_route.m_result = -ENOMEM;
 
     EXPECT_FALSE(m_session->Appeared(":1.7"));
+}
+
+TEST_F(ARemoteSession, GoesOnWhenItsOwnerThrows) {
+    m_owner.m_onTold = [] { throw std::runtime_error("no"); };
+    EXPECT_TRUE(m_session->Appeared(":1.7"));
+
+    m_session->Counted(0, "");
+    m_session->Notified(Bytes("x"), true);
+    m_session->Gone("a bus");
+
+    EXPECT_EQ((Strings{"usable :1.7", "notification x", "gone :1.7"}), m_owner.m_told);
 }
 
 // ---- Waiting ------------------------------------------------------------------------------------
