@@ -52,7 +52,8 @@ FetchPlan::Read FetchPlan::Begin(Part part, Time now) {
     m_selection.isStale = false;
     ++m_underWay;
     // Frames are counted from each other, not from when a read really began; see kFrameCredit.
-    m_frame = now > m_frame + kRest ? now : std::max(m_frame, now - kFrameCredit);
+    const bool hasRested = now > m_frame + kRest;
+    m_frame = hasRested ? now : std::clamp(m_frame, now - kFrameCredit, now);
     m_frame += kFrame;
     m_notBefore = m_frame;
     if (IsServiceThere()) m_state = State::Reading;
