@@ -14,8 +14,10 @@ bool NotificationQueue::Push(Notification notification) {
     if (bytes > kMaxWaitingBytes) return false;
     // Only the newest: an equal one further ahead may not be merged, as those in between would then
     // be told in another order.
-    if (!m_waiting.empty() && m_waiting.back().partner == notification.partner &&
-        m_waiting.back().body == notification.body) {
+    const bool isToEveryone = notification.partner.empty();
+    if (!m_waiting.empty() && m_waiting.back().notification == notification) {
+        ++m_waiting.back().times;
+        m_toEveryone += isToEveryone;
         return true;
     }
     bool complete = true;
@@ -23,19 +25,23 @@ bool NotificationQueue::Push(Notification notification) {
         Pop();
         complete = false;
     }
-    m_waiting.push_back(std::move(notification));
+    m_waiting.push_back({std::move(notification), 1});
     m_bytes += bytes;
+    m_toEveryone += isToEveryone;
     return complete;
 }
 
 void NotificationQueue::Pop() {
-    m_bytes -= m_waiting.front().Bytes();
+    const Waiting& front = m_waiting.front();
+    m_bytes -= front.notification.Bytes();
+    if (front.notification.partner.empty()) m_toEveryone -= front.times;
     m_waiting.pop_front();
 }
 
 void NotificationQueue::Clear() {
     m_waiting.clear();
     m_bytes = 0;
+    m_toEveryone = 0;
 }
 
 }  // namespace applist

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <string>
 #include <vector>
@@ -15,6 +16,10 @@ struct Notification {
     std::vector<char> body;
 
     std::size_t Bytes() const { return partner.size() + body.size(); }
+
+    friend bool operator==(const Notification& left, const Notification& right) {
+        return left.partner == right.partner && left.body == right.body;
+    }
 };
 
 class NotificationQueue {
@@ -27,14 +32,23 @@ public:
     bool Empty() const { return m_waiting.empty(); }
 
     // REQUIRES: not empty.
-    const Notification& Front() const { return m_waiting.front(); }
+    const Notification& Front() const { return m_waiting.front().notification; }
     void Pop();
+
+    // How many notifications to the default destination wait; one that was merged counts.
+    std::uint64_t ToEveryone() const { return m_toEveryone; }
 
     void Clear();
 
 private:
-    std::deque<Notification> m_waiting;
+    struct Waiting {
+        Notification notification;
+        std::uint64_t times;  // how often it was pushed
+    };
+
+    std::deque<Waiting> m_waiting;
     std::size_t m_bytes = 0;  // of all that wait
+    std::uint64_t m_toEveryone = 0;
 };
 
 }  // namespace applist

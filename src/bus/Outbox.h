@@ -45,6 +45,10 @@ public:
     // Sends an answer to a call that was not executed, ahead of what waits here.
     void Refuse(UniqueMessage answer);
 
+    // How many notifications to the default destination wait here and not yet in the library, whose
+    // queue keeps the order. Merged ones count.
+    std::uint64_t WaitingToEveryone() const { return m_queue.ToEveryone(); }
+
     // True while something that was sent has not left this process.
     bool Stalled() const;
 

@@ -87,9 +87,14 @@ const sd_bus_vtable Endpoint::kVtable[] = {
     SD_BUS_PROPERTY("Serial", "t", OnReadSerial, 0, 0),
     SD_BUS_VTABLE_END};
 
+// This answer overtakes the notifications that wait in the outbox, so it does not count them. A
+// partner that was told of them before they arrive would take their arrival for that of later ones,
+// and not notice when those are lost.
 int Endpoint::OnReadSerial(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply,
                            void* userdata, sd_bus_error*) {
-    return sd_bus_message_append(reply, "t", static_cast<Endpoint*>(userdata)->m_serial);
+    const Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
+    return sd_bus_message_append(reply, "t",
+                                 endpoint->m_serial - endpoint->m_outbox.WaitingToEveryone());
 }
 
 void Endpoint::Connect(sd_bus_message* call) {

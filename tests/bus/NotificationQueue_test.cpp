@@ -171,6 +171,23 @@ TEST_F(ANotificationQueue, HasRoomAgainForWhatWasTaken) {
     EXPECT_TRUE(m_queue.Push(ForAll(std::string(kMostBytes, 'y'))));
 }
 
+TEST_F(ANotificationQueue, CountsWhatWaitsForEveryoneAlsoWhatItMerged) {
+    for (const char* body : {"a", "a", "b"}) m_queue.Push(ForAll(body));
+    m_queue.Push(To(":1.5", "b"));
+    m_queue.Push(To(":1.5", "b"));
+    EXPECT_EQ(3u, m_queue.ToEveryone());
+
+    m_queue.Pop();
+
+    EXPECT_EQ(1u, m_queue.ToEveryone());
+}
+
+TEST_F(ANotificationQueue, DoesNotCountWhatItDropped) {
+    PushNumbers(kMost + 1);
+
+    EXPECT_EQ(kMost, m_queue.ToEveryone());
+}
+
 TEST_F(ANotificationQueue, IsAsNewWhenItWasCleared) {
     m_queue.Push(ForAll(std::string(kMostBytes, 'x')));
 

@@ -151,7 +151,7 @@ TEST_P(AnEndpointOnABusThatStands, CountsWhatItMergedAndDroppedInItsSerial) {
     Stall();
     for (int number = 0; number < 10; ++number) m_endpoint->Tell("the same");
     TellNumbers(2000);
-    m_bus.Continue();
+    ArrivalsOnceItRuns();
 
     EXPECT_EQ(200u + 10u + 2000u, m_client->ReadSerial().number);
 }
@@ -480,6 +480,23 @@ TEST_P(AnEndpointWithASlowReply, ExecutesHeldCallsOfEveryKindInTheirOrder) {
 
 // The reply of the first call waits behind a notification that waits, and meanwhile more calls come
 // in than may be held.
+// The answer overtakes the notifications that wait in the endpoint.
+TEST_P(AnEndpointWithASlowReply, CountsInItsSerialExactlyWhatIsSentBeforeTheAnswer) {
+    const auto partner = NewClient();
+    partner->Subscribe();
+    StartSlowReply();
+    for (int number = 0; number < 200; ++number) m_endpoint->Tell(std::to_string(number));
+    partner->m_arrivals.clear();
+
+    const std::uint64_t serial = partner->ReadSerial().number;
+
+    // The last one is the answer itself.
+    EXPECT_EQ(serial, partner->m_arrivals.size() - 1);
+    EXPECT_LT(serial, 200u) << "nothing waited, so this shows nothing";
+    ExpectSlowReplyWhole();
+    EXPECT_EQ(200u, partner->ReadSerial().number);
+}
+
 TEST_P(AnEndpointWithASlowReply, AnswersEveryCallOnceAlsoWhileNotificationsWait) {
     m_endpoint->m_answer = [this](const std::string& request) {
         if (request == "first") {

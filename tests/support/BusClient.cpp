@@ -102,11 +102,11 @@ void BusClient::StopReading() {
     Check(sd_bus_detach_event(m_bus.get()), "sd_bus_detach_event");
 }
 
-Answer BusClient::ReadSerial() {
-    return Wait(StartAny(kService, kPath, "org.freedesktop.DBus.Properties", "Get",
-                         [](sd_bus_message* call) {
-                             return sd_bus_message_append(call, "ss", kInterface, "Serial");
-                         }));
+BusClient::PendingAnswer BusClient::StartReadSerial() {
+    return StartAny(kService, kPath, "org.freedesktop.DBus.Properties", "Get",
+                    [](sd_bus_message* call) {
+                        return sd_bus_message_append(call, "ss", kInterface, "Serial");
+                    });
 }
 
 BusClient::PendingAnswer BusClient::Start(const char* member) {

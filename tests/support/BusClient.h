@@ -54,12 +54,13 @@ public:
     Answer Message(const std::string& body) { return Wait(Start("Message", body)); }
     Answer MessageFd(int fd) { return Wait(StartFd(fd)); }
     Answer Notify(const std::string& body) { return Wait(Start("Notify", body)); }
-    Answer ReadSerial();
+    Answer ReadSerial() { return Wait(StartReadSerial()); }
 
     // The same, without waiting.
     PendingAnswer Start(const char* member);
     PendingAnswer Start(const char* member, const std::string& body);
     PendingAnswer StartFd(int fd);
+    PendingAnswer StartReadSerial();
     Answer Wait(const PendingAnswer& answer);
 
     // Calls anything; `append` adds the arguments.

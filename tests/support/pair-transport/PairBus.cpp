@@ -44,8 +44,9 @@ Milliseconds InMilliseconds(Link::Time time) {
     return std::chrono::ceil<Milliseconds>(time);
 }
 
+// A count is none: a service gives it in the order of its notifications.
 bool IsReply(const Link::Parcel& parcel) {
-    return parcel.kind == Link::Kind::Message || parcel.kind == Link::Kind::Count;
+    return parcel.kind == Link::Kind::Message;
 }
 
 // The first parcel of the other kind than the very first one that may overtake it; 0 when there is
