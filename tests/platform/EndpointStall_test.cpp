@@ -478,8 +478,6 @@ TEST_P(AnEndpointWithASlowReply, ExecutesHeldCallsOfEveryKindInTheirOrder) {
               m_client->m_arrivals);
 }
 
-// The reply of the first call waits behind a notification that waits, and meanwhile more calls come
-// in than may be held.
 // The answer overtakes the notifications that wait in the endpoint.
 TEST_P(AnEndpointWithASlowReply, CountsInItsSerialExactlyWhatIsSentBeforeTheAnswer) {
     const auto partner = NewClient();
@@ -497,6 +495,8 @@ TEST_P(AnEndpointWithASlowReply, CountsInItsSerialExactlyWhatIsSentBeforeTheAnsw
     EXPECT_EQ(200u, partner->ReadSerial().number);
 }
 
+// The reply of the first call waits behind a notification that waits, and meanwhile more calls come
+// in than may be held.
 TEST_P(AnEndpointWithASlowReply, AnswersEveryCallOnceAlsoWhileNotificationsWait) {
     m_endpoint->m_answer = [this](const std::string& request) {
         if (request == "first") {
