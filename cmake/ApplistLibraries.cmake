@@ -79,6 +79,7 @@ if(APPLIST_OPEN_TRANSPORT)
     # The service's end, and the service over it.
     applist_add_library(applist_transport
         platform/CallMessage.cpp
+        platform/CallTurns.cpp
         platform/Endpoint.cpp
         platform/OwnName.cpp
         platform/PartnerTracker.cpp

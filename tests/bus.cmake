@@ -26,6 +26,7 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/EndpointReturn_test.cpp
         platform/EndpointStall_test.cpp
         platform/EndpointStart_test.cpp
+        platform/EndpointTurns_test.cpp
         platform/EndpointUnderAttack_test.cpp
         bus/BusLink_test.cpp
         bus/BusRetry_test.cpp

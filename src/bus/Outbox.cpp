@@ -99,6 +99,20 @@ void Outbox::Flush(std::chrono::microseconds timeout) {
     }
 }
 
+bool Outbox::HasInput() const {
+    std::uint64_t queued = 0;
+    if (m_bus == nullptr) return false;
+    if (sd_bus_get_n_queued_read(m_bus, &queued) >= 0 && queued > 0) return true;
+    struct pollfd readable = {sd_bus_get_fd(m_bus), POLLIN, 0};
+    return readable.fd >= 0 && poll(&readable, 1, 0) > 0;
+}
+
+bool Outbox::ReadOne() {
+    const int result = sd_bus_process(m_bus, nullptr);
+    if (result < 0 && m_bus != nullptr) Fail(result);
+    return result > 0;
+}
+
 std::uint64_t Outbox::InLibrary() const {
     std::uint64_t count = 0;
     return sd_bus_get_n_queued_write(m_bus, &count) < 0 ? 0 : count;

@@ -56,6 +56,14 @@ public:
     // REQUIRES: Stalled().
     void AwaitDrain();
 
+    // Whether a message may have come in that was not handled yet, and handling one now instead of
+    // when the loop gets to it. ReadOne returns whether there was anything to do.
+    bool HasInput() const;
+    bool ReadOne();
+
+    // Gives the connection up, because of a negative errno.
+    void Fail(int error) { m_onFailed(error); }
+
     // Waits until everything has left, `timeout` at most.
     void Flush(std::chrono::microseconds timeout);
 

@@ -83,11 +83,21 @@ int ReadSealedBody(int fd, std::vector<char>& body) {
     return 0;
 }
 
-int MakeSealedBody(const std::vector<char>& body) {
+int MakeMemfd() {
     const int fd = memfd_create("applist", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    if (fd < 0) return -errno;
-    int result = WriteAll(fd, body);
-    if (result == 0 && fcntl(fd, F_ADD_SEALS, kFixedSeals | F_SEAL_SEAL) != 0) result = -errno;
+    return fd < 0 ? -errno : fd;
+}
+
+int FillAndSeal(int fd, const std::vector<char>& body) {
+    const int result = WriteAll(fd, body);
+    if (result < 0) return result;
+    return fcntl(fd, F_ADD_SEALS, kFixedSeals | F_SEAL_SEAL) != 0 ? -errno : 0;
+}
+
+int MakeSealedBody(const std::vector<char>& body) {
+    const int fd = MakeMemfd();
+    if (fd < 0) return fd;
+    const int result = FillAndSeal(fd, body);
     if (result == 0) return fd;
     close(fd);
     return result;

@@ -37,6 +37,13 @@ std::size_t SizeOfMemfd(int fd);
 // descriptor's position is. Returns 0 or a negative errno. Throws std::bad_alloc.
 int ReadSealedBody(int fd, std::vector<char>& body);
 
+// Returns a new memfd, still empty, or a negative errno.
+int MakeMemfd();
+
+// Writes `body` into an empty memfd and seals it for good. Returns 0 or a negative errno; for an
+// empty body 0.
+int FillAndSeal(int fd, const std::vector<char>& body);
+
 // Returns a new memfd that holds `body`, sealed for good, or a negative errno.
 int MakeSealedBody(const std::vector<char>& body);
 

@@ -28,6 +28,8 @@ void SetTransportLimits(const TransportLimits& limits) {
     // Not less than the constant: our own partner keeps that much under way without asking.
     Check("heldBytes", limits.heldBytes, kMaxHeldBytes, PTRDIFF_MAX);
     Check("heldSenders", limits.heldSenders, 1, kMostPartners);
+    Check("requestBytes", limits.requestBytes, 1, PTRDIFF_MAX);
+    Check("fdRequestBytes", limits.fdRequestBytes, 1, PTRDIFF_MAX);
     TheLimits() = limits;
 }
 

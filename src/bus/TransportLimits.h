@@ -15,10 +15,16 @@ namespace transport_limits {
 // everywhere.
 constexpr std::size_t kMaxReplyBytes = std::size_t{16} << 20;
 
-// A body of `MessageFd`, either way. A list of millions of items fits; a descriptor that holds more
-// is a mistake or an attack on our memory. While a request is read, the memfd and a copy of it are
-// in memory, besides what the application makes of it; while a reply is made, the same.
+// The body of a reply of `MessageFd`. A list of millions of items fits; a descriptor that holds
+// more is a mistake or an attack on our memory. While a reply is made or read, the memfd and a copy
+// of it are in memory.
 constexpr std::size_t kMaxFdBytes = std::size_t{1} << 30;
+
+// The body of a request, in the message and in a descriptor. A partner gets no more than this many
+// bytes read by one call, and the service has them three times while it makes items of them. A
+// million items of the usual size fit a descriptor; whoever has more adds them in several calls.
+constexpr std::size_t kMaxRequestBytes = std::size_t{16} << 20;
+constexpr std::size_t kMaxFdRequestBytes = std::size_t{64} << 20;
 
 // Connected partners. Each costs a match on the bus, and a bus may allow only 512 per connection;
 // kMostPartners leaves a few of them for other uses.
@@ -34,15 +40,25 @@ constexpr std::uint64_t kMaxLibraryMessages = 64;
 constexpr std::size_t kMaxWaitingNotifications = 1024;
 constexpr std::size_t kMaxWaitingBytes = std::size_t{256} << 10;
 
-// Calls of one sender that are put off while the bus does not take our replies, and the bytes of
-// their bodies. A sender of whom nothing waits may always have one call wait, whatever its size.
+// Calls of one sender that wait for their turn, or for the bus to take our replies, and the bytes
+// of their bodies. A sender of whom nothing waits may always have one call wait, whatever its size.
 // Our own partner keeps one call less under way, and no more bytes, so that it is never refused.
 constexpr std::size_t kMaxHeldCalls = 64;
 constexpr std::size_t kMaxHeldBytes = std::size_t{1} << 20;
 
+// Calls of all senders that are larger than that by themselves. In messages they take at most this
+// many times kMaxRequestBytes of our memory.
+constexpr std::size_t kMaxLargeCalls = 8;
+
 // Senders whose calls wait at the same time. Connections to a bus cost a hostile one nothing, so
 // without this bound the two above are none; a device has a handful of partners.
 constexpr std::size_t kMaxHeldSenders = 64;
+
+// Messages that are read before a call is taken from those that wait, so that whoever has sent much
+// is known before its turn comes: some times what one sender may have waiting. While more comes in
+// than that, those who flood have no turn, but for this long at most.
+constexpr std::size_t kReadAhead = 4 * kMaxHeldCalls;
+constexpr std::chrono::microseconds kLongestReadAhead = std::chrono::seconds(1);
 
 // Bytes of an error text taken from an application's exception.
 constexpr std::size_t kMaxErrorText = 1024;
@@ -63,10 +79,12 @@ constexpr std::chrono::microseconds kLastRetry = std::chrono::seconds(10);
 // Those of the limits above that cost memory, for the application to set: lower on a small device,
 // higher for a long list. Each starts at the constant that explains it.
 struct TransportLimits {
-    std::size_t fdBytes = transport_limits::kMaxFdBytes;
+    std::size_t fdBytes = transport_limits::kMaxFdBytes;          // of a reply
     std::size_t partners = transport_limits::kMaxPartners;        // kMostPartners at most
     std::size_t heldBytes = transport_limits::kMaxHeldBytes;      // kMaxHeldBytes at least
     std::size_t heldSenders = transport_limits::kMaxHeldSenders;  // kMostPartners at most
+    std::size_t requestBytes = transport_limits::kMaxRequestBytes;
+    std::size_t fdRequestBytes = transport_limits::kMaxFdRequestBytes;
 };
 
 // Endpoints and partners that are built from now on keep to `limits`. Throws std::invalid_argument,

@@ -2,8 +2,7 @@
 
 #include <cstring>
 #include <new>
-
-#include "bus/SealedMemfd.h"
+#include <utility>
 
 namespace applist {
 
@@ -61,21 +60,24 @@ UniqueMessage ReplyTo(sd_bus_message* call, const std::vector<char>& body) {
     return reply;
 }
 
-UniqueMessage FdReplyTo(sd_bus_message* call, const std::vector<char>& body) {
-    const OwnedFd fd(MakeSealedBody(body));
-    if (fd.Get() < 0) throw std::bad_alloc();
-    UniqueMessage reply = ReplyTo(call);
-    // Appending duplicates the descriptor, so ours is closed on the way out.
-    if (sd_bus_message_append(reply.get(), "h", fd.Get()) < 0) throw std::bad_alloc();
-    return reply;
-}
-
 UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string& text) {
     // CONST here means that the error does not own its texts; the message copies them.
     const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name, text.c_str());
     sd_bus_message* reply = nullptr;
     if (sd_bus_message_new_method_error(call, &reply, &error) < 0) throw std::bad_alloc();
     return UniqueMessage(reply);
+}
+
+// The message has a duplicate of the descriptor, behind which there is the same memory.
+FdReply::FdReply(sd_bus_message* call) : m_fd(MakeMemfd()), m_message(ReplyTo(call)) {
+    if (m_fd.Get() < 0 || sd_bus_message_append(m_message.get(), "h", m_fd.Get()) < 0) {
+        throw std::bad_alloc();
+    }
+}
+
+UniqueMessage FdReply::With(const std::vector<char>& body) && {
+    if (FillAndSeal(m_fd.Get(), body) < 0) return nullptr;
+    return std::move(m_message);
 }
 
 }  // namespace applist

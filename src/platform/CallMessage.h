@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bus/SdBus.h"
+#include "bus/SealedMemfd.h"
 
 namespace applist {
 
@@ -26,10 +27,24 @@ std::string ReadFdBody(sd_bus_message* call, std::size_t limit, std::vector<char
 // Returns how many bytes the body of `call` holds, a memfd's included, and leaves it to be read.
 std::size_t BodyBytesOf(sd_bus_message* call);
 
-// Return the answer to `call`: empty, with a body, with a body in a sealed memfd, or an error.
+// Return the answer to `call`: without a body, with one, or an error.
 UniqueMessage ReplyTo(sd_bus_message* call);
 UniqueMessage ReplyTo(sd_bus_message* call, const std::vector<char>& body);
-UniqueMessage FdReplyTo(sd_bus_message* call, const std::vector<char>& body);
 UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string& text);
+
+// An answer whose body comes in a memfd. The descriptors, which may be lacking, are there from the
+// beginning.
+class FdReply {
+public:
+    explicit FdReply(sd_bus_message* call);
+
+    // Returns the answer with `body`, or nothing when there is no memory for that. An empty body
+    // needs none.
+    UniqueMessage With(const std::vector<char>& body) &&;
+
+private:
+    const OwnedFd m_fd;
+    UniqueMessage m_message;
+};
 
 }  // namespace applist

@@ -22,9 +22,9 @@ Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
       m_limits(CurrentTransportLimits()),
       m_link([this] { Export(); }, [this] { Lost(); }),
       m_outbox(
-          m_path, [this] { RunHeldCalls(); }, [this](int error) { m_link.Abandon(error); }),
+          m_path, [this] { m_turns.GoOn(); }, [this](int error) { m_link.Abandon(error); }),
       m_partners(m_limits.partners, [this](const std::string& partner) { Report(false, partner); }),
-      m_held(m_limits.heldBytes, m_limits.heldSenders) {
+      m_turns(*this, m_outbox, m_limits) {
     if (name.find('\0') != std::string::npos || !sd_bus_object_path_is_valid(m_path.c_str()) ||
         !sd_bus_service_name_is_valid(m_busName.c_str())) {
         throw TransportError("\"" + PrintableText(name) +
@@ -44,7 +44,7 @@ Endpoint::~Endpoint() {
     m_object.reset();
     m_nameAnswer.reset();
     m_partners.RemoveAll();
-    m_held.Clear();
+    m_turns.Detach();
     if (m_owned) m_outbox.Flush(transport_limits::kFlushTimeout);
     m_outbox.Detach();
 }
@@ -61,11 +61,11 @@ void Endpoint::SendNotification(const std::vector<char>& body, const std::string
 template <Endpoint::Method method>
 int Endpoint::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) {
     Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
-    if (endpoint->m_outbox.Stalled()) {
-        endpoint->Hold(method, call);
-    } else {
-        endpoint->Execute(method, call);
-    }
+    endpoint->Answer(call, [=] {
+        if (endpoint->RefuseLarge(call)) return;
+        if (endpoint->m_turns.IsFree()) return Execute<method>(*endpoint, call);
+        endpoint->Hold({UniqueMessage(sd_bus_message_ref(call)), Execute<method>});
+    });
     return 1;
 }
 
@@ -114,12 +114,16 @@ void Endpoint::Connect(sd_bus_message* call) {
 
 void Endpoint::Disconnect(sd_bus_message* call) {
     const std::string partner = SenderOf(call);
+    UniqueMessage reply = ReplyTo(call);
     m_partners.Remove(partner);
-    ReplyEmpty(call);
+    m_outbox.Reply(std::move(reply));
     Report(false, partner);
 }
 
+// A call that changes something has an empty answer, as a rule, and that is made before. One that
+// asks for something, and gets an error for want of memory, can be made again.
 void Endpoint::Message(sd_bus_message* call) {
+    UniqueMessage reply = ReplyTo(call, {});
     std::vector<char> request = BodyOf(call);
     std::vector<char> body;
     if (!RunHandler(call, [&] { body = m_owner.HandleMessage(request); })) return;
@@ -128,12 +132,14 @@ void Endpoint::Message(sd_bus_message* call) {
                           "the reply of " + std::to_string(body.size()) +
                               " bytes is too large for Message; call MessageFd instead");
     }
-    m_outbox.Reply(ReplyTo(call, body));
+    if (!body.empty()) reply = ReplyTo(call, body);
+    m_outbox.Reply(std::move(reply));
 }
 
 void Endpoint::MessageFd(sd_bus_message* call) {
+    FdReply reply(call);
     std::vector<char> request;
-    const std::string refusal = ReadFdBody(call, m_limits.fdBytes, request);
+    const std::string refusal = ReadFdBody(call, m_limits.fdRequestBytes, request);
     if (!refusal.empty()) return ReplyError(call, endpoint_names::kBadFd, refusal);
     std::vector<char> body;
     if (!RunHandler(call, [&] { body = m_owner.HandleMessage(request); })) return;
@@ -143,51 +149,57 @@ void Endpoint::MessageFd(sd_bus_message* call) {
                           "the reply of " + std::to_string(body.size()) +
                               " bytes is too large even for MessageFd");
     }
-    m_outbox.Reply(FdReplyTo(call, body));
+    UniqueMessage answer = std::move(reply).With(body);
+    if (!answer) throw std::bad_alloc();
+    m_outbox.Reply(std::move(answer));
 }
 
 void Endpoint::Notify(sd_bus_message* call) {
+    UniqueMessage reply = ReplyTo(call);
     std::vector<char> body = BodyOf(call);
-    if (RunHandler(call, [&] { m_owner.HandleNotification(body); })) ReplyEmpty(call);
+    if (!RunHandler(call, [&] { m_owner.HandleNotification(body); })) return;
+    m_outbox.Reply(std::move(reply));
 }
 
 // ---- Calls --------------------------------------------------------------------------------------
 
 // What is caught here is the transport running out of memory or descriptors; an application's
-// exceptions end in RunHandler.
+// exceptions end in RunHandler. A caller who cannot even be told that hears it from the bus, when
+// the connection ends.
 template <class Work>
 void Endpoint::Answer(sd_bus_message* call, Work work) noexcept {
-    if (!Guarded("answering a call", work)) sd_bus_reply_method_errno(call, -ENOMEM, nullptr);
+    if (Guarded("answering a call", work)) return;
+    if (sd_bus_reply_method_errno(call, -ENOMEM, nullptr) < 0) m_link.GiveUp();
 }
 
-void Endpoint::Execute(Method method, sd_bus_message* call) noexcept {
-    Answer(call, [&] { (this->*method)(call); });
+template <Endpoint::Method method>
+void Endpoint::Execute(Endpoint& endpoint, sd_bus_message* call) noexcept {
+    endpoint.Answer(call, [&] { (endpoint.*method)(call); });
 }
 
-void Endpoint::Hold(Method method, sd_bus_message* call) noexcept {
-    using Outcome = HeldCalls<HeldCall>::Outcome;
-    Answer(call, [&] {
-        HeldCall held{UniqueMessage(sd_bus_message_ref(call)), method};
-        switch (m_held.Push(SenderOf(call), BodyBytesOf(call), std::move(held))) {
-            case Outcome::Held: return m_outbox.AwaitDrain();
-            case Outcome::SenderIsFull:
-                return Refuse(call,
-                              "not executed: too many of your calls are waiting; read the "
-                              "replies, then call again");
-            case Outcome::TooManySenders:
-                return Refuse(call,
-                              "not executed: too many other callers are waiting; call again "
-                              "later");
-        }
-    });
-}
-
-// Stops as soon as one of the replies does not leave at once; the gate calls it again.
-void Endpoint::RunHeldCalls() {
-    while (!m_held.Empty() && !m_outbox.Stalled()) {
-        const HeldCall held = m_held.Pop();
-        Execute(held.method, held.call.get());
+void Endpoint::Hold(CallTurns::Call held) {
+    using Outcome = CallTurns::Outcome;
+    sd_bus_message* const call = held.message.get();
+    switch (m_turns.Hold(SenderOf(call), BodyBytesOf(call), std::move(held))) {
+        case Outcome::Held: return;
+        case Outcome::SenderIsFull:
+            return Refuse(call,
+                          "not executed: too many of your calls are waiting; read the replies, "
+                          "then call again");
+        case Outcome::TooManySenders:
+            return Refuse(call,
+                          "not executed: too many other callers are waiting; call again later");
     }
+}
+
+bool Endpoint::RefuseLarge(sd_bus_message* call) {
+    const bool isInFd = sd_bus_message_has_signature(call, "h") > 0;
+    const std::size_t limit = isInFd ? m_limits.fdRequestBytes : m_limits.requestBytes;
+    const std::size_t size = BodyBytesOf(call);
+    if (size <= limit) return false;
+    Refuse(call, "not executed: the request holds " + std::to_string(size) +
+                     " bytes; send at most " + std::to_string(limit) + " in one call");
+    return true;
 }
 
 template <class Handler>
@@ -209,15 +221,11 @@ bool Endpoint::RunHandler(sd_bus_message* call, Handler handler) {
     return false;
 }
 
-void Endpoint::ReplyEmpty(sd_bus_message* call) {
-    m_outbox.Reply(ReplyTo(call));
-}
-
 void Endpoint::ReplyError(sd_bus_message* call, const char* name, const std::string& text) {
     m_outbox.Reply(ErrorFor(call, name, text));
 }
 
-void Endpoint::Refuse(sd_bus_message* call, const char* text) {
+void Endpoint::Refuse(sd_bus_message* call, const std::string& text) {
     m_outbox.Refuse(ErrorFor(call, SD_BUS_ERROR_LIMITS_EXCEEDED, text));
 }
 
@@ -234,6 +242,7 @@ void Endpoint::Export() {
     int result = sd_bus_add_object_vtable(m_link.Bus(), &slot, m_path.c_str(),
                                           endpoint_names::kInterface, kVtable, this);
     m_object.reset(slot);
+    if (result >= 0) result = m_turns.Attach(m_link.Loop());
     if (result >= 0) result = m_outbox.Attach(m_link.Bus(), m_link.Loop());
     if (result >= 0 && m_isBuilt) {
         slot = nullptr;
@@ -250,7 +259,7 @@ void Endpoint::Export() {
 void Endpoint::Lost() {
     m_owned = false;
     m_outbox.Detach();
-    m_held.Clear();
+    m_turns.Detach();
     m_object.reset();
     m_nameAnswer.reset();
     for (const std::string& partner : m_partners.RemoveAll()) Report(false, partner);

@@ -1,9 +1,9 @@
 // An endpoint on D-Bus: the object that partners call, the name by which they find it, and its
 // return after the bus went away. TesselDbusLocal.h holds the contract.
 //
-// A call is executed only while nothing waits to be sent; otherwise it is held, within limits,
-// until the bus has taken what waits. So replies cannot pile up in this process, however fast a
-// partner calls and however slowly it reads.
+// A call is executed only while nothing waits to be sent, so that replies cannot pile up in this
+// process, however fast a partner calls and however slowly it reads. Everything that its answer
+// needs and that may be lacking is made before: what has been executed can be answered.
 //
 // Threads: the main loop's. Lifetime: its owner's, whose entry points it calls only from the loop.
 
@@ -17,7 +17,7 @@
 #include "bus/Outbox.h"
 #include "bus/TransportLimits.h"
 #include "ipc/TesselDbusLocal.h"
-#include "platform/HeldCalls.h"
+#include "platform/CallTurns.h"
 #include "platform/PartnerTracker.h"
 
 namespace applist {
@@ -38,13 +38,9 @@ public:
 
 private:
     using Method = void (Endpoint::*)(sd_bus_message* call);
-    struct HeldCall {
-        UniqueMessage call;
-        Method method;
-    };
 
     static const sd_bus_vtable kVtable[];
-    // What sd-bus calls for `method`: executes it, or holds it while the outbox is stalled.
+    // What sd-bus calls for `method`: executes it, or lets it wait for its turn.
     template <Method method>
     static int OnCall(sd_bus_message* call, void* userdata, sd_bus_error* error);
     static int OnReadSerial(sd_bus* bus, const char* path, const char* interface,
@@ -62,17 +58,18 @@ private:
     // Runs `work`, and answers `call` with an error when it throws.
     template <class Work>
     void Answer(sd_bus_message* call, Work work) noexcept;
-    void Execute(Method method, sd_bus_message* call) noexcept;
-    void Hold(Method method, sd_bus_message* call) noexcept;
-    void RunHeldCalls();
+    template <Method method>
+    static void Execute(Endpoint& endpoint, sd_bus_message* call) noexcept;
+    void Hold(CallTurns::Call held);
+    // Refuses `call` when its body is larger than the limits allow. Returns whether it is.
+    bool RefuseLarge(sd_bus_message* call);
     // Runs the application's `handler`. When it throws, answers `call` with what it said, and
     // returns false.
     template <class Handler>
     bool RunHandler(sd_bus_message* call, Handler handler);
-    void ReplyEmpty(sd_bus_message* call);
     void ReplyError(sd_bus_message* call, const char* name, const std::string& text);
     // Answers a call that is neither executed nor held, ahead of what waits.
-    void Refuse(sd_bus_message* call, const char* text);
+    void Refuse(sd_bus_message* call, const std::string& text);
     void Report(bool state, const std::string& partner);
 
     void Export();  // on a connection that has just come up
@@ -88,7 +85,7 @@ private:
     UniqueSlot m_nameAnswer;
     Outbox m_outbox;
     PartnerTracker m_partners;
-    HeldCalls<HeldCall> m_held;
+    CallTurns m_turns;
     bool m_owned = false;    // there is a bus now, and the name on it is ours
     bool m_isBuilt = false;  // the constructor has finished
     // Notifications to the default destination so far, merged and dropped ones included.

@@ -1,14 +1,17 @@
-// Calls that wait until the bus takes replies again: in the order in which they came, and bounded
-// for each sender, so that a sender who floods is refused and the others are not.
+// Calls that wait for their turn. The senders take turns, one call each, and each sender's calls
+// keep their order. What waits is bounded for each sender: one who floods is refused, and keeps
+// nobody else waiting.
 //
 // The bounds of one sender alone would be worth little, as anybody can open many connections: the
-// number of senders is bounded as well.
+// number of senders is bounded as well, and the number of calls that fill a share by themselves.
 
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <deque>
-#include <map>
+#include <list>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -21,71 +24,90 @@ class HeldCalls {
 public:
     // Holds up to transport_limits::kMaxHeldCalls calls for one sender, with up to `bytes` of
     // bodies together, or a single call of any size; and that for up to `senders` senders at a
-    // time.
+    // time. Up to transport_limits::kMaxLargeCalls of all may be larger than `bytes`.
     HeldCalls(std::size_t bytes, std::size_t senders) : m_maxBytes(bytes), m_maxSenders(senders) {}
 
     enum class Outcome { Held, SenderIsFull, TooManySenders };
 
-    // Puts `call`, with a body of `bytes`, at the end. A call that is not held is left as it was.
+    // Puts `call`, with a body of `bytes`, behind those of its sender. A call that is not held is
+    // left as it was. A sender that was refused is a flooder as long as any of its calls waits.
     Outcome Push(const std::string& sender, std::size_t bytes, Call&& call) {
-        const auto known = m_shares.find(sender);
-        if (known == m_shares.end() && m_shares.size() >= m_maxSenders) {
+        if (bytes > m_maxBytes && m_large >= transport_limits::kMaxLargeCalls) {
             return Outcome::TooManySenders;
         }
-        if (known != m_shares.end() && !HasRoom(known->second, bytes)) return Outcome::SenderIsFull;
-        m_waiting.push_back({sender, bytes, std::move(call)});
-        // There may be no memory left for the share. Pop relies on there
-        // being one for each call, so the call is taken out again.
-        try {
-            Share& share = m_shares[sender];
-            ++share.calls;
-            share.bytes += bytes;
-        } catch (...) {
-            m_waiting.pop_back();
-            throw;
+        const auto share = std::find_if(m_shares.begin(), m_shares.end(),
+                                        [&](const Share& each) { return each.sender == sender; });
+        if (share == m_shares.end()) return PushFirst(sender, bytes, std::move(call));
+        if (!HasRoom(*share, bytes)) {
+            share->isFlooder = true;
+            return Outcome::SenderIsFull;
         }
+        share->calls.push_back({std::move(call), bytes});
+        share->bytes += bytes;
         return Outcome::Held;
     }
 
-    bool Empty() const { return m_waiting.empty(); }
+    bool Empty() const { return m_shares.empty(); }
 
-    // Takes out the call that has waited longest. REQUIRES: not empty.
-    Call Pop() {
-        Entry entry = std::move(m_waiting.front());
-        m_waiting.pop_front();
-        const auto share = m_shares.find(entry.sender);
-        share->second.bytes -= entry.bytes;
-        if (--share->second.calls == 0) m_shares.erase(share);
+    // Takes out the next call of the sender whose turn it is; a flooder has none unless
+    // `floodersToo`. Returns nothing when nobody has a turn.
+    std::optional<Call> Pop(bool floodersToo) {
+        const auto share = std::find_if(m_shares.begin(), m_shares.end(), [&](const Share& each) {
+            return floodersToo || !each.isFlooder;
+        });
+        if (share == m_shares.end()) return std::nullopt;
+        Entry entry = std::move(share->calls.front());
+        share->calls.pop_front();
+        share->bytes -= entry.bytes;
+        m_large -= entry.bytes > m_maxBytes;
+        if (share->calls.empty()) {
+            m_shares.erase(share);
+        } else {
+            m_shares.splice(m_shares.end(), m_shares, share);
+        }
         return std::move(entry.call);
     }
 
     void Clear() {
-        m_waiting.clear();
         m_shares.clear();
+        m_large = 0;
     }
 
 private:
     struct Entry {
-        std::string sender;
-        std::size_t bytes;
         Call call;
+        std::size_t bytes;
     };
     // What waits of one sender. There is one as long as at least one call of the sender waits.
     struct Share {
-        std::size_t calls = 0;
+        std::string sender;
+        std::deque<Entry> calls;
         std::size_t bytes = 0;
+        bool isFlooder = false;
     };
+
+    // A list of its own first: whatever cannot be allocated, nothing has changed then.
+    Outcome PushFirst(const std::string& sender, std::size_t bytes, Call&& call) {
+        if (m_shares.size() >= m_maxSenders) return Outcome::TooManySenders;
+        std::list<Share> made(1);
+        made.front().sender = sender;
+        made.front().bytes = bytes;
+        made.front().calls.push_back({std::move(call), bytes});
+        m_shares.splice(m_shares.end(), made);
+        m_large += bytes > m_maxBytes;
+        return Outcome::Held;
+    }
 
     // Written so that nothing can overflow, whatever `bytes` a sender claims.
     bool HasRoom(const Share& share, std::size_t bytes) const {
-        return share.calls < transport_limits::kMaxHeldCalls && share.bytes <= m_maxBytes &&
+        return share.calls.size() < transport_limits::kMaxHeldCalls && share.bytes <= m_maxBytes &&
                bytes <= m_maxBytes - share.bytes;
     }
 
     const std::size_t m_maxBytes;
     const std::size_t m_maxSenders;
-    std::deque<Entry> m_waiting;
-    std::map<std::string, Share> m_shares;
+    std::list<Share> m_shares;  // in the order of their turns
+    std::size_t m_large = 0;
 };
 
 }  // namespace applist

@@ -34,15 +34,19 @@ TEST_F(TheTransportLimits, AreGenerousUntilTheyAreSet) {
     EXPECT_EQ(256u, CurrentTransportLimits().partners);
     EXPECT_EQ(std::size_t{1} << 20, CurrentTransportLimits().heldBytes);
     EXPECT_EQ(64u, CurrentTransportLimits().heldSenders);
+    EXPECT_EQ(std::size_t{16} << 20, CurrentTransportLimits().requestBytes);
+    EXPECT_EQ(std::size_t{64} << 20, CurrentTransportLimits().fdRequestBytes);
 }
 
 TEST_F(TheTransportLimits, AreWhatWasSetLast) {
-    SetTransportLimits({1, 2, std::size_t{3} << 20, 4});
+    SetTransportLimits({1, 2, std::size_t{3} << 20, 4, 5, 6});
 
     EXPECT_EQ(1u, CurrentTransportLimits().fdBytes);
     EXPECT_EQ(2u, CurrentTransportLimits().partners);
     EXPECT_EQ(std::size_t{3} << 20, CurrentTransportLimits().heldBytes);
     EXPECT_EQ(4u, CurrentTransportLimits().heldSenders);
+    EXPECT_EQ(5u, CurrentTransportLimits().requestBytes);
+    EXPECT_EQ(6u, CurrentTransportLimits().fdRequestBytes);
 }
 
 TEST_F(TheTransportLimits, MayNotBeNothing) {
@@ -53,6 +57,12 @@ TEST_F(TheTransportLimits, MayNotBeNothing) {
     EXPECT_NE("", Refusal(m_limits));
     m_limits = TransportLimits();
     m_limits.heldSenders = 0;
+    EXPECT_NE("", Refusal(m_limits));
+    m_limits = TransportLimits();
+    m_limits.requestBytes = 0;
+    EXPECT_NE("", Refusal(m_limits));
+    m_limits = TransportLimits();
+    m_limits.fdRequestBytes = 0;
     EXPECT_NE("", Refusal(m_limits));
 }
 
@@ -82,9 +92,9 @@ TEST_F(TheTransportLimits, AreNoMoreThanABufferHolds) {
 }
 
 TEST_F(TheTransportLimits, StayAsTheyAreWhenOneMakesNoSense) {
-    SetTransportLimits({10, 20, std::size_t{30} << 20, 40});
+    SetTransportLimits({10, 20, std::size_t{30} << 20, 40, 50, 60});
 
-    EXPECT_NE("", Refusal({11, 21, std::size_t{31} << 20, 0}));
+    EXPECT_NE("", Refusal({11, 21, std::size_t{31} << 20, 41, 51, 0}));
 
     EXPECT_EQ(10u, CurrentTransportLimits().fdBytes);
     EXPECT_EQ(20u, CurrentTransportLimits().partners);

@@ -13,6 +13,8 @@ protected:
         EndEndpoint();
         TransportLimits limits;
         limits.fdBytes = 5000;
+        limits.fdRequestBytes = 4000;
+        limits.requestBytes = 3000;
         limits.partners = 2;
         SetTransportLimits(limits);
         NewEndpoint();
@@ -35,13 +37,32 @@ protected:
 ON_EVERY_BUS(AnEndpointWithLimitsOfItsOwn);
 
 TEST_P(AnEndpointWithLimitsOfItsOwn, TakesADescriptorOfThatManyBytes) {
-    EXPECT_EQ("", Send(4999).error);
-    EXPECT_EQ("", Send(5000).error);
+    EXPECT_EQ("", Send(3999).error);
+    EXPECT_EQ("", Send(4000).error);
 
-    const Answer answer = Send(5001);
+    const Answer answer = Send(4001);
 
-    EXPECT_EQ(kBadFd, answer.error);
-    EXPECT_EQ("the memfd holds 5001 bytes; send at most 5000", answer.text);
+    EXPECT_EQ(kLimitsExceeded, answer.error);
+    EXPECT_EQ("not executed: the request holds 4001 bytes; send at most 4000 in one call",
+              answer.text);
+    EXPECT_EQ(2u, m_endpoint->m_events.size());
+}
+
+TEST_P(AnEndpointWithLimitsOfItsOwn, TakesAMessageOfThatManyBytes) {
+    EXPECT_EQ("", m_client->Message(std::string(2999, 'x')).error);
+    EXPECT_EQ("", m_client->Message(std::string(3000, 'x')).error);
+
+    const Answer answer = m_client->Message(std::string(3001, 'x'));
+
+    EXPECT_EQ(kLimitsExceeded, answer.error);
+    EXPECT_EQ("not executed: the request holds 3001 bytes; send at most 3000 in one call",
+              answer.text);
+    EXPECT_EQ(2u, m_endpoint->m_events.size());
+}
+
+TEST_P(AnEndpointWithLimitsOfItsOwn, TakesANotificationOfThatManyBytes) {
+    EXPECT_EQ("", m_client->Notify(std::string(3000, 'x')).error);
+    EXPECT_EQ(kLimitsExceeded, m_client->Notify(std::string(3001, 'x')).error);
 }
 
 TEST_P(AnEndpointWithLimitsOfItsOwn, AnswersWithADescriptorOfThatManyBytes) {
@@ -63,5 +84,5 @@ TEST_P(AnEndpointWithLimitsOfItsOwn, TakesThatManyPartners) {
 TEST_P(AnEndpointWithLimitsOfItsOwn, KeepsThoseThatItWasBuiltWith) {
     SetTransportLimits(TransportLimits());
 
-    EXPECT_EQ(kBadFd, Send(5001).error);
+    EXPECT_EQ(kLimitsExceeded, Send(4001).error);
 }

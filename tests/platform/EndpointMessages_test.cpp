@@ -55,9 +55,8 @@ TEST_P(AnEndpoint, CarriesEveryByteUnchanged) {
 TEST_P(AnEndpoint, AnswersCallsInTheOrderInWhichTheyCame) {
     const auto client = NewClient();
     std::vector<BusClient::PendingAnswer> answers;
-    // No more than a bus with built-in limits lets one client wait for.
     std::vector<std::string> expected;
-    for (int number = 0; number < 100; ++number) {
+    for (int number = 0; number < 64; ++number) {  // as many as may wait
         const std::string body = std::to_string(number);
         answers.push_back(client->Start("Message", body));
         expected.push_back("message " + body);

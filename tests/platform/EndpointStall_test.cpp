@@ -512,6 +512,7 @@ TEST_P(AnEndpointWithASlowReply, AnswersEveryCallOnceAlsoWhileNotificationsWait)
     EXPECT_EQ("first", m_client->Wait(first).body) << first->error;
     const int refused = RefusedOf(*m_client, answers);
 
-    EXPECT_LE(refused, 36);
+    // The first one may be among the 64 that wait.
+    EXPECT_LE(refused, 37);
     EXPECT_EQ(100 - refused, ExecutedOf(*m_client));
 }

@@ -27,7 +27,7 @@ protected:
 
     std::vector<int> PopAll() {
         std::vector<int> numbers;
-        while (!m_held.Empty()) numbers.push_back(*m_held.Pop());
+        while (!m_held.Empty()) numbers.push_back(**m_held.Pop(/* floodersToo */ true));
         return numbers;
     }
 
@@ -37,11 +37,62 @@ protected:
 
 }  // namespace
 
-TEST_F(AQueueOfHeldCalls, GivesThemBackInTheOrderInWhichTheyCame) {
+TEST_F(AQueueOfHeldCalls, KeepsTheOrderOfOneSender) {
     EXPECT_TRUE(m_held.Empty());
-    for (const char* sender : {"one", "other", "one", "third", "other"}) Push(sender);
+    PushMany(5, "one");
 
     EXPECT_EQ((std::vector<int>{1, 2, 3, 4, 5}), PopAll());
+}
+
+TEST_F(AQueueOfHeldCalls, GivesTheSendersTurns) {
+    for (const char* sender : {"one", "one", "one", "other", "third", "other"}) Push(sender);
+
+    EXPECT_EQ((std::vector<int>{1, 4, 5, 2, 6, 3}), PopAll());
+}
+
+TEST_F(AQueueOfHeldCalls, LetsNobodyHaveTwoTurnsByComingAgain) {
+    PushMany(2, "one");
+    Push("other");
+    EXPECT_EQ(1, **m_held.Pop(true));
+
+    PushMany(2, "one");
+
+    EXPECT_EQ((std::vector<int>{3, 2, 4, 5}), PopAll());
+}
+
+TEST_F(AQueueOfHeldCalls, PutsAFlooderOff) {
+    PushMany(64, "flood");
+    Push("flood");
+    Push("other");
+
+    EXPECT_EQ(66, **m_held.Pop(/* floodersToo */ false));
+    EXPECT_EQ(std::nullopt, m_held.Pop(/* floodersToo */ false));
+    EXPECT_EQ(1, **m_held.Pop(/* floodersToo */ true));
+}
+
+TEST_F(AQueueOfHeldCalls, ForgetsThatASenderFloodedOnceNothingOfItWaits) {
+    PushMany(64, "flood");
+    Push("flood");
+    PopAll();
+
+    Push("flood");
+
+    EXPECT_EQ(66, **m_held.Pop(/* floodersToo */ false));
+}
+
+TEST_F(AQueueOfHeldCalls, HoldsEightLargeOnesOfAllSenders) {
+    Held held(kMegabyte, 100);
+    const auto push = [&held](int sender, std::size_t bytes) {
+        return held.Push(std::to_string(sender), bytes, std::make_unique<int>(0));
+    };
+    for (int sender = 0; sender < 8; ++sender) {
+        EXPECT_EQ(Outcome::Held, push(sender, kMegabyte + 1));
+    }
+
+    EXPECT_EQ(Outcome::TooManySenders, push(8, kMegabyte + 1));
+    EXPECT_EQ(Outcome::Held, push(9, kMegabyte));
+    held.Pop(true);
+    EXPECT_EQ(Outcome::Held, push(8, kMegabyte + 1));
 }
 
 TEST_F(AQueueOfHeldCalls, HoldsSixtyFourOfASenderAndNoMore) {
@@ -90,14 +141,14 @@ TEST_F(AQueueOfHeldCalls, HoldsCallsOfThreeSendersAndNotOfAFourth) {
 
 TEST_F(AQueueOfHeldCalls, HasRoomAgainOnceACallWasTakenOut) {
     PushMany(64, "one");
-    m_held.Pop();
+    m_held.Pop(true);
     EXPECT_EQ(Outcome::Held, Push("one"));
     PopAll();
 
     Push("one", kMegabyte);
     Push("other");
     Push("third");
-    m_held.Pop();
+    m_held.Pop(true);
     EXPECT_EQ(Outcome::Held, Push("fourth", kMegabyte)) << "nothing of the first waits any longer";
     EXPECT_EQ(Outcome::TooManySenders, Push("one"));
 }

@@ -138,17 +138,27 @@ char StateInGroup(const char* pid, pid_t group) {
     return its == group ? state : ' ';
 }
 
-bool EveryProcessStands(pid_t group) {
+// Whether each process of `group` is in one of `states`.
+bool EveryProcessIs(const char* states, pid_t group) {
     DIR* const processes = opendir("/proc");
     if (processes == nullptr) throw Failure("/proc");
     bool stands = true;
     while (const struct dirent* entry = readdir(processes)) {
         if (entry->d_name[0] < '0' || entry->d_name[0] > '9') continue;
         const char state = StateInGroup(entry->d_name, group);
-        if (std::strchr(" TtZ", state) == nullptr) stands = false;
+        if (std::strchr(states, state) == nullptr) stands = false;
     }
     closedir(processes);
     return stands;
+}
+
+void WaitUntilEveryProcessIs(const char* states, pid_t group) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!EveryProcessIs(states, group)) {
+        if (std::chrono::steady_clock::now() > deadline)
+            throw Failure("the bus does not get there");
+        sched_yield();
+    }
 }
 
 }  // namespace
@@ -236,15 +246,16 @@ void PrivateBus::Kill() {
 
 void PrivateBus::Stop() {
     if (kill(-m_group, SIGSTOP) != 0) throw Failure("SIGSTOP");
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!EveryProcessStands(m_group)) {
-        if (std::chrono::steady_clock::now() > deadline) throw Failure("the bus does not stop");
-        sched_yield();
-    }
+    WaitUntilEveryProcessIs(" TtZ", m_group);
 }
 
 void PrivateBus::Continue() {
     if (kill(-m_group, SIGCONT) != 0) throw Failure("SIGCONT");
+}
+
+// Whoever is sent something is awake at once, and sleeps only when there is nothing more to do.
+void PrivateBus::WaitUntilIdle() {
+    WaitUntilEveryProcessIs(" SZ", m_group);
 }
 
 std::string PrivateBus::Output() const {

@@ -53,6 +53,10 @@ public:
     void Stop();
     void Continue();
 
+    // Returns when the bus has handled everything that was sent to it so far, and has passed on
+    // what its clients' sockets take.
+    void WaitUntilIdle();
+
     // What the bus has said on stdout and stderr, for the text of a failure.
     std::string Output() const;
 

@@ -1,0 +1,72 @@
+#include "platform/CallTurns.h"
+
+#include <new>
+#include <optional>
+#include <utility>
+
+namespace applist {
+
+CallTurns::CallTurns(Endpoint& endpoint, Outbox& outbox, const TransportLimits& limits)
+    : m_endpoint(endpoint), m_outbox(outbox), m_held(limits.heldBytes, limits.heldSenders) {}
+
+int CallTurns::Attach(sd_event* event) {
+    sd_event_source* source = nullptr;
+    int result = sd_event_add_defer(event, &source, OnTurn, this);
+    m_turn.reset(source);
+    if (result >= 0) result = sd_event_source_set_enabled(source, SD_EVENT_OFF);
+    return result;
+}
+
+void CallTurns::Detach() {
+    m_turn.reset();
+    m_held.Clear();
+}
+
+// Looking for more costs a system call, but not knowing would cost whoever comes behind.
+bool CallTurns::IsFree() const {
+    return m_held.Empty() && !m_outbox.Stalled() && !m_outbox.HasInput();
+}
+
+CallTurns::Outcome CallTurns::Hold(const std::string& sender, std::size_t bytes, Call&& call) {
+    if (m_held.Empty()) m_allRead = Clock::now();
+    // First: a call that waits must have its turn.
+    if (!Schedule()) throw std::bad_alloc();
+    return m_held.Push(sender, bytes, std::move(call));
+}
+
+void CallTurns::GoOn() {
+    if (!m_held.Empty() && !Schedule()) m_outbox.Fail(-ENOMEM);
+}
+
+// For one turn, and then anew: a source that stays on would have precedence over the others of the
+// loop, the bus among them.
+bool CallTurns::Schedule() {
+    return sd_event_source_set_enabled(m_turn.get(), SD_EVENT_ONESHOT) >= 0;
+}
+
+int CallTurns::OnTurn(sd_event_source*, void* userdata) {
+    CallTurns* const turns = static_cast<CallTurns*>(userdata);
+    Guarded("executing a call", [turns] { turns->TakeTurn(); });
+    return 0;
+}
+
+void CallTurns::TakeTurn() {
+    const bool isAllRead = ReadAhead();
+    if (m_held.Empty()) return;  // or the bus went away meanwhile
+    if (m_outbox.Stalled()) return m_outbox.AwaitDrain();
+    if (isAllRead) m_allRead = Clock::now();
+    const bool isEveryones =
+        isAllRead || Clock::now() - m_allRead > transport_limits::kLongestReadAhead;
+    const std::optional<Call> call = m_held.Pop(isEveryones);
+    GoOn();  // first, as executing may take the bus away
+    if (call) call->execute(m_endpoint, call->message.get());
+}
+
+bool CallTurns::ReadAhead() {
+    for (std::size_t count = 0; count < transport_limits::kReadAhead; ++count) {
+        if (m_outbox.Stalled() || !m_outbox.HasInput() || !m_outbox.ReadOne()) return true;
+    }
+    return false;
+}
+
+}  // namespace applist
