@@ -21,6 +21,7 @@ add_executable(unit_tests
     common/AppListRemoteControl_test.cpp
     common/ItemText_test.cpp
     ipc/IPCApplist_test.cpp
+    support/PlainModel.cpp
     support/RecordingAllocator.cpp
     support/RecordingInside.cpp
     support/RecordingJournal.cpp

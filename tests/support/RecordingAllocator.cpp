@@ -1,5 +1,8 @@
 #include "support/RecordingAllocator.h"
 
+#include <malloc.h>
+
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -22,7 +25,10 @@ void (*g_observer)(const void*, void*) = nullptr;
 void* g_observerContext = nullptr;
 
 Allocations g_sum = {0, 0};
+std::size_t g_inUse = 0;
+std::size_t g_peak = 0;
 std::size_t g_untilFailure = 0;  // 0: no failure is planned
+std::size_t g_failures = 0;      // how many there are from then on
 bool g_hasFailed = false;
 bool g_exempt = false;
 
@@ -45,14 +51,25 @@ void TellIfWatched(const void* object) {
     }
 }
 
-void* Allocate(std::size_t size) {
-    if (g_untilFailure != 0 && !g_exempt && --g_untilFailure == 0) {
-        g_hasFailed = true;
-        return nullptr;
+bool IsToFail() {
+    if (g_untilFailure == 0 || g_exempt) return false;
+    if (g_untilFailure > 1) {
+        --g_untilFailure;
+        return false;
     }
+    g_hasFailed = true;
+    if (--g_failures == 0) g_untilFailure = 0;
+    return true;
+}
+
+void* Allocate(std::size_t size) {
+    if (IsToFail()) return nullptr;
     ++g_sum.blocks;
     g_sum.bytes += size;
-    return std::malloc(size != 0 ? size : 1);
+    void* const memory = std::malloc(size != 0 ? size : 1);
+    g_inUse += malloc_usable_size(memory);
+    g_peak = std::max(g_peak, g_inUse);
+    return memory;
 }
 
 void* AllocateOrThrow(std::size_t size) {
@@ -63,6 +80,7 @@ void* AllocateOrThrow(std::size_t size) {
 
 void Free(void* memory) {
     TellIfWatched(memory);
+    g_inUse -= malloc_usable_size(memory);
     std::free(memory);
 }
 
@@ -91,9 +109,22 @@ Allocations AllocationsSoFar() {
     return g_sum;
 }
 
-FailingAllocation::FailingAllocation(std::size_t nth) {
+std::size_t BytesInUse() {
+    return g_inUse;
+}
+
+PeakOfHeap::PeakOfHeap() : m_before(g_inUse) {
+    g_peak = g_inUse;
+}
+
+std::size_t PeakOfHeap::Bytes() const {
+    return g_peak - m_before;
+}
+
+FailingAllocation::FailingAllocation(std::size_t nth, std::size_t count) {
     g_hasFailed = false;
     g_untilFailure = nth;
+    g_failures = count;
 }
 
 FailingAllocation::~FailingAllocation() {

@@ -29,10 +29,25 @@ struct Allocations {
 // Returns the sum of all allocations since the process started. Subtract to measure.
 Allocations AllocationsSoFar();
 
-// While it lives, the n-th allocation from its making (1 is the next) throws std::bad_alloc.
+// Bytes that are allocated and not freed, as the heap counts them.
+std::size_t BytesInUse();
+
+// Measures from its making how far the bytes in use rise above what they were then.
+class PeakOfHeap {
+public:
+    PeakOfHeap();
+
+    std::size_t Bytes() const;
+
+private:
+    const std::size_t m_before;
+};
+
+// While it lives, the n-th allocation from its making (1 is the next) throws std::bad_alloc, and so
+// do the ones after it, `count` in all.
 class FailingAllocation {
 public:
-    explicit FailingAllocation(std::size_t nth);
+    explicit FailingAllocation(std::size_t nth, std::size_t count = 1);
     ~FailingAllocation();
 
     bool HasFailed() const;

@@ -15,6 +15,8 @@ namespace {
 
 const char kPrefix[] = "%s: %s(%d) > [%s:%d] ";
 
+bool g_isQuiet = false;
+
 std::vector<LogRecord>& Records() {
     static std::vector<LogRecord> records;
     return records;
@@ -92,9 +94,18 @@ void RestartLog() {
     Records().clear();
 }
 
+QuietRecordingLog::QuietRecordingLog() {
+    g_isQuiet = true;
+}
+
+QuietRecordingLog::~QuietRecordingLog() {
+    g_isQuiet = false;
+}
+
 }  // namespace recording
 
 int PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format, ...) {
+    if (recording::g_isQuiet) return 0;
     const recording::ExemptFromFailing exempt;
     recording::LogRecord record{bufferId, priority, tag, format, "", "", 0, ""};
     va_list arguments;

@@ -32,4 +32,14 @@ const std::vector<LogRecord>& LogRecords();
 
 void RestartLog();
 
+// While it lives, lines are neither kept nor entered: tests that count memory would count them.
+class QuietRecordingLog {
+public:
+    QuietRecordingLog();
+    ~QuietRecordingLog();
+
+    QuietRecordingLog(const QuietRecordingLog&) = delete;
+    QuietRecordingLog& operator=(const QuietRecordingLog&) = delete;
+};
+
 }  // namespace recording

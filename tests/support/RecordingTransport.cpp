@@ -1,8 +1,11 @@
+#include <stdexcept>
 #include <utility>
 
 #include "ipc/TesselDbusLocal.h"
+#include "support/RecordingAllocator.h"
 #include "support/RecordingJournal.h"
 
+using recording::ExemptFromFailing;
 using recording::Hex;
 using recording::Journal;
 
@@ -30,10 +33,14 @@ TesselDbusLocal::~TesselDbusLocal() {
 }
 
 void TesselDbusLocal::SendNotification(std::vector<char>& data) {
+    const ExemptFromFailing exempt;
+    if (m_refusesToSend) throw std::runtime_error("the bus is on fire");
     Journal::Get().Add("send " + Hex(TakeBytes(data)));
 }
 
 void TesselDbusLocal::SendNotification(std::vector<char>& data, const std::string& partner) {
+    const ExemptFromFailing exempt;
+    if (m_refusesToSend) throw std::runtime_error("the bus is on fire");
     Journal::Get().Add("send " + Hex(TakeBytes(data)) + " to " + partner);
 }
 

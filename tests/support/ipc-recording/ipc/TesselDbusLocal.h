@@ -25,6 +25,9 @@ public:
     void SendNotification(std::vector<char>& data);
     void SendNotification(std::vector<char>& data, const std::string& partner);
 
+    // Both throw instead, as a transport may that is not the open one.
+    bool m_refusesToSend = false;
+
     // The endpoint that was built last; null when it is gone.
     static TesselDbusLocal* Newest();
 
