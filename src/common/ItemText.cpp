@@ -104,6 +104,37 @@ void PutEscaped(std::string_view visibleName, std::string_view uniqueId, char* t
     *to = ItemText::kTerminator;
 }
 
+// Large enough that a list of usual size has few, small enough to be no matter when it is unused.
+constexpr std::size_t kPiece = std::size_t{64} << 10;
+
+// Writes the end of one piece and the beginning of the next, together as large as what is written.
+class TwoSpans : public std::streambuf {
+public:
+    TwoSpans(char* first, char* firstEnd, char* second, char* secondEnd)
+        : m_second(second), m_secondEnd(secondEnd) {
+        setp(first, firstEnd);
+    }
+
+protected:
+    int_type overflow(int_type c) override {
+        if (pptr() == m_secondEnd) return traits_type::eof();
+        setp(m_second, m_secondEnd);
+        return sputc(traits_type::to_char_type(c));
+    }
+
+private:
+    char* const m_second;
+    char* const m_secondEnd;
+};
+
+// Returns how many escapes there are in `text`, which comes from a valid line.
+std::size_t CountEscapes(std::string_view text) {
+    std::size_t count = 0;
+    std::size_t at = text.find(kEscape);
+    for (; at != std::string_view::npos; at = text.find(kEscape, at + 2)) ++count;
+    return count;
+}
+
 bool WriteBytes(std::string_view bytes, std::streambuf& to) {
     const auto size = static_cast<std::streamsize>(bytes.size());
     return to.sputn(bytes.data(), size) == size;
@@ -179,10 +210,23 @@ std::string ItemText::UniqueId() const {
     return StringOf(IdText());
 }
 
+// Its memory is that of the string and not of its text: an item that is made of escapes would keep
+// twice of what it is.
 std::string ItemText::StringOf(std::string_view text) const {
-    std::string result(text);
-    if (m_hasEscape) Unescape(result);
-    return result;
+    if (!m_hasEscape) return std::string(text);
+    std::string result;
+    result.reserve(text.size() - CountEscapes(text));
+    for (;;) {
+        const std::size_t at = text.find(kEscape);
+        result.append(text.substr(0, at));
+        if (at == std::string_view::npos) return result;
+        result += SpecialFor(text[at + 1]);
+        text.remove_prefix(at + 2);
+    }
+}
+
+std::size_t ItemText::StringsSize() const {
+    return m_line.size() - 1 - (m_hasEscape ? CountEscapes(m_line) : 0);
 }
 
 // Every escape shrinks to one byte, so writing never overtakes reading. The byte after a backslash
@@ -204,28 +248,50 @@ bool ItemText::Write(std::string_view visibleName, std::string_view uniqueId, st
            WriteEscaped(uniqueId, to) && WriteByte(kTerminator, to);
 }
 
-// First as if nothing needed an escape, which is true of most items. When that turns out wrong, the
-// bytes put so far are simply overwritten: m_used has not moved.
+// First as if nothing needed an escape, which is true of most items, and as if there were room.
+// When that turns out wrong, the bytes put so far are simply overwritten: m_at has not moved.
 void ItemTextWriter::Append(std::string_view visibleName, std::string_view uniqueId) {
-    std::size_t size = visibleName.size() + uniqueId.size() + 2;
-    if (!PutPlain(visibleName, uniqueId, MakeRoom(size))) {
-        size = ItemText::SizeOf(visibleName, uniqueId);
-        PutEscaped(visibleName, uniqueId, MakeRoom(size));
+    const std::size_t size = visibleName.size() + uniqueId.size() + 2;
+    if (size > Left() || !PutPlain(visibleName, uniqueId, m_at)) {
+        return AppendEscaped(visibleName, uniqueId);
     }
-    m_used += size;
+    m_at += size;
+}
+
+// Fills the end of the room, however small, and makes a piece for the whole rest of the item,
+// however large, so that no room is lost between two pieces.
+void ItemTextWriter::AppendEscaped(std::string_view visibleName, std::string_view uniqueId) {
+    const std::size_t size = ItemText::SizeOf(visibleName, uniqueId);
+    if (size <= Left()) {
+        PutEscaped(visibleName, uniqueId, m_at);
+        m_at += size;
+        return;
+    }
+    const std::size_t rest = size - Left();
+    const std::size_t made = std::max(rest, kPiece);
+    m_pieces.push_back({std::unique_ptr<char[]>(new char[made]), made});
+    char* const piece = m_pieces.back().data.get();
+    TwoSpans spans(m_at, m_end, piece, piece + rest);
+    ItemText::Write(visibleName, uniqueId, spans);
+    m_at = piece + rest;
+    m_end = piece + made;
 }
 
 std::vector<char> ItemTextWriter::Take() && {
-    m_buffer.resize(m_used);
-    return std::move(m_buffer);
-}
-
-// Returns where the next `size` bytes go. Doubling keeps the copies of a growing text linear.
-char* ItemTextWriter::MakeRoom(std::size_t size) {
-    if (m_buffer.size() - m_used < size) {
-        m_buffer.resize(std::max(m_used + size, 2 * m_buffer.size()));
+    if (m_pieces.empty()) {
+        m_buffer.resize(m_buffer.size() - Left());
+        return std::move(m_buffer);
     }
-    return m_buffer.data() + m_used;
+    m_pieces.back().size -= Left();
+    std::size_t size = m_buffer.size();
+    for (const Piece& piece : m_pieces) size += piece.size;
+    std::vector<char> text;
+    text.reserve(size);
+    text.insert(text.end(), m_buffer.begin(), m_buffer.end());
+    for (const Piece& piece : m_pieces) {
+        text.insert(text.end(), piece.data.get(), piece.data.get() + piece.size);
+    }
+    return text;
 }
 
 }  // namespace applist

@@ -154,6 +154,50 @@ TEST(AnItemTextWriter, MakesRoomAsItIsNeeded) {
     EXPECT_EQ(expected, Taken(writer));
 }
 
+// Every way in which an item can lie across the end of the room and the beginning of the next
+// piece.
+TEST(AnItemTextWriter, SplitsAnItemWhereTheRoomEnds) {
+    for (const string& name : {string("plain name"), string("\\a\tb\nc"), string()}) {
+        const string item = Written(name, "i\\d");
+        for (std::size_t room = 0; room <= 2 * item.size(); ++room) {
+            ItemTextWriter writer(room);
+            for (int time = 0; time < 3; ++time) writer.Append(name, "i\\d");
+            ASSERT_EQ(item + item + item, Taken(writer)) << "room for " << room;
+        }
+    }
+}
+
+TEST(AnItemTextWriter, JoinsPiecesOfItemsThatAreLargerThanAPiece) {
+    const string huge(70000, 'h');
+    ItemTextWriter writer(10);
+    string expected;
+    for (int time = 0; time < 3; ++time) {
+        writer.Append("short", "id");
+        writer.Append(huge, "\n" + huge);
+        expected += Written("short", "id") + huge + "\t\\n" + huge + "\n";
+    }
+
+    EXPECT_EQ(expected, Taken(writer));
+}
+
+TEST(AnItemTextWriter, HasNoRoomToSpareForATextThatOutgrewIt) {
+    ItemTextWriter writer(100);
+    for (int time = 0; time < 100; ++time) writer.Append("name", "id");
+
+    const std::vector<char> text = std::move(writer).Take();
+
+    EXPECT_EQ(text.size(), text.capacity());
+}
+
+TEST(AnItemText, TellsHowLongItsStringsAreWithoutMakingThem) {
+    for (const char* line : {"\t", "name\tid", "\\t\\\\\tid", "n\t\\n", "\\\\n\tid\\\\"}) {
+        const std::optional<ItemText> text = ItemText::Of(line);
+        ASSERT_TRUE(text) << line;
+        EXPECT_EQ(text->VisibleName().size() + text->UniqueId().size(), text->StringsSize())
+            << line;
+    }
+}
+
 TEST(AnItemTextWriter, NeverHoldsHalfAnItem) {
     const string plain(100, 'p');
     for (const string& name : {plain, plain + "\n"}) {
