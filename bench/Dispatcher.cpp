@@ -5,6 +5,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "ByHand.h"
 #include "Interleaved.h"
 #include "SimpleModel.h"
+#include "applist/ApplistItemComparator.h"
 #include "applist/LocalAppListModel.h"
 #include "common/AppListRemoteControl.h"
 
@@ -72,6 +74,7 @@ BENCHMARK(AddAndRemove)->Name("Dispatcher/2005_2007_AddAndRemove");
 
 constexpr std::size_t kTargetCount = 10000;
 constexpr double kListTarget = 1.4;
+constexpr double kSearchTarget = 0.1;
 
 void CompareList(std::size_t count, const Rounds& plan) {
     const std::vector<PlainItem> items = SampleItems(count);
@@ -94,12 +97,55 @@ void CompareList(std::size_t count, const Rounds& plan) {
     }
 }
 
+// Items of a partner's, of usual length and with a common beginning, which is what comparing them
+// byte by byte takes longest for.
+std::vector<RemoteAppListItem> PartnersItems() {
+    std::vector<RemoteAppListItem> items;
+    for (std::size_t item = kTargetCount; item < 2 * kTargetCount; ++item) {
+        items.emplace_back("Application", "org.example.application." + std::to_string(item));
+    }
+    return items;
+}
+
+// A whole removal that finds nothing, with the predicate's search over the same items, which takes
+// two copies of ids for each.
+void CompareSearch(const Rounds& plan) {
+    SimpleModel model(SampleItems(1));
+    const LocalAppListModel service(&model);
+    std::vector<RemoteAppListItem> items = PartnersItems();
+    std::string all;
+    for (const RemoteAppListItem& item : items) {
+        all += item.VisibleName() + '\t' + item.UniqueId() + '\n';
+    }
+    Call(Request(APPLIST_ADD_ITEMS_FNC, all));
+    RemoteAppListItem absent("", "org.example.application.absnt");
+    const std::vector<char> request =
+        Request(APPLIST_REMOVE_ITEM_FNC, '\t' + absent.UniqueId() + '\n');
+    std::vector<RemoteAppListItem*> pointers;
+    for (RemoteAppListItem& item : items) pointers.push_back(&item);
+    const Comparison search = Compare(
+        plan, [&] { benchmark::DoNotOptimize(Call(request)); },
+        [&] {
+            benchmark::DoNotOptimize(
+                std::find_if(pointers.begin(), pointers.end(), ApplistItemComparator(&absent)));
+        });
+    const std::string huge(std::size_t{16} << 20, 'i');
+    const std::vector<char> hugeRequest = Request(APPLIST_REMOVE_ITEM_FNC, '\t' + huge + '\n');
+    const Comparison hugeSearch = Compare(
+        plan, [&] { benchmark::DoNotOptimize(Call(hugeRequest)); },
+        [&] { benchmark::DoNotOptimize(std::string(huge)); });
+    PrintTableHead(plan);
+    PrintTableLine("2007, not among 10,000 items", search, kSearchTarget);
+    PrintTableLine("2007, id of 16 MiB; one copy of it", hugeSearch);
+}
+
 }  // namespace
 
 // By hand, the text is made of strings that are there; the service asks its model for each.
 void PrintDispatcherRatios() {
     CompareList(100, {21, 100, 10});
     CompareList(kTargetCount, {21, 10, 1});
+    CompareSearch({21, 5, 1});
 }
 
 }  // namespace bench

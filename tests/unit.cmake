@@ -13,8 +13,10 @@ add_executable(unit_tests
     applist/ItemTextWriting_test.cpp
     applist/LocalAppListModel_test.cpp
     applist/ReferenceService.cpp
+    applist/MemoryUse_test.cpp
     applist/Registry_test.cpp
     applist/RemoteAppListItem_test.cpp
+    applist/SearchCost_test.cpp
     applist/VirtualSlots_test.cpp
     common/AppListLog_test.cpp
     common/ListenerList_test.cpp

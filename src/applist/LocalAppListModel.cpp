@@ -6,7 +6,6 @@
 #include <string_view>
 #include <utility>
 
-#include "applist/ApplistItemComparator.h"
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
 #include "common/ItemText.h"
@@ -19,13 +18,21 @@ using std::vector;
 
 namespace {
 
-// Room to reserve for each item of a reply: an application on a desktop takes about 50 bytes.
+// Room to reserve for each item of a reply: an application on a desktop takes about 50 bytes. What
+// many short items do not use is kept as long as the reply, so there is a bound.
 constexpr std::size_t kUsualTextSize = 64;
+constexpr std::size_t kMostReplyRoom = std::size_t{64} << 10;
 
 class DeleteAppListItem {
 public:
     void operator()(RemoteAppListItem* item) const { delete item; }
 };
+
+// Returns the item in `text`; an empty one when there is none.
+RemoteAppListItem ItemOf(const std::optional<ItemText>& text) {
+    if (!text) return RemoteAppListItem();
+    return RemoteAppListItem(text->VisibleName(), text->UniqueId());
+}
 
 // The items of a request, read in place, just as the extraction operator reads them from a stream:
 // after a line that is not an item, or at the end of the data, there are no more.
@@ -33,17 +40,33 @@ class Request {
 public:
     explicit Request(const vector<char>& data) : m_left(data.data(), data.size()) {}
 
-    // Returns false, and leaves `item` as it was, when there is no item to read.
-    bool Read(RemoteAppListItem& item) {
+    std::optional<ItemText> Next() {
         const std::optional<ItemText> text = ItemText::Take(m_left);
         if (!text) m_left = std::string_view();
-        if (text) item = RemoteAppListItem(text->VisibleName(), text->UniqueId());
-        return text.has_value();
+        return text;
+    }
+
+    // Returns how many items are left, without making or taking any.
+    std::size_t Count() const {
+        std::size_t count = 0;
+        Request left(*this);
+        while (left.Next()) ++count;
+        return count;
     }
 
 private:
     std::string_view m_left;
 };
+
+// Returns where the first item with the id of `wanted` stands. The registry holds items of the
+// service's own making alone, so their ids are compared where they are, lengths first: a search
+// through copies of them would let one request with a huge id take the service's time for seconds.
+vector<RemoteAppListItem*>::iterator Find(vector<RemoteAppListItem*>& registry,
+                                          const RemoteAppListItem& wanted) {
+    return std::find_if(registry.begin(), registry.end(), [&](const RemoteAppListItem* item) {
+        return item->UniqueId() == wanted.UniqueId();
+    });
+}
 
 // The items that one call appends to the registry. Takes them back unless they are kept: the
 // registry never holds an item that the model has not been given.
@@ -68,10 +91,10 @@ private:
     bool m_isKept = false;
 };
 
-// Reserves room for one more, growing like push_back, which cannot fail after it.
-void MakeRoom(vector<RemoteAppListItem*>& registry) {
-    if (registry.size() < registry.capacity()) return;
-    registry.reserve(2 * registry.size() + 1);
+// Reserves room for `more`, growing like push_back, which cannot fail after it.
+void MakeRoom(vector<RemoteAppListItem*>& registry, std::size_t more) {
+    if (more <= registry.capacity() - registry.size()) return;
+    registry.reserve(std::max(registry.size() + more, 2 * registry.capacity()));
 }
 
 // Calls each of the item's getters once, the name's first.
@@ -202,10 +225,9 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
     switch (messageId) {
         case APPLIST_SET_SELECTION_FNC: {
             APPLIST_LOG(kDebug, "Remote call: SetSelection");
-            RemoteAppListItem item;
-            request.Read(item);
-            APPLIST_LOG(kDebug, "Selected item name: %s, uniqueId: %s",
-                        item.GetVisibleName().c_str(), item.GetUnigueId().c_str());
+            RemoteAppListItem item = ItemOf(request.Next());
+            APPLIST_LOG(kDebug, "Selected item name: %s, uniqueId: %s", item.VisibleName().c_str(),
+                        item.UniqueId().c_str());
             m_appList->SetSelection(&item);
             break;
         }
@@ -213,21 +235,24 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
         case APPLIST_GET_SELECTION_FNC: {
             // Three calls, not one kept pointer: the item belongs to the model, which promises it
             // only until it is called again.
-            const string visibleName = m_appList->GetSelection()->GetVisibleName();
-            const string uniqueId = m_appList->GetSelection()->GetUnigueId();
+            string visibleName = m_appList->GetSelection()->GetVisibleName();
+            string uniqueId = m_appList->GetSelection()->GetUnigueId();
             APPLIST_LOG(kDebug, "Remote call: GetSelection. Selected item name: %s, uniqueId: %s",
                         visibleName.c_str(), uniqueId.c_str());
+            string().swap(visibleName);  // they may be as large as the reply
+            string().swap(uniqueId);
             ItemTextWriter reply(kUsualTextSize);
-            Append(*m_appList->GetSelection(), reply);
+            ::Append(*m_appList->GetSelection(), reply);
             result = std::move(reply).Take();
             break;
         }
 
         case APPLIST_GET_ALL_ITEMS_FNC: {
             APPLIST_LOG(kDebug, "Remote call: GetAllItems");
-            const vector<AppListItem*> items = m_appList->GetAllItems();
-            ItemTextWriter reply(items.size() * kUsualTextSize);
-            for (auto itr = items.begin(); itr != items.end(); ++itr) Append(**itr, reply);
+            vector<AppListItem*> items = m_appList->GetAllItems();
+            ItemTextWriter reply(std::min(items.size() * kUsualTextSize, kMostReplyRoom));
+            for (auto itr = items.begin(); itr != items.end(); ++itr) ::Append(**itr, reply);
+            vector<AppListItem*>().swap(items);  // of short items, as large as the reply
             result = std::move(reply).Take();
             break;
         }
@@ -244,18 +269,18 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
 
         case APPLIST_ADD_ITEMS_FNC: {
             APPLIST_LOG(kDebug, "Remote call: AddItems");
-            vector<AppListItem*> items;
-            RemoteAppListItem remoteItem;
-            Batch batch(m_items);
             // A last item without its terminator is only half an item, and is dropped.
-            while (request.Read(remoteItem)) {
-                // Released only when the registry holds it: a push_back that throws frees it.
-                auto owned = std::make_unique<RemoteAppListItem>(remoteItem);
-                items.push_back(owned.get());
-                m_items.push_back(owned.get());
-                RemoteAppListItem* const item = owned.release();
+            const std::size_t count = request.Count();
+            vector<AppListItem*> items;
+            items.reserve(count);
+            MakeRoom(m_items, count);
+            Batch batch(m_items);
+            while (items.size() < count) {
+                RemoteAppListItem* const item = new RemoteAppListItem(ItemOf(request.Next()));
+                items.push_back(item);
+                m_items.push_back(item);
                 APPLIST_LOG(kDebug, " - RemoteAppListItem name: %s, uniqueId: %s",
-                            item->GetVisibleName().c_str(), item->GetUnigueId().c_str());
+                            item->VisibleName().c_str(), item->UniqueId().c_str());
             }
             batch.Keep();  // from here on the model may hold the items, even if it throws
             m_appList->AddItems(items);
@@ -266,11 +291,11 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
 
         case APPLIST_ADD_ITEM_AT_END_FNC: {
             APPLIST_LOG(kDebug, "Remote call: AddItemAtEnd");
-            auto owned = std::make_unique<RemoteAppListItem>();
-            request.Read(*owned);
+            auto owned = std::make_unique<RemoteAppListItem>(ItemOf(request.Next()));
             // Room in the registry first: nothing may fail once the model has the item. If the
-            // model throws, the item is leaked, not freed: the model may have kept it.
-            MakeRoom(m_items);
+            // model throws, the item is leaked, not freed: the model may
+            // have kept it.
+            MakeRoom(m_items, 1);
             RemoteAppListItem* const item = owned.release();
             m_appList->AddItemAtEnd(item);
             m_items.push_back(item);
@@ -285,26 +310,20 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
 
         case APPLIST_REMOVE_ITEM_FNC: {
             APPLIST_LOG(kDebug, "Remote call: RemoveItem");
-            RemoteAppListItem item;
-            request.Read(item);
-            PrivateRemoveItem(item);
+            PrivateRemoveItem(ItemOf(request.Next()));
             break;
         }
 
         case APPLIST_MODIFY_ITEM_FNC: {
             APPLIST_LOG(kDebug, "Remote call: ModifyItem");
-            RemoteAppListItem oldItem;
-            RemoteAppListItem newItem;
-            request.Read(oldItem);
-            request.Read(newItem);
-            const auto itr =
-                std::find_if(m_items.begin(), m_items.end(), ApplistItemComparator(&newItem));
-            if (itr == m_items.end()) {
-                PrivateModifyItem(oldItem, newItem);
+            RemoteAppListItem oldItem = ItemOf(request.Next());
+            RemoteAppListItem newItem = ItemOf(request.Next());
+            if (Find(m_items, newItem) == m_items.end()) {
+                PrivateModifyItem(std::move(oldItem), std::move(newItem));
             } else {
                 // The new id is taken, perhaps by the old item itself: replacing would leave two
                 // items with one id, so the old one goes and the other stays as it is.
-                PrivateRemoveItem(oldItem);
+                PrivateRemoveItem(std::move(oldItem));
             }
             break;
         }
@@ -318,24 +337,26 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
 // item is alive, delete it, and only then touch the registry. If the model throws, the item and
 // the registry are as they were.
 void LocalAppListModel::PrivateRemoveItem(RemoteAppListItem item) {
-    const auto itr = std::find_if(m_items.begin(), m_items.end(), ApplistItemComparator(&item));
+    const auto itr = Find(m_items, item);
     if (itr == m_items.end()) return;
-    APPLIST_LOG(kDebug, "Removing item name: %s, uniqueId: %s", (*itr)->GetVisibleName().c_str(),
-                (*itr)->GetUnigueId().c_str());
+    APPLIST_LOG(kDebug, "Removing item name: %s, uniqueId: %s", (*itr)->VisibleName().c_str(),
+                (*itr)->UniqueId().c_str());
     m_appList->RemoveItem(*itr);
     delete *itr;
     m_items.erase(itr);
 }
 
 void LocalAppListModel::PrivateModifyItem(RemoteAppListItem oldItem, RemoteAppListItem newItem) {
-    const auto itr = std::find_if(m_items.begin(), m_items.end(), ApplistItemComparator(&oldItem));
-    if (itr == m_items.end()) return;
-    // Leaked, not freed, if the model throws: the model may have kept it.
-    RemoteAppListItem* item = new RemoteAppListItem(newItem);
+    const auto at = static_cast<std::size_t>(Find(m_items, oldItem) - m_items.begin());
+    if (at == m_items.size()) return;
+    RemoteAppListItem* const replaced = m_items[at];
+    auto owned = std::make_unique<RemoteAppListItem>(std::move(newItem));
     APPLIST_LOG(kDebug, "Replacing item name: %s, uniqueId: %s with name: %s, uniqueId: %s",
-                (*itr)->GetVisibleName().c_str(), (*itr)->GetUnigueId().c_str(),
-                item->GetVisibleName().c_str(), item->GetUnigueId().c_str());
-    m_appList->ModifyItem(*itr, item);
-    delete *itr;
-    *itr = item;
+                replaced->VisibleName().c_str(), replaced->UniqueId().c_str(),
+                owned->VisibleName().c_str(), owned->UniqueId().c_str());
+    // Leaked, not freed, if the model throws: the model may have kept it.
+    RemoteAppListItem* const item = owned.release();
+    m_appList->ModifyItem(replaced, item);
+    delete replaced;
+    m_items[at] = item;
 }

@@ -23,6 +23,10 @@ public:
     std::string GetVisibleName() override;
     std::string GetUnigueId() override;
 
+    // The same two without a copy, which may be megabytes.
+    const std::string& VisibleName() const { return m_visibleName; }
+    const std::string& UniqueId() const { return m_uniqueId; }
+
     // True when both strings are equal, byte for byte. Items with one id and two names are the same
     // item (ApplistItemComparator), but not equal.
     friend bool operator==(const RemoteAppListItem& left, const RemoteAppListItem& right) {
