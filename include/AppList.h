@@ -10,7 +10,9 @@
 // Exceptions: what becomes of an exception that a listener throws is up to the model that called
 // it; the partner's model (partner/RemoteAppListModel.h) logs it and tells the next listener. What
 // a published model or one of its items throws while it is called for a partner reaches the
-// transport; ours answers that call with an error.
+// transport; ours answers that call with an error. An operation that throws std::bad_alloc has left
+// the list as it was; the service makes sure, by asking the model for its items, that it neither
+// frees a new item that the list holds after all nor keeps one that it does not hold.
 //
 // Equal ids: two items with equal ids are the same item. A list that holds both anyway is published
 // as it is, and a search for their id finds the first.

@@ -18,6 +18,7 @@ add_executable(unit_tests
     applist/RemoteAppListItem_test.cpp
     applist/SearchCost_test.cpp
     applist/VirtualSlots_test.cpp
+    applist/WithoutMemory_test.cpp
     common/AppListLog_test.cpp
     common/ListenerList_test.cpp
     common/AppListRemoteControl_test.cpp

@@ -1,15 +1,19 @@
 #include "applist/LocalAppListModel.h"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <utility>
 
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
+#include "common/Guarded.h"
 #include "common/ItemText.h"
 
+using applist::Guarded;
 using applist::ItemText;
 using applist::ItemTextWriter;
 using applist::logging::kDebug;
@@ -17,6 +21,8 @@ using std::string;
 using std::vector;
 
 namespace {
+
+const char kSendingAnEvent[] = "sending an event";
 
 // Room to reserve for each item of a reply: an application on a desktop takes about 50 bytes. What
 // many short items do not use is kept as long as the reply, so there is a bound.
@@ -104,9 +110,26 @@ void Append(AppListItem& item, ItemTextWriter& reply) {
     reply.Append(visibleName, uniqueId);
 }
 
+// Takes a buffer out of its place for as long as it lives. A transport may deliver an event at
+// once, and what that leads to may send the next one.
+class Borrowed {
+public:
+    explicit Borrowed(vector<char>& place) : m_place(place) { m_buffer.swap(place); }
+    ~Borrowed() { m_buffer.swap(m_place); }
+    Borrowed(const Borrowed&) = delete;
+    Borrowed& operator=(const Borrowed&) = delete;
+
+    vector<char>& Buffer() { return m_buffer; }
+
+private:
+    vector<char>& m_place;
+    vector<char> m_buffer;
+};
+
 }  // namespace
 
-LocalAppListModel::LocalAppListModel(AppListModel* appList) : m_appList(appList) {
+LocalAppListModel::LocalAppListModel(AppListModel* appList)
+    : m_appList(appList), m_eventBody(sizeof(APPLIST_LOCAL_CREATED_EVENT)) {
     m_appList->AddItemSelectionListener(this);
     m_appList->AddItemChangeListener(this);
     m_appList->AddItemClickedListener(this);
@@ -192,25 +215,32 @@ void LocalAppListModel::RemoveItemClickedListener(ItemClickListener* listener) {
     m_appList->RemoveItemClickedListener(listener);
 }
 
+// What the transport throws ends in the log: in the model, which calls this, it would undo half of
+// what has happened. Who counts the events finds out that one is missing.
 void LocalAppListModel::ItemSelected(AppListModel*) {
     APPLIST_LOG(kDebug, "Sending Item Selection Event to remote object");
-    m_IPC.SendNotification(APPLIST_ITEM_SELECTION_EVENT, "");
+    Guarded(kSendingAnEvent, [this] { SendEvent(APPLIST_ITEM_SELECTION_EVENT, ""); });
 }
 
 void LocalAppListModel::ItemChanged(AppListModel*) {
     APPLIST_LOG(kDebug, "Sending Item Change Event to remote object");
-    m_IPC.SendNotification(APPLIST_ITEM_CHANGE_EVENT, "");
+    Guarded(kSendingAnEvent, [this] { SendEvent(APPLIST_ITEM_CHANGE_EVENT, ""); });
 }
 
 void LocalAppListModel::ItemClicked(AppListModel*) {
     APPLIST_LOG(kDebug, "Sending Item Clicked Event to remote object");
-    m_IPC.SendNotification(APPLIST_ITEM_CLICKED_EVENT, "");
+    Guarded(kSendingAnEvent, [this] { SendEvent(APPLIST_ITEM_CLICKED_EVENT, ""); });
 }
 
 void LocalAppListModel::OnConnectionReady(const string& partner) {
     APPLIST_LOG(kDebug, "Connection established with partner %s. Sending Local created event",
                 partner.c_str());
-    m_IPC.SendNotification(APPLIST_LOCAL_CREATED_EVENT, partner);
+    SendEvent(APPLIST_LOCAL_CREATED_EVENT, partner);
+}
+
+void LocalAppListModel::SendEvent(int event, const string& partner) {
+    Borrowed body(m_eventBody);
+    m_IPC.SendNotification(event, partner, body.Buffer());
 }
 
 // A short or malformed payload is executed all the same, with whatever reading it left behind: two
@@ -219,6 +249,7 @@ void LocalAppListModel::OnConnectionReady(const string& partner) {
 // Items are read and written in place, without a stream: a stream swallows std::bad_alloc, and half
 // a list would then look like a whole one.
 vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<char>& messageData) {
+    Settle();
     Request request(messageData);
     vector<char> result;
 
@@ -283,7 +314,12 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
                             item->VisibleName().c_str(), item->UniqueId().c_str());
             }
             batch.Keep();  // from here on the model may hold the items, even if it throws
-            m_appList->AddItems(items);
+            try {
+                m_appList->AddItems(items);
+            } catch (const std::bad_alloc&) {
+                HoldInDoubt(m_items.size() - items.size(), m_items.size());
+                throw;
+            }
             APPLIST_LOG(kDebug, "%d items has been added to Applist",
                         static_cast<int>(items.size()));
             break;
@@ -293,11 +329,17 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
             APPLIST_LOG(kDebug, "Remote call: AddItemAtEnd");
             auto owned = std::make_unique<RemoteAppListItem>(ItemOf(request.Next()));
             // Room in the registry first: nothing may fail once the model has the item. If the
-            // model throws, the item is leaked, not freed: the model may
+            // model throws anything but bad_alloc, the item is leaked, not freed: the model may
             // have kept it.
             MakeRoom(m_items, 1);
             RemoteAppListItem* const item = owned.release();
-            m_appList->AddItemAtEnd(item);
+            try {
+                m_appList->AddItemAtEnd(item);
+            } catch (const std::bad_alloc&) {
+                m_items.push_back(item);
+                HoldInDoubt(m_items.size() - 1, m_items.size());
+                throw;
+            }
             m_items.push_back(item);
             break;
         }
@@ -350,13 +392,43 @@ void LocalAppListModel::PrivateModifyItem(RemoteAppListItem oldItem, RemoteAppLi
     const auto at = static_cast<std::size_t>(Find(m_items, oldItem) - m_items.begin());
     if (at == m_items.size()) return;
     RemoteAppListItem* const replaced = m_items[at];
+    MakeRoom(m_items, 1);  // in case that nobody knows for a while which of the two the model holds
     auto owned = std::make_unique<RemoteAppListItem>(std::move(newItem));
     APPLIST_LOG(kDebug, "Replacing item name: %s, uniqueId: %s with name: %s, uniqueId: %s",
                 replaced->VisibleName().c_str(), replaced->UniqueId().c_str(),
                 owned->VisibleName().c_str(), owned->UniqueId().c_str());
-    // Leaked, not freed, if the model throws: the model may have kept it.
+    // Leaked, not freed, if the model throws anything but bad_alloc: the model may have kept it.
     RemoteAppListItem* const item = owned.release();
-    m_appList->ModifyItem(replaced, item);
+    try {
+        m_appList->ModifyItem(replaced, item);
+    } catch (const std::bad_alloc&) {
+        m_items.insert(m_items.begin() + static_cast<std::ptrdiff_t>(at) + 1, item);
+        HoldInDoubt(at, at + 2);
+        throw;
+    }
     delete replaced;
     m_items[at] = item;
+}
+
+void LocalAppListModel::HoldInDoubt(std::size_t begin, std::size_t end) {
+    m_doubtBegin = begin;
+    m_doubtEnd = end;
+    Settle();
+}
+
+void LocalAppListModel::Settle() {
+    if (m_doubtBegin == m_doubtEnd) return;
+    vector<AppListItem*> listed = m_appList->GetAllItems();
+    std::sort(listed.begin(), listed.end(), std::less<AppListItem*>());
+    const auto freeUnlessListed = [&](RemoteAppListItem* item) {
+        if (std::binary_search(listed.begin(), listed.end(), item, std::less<AppListItem*>())) {
+            return false;
+        }
+        delete item;
+        return true;
+    };
+    const auto begin = m_items.begin() + static_cast<std::ptrdiff_t>(m_doubtBegin);
+    const auto end = m_items.begin() + static_cast<std::ptrdiff_t>(m_doubtEnd);
+    m_items.erase(std::remove_if(begin, end, freeUnlessListed), end);
+    m_doubtEnd = m_doubtBegin;
 }

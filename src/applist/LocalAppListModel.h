@@ -12,6 +12,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -58,7 +59,8 @@ public:
     void RemoveItemClickedListener(ItemClickListener* listener) override;
 
 private:
-    // Events of the wrapped model, passed on to the partner. The argument is ignored.
+    // Events of the wrapped model, passed on to the partner. The argument is ignored. Nothing is
+    // thrown: the model would take it for a failure of what it has done already.
     void ItemSelected(AppListModel* applist) override;
     void ItemChanged(AppListModel* applist) override;
     void ItemClicked(AppListModel* applist) override;
@@ -74,9 +76,21 @@ private:
     void PrivateRemoveItem(RemoteAppListItem item);
     void PrivateModifyItem(RemoteAppListItem oldItem, RemoteAppListItem newItem);
 
+    // Needs no memory but the transport's: what an event tells of has happened already.
+    void SendEvent(int event, const std::string& partner);
+
+    // The model ran out of memory in a call that gave it the items of the registry from `begin` to
+    // `end`: it may or may not hold them. Settle asks it for its list and frees those that it does
+    // not hold; until it has, no call reaches the registry. Throws what the model throws.
+    void HoldInDoubt(std::size_t begin, std::size_t end);
+    void Settle();
+
     // First, so that it exists before any event can come and is destroyed last.
     IPCApplist<TesselDbusLocal, LocalAppListModel> m_IPC;
     AppListModel* m_appList;
-    // The items received from the partner, owned, in order of arrival. Ids may repeat.
+    std::size_t m_doubtBegin = 0;
+    std::size_t m_doubtEnd = 0;
+    std::vector<char> m_eventBody;  // room for the next event's
+    // Last. The items received from the partner, owned, in order of arrival. Ids may repeat.
     std::vector<RemoteAppListItem*> m_items;
 };

@@ -60,6 +60,11 @@ public:
     // empty.
     void SendNotification(int messageId, const std::string& partner);
 
+    // The same through a buffer of the caller's, whose content is lost. With room for
+    // sizeof(byteint) bytes in it, the channel needs no memory.
+    void SendNotification(int messageId, const std::string& partner,
+                          std::vector<char>& messageData);
+
     // Sends `length` bytes at `payload` as a call of `messageId` and returns the reply. Available
     // over a transport that has `std::vector<char> SendMessage(std::vector<char>&)`, which says
     // how long that may take and what it throws; the service's own transport does not have it.
@@ -176,6 +181,13 @@ void IPCApplist<BASE_CLASS, T>::HandleConnectionReady(bool state, const std::str
 template <class BASE_CLASS, class T>
 void IPCApplist<BASE_CLASS, T>::SendNotification(int messageId, const std::string& partner) {
     std::vector<char> messageData;
+    SendNotification(messageId, partner, messageData);
+}
+
+template <class BASE_CLASS, class T>
+void IPCApplist<BASE_CLASS, T>::SendNotification(int messageId, const std::string& partner,
+                                                 std::vector<char>& messageData) {
+    messageData.clear();
     AppendMessageId(messageId, messageData);
     if (partner.empty()) {
         BASE_CLASS::SendNotification(messageData);
@@ -218,5 +230,6 @@ template <class BASE_CLASS, class T>
 void IPCApplist<BASE_CLASS, T>::AppendMessageId(int messageId, std::vector<char>& messageData) {
     byteint conv;
     conv.i = messageId;
+    messageData.reserve(messageData.size() + sizeof(conv.b));
     for (int i = 0; i < 4; ++i) messageData.push_back(static_cast<char>(conv.b[i]));
 }

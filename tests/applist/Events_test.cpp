@@ -1,3 +1,4 @@
+#include <stdexcept>
 #include <string>
 
 #include "ipc/TesselDbusLocal.h"
@@ -132,6 +133,37 @@ TEST_F(AnEvent, OfASelectionThatThePartnerMadeIsSentWhileTheCallRuns) {
     const string events = TakeEvents();
     EXPECT_EQ(events.find("send 02 00 00 00\n"), events.rfind("send")) << events;
     EXPECT_LT(events.find("model SetSelection"), events.find("send 02 00 00 00\n")) << events;
+}
+
+// Whoever hears of an event has no use for the transport's trouble: the list is changed already.
+TEST_F(AnEvent, ThatTheTransportCannotSendReachesTheLogAndNotTheModel) {
+    TesselDbusLocal::Newest()->m_refusesToSend = true;
+
+    EXPECT_NO_THROW(m_model.RaiseSelected());
+    EXPECT_NO_THROW(m_model.RaiseChanged());
+    EXPECT_NO_THROW(m_model.RaiseClicked());
+
+    const string failed = "error Guarded: Error while sending an event: the bus is on fire";
+    EXPECT_EQ(Events({"debug ItemSelected: Sending Item Selection Event to remote object", failed,
+                      "debug ItemChanged: Sending Item Change Event to remote object", failed,
+                      "debug ItemClicked: Sending Item Clicked Event to remote object", failed}),
+              TakeEvents());
+}
+
+TEST_F(AnEvent, ThatTheTransportCannotSendLeavesTheCallExecuted) {
+    m_model.m_raisesEvents = true;
+    TesselDbusLocal::Newest()->m_refusesToSend = true;
+
+    EXPECT_NO_THROW(Call(APPLIST_ADD_ITEM_AT_END_FNC, Text("Maps", "maps")));
+
+    EXPECT_EQ("Maps/maps", m_model.Content());
+    EXPECT_EQ("Maps/maps", RegistryContent());
+}
+
+TEST_F(AnEvent, OfConnectionThatTheTransportCannotSendIsLeftToTheTransport) {
+    TesselDbusLocal::Newest()->m_refusesToSend = true;
+
+    EXPECT_THROW(ReportConnection(true, "abc"), std::runtime_error);
 }
 
 TEST_F(AnEvent, IsNoLongerSentOnceTheServiceIsGone) {
