@@ -111,6 +111,10 @@ void ApplicationList::RemoveAllItems() {
 void ApplicationList::AddItems(const std::vector<AppListItem*>& items) {
     AppListItem* const selected = m_selection;
     const std::size_t before = m_items.size();
+    // Half of them must not be in the list when memory runs out.
+    if (m_items.capacity() - before < items.size()) {
+        m_items.reserve(std::max(before + items.size(), 2 * before));
+    }
     std::copy_if(items.begin(), items.end(), std::back_inserter(m_items),
                  [](AppListItem* item) { return item != nullptr; });
     if (m_items.size() == before) return;

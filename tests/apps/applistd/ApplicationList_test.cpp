@@ -5,9 +5,12 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "support/RecordingAllocator.h"
 
 using namespace applist::daemon;
 
@@ -74,6 +77,23 @@ protected:
     RemoteAppListItem x = Item("x");
     RemoteAppListItem y = Item("y");
 };
+
+TEST_F(AnEmptyApplicationList, TakesABatchWhollyOrNotAtAllWhenMemoryRunsOut) {
+    const std::vector<AppListItem*> batch = {&x, &y, &x, &y, &x};
+    bool isShort = true;
+    for (std::size_t nth = 1; isShort; ++nth) {
+        ApplicationList target;
+        {
+            const recording::FailingAllocation outOfMemory(nth);
+            try {
+                target.AddItems(batch);
+            } catch (const std::bad_alloc&) {
+            }
+            isShort = outOfMemory.HasFailed();
+        }
+        EXPECT_EQ(target.GetItemsCount(), isShort ? 0 : 5) << "allocation " << nth;
+    }
+}
 
 TEST_F(AnEmptyApplicationList, SelectsAnItemOfTwoEmptyStrings) {
     ASSERT_NE(list.GetSelection(), nullptr);
