@@ -27,7 +27,7 @@ applist_add_library(applist_common
 # include roots, so that an ipc/TesselDbusLocal.h in one of them takes the place of the open
 # transport's.
 function(applist_add_service name)
-    applist_add_library(${name} applist/LocalAppListModel.cpp)
+    applist_add_library(${name} applist/LocalAppListModel.cpp applist/ServiceLimits.cpp)
     target_include_directories(${name} BEFORE PUBLIC ${ARGN})
     target_link_libraries(${name} PUBLIC applist_common)
 endfunction()

@@ -6,6 +6,7 @@ set(public_headers
     applist/ApplistItemComparator.h
     applist/LocalAppListModel.h
     applist/RemoteAppListItem.h
+    applist/ServiceLimits.h
     bus/BusSelection.h
     bus/TransportError.h
     bus/TransportLimits.h

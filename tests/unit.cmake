@@ -17,6 +17,7 @@ add_executable(unit_tests
     applist/Registry_test.cpp
     applist/RemoteAppListItem_test.cpp
     applist/SearchCost_test.cpp
+    applist/ServiceLimits_test.cpp
     applist/VirtualSlots_test.cpp
     applist/WithoutMemory_test.cpp
     common/AppListLog_test.cpp

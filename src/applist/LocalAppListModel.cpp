@@ -17,6 +17,7 @@ using applist::Guarded;
 using applist::ItemText;
 using applist::ItemTextWriter;
 using applist::logging::kDebug;
+using applist::logging::kError;
 using std::string;
 using std::vector;
 
@@ -34,6 +35,10 @@ public:
     void operator()(RemoteAppListItem* item) const { delete item; }
 };
 
+std::size_t BytesOf(const RemoteAppListItem& item) {
+    return item.VisibleName().size() + item.UniqueId().size();
+}
+
 // Returns the item in `text`; an empty one when there is none.
 RemoteAppListItem ItemOf(const std::optional<ItemText>& text) {
     if (!text) return RemoteAppListItem();
@@ -44,6 +49,11 @@ RemoteAppListItem ItemOf(const std::optional<ItemText>& text) {
 // after a line that is not an item, or at the end of the data, there are no more.
 class Request {
 public:
+    struct Amount {
+        std::size_t items = 0;
+        std::size_t bytes = 0;  // of their strings
+    };
+
     explicit Request(const vector<char>& data) : m_left(data.data(), data.size()) {}
 
     std::optional<ItemText> Next() {
@@ -52,12 +62,15 @@ public:
         return text;
     }
 
-    // Returns how many items are left, without making or taking any.
-    std::size_t Count() const {
-        std::size_t count = 0;
+    // Measures all the items that are left, without making or taking any.
+    Amount Measure() const {
+        Amount amount;
         Request left(*this);
-        while (left.Next()) ++count;
-        return count;
+        while (const std::optional<ItemText> text = left.Next()) {
+            ++amount.items;
+            amount.bytes += text->StringsSize();
+        }
+        return amount;
     }
 
 private:
@@ -78,10 +91,11 @@ vector<RemoteAppListItem*>::iterator Find(vector<RemoteAppListItem*>& registry,
 // registry never holds an item that the model has not been given.
 class Batch {
 public:
-    explicit Batch(vector<RemoteAppListItem*>& registry)
-        : m_registry(registry), m_before(registry.size()) {}
+    Batch(vector<RemoteAppListItem*>& registry, std::size_t& bytes)
+        : m_registry(registry), m_bytes(bytes), m_before(registry.size()), m_bytesBefore(bytes) {}
     ~Batch() {
         if (m_isKept) return;
+        m_bytes = m_bytesBefore;
         const auto first = m_registry.begin() + static_cast<std::ptrdiff_t>(m_before);
         std::for_each(first, m_registry.end(), DeleteAppListItem());
         m_registry.erase(first, m_registry.end());
@@ -93,7 +107,9 @@ public:
 
 private:
     vector<RemoteAppListItem*>& m_registry;
+    std::size_t& m_bytes;
     const std::size_t m_before;
+    const std::size_t m_bytesBefore;
     bool m_isKept = false;
 };
 
@@ -129,7 +145,9 @@ private:
 }  // namespace
 
 LocalAppListModel::LocalAppListModel(AppListModel* appList)
-    : m_appList(appList), m_eventBody(sizeof(APPLIST_LOCAL_CREATED_EVENT)) {
+    : m_appList(appList),
+      m_limits(applist::CurrentServiceLimits()),
+      m_eventBody(sizeof(APPLIST_LOCAL_CREATED_EVENT)) {
     m_appList->AddItemSelectionListener(this);
     m_appList->AddItemChangeListener(this);
     m_appList->AddItemClickedListener(this);
@@ -295,21 +313,23 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
             APPLIST_LOG(kDebug, "Removing items");
             std::for_each(m_items.begin(), m_items.end(), DeleteAppListItem());
             m_items.clear();
+            m_bytes = 0;
             break;
         }
 
         case APPLIST_ADD_ITEMS_FNC: {
             APPLIST_LOG(kDebug, "Remote call: AddItems");
             // A last item without its terminator is only half an item, and is dropped.
-            const std::size_t count = request.Count();
+            const Request::Amount amount = request.Measure();
+            if (!HasRoomFor("AddItems", amount.items, amount.bytes)) break;
             vector<AppListItem*> items;
-            items.reserve(count);
-            MakeRoom(m_items, count);
-            Batch batch(m_items);
-            while (items.size() < count) {
+            items.reserve(amount.items);
+            MakeRoom(m_items, amount.items);
+            Batch batch(m_items, m_bytes);
+            while (items.size() < amount.items) {
                 RemoteAppListItem* const item = new RemoteAppListItem(ItemOf(request.Next()));
                 items.push_back(item);
-                m_items.push_back(item);
+                Append(item);
                 APPLIST_LOG(kDebug, " - RemoteAppListItem name: %s, uniqueId: %s",
                             item->VisibleName().c_str(), item->UniqueId().c_str());
             }
@@ -327,7 +347,9 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
 
         case APPLIST_ADD_ITEM_AT_END_FNC: {
             APPLIST_LOG(kDebug, "Remote call: AddItemAtEnd");
-            auto owned = std::make_unique<RemoteAppListItem>(ItemOf(request.Next()));
+            const std::optional<ItemText> text = request.Next();
+            if (!HasRoomFor("AddItemAtEnd", 1, text ? text->StringsSize() : 0)) break;
+            auto owned = std::make_unique<RemoteAppListItem>(ItemOf(text));
             // Room in the registry first: nothing may fail once the model has the item. If the
             // model throws anything but bad_alloc, the item is leaked, not freed: the model may
             // have kept it.
@@ -336,11 +358,11 @@ vector<char> LocalAppListModel::OnMessageReceive(int messageId, const vector<cha
             try {
                 m_appList->AddItemAtEnd(item);
             } catch (const std::bad_alloc&) {
-                m_items.push_back(item);
+                Append(item);
                 HoldInDoubt(m_items.size() - 1, m_items.size());
                 throw;
             }
-            m_items.push_back(item);
+            Append(item);
             break;
         }
 
@@ -384,6 +406,7 @@ void LocalAppListModel::PrivateRemoveItem(RemoteAppListItem item) {
     APPLIST_LOG(kDebug, "Removing item name: %s, uniqueId: %s", (*itr)->VisibleName().c_str(),
                 (*itr)->UniqueId().c_str());
     m_appList->RemoveItem(*itr);
+    m_bytes -= BytesOf(**itr);
     delete *itr;
     m_items.erase(itr);
 }
@@ -392,6 +415,9 @@ void LocalAppListModel::PrivateModifyItem(RemoteAppListItem oldItem, RemoteAppLi
     const auto at = static_cast<std::size_t>(Find(m_items, oldItem) - m_items.begin());
     if (at == m_items.size()) return;
     RemoteAppListItem* const replaced = m_items[at];
+    const std::size_t bytes = BytesOf(newItem);
+    const std::size_t before = BytesOf(*replaced);
+    if (bytes > before && !HasRoomFor("ModifyItem", 0, bytes - before)) return;
     MakeRoom(m_items, 1);  // in case that nobody knows for a while which of the two the model holds
     auto owned = std::make_unique<RemoteAppListItem>(std::move(newItem));
     APPLIST_LOG(kDebug, "Replacing item name: %s, uniqueId: %s with name: %s, uniqueId: %s",
@@ -403,11 +429,30 @@ void LocalAppListModel::PrivateModifyItem(RemoteAppListItem oldItem, RemoteAppLi
         m_appList->ModifyItem(replaced, item);
     } catch (const std::bad_alloc&) {
         m_items.insert(m_items.begin() + static_cast<std::ptrdiff_t>(at) + 1, item);
+        m_bytes += bytes;
         HoldInDoubt(at, at + 2);
         throw;
     }
+    m_bytes += bytes - before;
     delete replaced;
     m_items[at] = item;
+}
+
+bool LocalAppListModel::HasRoomFor(const char* call, std::size_t items, std::size_t bytes) const {
+    const std::size_t present = m_items.size();
+    if (present <= m_limits.items && items <= m_limits.items - present &&
+        bytes <= m_limits.bytes - m_bytes) {
+        return true;
+    }
+    APPLIST_LOG(kError, "%s refused at a limit: partners have %zu of %zu items, %zu of %zu bytes",
+                call, present, m_limits.items, m_bytes, m_limits.bytes);
+    return false;
+}
+
+// REQUIRES: there is room for it.
+void LocalAppListModel::Append(RemoteAppListItem* item) {
+    m_items.push_back(item);
+    m_bytes += BytesOf(*item);
 }
 
 void LocalAppListModel::HoldInDoubt(std::size_t begin, std::size_t end) {
@@ -424,6 +469,7 @@ void LocalAppListModel::Settle() {
         if (std::binary_search(listed.begin(), listed.end(), item, std::less<AppListItem*>())) {
             return false;
         }
+        m_bytes -= BytesOf(*item);
         delete item;
         return true;
     };

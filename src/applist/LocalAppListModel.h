@@ -18,6 +18,7 @@
 
 #include "AppList.h"
 #include "applist/RemoteAppListItem.h"
+#include "applist/ServiceLimits.h"
 #include "ipc/IPCApplist.h"
 #include "ipc/TesselDbusLocal.h"
 
@@ -26,9 +27,10 @@ class LocalAppListModel : public AppListModel,
                           public ItemChangeListener,
                           public ItemClickListener {
 public:
-    // Brings the channel up and listens to `appList`. Sends nothing: the partner hears of the
-    // service when the transport reports its connection. Throws what the transport's constructor
-    // throws. REQUIRES: `appList` is not null.
+    // Brings the channel up and listens to `appList`; what partners add keeps to the limits that
+    // are set now (applist/ServiceLimits.h). Sends nothing: the partner hears of the service when
+    // the transport reports its connection. Throws what the transport's constructor throws.
+    // REQUIRES: `appList` is not null.
     explicit LocalAppListModel(AppListModel* appList);
     ~LocalAppListModel() override;
 
@@ -79,6 +81,11 @@ private:
     // Needs no memory but the transport's: what an event tells of has happened already.
     void SendEvent(int event, const std::string& partner);
 
+    // Whether the limits allow that much more; logs it when they do not.
+    bool HasRoomFor(const char* call, std::size_t items, std::size_t bytes) const;
+
+    void Append(RemoteAppListItem* item);
+
     // The model ran out of memory in a call that gave it the items of the registry from `begin` to
     // `end`: it may or may not hold them. Settle asks it for its list and frees those that it does
     // not hold; until it has, no call reaches the registry. Throws what the model throws.
@@ -88,6 +95,8 @@ private:
     // First, so that it exists before any event can come and is destroyed last.
     IPCApplist<TesselDbusLocal, LocalAppListModel> m_IPC;
     AppListModel* m_appList;
+    const applist::ServiceLimits m_limits;
+    std::size_t m_bytes = 0;  // names and ids of the items below
     std::size_t m_doubtBegin = 0;
     std::size_t m_doubtEnd = 0;
     std::vector<char> m_eventBody;  // room for the next event's
