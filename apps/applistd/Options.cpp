@@ -2,7 +2,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include <charconv>
 #include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <system_error>
 
 namespace applist::daemon {
 
@@ -25,6 +29,9 @@ const char kFooter[] = R"(Commands for --interactive, with words quoted as in a 
 Without --session, --system or --address it uses the bus that started it, else the session bus if
 there is one, else the system bus. An address looks like unix:path=/run/user/1000/bus.
 
+A limit is a number, with K, M or G for 1024, 1024^2 or 1024^3, or "none". What partners add past it
+is refused and logged.
+
 Exit status: 0 stopped as asked, 1 failed to start or to keep running, 2 wrong usage.
 )";
 
@@ -36,6 +43,47 @@ constexpr std::size_t kOptionColumn = 20;
 CLI::Validator NotEmpty() {
     const auto check = [](std::string& given) { return given.empty() ? "must not be empty" : ""; };
     return CLI::Validator(check, "");
+}
+
+// Returns how many a suffix stands for; 0 for one that means nothing.
+std::size_t UnitOf(std::string_view suffix) {
+    if (suffix.empty()) return 1;
+    if (suffix == "K") return std::size_t{1} << 10;
+    if (suffix == "M") return std::size_t{1} << 20;
+    if (suffix == "G") return std::size_t{1} << 30;
+    return 0;
+}
+
+// Puts the plain number that it means in the place of `given`, and returns what is wrong with it.
+std::string ReadLimit(std::string& given) {
+    if (given == "none") {
+        given = std::to_string(SIZE_MAX);
+        return std::string();
+    }
+    std::size_t number = 0;
+    const char* const end = given.data() + given.size();
+    const auto [rest, error] = std::from_chars(given.data(), end, number);
+    const std::size_t unit = UnitOf({rest, static_cast<std::size_t>(end - rest)});
+    if (error == std::errc::invalid_argument || unit == 0) {
+        return "\"" + given + "\" is not a limit; give a number such as 5000 or 64M, or none";
+    }
+    if (error != std::errc() || number > SIZE_MAX / unit) {
+        return given + " is more than this machine can hold; give none for no limit";
+    }
+    given = std::to_string(number * unit);
+    return std::string();
+}
+
+// What others can make the daemon keep. All of these take the same kinds of value.
+void DeclareLimits(CLI::App& app, Options& options) {
+    const auto add = [&app](const char* name, std::size_t& limit, const char* explanation) {
+        app.add_option(name, limit, explanation)
+            ->type_name("N")
+            ->transform(CLI::Validator(ReadLimit, ""))
+            ->group("Limits");
+    };
+    add("--max-items", options.serviceLimits.items, "Items that partners may add (1000000)");
+    add("--max-bytes", options.serviceLimits.bytes, "Bytes of their names and ids (256M)");
 }
 
 void Declare(CLI::App& app, Options& options) {
@@ -53,6 +101,7 @@ void Declare(CLI::App& app, Options& options) {
         ->type_name("ADDR")
         ->check(NotEmpty());
     app.add_flag("--verbose", options.verbose, "Log every call and event");
+    DeclareLimits(app, options);
 }
 
 void CheckTogether(const Options& options) {

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "applist/ServiceLimits.h"
+
 namespace applist::daemon {
 
 struct Options {
@@ -15,6 +17,7 @@ struct Options {
     bool system = false;
     std::string address;  // empty: `session` and `system` decide; of the three one is set at most
     bool verbose = false;
+    ServiceLimits serviceLimits;  // of --max-items and --max-bytes
 };
 
 // Says what is wrong with a command line and what to do, in one line.

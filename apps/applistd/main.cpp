@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "applist/LocalAppListModel.h"
+#include "applist/ServiceLimits.h"
 #include "apps/applistd/ApplicationList.h"
 #include "apps/applistd/Complain.h"
 #include "apps/applistd/Console.h"
@@ -85,6 +86,7 @@ int Main(int argc, char** argv) {
         const std::optional<Options> options = ParseOptions(argc, argv);
         if (!options) return 0;
         if (options->verbose) SetMinimumLogPriority(logging::kDebug);
+        SetServiceLimits(options->serviceLimits);
         ChooseBus(*options);
         Serve(*options);
         return 0;

@@ -48,6 +48,22 @@ class AWrongCommandLine(unittest.TestCase):
     def test_does_not_read_items_and_commands_from_one_input(self):
         self.assertIn("standard input", self.complaint("--items", "-", "--interactive"))
 
+    def test_says_what_a_limit_looks_like(self):
+        for option in ("--max-items", "--max-bytes"):
+            for wrong in ("many", "-1", "1.5", "64MB", "K", "0x10", " 1", "1 ", "None"):
+                err = self.complaint(f"{option}={wrong}")
+                self.assertIn(option, err)
+                self.assertIn("5000 or 64M, or none", err)
+
+    def test_says_that_a_limit_is_more_than_there_can_be(self):
+        for wrong in ("99999999999999999999", "18446744073709551615G"):
+            err = self.complaint("--max-bytes", wrong)
+            self.assertIn("--max-bytes", err)
+            self.assertIn("give none for no limit", err)
+
+    def test_does_not_take_a_limit_twice(self):
+        self.assertIn("--max-items", self.complaint("--max-items=1", "--max-items=2"))
+
     def test_shows_control_bytes_of_an_argument_as_text(self):
         err = self.complaint("\x1b[31m\nred")
         self.assertIn("\\x1b[31m\\x0ared", err)
@@ -59,7 +75,7 @@ class TheCommandLine(unittest.TestCase):
         self.assertEqual((status, err), (0, ""))
         self.assertTrue(out.startswith("Examples:\n  applistd "), out)
         for option in ("--items", "--interactive", "--session", "--system", "--address",
-                       "--verbose", "--help", "--version"):
+                       "--verbose", "--help", "--version", "--max-items", "--max-bytes"):
             self.assertIn(option, out)
         self.assertLessEqual(max(map(len, out.splitlines())), 100)
 
@@ -109,6 +125,36 @@ class AFileOfItems(AppTest):
         with open(self.file("Maps\tmaps\n"), encoding="utf-8") as maps:
             self.start("--items", "-", stdin=maps)
         self.assertEqual(self.partner().all_items(), [("Maps", "maps")])
+
+
+class ALimit(AppTest):
+    def added(self, *limits):
+        """What of six items of 10 bytes each a partner can add, one by one."""
+        daemon = self.start("--items", "/dev/null", *limits)
+        ui = self.partner()
+        for item in range(6):
+            self.assertEqual(ui.call(items.ADD_ITEM_AT_END, f"Name {item}\tid {item}\n".encode()),
+                             b"")
+        return daemon, ui.ids()
+
+    def test_of_items_is_kept_to_and_a_refusal_is_logged(self):
+        daemon, ids = self.added("--max-items", "2")
+        self.assertEqual(ids, ["id 0", "id 1"])
+        daemon.err.wait_for("partners have 2 of 2 items")
+
+    def test_of_bytes_is_kept_to_and_a_refusal_is_logged(self):
+        daemon, ids = self.added("--max-bytes=39")
+        self.assertEqual(ids, ["id 0", "id 1", "id 2"])
+        daemon.err.wait_for("30 of 39 bytes")
+
+    def test_of_none_at_all_keeps_partners_from_adding(self):
+        self.assertEqual(self.added("--max-items=0")[1], [])
+
+    def test_of_bytes_may_have_a_unit(self):
+        self.assertEqual(len(self.added("--max-bytes=1K", "--max-items=1K")[1]), 6)
+
+    def test_may_be_lifted(self):
+        self.assertEqual(len(self.added("--max-bytes=none", "--max-items=none")[1]), 6)
 
 
 class ABusThatCannotBeUsed(AppTest):
