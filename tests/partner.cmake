@@ -65,6 +65,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/CauseName.cpp
         partner/EditableList.cpp
         partner/QuietLog.cpp
+        partner/bus/Away_test.cpp
         partner/bus/Bounds_test.cpp
         partner/bus/Busy_test.cpp
         partner/bus/Calls_test.cpp
@@ -80,6 +81,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/SideProcess.cpp
         partner/bus/Starting_test.cpp
         support/JournalStandIn.cpp
+        support/LibraryTimeout.cpp
         support/PrivateBus.cpp
         support/ProcessState.cpp
         support/RecordingAllocator.cpp
@@ -88,6 +90,8 @@ if(APPLIST_OPEN_TRANSPORT)
         support/TestLoop.cpp)
     target_link_libraries(partner_bus_tests PRIVATE applist::service applist::partner test_options
                                                     PkgConfig::APPLIST_SYSTEMD GTest::gtest_main)
+    # Its calls of this function pass through support/LibraryTimeout.cpp.
+    target_link_options(partner_bus_tests PRIVATE LINKER:--wrap=sd_bus_set_method_call_timeout)
     target_compile_definitions(partner_bus_tests PRIVATE
         PARTNER_TEST_SIDE="$<TARGET_FILE:partner_test_side>")
     add_dependencies(partner_bus_tests partner_test_side)

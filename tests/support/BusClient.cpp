@@ -219,7 +219,7 @@ int BusClient::OnAnswer(sd_bus_message* message, void* userdata, sd_bus_error*) 
     }
     answer.arrived = true;
     client.m_pending.erase(pending);
-    return 0;
+    return 1;  // a reply's callback, see bus/SdBus.h
 }
 
 int BusClient::OnSignal(sd_bus_message* message, void* userdata, sd_bus_error*) {

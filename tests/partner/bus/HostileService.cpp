@@ -104,6 +104,7 @@ int HostileService::Handle(sd_bus_message* call) {
     const std::string member = sd_bus_message_get_member(call);
     m_calls.push_back(member);
     m_lastCaller = sd_bus_message_get_sender(call);
+    if (member == "Connect") return m_answerConnect(call);
     if (member == "Get") return m_answerSerial(call);
     if (member != "Message" && member != "MessageFd") return sd_bus_reply_method_return(call, "");
     switch (MessageIdOf(BodyOf(call))) {

@@ -27,6 +27,10 @@ public:
     // Everything else is answered as the real service does.
     Answer m_answerList = [](sd_bus_message* call) { return ReplyText(call, ""); };
     Answer m_answerSelection = [](sd_bus_message* call) { return ReplyText(call, "\t\n"); };
+    // What is answered to Connect.
+    Answer m_answerConnect = [](sd_bus_message* call) {
+        return sd_bus_reply_method_return(call, "");
+    };
     // What is answered to a read of the property `Serial`; as a rule, the truth.
     Answer m_answerSerial = [this](sd_bus_message* call) {
         return sd_bus_reply_method_return(call, "v", "t", m_serial);
