@@ -18,6 +18,7 @@ if(APPLIST_OPEN_TRANSPORT)
 
     add_executable(bus_tests
         platform/EndpointDescriptors_test.cpp
+        platform/EndpointForgery_test.cpp
         platform/EndpointLimits_test.cpp
         platform/EndpointMessages_test.cpp
         platform/EndpointNotifications_test.cpp
@@ -36,6 +37,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/BusFaults.cpp
         support/CapturedLog.cpp
         support/EndpointTest.cpp
+        support/Forger.cpp
         support/HeapInUse.cpp
         support/JournalStandIn.cpp
         support/PrivateBus.cpp

@@ -72,6 +72,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/Descriptors_test.cpp
         partner/bus/Destruction_test.cpp
         partner/bus/Following_test.cpp
+        partner/bus/Forged_test.cpp
         partner/bus/HostileService.cpp
         partner/bus/Hostile_test.cpp
         partner/bus/Killing_test.cpp
@@ -80,6 +81,8 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/Policy_test.cpp
         partner/bus/SideProcess.cpp
         partner/bus/Starting_test.cpp
+        support/BusClient.cpp
+        support/Forger.cpp
         support/JournalStandIn.cpp
         support/LibraryTimeout.cpp
         support/PrivateBus.cpp

@@ -28,6 +28,14 @@ inline bool IsFromDriver(sd_bus_message* message) {
     return sender != nullptr && std::strcmp(sender, kDriver) == 0;
 }
 
+// Whether `reply` answers a call to `callee`, a unique name, or stands for its answer: then it is
+// from the bus. The bus library takes a reply by its number alone, and a bus may let anybody's
+// through, as a dbus-daemon for a session does.
+inline bool IsAnswerOf(const std::string& callee, sd_bus_message* reply) {
+    const char* const sender = sd_bus_message_get_sender(reply);
+    return IsFromDriver(reply) || (sender != nullptr && callee == sender);
+}
+
 }  // namespace bus_names
 
 }  // namespace applist

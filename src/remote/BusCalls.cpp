@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "bus/BusNames.h"
 #include "bus/EndpointNames.h"
 #include "bus/SealedMemfd.h"
 #include "bus/TransportLimits.h"
@@ -47,6 +48,7 @@ struct BusCalls::Open {
     std::vector<char> request;  // empty if it is large: only small requests have large replies
     bool isInFd;
     UniqueSlot slot;
+    std::uint64_t cookie = 0;  // the bus's number for it
 };
 
 BusCalls::BusCalls(const RemoteErrors& errors, std::function<std::shared_ptr<void>()> keepAlive,
@@ -62,6 +64,9 @@ void BusCalls::SetDestination(sd_bus* bus, const std::string& service) {
     m_bus = bus;
     m_service = service;
     m_open.clear();
+    sd_bus_slot* slot = nullptr;
+    sd_bus_add_filter(bus, &slot, OnIncoming, this);
+    m_incoming.reset(slot);
 }
 
 // ---- Sending ------------------------------------------------------------------------------------
@@ -85,6 +90,7 @@ int BusCalls::Transmit(Open& call, const std::vector<char>& request) {
     sd_bus_slot* slot = nullptr;
     result = sd_bus_call_async(m_bus, &slot, message.get(), OnReply, &call, kNoTimeout);
     call.slot.reset(slot);
+    if (result >= 0) sd_bus_message_get_cookie(message.get(), &call.cookie);
     return result;
 }
 
@@ -127,12 +133,25 @@ int BusCalls::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*) {
     Open* const call = static_cast<Open*>(userdata);
     BusCalls* const calls = call->calls;
     const CallId id = call->id;
+    // Not forgotten: OnIncoming hears the service's own answer.
+    if (!bus_names::IsAnswerOf(calls->m_service, reply)) return kReplyTaken;
     const std::shared_ptr<void> owner = calls->m_keepAlive();
     if (!Guarded("receiving a reply", [&] { calls->Receive(*call, reply); })) {
         calls->Forget(id);
         Guarded("receiving a reply", [&] { calls->m_onAnswer(id, std::nullopt); });
     }
     return kReplyTaken;
+}
+
+// A reply reaches this place when sd-bus knows no call for it, as after a stranger's reply has used
+// the call up.
+int BusCalls::OnIncoming(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    std::uint64_t cookie = 0;
+    if (sd_bus_message_get_reply_cookie(message, &cookie) < 0) return 0;
+    for (const auto& [id, call] : static_cast<BusCalls*>(userdata)->m_open) {
+        if (call->cookie == cookie) return OnReply(message, call.get(), nullptr);
+    }
+    return 0;
 }
 
 void BusCalls::Receive(Open& call, sd_bus_message* message) {

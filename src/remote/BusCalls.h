@@ -1,7 +1,8 @@
 // Calls to a service over sd-bus, and the answers to them.
 //
 // A body goes in the message itself, or in a file descriptor when it is large and the connection
-// can pass one. A request whose last reply was large asks for the next one in a descriptor.
+// can pass one. A request whose last reply was large asks for the next one in a descriptor. A reply
+// counts from the service alone, and from the bus in its place.
 //
 // Lifetime: destroyed before the bus connection.
 
@@ -50,6 +51,7 @@ private:
     struct Open;
 
     static int OnReply(sd_bus_message* reply, void* userdata, sd_bus_error* error);
+    static int OnIncoming(sd_bus_message* message, void* userdata, sd_bus_error* error);
 
     // Whether `request`, or the reply to expect, is large, and the connection passes descriptors.
     bool WantsFd(const std::vector<char>& request) const;
@@ -67,6 +69,7 @@ private:
     const std::size_t m_fdLimit;
     sd_bus* m_bus = nullptr;
     std::string m_service;
+    UniqueSlot m_incoming;
     // Each by pointer, because sd-bus keeps its address until the answer comes.
     std::map<CallId, std::unique_ptr<Open>> m_open;
     // The last request whose reply was large.

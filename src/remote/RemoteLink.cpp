@@ -27,7 +27,7 @@ std::uint64_t Microseconds(std::chrono::microseconds time) {
 }
 
 // True for an error that the service itself sent, and neither the bus nor the bus library.
-bool IsFromService(const sd_bus_error& error) {
+bool IsOfTheServicesOwn(const sd_bus_error& error) {
     return sd_bus_error_has_names(&error, SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_SERVICE_UNKNOWN,
                                   SD_BUS_ERROR_NAME_HAS_NO_OWNER, SD_BUS_ERROR_NO_REPLY,
                                   SD_BUS_ERROR_TIMEOUT) <= 0;
@@ -153,7 +153,10 @@ void RemoteLink::Gone() {
 // Without this callback sd-bus would close the whole connection when one match is refused.
 void RemoteLink::OnSubscribed(sd_bus_message* answer) {
     const sd_bus_error* const refusal = sd_bus_message_get_error(answer);
-    if (refusal == nullptr || sd_bus_is_open(m_link.Bus()) <= 0) return;
+    if (refusal == nullptr || !bus_names::IsFromDriver(answer) ||
+        sd_bus_is_open(m_link.Bus()) <= 0) {
+        return;
+    }
     APPLIST_LOG(kError, "%s: the bus does not let the service's notifications through: %s",
                 m_session.Errors().Endpoint().c_str(), TextOf(*refusal).c_str());
 }
@@ -217,7 +220,7 @@ int RemoteLink::AskToConnect() {
 void RemoteLink::OnConnected(sd_bus_message* answer) {
     m_connectAnswer.reset();
     const sd_bus_error* const refusal = sd_bus_message_get_error(answer);
-    if (refusal != nullptr && IsSilence(*refusal)) {
+    if (!IsFromService(answer) || (refusal != nullptr && IsSilence(*refusal))) {
         // It stands, or we were away for long. Without its answer it may never become usable.
         if (sd_bus_is_open(m_link.Bus()) > 0 && AskToConnect() < 0) m_link.GiveUp();
         return;
@@ -227,7 +230,12 @@ void RemoteLink::OnConnected(sd_bus_message* answer) {
                     m_session.Errors().Endpoint().c_str(), TextOf(*refusal).c_str());
     }
     // Even a service that refuses has shown that it is alive.
-    if (refusal == nullptr || IsFromService(*refusal)) m_session.Joined();
+    if (refusal == nullptr || IsOfTheServicesOwn(*refusal)) m_session.Joined();
+}
+
+// A stranger's answer has used up the question: it is asked again.
+bool RemoteLink::IsFromService(sd_bus_message* answer) const {
+    return bus_names::IsAnswerOf(m_session.Service(), answer);
 }
 
 int RemoteLink::AskForCount() {
@@ -247,6 +255,10 @@ int RemoteLink::AskForCount() {
 
 void RemoteLink::OnCount(sd_bus_message* answer) {
     m_countAnswer.reset();
+    if (!IsFromService(answer)) {
+        if (AskForCount() < 0) m_link.GiveUp();
+        return;
+    }
     const sd_bus_error* const error = sd_bus_message_get_error(answer);
     std::uint64_t count = 0;
     if (error == nullptr) {

@@ -76,6 +76,7 @@ private:
     void OnConnected(sd_bus_message* answer);
     void OnNotification(sd_bus_message* signal);
     void OnCount(sd_bus_message* answer);
+    bool IsFromService(sd_bus_message* answer) const;
 
     // Whenever the loop is about to wait, the timer is set to what the session waits for.
     void MakeTimer();

@@ -55,7 +55,10 @@ void ServiceOwner::StopFollowing() {
 // Without this callback sd-bus would close the whole connection when one match is refused.
 void ServiceOwner::OnFollowed(sd_bus_message* answer) {
     const sd_bus_error* refusal = sd_bus_message_get_error(answer);
-    if (refusal == nullptr || sd_bus_is_open(m_link.Bus()) <= 0) return;
+    if (refusal == nullptr || !bus_names::IsFromDriver(answer) ||
+        sd_bus_is_open(m_link.Bus()) <= 0) {
+        return;
+    }
     APPLIST_LOG(kError, "cannot hear when %s appears: %s", m_name.c_str(),
                 TextOf(*refusal).c_str());
 }
@@ -83,7 +86,7 @@ void ServiceOwner::Ask() {
 void ServiceOwner::OnOwner(sd_bus_message* answer) {
     m_answer.reset();
     const sd_bus_error* const error = sd_bus_message_get_error(answer);
-    if (error != nullptr && IsSilence(*error)) {
+    if (!bus_names::IsFromDriver(answer) || (error != nullptr && IsSilence(*error))) {
         // That says nothing about the service. If the connection has ended, the link tries again.
         if (sd_bus_is_open(m_link.Bus()) > 0) Ask();
         return;
@@ -112,7 +115,8 @@ void ServiceOwner::Start() {
 void ServiceOwner::OnStarted(sd_bus_message* answer) {
     m_answer.reset();
     const sd_bus_error* const error = sd_bus_message_get_error(answer);
-    if (error != nullptr && !IsNoNews(*error) && sd_bus_is_open(m_link.Bus()) > 0) {
+    if (error != nullptr && !IsNoNews(*error) && bus_names::IsFromDriver(answer) &&
+        sd_bus_is_open(m_link.Bus()) > 0) {
         APPLIST_LOG(kError, "%s could not be started: %s", m_name.c_str(),
                     PrintableText(TextOf(*error)).c_str());
     }

@@ -136,30 +136,6 @@ TEST_P(AnEndpointsPartner, MayBeToldSomethingWhenItIsReportedGone) {
     EXPECT_EQ("notification it left", witness->m_arrivals.back());
 }
 
-// Anyone may send the endpoint a signal that looks like the bus's own.
-TEST_P(AnEndpointsPartner, IsNotReportedGoneOnTheWordOfAnother) {
-    const auto liar = NewClient();
-    m_client->Connect();
-
-    liar->SendSignal("/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged",
-                     {m_name, m_name, ""});
-    EXPECT_EQ("a call", liar->Message("a call").body);
-
-    EXPECT_EQ((Strings{"ready " + m_name, "message a call"}), m_endpoint->m_events);
-}
-
-// The bus library tells itself in these words that the connection has died.
-TEST_P(AnEndpointsPartner, CannotMakeTheEndpointBelieveThatItsBusIsGone) {
-    m_client->Connect();
-
-    NewClient()->SendSignal("/org/freedesktop/DBus/Local", "org.freedesktop.DBus.Local",
-                            "Disconnected", {});
-    EXPECT_EQ("a call", m_client->Message("a call").body);
-
-    EXPECT_EQ((Strings{"ready " + m_name, "message a call"}), m_endpoint->m_events);
-    EXPECT_EQ(0u, ErrorsLogged("")) << WholeLog();
-}
-
 // A match that stays on the bus would count against the endpoint's quota: 512 of them, on a bus
 // with built-in limits.
 TEST_P(AnEndpointsPartner, LeavesNoMatchBehindWhenItDisconnects) {

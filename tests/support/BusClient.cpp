@@ -162,19 +162,6 @@ void BusClient::SendWithoutReply(const char* member, const std::string& body) {
     Check(result, member);
 }
 
-void BusClient::SendSignal(const char* path, const char* interface, const char* member,
-                           const std::vector<std::string>& strings) {
-    sd_bus_message* signal = nullptr;
-    Check(sd_bus_message_new_signal(m_bus.get(), &signal, path, interface, member), member);
-    int result = sd_bus_message_set_destination(signal, kService);
-    for (const std::string& string : strings) {
-        if (result >= 0) result = sd_bus_message_append(signal, "s", string.c_str());
-    }
-    if (result >= 0) result = sd_bus_send(m_bus.get(), signal, nullptr);
-    sd_bus_message_unref(signal);
-    Check(result, member);
-}
-
 bool BusClient::Own(const std::string& name) {
     const std::uint32_t doNotQueue = 4;
     const Answer answer =

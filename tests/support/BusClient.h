@@ -70,10 +70,6 @@ public:
     // Sends a call of the endpoint's that says that nobody waits for a reply.
     void SendWithoutReply(const char* member, const std::string& body);
 
-    // Sends the endpoint, and nobody else, a signal with these strings.
-    void SendSignal(const char* path, const char* interface, const char* member,
-                    const std::vector<std::string>& strings);
-
     // Asks for `name`; true when it is now ours. The bus's own policy may refuse it.
     bool Own(const std::string& name);
 

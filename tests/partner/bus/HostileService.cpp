@@ -87,6 +87,12 @@ void HostileService::Signal(const std::string& body, const char* destination) {
     sd_bus_message_unref(signal);
 }
 
+std::string HostileService::Name() const {
+    const char* name = nullptr;
+    Check(sd_bus_get_unique_name(m_bus, &name), "its name");
+    return name;
+}
+
 void HostileService::Flush() {
     Check(sd_bus_flush(m_bus), "flushing");
 }

@@ -23,6 +23,9 @@ public:
     HostileService(const HostileService&) = delete;
     HostileService& operator=(const HostileService&) = delete;
 
+    // Its unique name on the bus.
+    std::string Name() const;
+
     // What is answered to calls of `Message` and `MessageFd` that read the list, and the selection.
     // Everything else is answered as the real service does.
     Answer m_answerList = [](sd_bus_message* call) { return ReplyText(call, ""); };
