@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "bus/BusNames.h"
 #include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
 #include "common/PrintableText.h"
@@ -269,7 +270,8 @@ int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error
     Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
     const std::uint32_t primaryOwner = 1;  // 2, 3, 4: queued, taken, ours already
     std::uint32_t answer = 0;
-    if (sd_bus_message_read(message, "u", &answer) >= 0 && answer == primaryOwner) {
+    if (bus_names::IsFromDriver(message) && sd_bus_message_read(message, "u", &answer) >= 0 &&
+        answer == primaryOwner) {
         endpoint->m_owned = true;
         endpoint->m_link.Settled();
         return kReplyTaken;

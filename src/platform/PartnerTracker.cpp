@@ -38,13 +38,18 @@ PartnerTracker::Outcome PartnerTracker::Add(sd_bus* bus, const std::string& name
     partner->leaving.reset(slot);
     // Asked after the match: a partner that left before the match was in place is found by this,
     // one that leaves later by the match. The other way round one could slip through in between.
-    if (sd_bus_call_method_async(bus, &slot, kDriver, kDriverPath, kDriver, "NameHasOwner",
-                                 OnHasOwner, partner.get(), "s", name.c_str()) < 0) {
-        return Outcome::Failed;
-    }
-    partner->present.reset(slot);
+    if (!AskWhetherPresent(bus, *partner)) return Outcome::Failed;
     m_partners.emplace(name, std::move(partner));
     return Outcome::Tracked;
+}
+
+bool PartnerTracker::AskWhetherPresent(sd_bus* bus, Partner& partner) {
+    sd_bus_slot* slot = nullptr;
+    const int result =
+        sd_bus_call_method_async(bus, &slot, kDriver, kDriverPath, kDriver, "NameHasOwner",
+                                 OnHasOwner, &partner, "s", partner.name.c_str());
+    partner.present.reset(slot);
+    return result >= 0;
 }
 
 void PartnerTracker::Remove(const std::string& name) {
@@ -70,7 +75,7 @@ int PartnerTracker::OnOwnerChanged(sd_bus_message* message, void* userdata, sd_b
 int PartnerTracker::OnMatchInstalled(sd_bus_message* message, void* userdata, sd_bus_error*) {
     const Partner* partner = static_cast<Partner*>(userdata);
     const sd_bus_error* refusal = sd_bus_message_get_error(message);
-    if (refusal != nullptr) {
+    if (refusal != nullptr && bus_names::IsFromDriver(message)) {
         APPLIST_LOG(logging::kError, "cannot tell when partner %s leaves: %s",
                     partner->name.c_str(), refusal->message);
     }
@@ -78,8 +83,13 @@ int PartnerTracker::OnMatchInstalled(sd_bus_message* message, void* userdata, sd
 }
 
 int PartnerTracker::OnHasOwner(sd_bus_message* message, void* userdata, sd_bus_error*) {
-    // An error or a strange answer counts as present: nobody is thrown out over it.
     Partner* partner = static_cast<Partner*>(userdata);
+    // A stranger's answer has used up the question: see bus_names::IsAnswerOf.
+    if (!bus_names::IsFromDriver(message)) {
+        AskWhetherPresent(sd_bus_message_get_bus(message), *partner);
+        return kReplyTaken;
+    }
+    // An error or a strange answer counts as present: nobody is thrown out over it.
     int present = 1;
     if (sd_bus_message_read(message, "b", &present) < 0 || present != 0) return kReplyTaken;
     Guarded("tracking a partner", [partner] { partner->tracker->Left(partner->name); });

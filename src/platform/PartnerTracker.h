@@ -48,6 +48,7 @@ private:
     static int OnOwnerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnMatchInstalled(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnHasOwner(sd_bus_message* message, void* userdata, sd_bus_error* error);
+    static bool AskWhetherPresent(sd_bus* bus, Partner& partner);
     void Left(const std::string& name);
 
     const std::size_t m_most;

@@ -93,10 +93,15 @@ void Forger::SendOne(const Signal& signal, const std::string& destination,
 
 void Forger::Reply(const std::string& victim, std::uint64_t firstCookie, std::uint64_t lastCookie,
                    const Appender& append) {
+    StartReplying(victim, firstCookie, lastCookie, append);
+    AwaitReadBy(victim);
+}
+
+void Forger::StartReplying(const std::string& victim, std::uint64_t firstCookie,
+                           std::uint64_t lastCookie, const Appender& append) {
     for (std::uint64_t cookie = firstCookie; cookie <= lastCookie; ++cookie) {
         ReplyOne(victim, cookie, append);
     }
-    AwaitReadBy(victim);
 }
 
 // sd-bus makes replies only to calls, so it is given a call that seems to have come from `victim`.

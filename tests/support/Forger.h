@@ -39,6 +39,10 @@ public:
     // yet. Returns when `victim` has read what the bus lets through.
     void Reply(const std::string& victim, std::uint64_t firstCookie, std::uint64_t lastCookie,
                const Appender& append);
+    // The two halves of that.
+    void StartReplying(const std::string& victim, std::uint64_t firstCookie,
+                       std::uint64_t lastCookie, const Appender& append);
+    void AwaitReadBy(const std::string& victim);
 
     // The members of the calls that it got.
     std::vector<std::string> m_calls;
@@ -46,7 +50,6 @@ public:
 private:
     void SendOne(const Signal& signal, const std::string& destination, const std::string& sender);
     void ReplyOne(const std::string& victim, std::uint64_t cookie, const Appender& append);
-    void AwaitReadBy(const std::string& victim);
     static int OnCall(sd_bus_message* message, void* userdata, sd_bus_error* error);
 
     const std::string m_address;
