@@ -60,6 +60,7 @@ if(APPLIST_OPEN_LOG)
 
     add_executable(log_tests
         common/PrintableText_test.cpp
+        platform/FoldedLines_test.cpp
         platform/LinuxLog_test.cpp
         platform/LinuxLogStall_test.cpp
         support/JournalStandIn.cpp

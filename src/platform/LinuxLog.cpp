@@ -12,15 +12,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/AppListLog.h"
 #include "common/PrintableText.h"
+#include "platform/FoldedLines.h"
 #include "platform/PlatformLog.h"
 #include "platform/WithoutWaiting.h"
 
@@ -42,11 +45,19 @@ std::string& Unfinished() {
     return end;
 }
 
-struct Place {
-    const char* file;
-    const char* function;
-    int line;
-};
+// Never destroyed either.
+FoldedLines& Folded() {
+    static FoldedLines& lines = *new FoldedLines;
+    return lines;
+}
+
+// From here on nothing is counted, because nobody would tell the count.
+bool isLeaving = false;
+
+FoldedLines::Time Now() {
+    return std::chrono::duration_cast<FoldedLines::Time>(
+        std::chrono::steady_clock::now().time_since_epoch());
+}
 
 const char* NameOf(int priority) {
     if (priority >= logging::kError) return "error";
@@ -81,18 +92,18 @@ std::string FormatLine(const char* format, va_list arguments) {
 // In the journal's native protocol, by hand: the library's functions wait while the journal does
 // not read. No value may hold a line feed, which would end it and let a partner's name add fields;
 // PrintableText has escaped them.
-int WriteToJournal(int priority, const char* tag, const Place& place, const std::string& line) {
+int WriteToJournal(const LogLine& line, const std::string& text) {
     static int journal = -1;
     if (journal < 0) journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const struct sockaddr_un address = {AF_UNIX, "/run/systemd/journal/socket"};
     const std::string fields =
-        "MESSAGE=" + line + "\nPRIORITY=" + std::to_string(SyslogPriorityOf(priority)) +
-        "\nSYSLOG_IDENTIFIER=" + PrintableText(tag) + "\nCODE_FILE=" + place.file +
-        "\nCODE_LINE=" + std::to_string(place.line) + "\nCODE_FUNC=" + place.function + "\n";
+        "MESSAGE=" + text + "\nPRIORITY=" + std::to_string(SyslogPriorityOf(line.priority)) +
+        "\nSYSLOG_IDENTIFIER=" + PrintableText(line.tag) + "\nCODE_FILE=" + line.file +
+        "\nCODE_LINE=" + std::to_string(line.number) + "\nCODE_FUNC=" + line.function + "\n";
     const ssize_t sent =
         sendto(journal, fields.data(), fields.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
                reinterpret_cast<const struct sockaddr*>(&address), sizeof(address));
-    return sent < 0 ? -errno : static_cast<int>(line.size());
+    return sent < 0 ? -errno : static_cast<int>(text.size());
 }
 
 // When the reader of stderr has left, the kernel sends the writer a SIGPIPE, which ends a program
@@ -125,22 +136,22 @@ int FinishLine() {
 }
 
 // One write, so that lines of several programs on one terminal do not mix.
-int WriteToStderr(int priority, const char* tag, const std::string& line) {
+int WriteToStderr(const LogLine& line, const std::string& text) {
     const int finished = FinishLine();
     if (finished < 0) return finished;
-    std::string text = std::string(tag) + "[" + NameOf(priority) + "]: " + line + "\n";
-    const std::size_t length = text.size();
-    const ssize_t written = WriteWithoutSigpipe(text);
+    std::string whole = line.tag + "[" + NameOf(line.priority) + "]: " + text + "\n";
+    const std::size_t length = whole.size();
+    const ssize_t written = WriteWithoutSigpipe(whole);
     if (written < 0) return static_cast<int>(written);
-    text.erase(0, static_cast<std::size_t>(written));
-    Unfinished().swap(text);
+    whole.erase(0, static_cast<std::size_t>(written));
+    Unfinished().swap(whole);
     return static_cast<int>(length);
 }
 
-int WriteLine(int priority, const char* tag, const Place& place, const std::string& line) {
+// Writes `text` with everything else that belongs to `line`.
+int WriteLine(const LogLine& line, const std::string& text) {
     static const bool toJournal = StderrIsTheJournal();
-    return toJournal ? WriteToJournal(priority, tag, place, line)
-                     : WriteToStderr(priority, tag, line);
+    return toJournal ? WriteToJournal(line, text) : WriteToStderr(line, text);
 }
 
 // Before the first line that can be written again, where the lost ones would have been.
@@ -150,20 +161,70 @@ int TellLosses() {
         lostLines == 1 ? "1 line was lost: it could not be written"
                        : std::to_string(lostLines) + " lines were lost: they could not be written";
     const int result =
-        WriteLine(logging::kError, "applist", {"LinuxLog.cpp", __func__, __LINE__}, text);
+        WriteLine({logging::kError, "applist", text, "LinuxLog.cpp", __func__, __LINE__}, text);
     if (result >= 0) lostLines = 0;
     return result;
 }
 
+int TellCount(FoldedLines::Repeated& repeated, FoldedLines::Time now) {
+    const int result = WriteLine(repeated.line, TextOf(repeated, now));
+    if (result >= 0) FoldedLines::Told(repeated, now);
+    return result;
+}
+
+int TellDueCounts(FoldedLines::Time now) {
+    int result = 0;
+    while (FoldedLines::Repeated* due = Folded().Due(now)) {
+        result = TellCount(*due, now);
+        if (result < 0) break;
+    }
+    return result;
+}
+
+int MakeRoom(FoldedLines::Time now) {
+    FoldedLines::Repeated* const inTheWay = Folded().InTheWay();
+    return inTheWay == nullptr ? 0 : TellCount(*inTheWay, now);
+}
+
+// At the end of the program.
+void TellEveryCount() {
+    isLeaving = true;
+    try {
+        while (FoldedLines::Repeated* counted = Folded().AnyCounted()) {
+            if (TellCount(*counted, Now()) < 0) return;
+        }
+    } catch (...) {  // no memory; there is nothing left to do about it
+    }
+}
+
 // Lines of our own begin with a common prefix whose arguments say where they come from. A line
 // without it was written by somebody else, and nothing is known of its arguments.
-Place PlaceOf(const char* format, va_list arguments) {
-    Place place = {"unknown", "unknown", 0};
-    if (std::strncmp(format, APPLIST_LOG_PREFIX, sizeof(APPLIST_LOG_PREFIX) - 1) != 0) return place;
-    place.file = va_arg(arguments, const char*);
-    place.function = va_arg(arguments, const char*);
-    place.line = va_arg(arguments, int);
-    return place;
+void SetPlace(LogLine& line, const char* format, va_list arguments) {
+    line.file = line.function = "unknown";
+    if (std::strncmp(format, APPLIST_LOG_PREFIX, sizeof(APPLIST_LOG_PREFIX) - 1) != 0) return;
+    line.file = va_arg(arguments, const char*);
+    line.function = va_arg(arguments, const char*);
+    line.number = va_arg(arguments, int);
+}
+
+int WriteNew(LogLine line, FoldedLines::Time now) {
+    const int room = MakeRoom(now);
+    if (room < 0) return room;
+    const int result = WriteLine(line, line.text);
+    if (result >= 0 && !isLeaving) Folded().Written(std::move(line), result, now);
+    return result;
+}
+
+int WriteOrCount(LogLine line) {
+    static const int registered = std::atexit(TellEveryCount);
+    if (registered != 0) isLeaving = true;  // then nothing is counted that would not be told
+    const FoldedLines::Time now = Now();
+    const FoldedLines::Repeated* const same = isLeaving ? nullptr : Folded().Count(line, now);
+    int result = TellLosses();
+    if (result >= 0) result = TellDueCounts(now);
+    // A count that could not be told is told later.
+    if (same != nullptr) return same->result;
+    return result < 0 ? result : WriteNew(std::move(line), now);
 }
 
 int Print(int priority, const char* tag, const char* format, va_list arguments) {
@@ -171,10 +232,12 @@ int Print(int priority, const char* tag, const char* format, va_list arguments) 
     va_copy(again, arguments);
     int result;
     try {
-        const Place place = PlaceOf(format, again);
-        const std::string line = FormatLine(format, arguments);
-        result = TellLosses();
-        if (result >= 0) result = WriteLine(priority, tag, place, line);
+        LogLine line;
+        line.priority = priority;
+        line.tag = tag;
+        SetPlace(line, format, again);
+        line.text = FormatLine(format, arguments);
+        result = WriteOrCount(std::move(line));
     } catch (...) {
         result = -ENOMEM;
     }

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <functional>
 #include <string>
 #include <utility>
@@ -20,12 +21,28 @@
 
 namespace {
 
+// One for each test: lines that differ in it are not repeats of each other.
+std::string tag;
+
 int Log(const std::string& message) {
-    return PlatformLogPrint(0, applist::logging::kError, "test", "%s\n", message.c_str());
+    return PlatformLogPrint(0, applist::logging::kError, tag.c_str(), "%s\n", message.c_str());
 }
 
 std::string LineOf(const std::string& message) {
-    return "test[error]: " + message + "\n";
+    return tag + "[error]: " + message + "\n";
+}
+
+// `message` and a number, which makes it different each time.
+std::string Numbered(const std::string& message, std::size_t number) {
+    return message + " " + std::to_string(number);
+}
+
+std::string LinesOf(const std::string& message, std::size_t count) {
+    std::string lines;
+    for (std::size_t number = 0; number < count; ++number) {
+        lines += LineOf(Numbered(message, number));
+    }
+    return lines;
 }
 
 // Everything that can be read without waiting.
@@ -52,6 +69,8 @@ Ends PipeOfOnePage() {
 Ends Socketpair() {
     int ends[2] = {-1, -1};
     EXPECT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends));
+    const int least = 1;  // the kernel makes it some kilobytes
+    EXPECT_EQ(0, setsockopt(ends[1], SOL_SOCKET, SO_SNDBUF, &least, sizeof(least)));
     return {TestFd(ends[0]), TestFd(ends[1])};
 }
 
@@ -62,6 +81,8 @@ class AStderrThatNobodyReads : public ::testing::TestWithParam<Ends (*)()> {
 protected:
     AStderrThatNobodyReads()
         : m_ends(GetParam()()), m_before(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
+        static int tests = 0;
+        tag = "test" + std::to_string(++tests);
         dup2(m_ends.second.Get(), STDERR_FILENO);
     }
     ~AStderrThatNobodyReads() override {
@@ -70,10 +91,10 @@ protected:
         dup2(m_before.Get(), STDERR_FILENO);
     }
 
-    // Logs `message` until it is lost; returns how often it was not.
+    // Logs `message`, numbered, until one is lost; returns how many were not.
     static std::size_t Fill(const std::string& message) {
         std::size_t written = 0;
-        while (Log(message) >= 0 && written < 100000) ++written;
+        while (Log(Numbered(message, written)) >= 0 && written < 100000) ++written;
         return written;
     }
 
@@ -86,9 +107,7 @@ protected:
 TEST_P(AStderrThatNobodyReads, LosesLinesAndSaysHowManyWhenItIsReadAgain) {
     const std::size_t written = Fill("early");
     for (int more = 0; more < 11; ++more) EXPECT_EQ(-EAGAIN, Log("lost"));
-    std::string early;
-    for (std::size_t line = 0; line < written; ++line) early += LineOf("early");
-    EXPECT_EQ(early, Read());
+    EXPECT_EQ(LinesOf("early", written), Read());
 
     Log("late");
 
@@ -120,8 +139,7 @@ TEST_P(AStderrThatNobodyReads, GetsTheRestOfALineOfWhichItTookTheBeginning) {
     while (Log("late") < 0) all += Read();
     all += Read();
 
-    std::string expected;
-    for (std::size_t line = 0; line < written; ++line) expected += LineOf(shown);
+    const std::string expected = LinesOf(shown, written);
     EXPECT_EQ(expected, all.substr(0, expected.size()));
     const std::string rest = all.substr(std::min(expected.size(), all.size()));
     EXPECT_EQ("applist[error]: ", rest.substr(0, 16));
@@ -148,9 +166,7 @@ TEST_P(AStderrThatNobodyReads, IsNotWaitedForWhenItCannotBeOpenedAnew) {
     ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
     EXPECT_GE(written, 1u);
     EXPECT_EQ(-EAGAIN, lost);
-    std::string early;
-    for (std::size_t line = 0; line < written; ++line) early += LineOf("early");
-    EXPECT_EQ(early, Read());
+    EXPECT_EQ(LinesOf("early", written), Read());
 }
 
 INSTANTIATE_TEST_SUITE_P(OfEachKind, AStderrThatNobodyReads,
@@ -165,6 +181,7 @@ TEST(ATerminalWhoseOutputIsStopped, LosesLinesAndSaysHowManyWhenItGoesOn) {
     const TestFd screen(master);
     const TestFd terminal(slave);
     const TestFd before(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3));
+    tag = "test";
     dup2(slave, STDERR_FILENO);
     ASSERT_EQ(0, tcflow(slave, TCOOFF));
 
@@ -180,4 +197,23 @@ TEST(ATerminalWhoseOutputIsStopped, LosesLinesAndSaysHowManyWhenItGoesOn) {
         "applist[error]: 2 lines were lost: they could not be written\r\n"
         "test[error]: late\r\n",
         Drain(master));
+}
+
+// The count of a line's repeats waits like the line itself.
+TEST_P(AStderrThatNobodyReads, GetsTheNumberOfRepeatsWhenItIsReadAgain) {
+    Log("repeated");
+    ASSERT_GT(10u, Fill(std::string(1000, 'x'))) << "too many lines to remember them all";
+    ASSERT_EQ(-EAGAIN, Log("a short one")) << "there is room left";
+    for (int time = 0; time < 5; ++time) EXPECT_GT(Log("repeated"), 0);
+    // It is told when its second is over or its place is needed.
+    for (std::size_t line = 0; line < 16; ++line) Log(Numbered("lost", line));
+
+    const std::string told = tag + "[error]: 5 times more";
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    std::string all = Read();
+    for (std::size_t line = 0; all.find(told) == std::string::npos; ++line) {
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << all.substr(0, 10000);
+        Log(Numbered("late", line));
+        all += Read();
+    }
 }

@@ -11,7 +11,10 @@
 
 #include <cstdlib>
 #include <map>
+#include <regex>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "common/AppListLog.h"
 #include "support/JournalStandIn.h"
@@ -25,10 +28,11 @@ enum class Stderr { File, Journal, PipeWithoutReader };
 
 // What came of one line.
 struct Written {
-    std::string errors;   // what arrived on stderr
-    std::string result;   // what the log returned
-    int status;           // of the process that wrote it
-    std::string journal;  // the entry that the journal got
+    std::string errors;             // what arrived on stderr
+    std::string result;             // what the log returned
+    int status;                     // of the process that wrote it
+    std::string journal;            // the first entry that the journal got
+    std::vector<std::string> more;  // the others
 };
 
 std::string StreamOf(int fd) {
@@ -93,14 +97,18 @@ protected:
             dup2(out.Get(), STDOUT_FILENO);
             dup2(errors.Get(), STDERR_FILENO);
             execl(LOG_WRITER, LOG_WRITER, std::to_string(m_minimum).c_str(),
-                  std::to_string(priority).c_str(), kind, std::to_string(m_times).c_str(), nullptr);
+                  std::to_string(priority).c_str(), kind, std::to_string(m_times).c_str(),
+                  std::to_string(m_turns).c_str(), nullptr);
             _exit(127);
         }
-        Written written = {"", "", 0, ""};
+        Written written = {"", "", 0, "", {}};
         EXPECT_EQ(child, waitpid(child, &written.status, 0));
         if (m_stderr != Stderr::PipeWithoutReader) written.errors = ContentOf(errors.Get());
         written.result = ContentOf(out.Get());
         written.journal = ReceiveEntry(journal.Get());
+        for (std::string entry; !(entry = ReceiveEntry(journal.Get())).empty();) {
+            written.more.push_back(entry);
+        }
         return written;
     }
 
@@ -114,6 +122,7 @@ protected:
     Stderr m_stderr = Stderr::File;
     int m_minimum = 0;  // as it is without a call
     int m_times = 1;    // that the line is written
+    int m_turns = 1;    // how many lines take turns
     std::map<std::string, std::string> m_environment;
 };
 
@@ -233,13 +242,13 @@ TEST_F(TheLinuxLog, TakesALineWithoutAPlaceToTheJournalAsWell) {
 // A journal takes some hundred lines that it has not read.
 TEST_F(TheLinuxLog, DoesNotWaitForAJournalThatDoesNotRead) {
     m_stderr = Stderr::Journal;
-    m_times = 10000;
+    m_times = m_turns = 10000;
 
     const Written written = Write("hello");
 
     EXPECT_EQ(0, written.status) << "the writer was ended by signal " << WTERMSIG(written.status);
     EXPECT_EQ("-" + std::to_string(EAGAIN), written.result);
-    EXPECT_EQ("hello", MessageOf(FieldsOf(written.journal)["MESSAGE"] + "\n"));
+    EXPECT_EQ("hello0", MessageOf(FieldsOf(written.journal)["MESSAGE"] + "\n"));
 }
 
 TEST_F(TheLinuxLog, SendsNothingBelowTheMinimumToTheJournal) {
@@ -259,6 +268,83 @@ TEST_F(TheLinuxLog, WritesToStderrWhenTheVariableIsNonsense) {
     m_environment["JOURNAL_STREAM"] = "nonsense";
 
     EXPECT_EQ("hello", MessageOf(Write("hello").errors));
+}
+
+// ---- Repeats ------------------------------------------------------------------------------------
+
+namespace {
+
+// How many lines stand for `message` in `text`: itself, or the number of its repeats.
+std::size_t Told(const std::string& text, const std::string& message) {
+    static const std::regex repeats("(\\d+) times? more(, the last \\d+ s ago)?: ");
+    std::istringstream lines(text);
+    std::size_t told = 0;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.size() < message.size() ||
+            line.compare(line.size() - message.size(), message.size(), message) != 0) {
+            continue;
+        }
+        std::smatch found;
+        told += std::regex_search(line, found, repeats) ? std::stoul(found[1]) : 1;
+    }
+    return told;
+}
+
+}  // namespace
+
+TEST_F(TheLinuxLog, WritesOneOfManyEqualLinesAndTheNumberOfTheOthers) {
+    m_times = 10000;
+
+    const Written written = Write("hello");
+
+    EXPECT_EQ("hello", MessageOf(written.errors.substr(0, written.errors.find('\n') + 1)));
+    EXPECT_EQ(10000u, Told(written.errors, "hello"));
+    EXPECT_GT(10000u, written.errors.size()) << "nothing was folded";
+    EXPECT_NE("-", written.result.substr(0, 1));
+}
+
+TEST_F(TheLinuxLog, FoldsLinesThatTakeTurns) {
+    m_times = 10000;
+    m_turns = 4;
+
+    const Written written = Write("hello", 6, "plain");
+
+    for (const char* message : {"hello0", "hello1", "hello2", "hello3"}) {
+        EXPECT_EQ(2500u, Told(written.errors, message)) << written.errors;
+    }
+    EXPECT_GT(10000u, written.errors.size()) << "nothing was folded";
+}
+
+TEST_F(TheLinuxLog, ReturnsForALineThatIsFoldedWhatItReturnedForTheFirst) {
+    const Written once = Write("hello");
+    m_times = 2;
+
+    EXPECT_EQ(once.result, Write("hello").result);
+}
+
+TEST_F(TheLinuxLog, TellsTheJournalTheNumberWithTheFieldsOfTheLine) {
+    m_stderr = Stderr::Journal;
+    m_times = 2;
+
+    const Written written = Write("hello", applist::logging::kInfo);
+
+    ASSERT_EQ(1u, written.more.size());
+    auto first = FieldsOf(written.journal);
+    auto second = FieldsOf(written.more[0]);
+    EXPECT_EQ("1 time more: " + first["MESSAGE"], second["MESSAGE"]);
+    first.erase("MESSAGE");
+    second.erase("MESSAGE");
+    EXPECT_EQ(first, second);
+}
+
+TEST_F(TheLinuxLog, LosesNoCountOfLinesThatNobodyReads) {
+    m_stderr = Stderr::PipeWithoutReader;
+    m_times = 3;
+
+    const Written written = Write("hello");
+
+    EXPECT_EQ(0, written.status) << "the writer was ended by signal " << WTERMSIG(written.status);
+    EXPECT_EQ("-" + std::to_string(EPIPE), written.result) << "a line that was lost is remembered";
 }
 
 // ---- What is not written costs nothing ----------------------------------------------------------

@@ -1,0 +1,139 @@
+#include "platform/FoldedLines.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using applist::FoldedLines;
+using applist::LogLine;
+using std::chrono::milliseconds;
+using Strings = std::vector<std::string>;
+
+namespace {
+
+// A log that folds its lines, under a clock that a test moves.
+class AFoldingLog : public ::testing::Test {
+protected:
+    void Log(const std::string& text, int priority = 6, const std::string& tag = "applist") {
+        LogLine line;
+        line.priority = priority;
+        line.tag = tag;
+        line.text = text;
+        const bool isCounted = m_folded.Count(line, m_now) != nullptr;
+        while (FoldedLines::Repeated* due = m_folded.Due(m_now)) Tell(*due);
+        if (isCounted) return;
+        if (FoldedLines::Repeated* inTheWay = m_folded.InTheWay()) Tell(*inTheWay);
+        m_written.push_back(text);
+        m_folded.Written(std::move(line), 0, m_now);
+    }
+
+    void Tell(FoldedLines::Repeated& repeated) {
+        m_written.push_back(TextOf(repeated, m_now));
+        FoldedLines::Told(repeated, m_now);
+    }
+
+    Strings Take() {
+        Strings written;
+        m_written.swap(written);
+        return written;
+    }
+
+    FoldedLines m_folded;
+    FoldedLines::Time m_now{123456};
+    Strings m_written;
+};
+
+}  // namespace
+
+TEST_F(AFoldingLog, WritesLinesThatDiffer) {
+    Log("a");
+    Log("b");
+
+    EXPECT_EQ((Strings{"a", "b"}), Take());
+}
+
+TEST_F(AFoldingLog, WritesTheFirstOfManyAndTellsTheirNumberOnceASecond) {
+    for (int millisecond = 0; millisecond < 2500; ++millisecond, m_now += milliseconds(1)) Log("a");
+
+    EXPECT_EQ((Strings{"a", "1000 times more: a", "1000 times more: a"}), Take());
+    Tell(*m_folded.AnyCounted());
+    EXPECT_EQ(Strings{"499 times more: a"}, Take());
+    EXPECT_EQ(nullptr, m_folded.AnyCounted());
+}
+
+TEST_F(AFoldingLog, TellsTheNumberWithTheNextLineOfAnyKind) {
+    Log("a");
+    Log("a");
+    m_now += FoldedLines::kEvery;
+
+    Log("b");
+
+    EXPECT_EQ((Strings{"a", "1 time more, the last 1 s ago: a", "b"}), Take());
+}
+
+TEST_F(AFoldingLog, SaysHowLongAgoTheLastOneWasWhenThatIsLong) {
+    Log("a");
+    Log("a");
+    Log("a");
+    m_now += milliseconds(3600 * 1000);
+
+    Log("b");
+
+    EXPECT_EQ((Strings{"a", "2 times more, the last 3600 s ago: a", "b"}), Take());
+}
+
+TEST_F(AFoldingLog, WritesALineThatComesAgainAfterASecond) {
+    for (int time = 0; time < 3; ++time) {
+        Log("a");
+        m_now += FoldedLines::kEvery;
+    }
+
+    EXPECT_EQ((Strings{"a", "a", "a"}), Take());
+}
+
+TEST_F(AFoldingLog, CountsALineThatComesAgainJustBefore) {
+    Log("a");
+    m_now += FoldedLines::kEvery - milliseconds(1);
+    Log("a");
+
+    EXPECT_EQ(Strings{"a"}, Take());
+}
+
+TEST_F(AFoldingLog, CountsLinesThatTakeTurns) {
+    for (int round = 0; round < 100; ++round) {
+        for (std::size_t line = 0; line < FoldedLines::kMost; ++line) Log(std::to_string(line));
+    }
+
+    EXPECT_EQ(FoldedLines::kMost, Take().size());
+}
+
+TEST_F(AFoldingLog, WritesLinesThatTakeTurnsWhenThereAreTooMany) {
+    for (int round = 0; round < 10; ++round) {
+        for (std::size_t line = 0; line <= FoldedLines::kMost; ++line) {
+            Log(std::to_string(line));
+            m_now += milliseconds(1);
+        }
+    }
+
+    EXPECT_EQ(10 * (FoldedLines::kMost + 1), Take().size());
+}
+
+TEST_F(AFoldingLog, TellsTheNumberOfALineWhosePlaceIsNeeded) {
+    Log("a");
+    Log("a");
+    m_now += milliseconds(1);
+    for (std::size_t line = 0; line < FoldedLines::kMost; ++line) Log(std::to_string(line));
+
+    const Strings written = Take();
+    ASSERT_EQ(FoldedLines::kMost + 2, written.size());
+    EXPECT_EQ("1 time more: a", written[written.size() - 2]);
+}
+
+TEST_F(AFoldingLog, TellsLinesApartByPriorityAndTag) {
+    Log("a", 6, "one");
+    Log("a", 4, "one");
+    Log("a", 6, "other");
+
+    EXPECT_EQ((Strings{"a", "a", "a"}), Take());
+}
