@@ -21,7 +21,8 @@ endfunction()
 applist_add_library(applist_common
     applist/RemoteAppListItem.cpp
     common/ItemText.cpp
-    common/PrintableText.cpp)
+    common/PrintableText.cpp
+    common/ZeroWidth.cpp)
 
 # Adds the service as the target `name`. The folders named after it go ahead of the project's own
 # include roots, so that an ipc/TesselDbusLocal.h in one of them takes the place of the open

@@ -2,7 +2,6 @@
 
 #include <langinfo.h>
 
-#include <algorithm>
 #include <clocale>
 #include <cstring>
 #include <cwchar>
@@ -25,7 +24,9 @@ Character CharacterAt(const std::string& text, std::size_t at) {
     wchar_t letter = 0;
     const std::size_t length = std::mbrtowc(&letter, text.data() + at, text.size() - at, &state);
     if (length == 0 || length > text.size() - at) return {1, 1};
-    return {length, static_cast<std::size_t>(std::max(wcwidth(letter), 0))};
+    // The locale does not know the newest letters; a terminal shows something in their place.
+    const int columns = wcwidth(letter);
+    return {length, columns < 0 ? 1 : static_cast<std::size_t>(columns)};
 }
 
 }  // namespace

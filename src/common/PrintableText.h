@@ -7,9 +7,12 @@
 
 namespace applist {
 
-// Returns `bytes` with every control character (C0, DEL, C1), every mark that changes the direction
-// of text, and every byte that is not part of valid UTF-8, written as \xNN. Everything else stays,
-// letters of any script included.
+// Returns `bytes` with everything written as \xNN that would move a terminal's cursor, or make one
+// text look like another: control characters (C0, DEL, C1), marks that change the direction of
+// text, bytes that are not part of valid UTF-8, characters that show nothing, accents without a
+// letter, and all but the first eight on one. Everything else stays, letters of any script
+// included. The joiners that many scripts and emoji need, which show nothing either, stay between
+// letters of such scripts and between emoji, where they do something.
 std::string PrintableText(const std::string& bytes);
 
 // Returns the length of the character at `at` when it is one that changes the direction of the text

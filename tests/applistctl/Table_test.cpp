@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cwchar>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "apps/applistctl/TextWidth.h"
+#include "common/PrintableText.h"
 
+using applist::PrintableText;
 using namespace applist::ctl;
 
 namespace {
@@ -29,6 +32,27 @@ protected:
     void SetUp() override { UseUtf8Locale(); }
 };
 
+// `code` in UTF-8.
+std::string Utf8(char32_t code) {
+    const auto tail = [&](int shift) { return static_cast<char>(0x80 | (code >> shift & 0x3F)); };
+    if (code < 0x80) return {static_cast<char>(code)};
+    if (code < 0x800) return {static_cast<char>(0xC0 | code >> 6), tail(0)};
+    if (code < 0x10000) return {static_cast<char>(0xE0 | code >> 12), tail(6), tail(0)};
+    return {static_cast<char>(0xF0 | code >> 18), tail(12), tail(6), tail(0)};
+}
+
+// Every character that takes no column of its own, as far as the machine's locale knows.
+std::vector<std::string> CharactersWithoutWidth() {
+    std::vector<std::string> characters;
+    for (char32_t code = 0x20; code < 0x110000; ++code) {
+        const bool isSurrogate = code >= 0xD800 && code < 0xE000;
+        if (!isSurrogate && wcwidth(static_cast<wchar_t>(code)) == 0) {
+            characters.push_back(Utf8(code));
+        }
+    }
+    return characters;
+}
+
 }  // namespace
 
 TEST_F(AText, IsAsWideAsItsLettersAre) {
@@ -40,6 +64,10 @@ TEST_F(AText, IsAsWideAsItsLettersAre) {
 
 TEST_F(AText, ThatIsNoUtf8TakesAColumnAByte) {
     EXPECT_EQ(WidthOf("\xFF\xE2\x82"), 3U);
+}
+
+TEST_F(AText, OfALetterThatTheLocaleDoesNotKnowTakesAColumn) {
+    EXPECT_EQ(WidthOf("\U0003FFFD"), 1U);
 }
 
 TEST_F(AText, ThatFitsIsNotCut) {
@@ -88,4 +116,26 @@ TEST_F(ATable, PutsColoursAroundTheHeaderAndTheSelectionOnly) {
               "\033[1m  NAME  ID\033[0m\n"
               "  A     a\n"
               "\033[1m* B     b\033[0m\n");
+}
+
+TEST_F(ATable, ShowsEveryNameInSomeColumns) {
+    ASSERT_GT(CharactersWithoutWidth().size(), 1000U);
+    for (const std::string& character : CharactersWithoutWidth()) {
+        EXPECT_GT(WidthOf(PrintableText(character)), 0U) << PrintableText("." + character);
+    }
+}
+
+TEST_F(ATable, CutsANameOfAnyCharacters) {
+    for (const std::string& character : CharactersWithoutWidth()) {
+        std::string name = "n";
+        for (int time = 0; time < 50; ++time) name += character;
+        const std::string row = Rows({{name, "id"}}, 40)[1];
+        EXPECT_LE(row.size(), 40 + 8 * character.size() + 8) << row;
+    }
+}
+
+TEST_F(ATable, StaysInColumnsWithNamesThatShowNothing) {
+    EXPECT_EQ(Rows({{"Ma\u200Bps", "a"}, {"e\u0301", "b"}}, 80),
+              std::vector<std::string>({"  NAME              ID", "  Ma\\xe2\\x80\\x8bps  a",
+                                        "  e\u0301                 b"}));
 }

@@ -54,9 +54,82 @@ TEST(PrintableTextOf, MarksThatTurnTheDirectionOfTextShowsThem) {
 
 TEST(PrintableTextOf, NeighboursOfThoseMarksIsThatText) {
     for (const char* text :
-         {"\u061B", "\u061D", "\u200D", "\u2010", "\u2029", "\u202F", "\u2065", "\u206A"}) {
+         {"\u061B", "\u061D", "\u200A", "\u2010", "\u2027", "\u202F", "\u205F", "\u2070"}) {
         EXPECT_EQ(text, PrintableText(text));
     }
+}
+
+// "Maps" and "Maps" with one of them would look the same, and a name of nothing else like none.
+TEST(PrintableTextOf, CharactersThatShowNothingShowsTheirBytes) {
+    EXPECT_EQ("Ma\\xe2\\x80\\x8bps", PrintableText("Ma\u200Bps"));
+    EXPECT_EQ("Maps\\xf3\\xa0\\x81\\xa1", PrintableText("Maps\U000E0061"));
+    for (const char* unseen :
+         {"\u00AD", "\u034F", "\u115F",     "\u1160",     "\u17B4",     "\u180E",
+          "\u200B", "\u2028", "\u2029",     "\u2060",     "\u2061",     "\u2064",
+          "\u2065", "\u206A", "\u206F",     "\u3164",     "\uFE00",     "\uFEFF",
+          "\uFFA0", "\uFFF9", "\U000E0001", "\U000E0020", "\U000E007F", "\U000E0100"}) {
+        const std::string bytes = unseen;
+        EXPECT_EQ(4 * bytes.size(), PrintableText(bytes).size()) << bytes << " stands as it is";
+        EXPECT_EQ(4 + 4 * bytes.size(), PrintableText("Maps" + bytes).size()) << bytes;
+    }
+}
+
+TEST(PrintableTextOf, JoinersBetweenLettersThatJoinIsThatText) {
+    for (const char* text :
+         {"\u0645\u06CC\u200C\u062E\u0648\u0627\u0647\u0645",  // Persian, with a non-joiner
+          "\u0915\u094D\u200D\u0937",                          // Hindi, half a letter
+          "\u1820\u180B\u1821",                                // Mongolian, a variant
+          "\U0001F469\u200D\U0001F4BB",                        // emoji: a woman at a computer
+          "\u2764\uFE0F\u200D\U0001F525",                      // a heart on fire
+          "\U0001F469\U0001F3FD\u200D\U0001F680",              // an astronaut of some colour
+          "\u2699\uFE0F", "\u2699\uFE0E",                      // a gear, in colour or not
+          "1\uFE0F\u20E3"}) {                                  // the key 1
+        EXPECT_EQ(text, PrintableText(text));
+    }
+}
+
+TEST(PrintableTextOf, JoinersThatJoinNothingShowsTheirBytes) {
+    for (const char* joiner : {"\u200C", "\u200D"}) {
+        const std::string bytes = joiner;
+        const std::string shown = bytes == "\u200C" ? "\\xe2\\x80\\x8c" : "\\xe2\\x80\\x8d";
+        EXPECT_EQ(shown, PrintableText(bytes));
+        EXPECT_EQ("Ma" + shown + "ps", PrintableText("Ma" + bytes + "ps"));
+        EXPECT_EQ("\u0645" + shown, PrintableText("\u0645" + bytes));
+        EXPECT_EQ(shown + "\u0645", PrintableText(bytes + "\u0645"));
+        EXPECT_EQ("\u5730" + shown + "\u56FE", PrintableText("\u5730" + bytes + "\u56FE"));
+        EXPECT_EQ("\u0645" + shown + shown + "\u0645",
+                  PrintableText("\u0645" + bytes + bytes + "\u0645"));
+    }
+}
+
+TEST(PrintableTextOf, SelectorsThatSelectNothingShowsTheirBytes) {
+    EXPECT_EQ("Maps\\xef\\xb8\\x8f", PrintableText("Maps\uFE0F"));
+    EXPECT_EQ("1\\xef\\xb8\\x8f", PrintableText("1\uFE0F"));
+    EXPECT_EQ("\u2699\uFE0F\\xef\\xb8\\x8f", PrintableText("\u2699\uFE0F\uFE0F"));
+    EXPECT_EQ("Maps\\xe1\\xa0\\x8b", PrintableText("Maps\u180B"));
+}
+
+TEST(PrintableTextOf, AccentsOnALetterIsThatText) {
+    for (const char* text :
+         {"e\u0301", "a\u0302\u0323", "\u0E01\u0E34\u0E49", "\u1112\u1161\u11AB", "\u0928\u093F"}) {
+        EXPECT_EQ(text, PrintableText(text));
+    }
+}
+
+TEST(PrintableTextOf, MoreThanEightAccentsOnALetterShowsTheOthers) {
+    std::string eight = "e";
+    for (int mark = 0; mark < 8; ++mark) eight += "\u0301";
+
+    EXPECT_EQ(eight, PrintableText(eight));
+    EXPECT_EQ(eight + "\\xcc\\x81", PrintableText(eight + "\u0301"));
+    EXPECT_EQ(eight + "\\xcc\\x81\\xcc\\x82e\u0301", PrintableText(eight + "\u0301\u0302e\u0301"));
+    EXPECT_EQ(eight + eight, PrintableText(eight + eight));
+}
+
+TEST(PrintableTextOf, AccentsWithoutALetterShowsThem) {
+    EXPECT_EQ("\\xcc\\x81", PrintableText("\u0301"));
+    EXPECT_EQ("\\xe1\\x85\\xa1", PrintableText("\u1161"));
+    EXPECT_EQ("\\x0a\\xcc\\x81", PrintableText("\n\u0301")) << "it would stand on our own digit";
 }
 
 TEST(PrintableTextOf, BytesThatAreNoUtf8ShowsThem) {
