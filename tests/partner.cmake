@@ -78,6 +78,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/Killing_test.cpp
         partner/bus/Owners_test.cpp
         partner/bus/PartnerBusTest.cpp
+        partner/bus/Places_test.cpp
         partner/bus/Policy_test.cpp
         partner/bus/SideProcess.cpp
         partner/bus/Starting_test.cpp
@@ -88,6 +89,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/PrivateBus.cpp
         support/ProcessState.cpp
         support/RecordingAllocator.cpp
+        support/RecordingEndpoint.cpp
         support/SilentBus.cpp
         support/TestFd.cpp
         support/TestLoop.cpp)

@@ -48,6 +48,11 @@ constexpr std::chrono::microseconds kCompareAtRest = std::chrono::seconds(3);
 // which is how we learn that it does.
 constexpr std::chrono::microseconds kCompareTimeout = std::chrono::seconds(60);
 
+// When a service had no place for a partner, how long until it is asked again: at first, and after
+// many refusals. A place is free when another partner leaves, which may be soon or never.
+constexpr std::chrono::microseconds kFirstPlacePause = std::chrono::seconds(1);
+constexpr std::chrono::microseconds kLastPlacePause = std::chrono::seconds(8);
+
 // The longest pause before looking again for a bus that went away. A user is waiting to see what
 // comes back with it.
 constexpr std::chrono::microseconds kLastRetry = std::chrono::seconds(1);

@@ -225,6 +225,9 @@ void RemoteLink::OnConnected(sd_bus_message* answer) {
         if (sd_bus_is_open(m_link.Bus()) > 0 && AskToConnect() < 0) m_link.GiveUp();
         return;
     }
+    if (refusal != nullptr && sd_bus_error_has_name(refusal, SD_BUS_ERROR_LIMITS_EXCEEDED) > 0) {
+        return m_session.HadNoPlace(TextOf(*refusal));
+    }
     if (refusal != nullptr) {
         APPLIST_LOG(kError, "%s: cannot connect to the service: %s",
                     m_session.Errors().Endpoint().c_str(), TextOf(*refusal).c_str());

@@ -108,6 +108,7 @@ bool RemoteSession::Close(Time deadline) {
 // So no notification after the count can be missed, and both sides count the same ones.
 bool RemoteSession::Appeared(const std::string& service) {
     m_service = service;
+    StopAskingForAPlace();
     const bool counts = m_watch.Start(m_route.Now());
     if (m_route.AskToConnect() < 0 || (counts && m_route.AskForCount() < 0)) return false;
     m_calls.Open();
@@ -117,6 +118,7 @@ bool RemoteSession::Appeared(const std::string& service) {
 void RemoteSession::Gone(const std::string& where) {
     const std::string service = std::exchange(m_service, std::string());
     m_watch.Stop();
+    StopAskingForAPlace();
     m_calls.Close(where);
     // Even if it was never reported as usable: it may have answered calls all the same.
     if (!service.empty()) TellReady(false, service);
@@ -127,7 +129,32 @@ void RemoteSession::Unknown() {
 }
 
 void RemoteSession::Joined() {
+    StopAskingForAPlace();
     AskForCount(m_watch.Joined(m_route.Now()));
+}
+
+// Without a place everything else goes on, so there is no hurry, and the others who have none ask,
+// too.
+void RemoteSession::HadNoPlace(const std::string& why) {
+    if (m_placePause == Time(0)) {
+        APPLIST_LOG(kError, "%s: cannot connect to the service: %s; asking again now and then",
+                    m_errors.Endpoint().c_str(), why.c_str());
+    }
+    m_placePause = std::clamp(2 * m_placePause, remote_limits::kFirstPlacePause,
+                              remote_limits::kLastPlacePause);
+    m_placeAt = m_route.Now() + m_placePause;
+    AskForCount(m_watch.Joined(m_route.Now()));  // it is alive
+}
+
+void RemoteSession::AskForAPlace() {
+    if (m_route.Now() < m_placeAt) return;
+    // No answer comes when it cannot be sent.
+    m_placeAt = m_route.AskToConnect() < 0 ? m_route.Now() + m_placePause : Time::max();
+}
+
+void RemoteSession::StopAskingForAPlace() {
+    m_placeAt = Time::max();
+    m_placePause = Time(0);
 }
 
 void RemoteSession::Counted(std::optional<std::uint64_t> count, const std::string& why) {
@@ -161,6 +188,7 @@ void RemoteSession::Answered(CallId call, std::optional<RemoteReply> reply) {
 void RemoteSession::TimePassed() {
     if (m_calls.EndOverdue()) OnSilence();
     AskForCount(m_watch.TimePassed(m_route.Now()));
+    AskForAPlace();
     if (m_route.Now() < m_laterAt) return;
     m_laterAt = Time::max();
     // Taken out first, because the callback may ask for the next one.
@@ -169,7 +197,7 @@ void RemoteSession::TimePassed() {
 }
 
 RemoteSession::Time RemoteSession::Due() const {
-    return std::min({m_calls.Due(), m_watch.Due(), m_laterAt});
+    return std::min({m_calls.Due(), m_watch.Due(), m_placeAt, m_laterAt});
 }
 
 void RemoteSession::OnSilence() {

@@ -50,6 +50,9 @@ public:
     void Unknown();
     // The service has answered that this partner is connected.
     void Joined();
+    // The service has answered that it has no place for this partner now, and why. Asks it again
+    // from time to time: it does not tell when a place is free.
+    void HadNoPlace(const std::string& why);
     // The service's count of notifications; when it refuses one, `why` says why.
     void Counted(std::optional<std::uint64_t> count, const std::string& why);
     // A notification came, to everyone who listens or to this partner alone.
@@ -68,6 +71,8 @@ private:
     // Asks if the watch wants it, and tells the watch when that cannot be sent.
     void TellReady(bool state, std::string service);
     void AskForCount(bool wanted);
+    void AskForAPlace();
+    void StopAskingForAPlace();
     // A call was not answered in time.
     void OnSilence();
     // Handles what arrives until `done` returns true, `deadline` at the latest.
@@ -80,6 +85,9 @@ private:
     CallQueue m_calls;
     LossWatch m_watch;
     std::string m_service;  // empty while there is none
+    // When to ask for a place again, and how long after the last refusal that is; none before one.
+    Time m_placeAt = Time::max();
+    Time m_placePause{0};
     // What CallLater asked for, and when.
     std::function<void()> m_later;
     Time m_laterAt = Time::max();

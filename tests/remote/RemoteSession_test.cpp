@@ -163,6 +163,86 @@ TEST_F(ARemoteSession, GoesOnWhenItsOwnerThrows) {
     EXPECT_EQ((Strings{"usable :1.7", "notification x", "gone :1.7"}), m_owner.m_told);
 }
 
+// ---- A place ------------------------------------------------------------------------------------
+
+TEST_F(ARemoteSession, AsksForAPlaceAgainWithPausesThatGrow) {
+    EXPECT_TRUE(m_session->Appeared(":1.7"));
+    std::vector<int> seconds;
+    for (int time = 0; time < 6; ++time) {
+        const RemoteSession::Time refused = m_route.m_now;
+        m_session->HadNoPlace("too many partners");
+        m_session->Counted(0, "");
+        const int asked = m_route.m_connects;
+        while (m_route.m_connects == asked) {
+            m_route.m_now = m_session->Due();
+            m_session->TimePassed();
+        }
+        EXPECT_EQ(asked + 1, m_route.m_connects);
+        seconds.push_back(static_cast<int>((m_route.m_now - refused) / milliseconds(1000)));
+    }
+
+    EXPECT_EQ((std::vector<int>{1, 2, 4, 8, 8, 8}), seconds);
+    EXPECT_EQ(1u, ErrorsLogged("too many partners; asking again")) << WholeLog();
+}
+
+TEST_F(ARemoteSession, DoesNotAskForAPlaceWhileTheAnswerIsAwaited) {
+    EXPECT_TRUE(m_session->Appeared(":1.7"));
+    m_session->HadNoPlace("too many partners");
+    m_route.m_now += milliseconds(1000);
+    m_session->TimePassed();
+    m_route.m_now += milliseconds(60000);
+
+    m_session->TimePassed();
+
+    EXPECT_EQ(2, m_route.m_connects);
+}
+
+TEST_F(ARemoteSession, AsksForAPlaceNoMoreOnceItHasOne) {
+    EXPECT_TRUE(m_session->Appeared(":1.7"));
+    m_session->HadNoPlace("too many partners");
+    m_session->Joined();
+    m_route.m_now += milliseconds(60000);
+
+    m_session->TimePassed();
+
+    EXPECT_EQ(1, m_route.m_connects);
+}
+
+TEST_F(ARemoteSession, AsksNobodyForAPlaceWhenTheServiceIsGone) {
+    EXPECT_TRUE(m_session->Appeared(":1.7"));
+    m_session->HadNoPlace("too many partners");
+    m_session->Gone("a bus");
+    m_route.m_now += milliseconds(60000);
+
+    m_session->TimePassed();
+
+    EXPECT_EQ(1, m_route.m_connects);
+}
+
+TEST_F(ARemoteSession, AsksForAPlaceLaterWhenTheQuestionCouldNotBeSent) {
+    EXPECT_TRUE(m_session->Appeared(":1.7"));
+    m_session->HadNoPlace("too many partners");
+    m_route.m_result = -ENOMEM;
+    m_route.m_now += milliseconds(1000);
+    m_session->TimePassed();
+    m_route.m_result = 0;
+    m_route.m_now += milliseconds(1000);
+
+    m_session->TimePassed();
+
+    EXPECT_EQ(3, m_route.m_connects);
+}
+
+// Its list is read and followed all the same.
+TEST_F(ARemoteSession, FollowsAServiceThatHasNoPlace) {
+    EXPECT_TRUE(m_session->Appeared(":1.7"));
+    m_session->Counted(std::nullopt, "not allowed");
+    m_session->HadNoPlace("too many partners");
+    m_session->Counted(0, "");
+
+    EXPECT_EQ(Strings{"usable :1.7"}, m_owner.m_told);
+}
+
 // ---- Waiting ------------------------------------------------------------------------------------
 
 TEST_F(ARemoteSession, WaitsForAReply) {
