@@ -6,7 +6,8 @@ add_executable(ctl_tests
     applistctl/Host_test.cpp
     applistctl/Json_test.cpp
     applistctl/Suggestion_test.cpp
-    applistctl/Table_test.cpp)
+    applistctl/Table_test.cpp
+    support/RecordingAllocator.cpp)
 target_link_libraries(ctl_tests PRIVATE applistctl_parts test_options GTest::gtest_main)
 gtest_discover_tests(ctl_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)
 

@@ -1,15 +1,17 @@
+// Put together by hand: the library's objects and arrays need memory to be destroyed, and end the
+// program when there is none. It writes the strings, whose bytes may be anything.
+
 #include "apps/applistctl/Json.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
 #include <cstdio>
+#include <utility>
 
 #include "common/PrintableText.h"
 
 namespace applist::ctl {
-
-using Json = nlohmann::ordered_json;
 
 namespace {
 
@@ -31,8 +33,7 @@ Control ControlAt(const std::string& text, std::size_t at) {
     return {0x2000U | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU), mark};
 }
 
-// Done on the finished JSON: outside strings these characters do not occur, and what was not UTF-8
-// has been replaced by then.
+// Done on the finished string: what was not UTF-8 has been replaced by then.
 std::string EscapeControls(const std::string& json) {
     std::string safe;
     safe.reserve(json.size());
@@ -50,51 +51,80 @@ std::string EscapeControls(const std::string& json) {
     return safe;
 }
 
-std::string TextOf(const Json& json, JsonStyle style) {
-    const int indent = style == JsonStyle::Pretty ? 2 : -1;
-    // `replace`: by default the library throws on bytes that are not UTF-8.
-    return EscapeControls(json.dump(indent, ' ', false, Json::error_handler_t::replace));
+// `replace`: by default the library throws on bytes that are not UTF-8.
+std::string Quoted(const std::string& text) {
+    const auto replace = nlohmann::json::error_handler_t::replace;
+    return EscapeControls(nlohmann::json(text).dump(-1, ' ', false, replace));
 }
 
-Json ObjectOf(const Entry& item) {
-    return {{"name", item.name}, {"id", item.id}};
+// What stands before a value that is `depth` brackets deep.
+std::string Break(JsonStyle style, std::size_t depth) {
+    return style == JsonStyle::Pretty ? '\n' + std::string(2 * depth, ' ') : std::string();
+}
+
+// Keys, and values that are JSON already.
+using Members = std::vector<std::pair<const char*, std::string>>;
+
+std::string ObjectOf(const Members& members, JsonStyle style, std::size_t depth) {
+    std::string text = "{";
+    for (const auto& [key, value] : members) {
+        if (text.size() > 1) text += ',';
+        text += Break(style, depth + 1) + Quoted(key);
+        text += (style == JsonStyle::Pretty ? ": " : ":") + value;
+    }
+    return text + Break(style, depth) + '}';
+}
+
+std::string ArrayOf(const std::vector<Members>& objects, JsonStyle style) {
+    if (objects.empty()) return "[]";
+    std::string text = "[";
+    for (const Members& object : objects) {
+        if (text.size() > 1) text += ',';
+        text += Break(style, 1) + ObjectOf(object, style, 1);
+    }
+    return text + Break(style, 0) + ']';
+}
+
+Members MembersOf(const Entry& item) {
+    return {{"name", Quoted(item.name)}, {"id", Quoted(item.id)}};
 }
 
 }  // namespace
 
 std::string JsonOf(const ListState& list, JsonStyle style) {
-    Json array = Json::array();
+    std::vector<Members> objects;
     for (std::size_t at = 0; at < list.items.size(); ++at) {
-        Json object = ObjectOf(list.items[at]);
-        object["selected"] = list.selected == at;
-        array.push_back(std::move(object));
+        objects.push_back(MembersOf(list.items[at]));
+        objects.back().emplace_back("selected", list.selected == at ? "true" : "false");
     }
-    return TextOf(array, style);
+    return ArrayOf(objects, style);
 }
 
 std::string JsonOf(const std::vector<Entry>& items, JsonStyle style) {
-    Json array = Json::array();
-    for (const Entry& item : items) array.push_back(ObjectOf(item));
-    return TextOf(array, style);
+    std::vector<Members> objects;
+    for (const Entry& item : items) objects.push_back(MembersOf(item));
+    return ArrayOf(objects, style);
 }
 
 std::string JsonOf(const std::optional<Entry>& item, JsonStyle style) {
-    return TextOf(item ? ObjectOf(*item) : Json(), style);
+    return item ? ObjectOf(MembersOf(*item), style, 0) : "null";
 }
 
 std::string JsonOf(const Event& event, JsonStyle style) {
-    Json object = {{"event", event.what}};
-    if (event.item) object.update(ObjectOf(*event.item));
-    if (event.before) {
-        object["old_name"] = event.before->name;
-        object["old_id"] = event.before->id;
+    Members members = {{"event", Quoted(event.what)}};
+    if (event.item) {
+        for (auto& member : MembersOf(*event.item)) members.push_back(std::move(member));
     }
-    if (event.count) object["count"] = *event.count;
-    return TextOf(object, style);
+    if (event.before) {
+        members.emplace_back("old_name", Quoted(event.before->name));
+        members.emplace_back("old_id", Quoted(event.before->id));
+    }
+    if (event.count) members.emplace_back("count", std::to_string(*event.count));
+    return ObjectOf(members, style, 0);
 }
 
-std::string JsonOf(const std::string& bytes, JsonStyle style) {
-    return TextOf(Json(bytes), style);
+std::string JsonOf(const std::string& bytes, JsonStyle) {
+    return Quoted(bytes);
 }
 
 }  // namespace applist::ctl

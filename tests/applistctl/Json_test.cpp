@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
+
+#include "support/RecordingAllocator.h"
 
 using namespace applist::ctl;
 
@@ -52,4 +55,20 @@ TEST(AListInJson, MarksTheSelectedPlaceAndNoOtherOfTheSameId) {
     list.selected = 0;
     EXPECT_EQ(JsonOf(list, JsonStyle::Short),
               R"([{"name":"A","id":"x","selected":true},{"name":"B","id":"x","selected":false}])");
+}
+
+TEST(AListInJson, IsWholeOrThereIsNoMemoryForIt) {
+    ListState list;
+    list.items = {{"A", "a"}, {"B", "b"}};
+    const std::string whole = JsonOf(list, JsonStyle::Pretty);
+    bool hasFailed = true;
+    for (std::size_t nth = 1; hasFailed; ++nth) {
+        const recording::FailingAllocation outOfMemory(nth);
+        try {
+            EXPECT_EQ(JsonOf(list, JsonStyle::Pretty), whole);
+        } catch (const std::bad_alloc&) {
+            EXPECT_TRUE(outOfMemory.HasFailed());
+        }
+        hasFailed = outOfMemory.HasFailed();
+    }
 }
