@@ -6,6 +6,7 @@ add_executable(app_tests
     apps/applistd/Successor_test.cpp
     apps/common/ItemLines_test.cpp
     apps/common/ReadText_test.cpp
+    apps/common/WriteText_test.cpp
     support/RecordingAllocator.cpp)
 target_link_libraries(app_tests PRIVATE applistd_parts test_options GTest::gmock GTest::gtest_main)
 gtest_discover_tests(app_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)

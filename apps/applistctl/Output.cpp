@@ -6,13 +6,14 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <iostream>
+#include <new>
 #include <sstream>
 #include <system_error>
 
 #include "applist/RemoteAppListItem.h"
 #include "apps/applistctl/Failure.h"
 #include "apps/applistctl/Table.h"
+#include "apps/common/WriteText.h"
 #include "common/PrintableText.h"
 
 namespace applist::ctl {
@@ -39,6 +40,8 @@ bool WantsColours() {
 std::string Line(const Entry& item) {
     std::ostringstream line;
     line << RemoteAppListItem(item.name, item.id);
+    // All that a stream makes of an exception; and half a line must not be printed.
+    if (!line) throw std::bad_alloc();
     return line.str();
 }
 
@@ -149,13 +152,11 @@ void Output::PrintTable(const std::vector<Entry>& items,
     Write(TableOf(items, selected, TerminalWidth(), WantsColours()));
 }
 
-// Flushed each time: an interrupt ends the process at once, and a program that reads `watch`
-// through a pipe must see each event when it happens.
+// Not kept until there is more: an interrupt ends the process at once, and a program that reads
+// `watch` through a pipe must see each event when it happens.
 void Write(const std::string& text, const std::string& what) {
-    errno = 0;
-    std::cout << text << std::flush;
-    // The stream says only that it failed; errno still says why, as it was cleared before.
-    if (!std::cout) FailToWrite(what, errno);
+    const int error = WriteText(STDOUT_FILENO, text);
+    if (error != 0) FailToWrite(what, error);
 }
 
 void RequireOutput() {
@@ -166,7 +167,7 @@ void RequireOutput() {
 
 // As one string, which is one write: lines of several programs on one terminal do not mix.
 void Note(const std::string& text) {
-    std::cerr << "applistctl: " + PrintableText(text) + '\n' << std::flush;
+    WriteText(STDERR_FILENO, "applistctl: " + PrintableText(text) + '\n');
 }
 
 std::string ShownId(const std::string& id) {

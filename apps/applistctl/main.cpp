@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <exception>
+#include <new>
 #include <optional>
 #include <string>
 
@@ -13,6 +14,7 @@
 #include "apps/applistctl/TextWidth.h"
 #include "apps/common/ClosedStreams.h"
 #include "apps/common/ReadText.h"
+#include "apps/common/WriteText.h"
 #include "bus/BusSelection.h"
 #include "common/AppListLog.h"
 #include "platform/LinuxLog.h"
@@ -87,10 +89,7 @@ int Run(const Options& options) {
     }
 }
 
-int Main(int argc, char** argv) {
-    FillClosedStreams();
-    UseUtf8Locale();
-    SetUpSignals();
+int RunCommandLine(int argc, char** argv) {
     try {
         const std::optional<Options> options = ParseOptions(argc, argv);
         return options ? Run(*options) : kDone;
@@ -100,8 +99,25 @@ int Main(int argc, char** argv) {
     } catch (const InputError& error) {
         Note(error.what());
         return kWrongUsage;
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception& error) {
         Note(error.what());
+        return kNotDone;
+    }
+}
+
+int Main(int argc, char** argv) {
+    FillClosedStreams();
+    UseUtf8Locale();
+    SetUpSignals();
+    try {
+        return RunCommandLine(argc, argv);
+    } catch (const std::bad_alloc&) {
+        // Also when it was to say something else that memory did not suffice for.
+        WriteText(STDERR_FILENO,
+                  "applistctl: out of memory; free some, then look at the list: an edit may have "
+                  "been carried out\n");
         return kNotDone;
     }
 }
