@@ -415,6 +415,54 @@ TEST_F(AFetchPlan, TriesAgainSoonAfterAReadThatWentWell) {
     EXPECT_EQ(2u, m_lists.size());
 }
 
+TEST_F(AFetchPlan, TriesAgainSoonWithANewService) {
+    Settle();
+    m_outcome = Outcome::Failed;
+    Mark(Part::List);
+    RunFor(seconds(60));
+    m_plan.ServiceIsGone();
+    Obey();
+    Appear();
+    RunFor(FetchPlan::kLongestSpread);
+    Forget();
+    m_outcome = Outcome::Shown;
+    RunFor(FetchPlan::kFirstRetry);
+
+    EXPECT_EQ(1u, m_lists.size()) << "how long the old one failed says nothing about this one";
+}
+
+TEST_F(AFetchPlan, TriesAgainSoonAfterAReadOutOfTurnThatWentWell) {
+    Settle();
+    m_outcome = Outcome::Failed;
+    Mark(Part::List);
+    RunFor(seconds(60));
+    m_plan.Finish(m_plan.BeginOutOfTurn(m_now), Outcome::Shown, m_now);
+    Obey();
+    RunFor(seconds(2));
+    Forget();
+
+    Mark(Part::List);
+    m_outcome = Outcome::Shown;
+    RunFor(FetchPlan::kFirstRetry);
+
+    EXPECT_EQ(2u, m_lists.size());
+}
+
+TEST_F(AFetchPlan, TriesAgainSoonHoweverLongItsListTakes) {
+    m_listCost = milliseconds(45);
+    Settle();
+    Mark(Part::List);
+    m_outcome = Outcome::Failed;
+    Mark(Part::Selection);
+    RunFor(FetchPlan::kFrame);
+    ASSERT_EQ(1u, m_selections.size());
+    m_outcome = Outcome::Shown;
+
+    RunFor(FetchPlan::kFirstRetry);
+
+    EXPECT_EQ(2u, m_lists.size());
+}
+
 TEST_F(AFetchPlan, ReadsAllAgainAfterASelectionThatCouldNotBeRead) {
     Settle();
     m_outcome = Outcome::Failed;
