@@ -48,8 +48,11 @@ if(APPLIST_OPEN_TRANSPORT)
         support/TestLoop.cpp)
     target_link_libraries(bus_tests PRIVATE applist::service test_options PkgConfig::APPLIST_SYSTEMD
                                             GTest::gtest_main)
-    # Its calls of sd_bus_process pass through support/BusFaults.cpp.
-    target_link_options(bus_tests PRIVATE LINKER:--wrap=sd_bus_process)
+    # Its calls of these pass through support/BusFaults.cpp.
+    foreach(call sd_bus_process sd_bus_send sd_event_add_io sd_event_add_time
+                 sd_event_add_time_relative)
+        target_link_options(bus_tests PRIVATE LINKER:--wrap=${call})
+    endforeach()
     gtest_discover_tests(bus_tests DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS bus TIMEOUT 120)
 endif()

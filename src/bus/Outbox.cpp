@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/epoll.h>
 
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -23,8 +24,15 @@ int Outbox::Attach(sd_bus* bus, sd_event* event) {
     m_bus = bus;
     m_event = event;
     sd_bus_slot* slot = nullptr;
-    const int result = sd_bus_add_filter(bus, &slot, OnIncoming, this);
+    int result = sd_bus_add_filter(bus, &slot, OnIncoming, this);
     m_incoming.reset(slot);
+    if (result < 0) return result;
+    // Made now, since nothing may be left to make it of when it is needed.
+    sd_event_source* source = nullptr;
+    result = sd_event_add_defer(event, &source, OnFailure, this);
+    m_failure.reset(source);
+    if (result >= 0) result = sd_event_source_set_enabled(source, SD_EVENT_OFF);
+    if (result >= 0) result = sd_event_source_set_priority(source, SD_EVENT_PRIORITY_IMPORTANT);
     if (result < 0) return result;
     return sd_bus_attach_event(bus, event, SD_EVENT_PRIORITY_NORMAL);
 }
@@ -38,6 +46,7 @@ void Outbox::Detach() {
         sd_bus_detach_event(m_bus);
     }
     m_incoming.reset();
+    m_failure.reset();
     m_queue.Clear();
     m_waitingReply.reset();
     m_bytesInLibrary = 0;
@@ -109,7 +118,7 @@ bool Outbox::HasInput() const {
 
 bool Outbox::ReadOne() {
     const int result = sd_bus_process(m_bus, nullptr);
-    if (result < 0 && m_bus != nullptr) Fail(result);
+    if (result < 0 && m_bus != nullptr) FailSoon(result);
     return result > 0;
 }
 
@@ -149,11 +158,29 @@ void Outbox::Transmit(const Notification& notification) {
     APPLIST_LOG(kError, "cannot notify %s: %s",
                 notification.partner.empty() ? "the partners" : notification.partner.c_str(),
                 std::strerror(-result));
+    // That is a name which the application has got wrong.
+    if (result != -EINVAL) FailSoon(result);
 }
 
 void Outbox::TransmitReply(UniqueMessage reply) {
     const int result = sd_bus_send(m_bus, reply.get(), nullptr);
-    if (result < 0) APPLIST_LOG(kError, "cannot send a reply: %s", std::strerror(-result));
+    if (result >= 0) return;
+    APPLIST_LOG(kError, "cannot send a reply: %s", std::strerror(-result));
+    FailSoon(result);
+}
+
+// A caller whose answer was lost would wait for it, and a partner would not know of the event. When
+// the connection ends, both know. Not at once: the caller of this is in the middle of something.
+void Outbox::FailSoon(int error) {
+    if (sd_bus_is_open(m_bus) <= 0) return;  // ends anyway
+    m_error = error;
+    sd_event_source_set_enabled(m_failure.get(), SD_EVENT_ONESHOT);
+}
+
+int Outbox::OnFailure(sd_event_source*, void* userdata) {
+    Outbox* const outbox = static_cast<Outbox*>(userdata);
+    Guarded("giving the bus up", [outbox] { outbox->m_onFailed(outbox->m_error); });
+    return 0;
 }
 
 void Outbox::Pump() {
@@ -173,7 +200,10 @@ void Outbox::AwaitDrain() {
     const int result =
         sd_event_add_io(m_event, &source, sd_bus_get_fd(m_bus), EPOLLOUT, OnWritable, this);
     m_gate.reset(source);
-    if (result < 0) sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL);
+    if (result >= 0) return;
+    // On the loop again, the connection would answer; but what waits here would wait for ever.
+    sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL);
+    FailSoon(result);
 }
 
 // sd-bus answers some calls by itself (introspection, properties, pings), and those answers pile up

@@ -22,8 +22,8 @@ class Outbox {
 public:
     // `path` is the object whose signals the notifications are. `onDrained` is called from the
     // loop when everything has left after a stall; it may send again. `onFailed` is called from the
-    // loop with a negative errno when processing the connection fails although it is open; it must
-    // give the connection up.
+    // loop with a negative errno when the connection cannot go on although it is open, or something
+    // that was to be sent over it is lost; it must give the connection up.
     Outbox(std::string path, std::function<void()> onDrained,
            std::function<void(int error)> onFailed);
     Outbox(const Outbox&) = delete;
@@ -35,9 +35,8 @@ public:
     // Takes the bus off the loop and drops what waits.
     void Detach();
 
-    // Send. When the bus refuses a message that is only logged; without a bus nothing happens. A
-    // notification may be merged or dropped as NotificationQueue says; a reply follows the
-    // notifications that were sent before it.
+    // Send. Without a bus nothing happens. A notification may be merged or dropped as
+    // NotificationQueue says; a reply follows the notifications that were sent before it.
     void Notify(Notification notification);
     // REQUIRES: Stalled() was false when the execution of its call began.
     void Reply(UniqueMessage reply);
@@ -61,14 +60,16 @@ public:
     bool HasInput() const;
     bool ReadOne();
 
-    // Gives the connection up, because of a negative errno.
-    void Fail(int error) { m_onFailed(error); }
+    // Calls `onFailed` with `error` from the loop, before anything else comes in.
+    // REQUIRES: attached.
+    void FailSoon(int error);
 
     // Waits until everything has left, `timeout` at most.
     void Flush(std::chrono::microseconds timeout);
 
 private:
     static int OnIncoming(sd_bus_message* message, void* userdata, sd_bus_error* error);
+    static int OnFailure(sd_event_source* source, void* userdata);
     static int OnWritable(sd_event_source* source, int fd, std::uint32_t events, void* userdata);
 
     std::uint64_t InLibrary() const;
@@ -90,6 +91,9 @@ private:
     UniqueMessage m_waitingReply;
     // Set while the bus is off the loop because it does not drain.
     UniqueSource m_gate;
+    // Disabled until something has failed.
+    UniqueSource m_failure;
+    int m_error = 0;
     // Bytes of notifications handed over since the library was last empty.
     std::size_t m_bytesInLibrary = 0;
     bool m_lossLogged = false;

@@ -1,5 +1,6 @@
 #include "platform/CallTurns.h"
 
+#include <cerrno>
 #include <new>
 #include <optional>
 #include <utility>
@@ -35,7 +36,7 @@ CallTurns::Outcome CallTurns::Hold(const std::string& sender, std::size_t bytes,
 }
 
 void CallTurns::GoOn() {
-    if (!m_held.Empty() && !Schedule()) m_outbox.Fail(-ENOMEM);
+    if (!m_held.Empty() && !Schedule()) m_outbox.FailSoon(-ENOMEM);
 }
 
 // For one turn, and then anew: a source that stays on would have precedence over the others of the

@@ -170,7 +170,8 @@ void Endpoint::Notify(sd_bus_message* call) {
 template <class Work>
 void Endpoint::Answer(sd_bus_message* call, Work work) noexcept {
     if (Guarded("answering a call", work)) return;
-    if (sd_bus_reply_method_errno(call, -ENOMEM, nullptr) < 0) m_link.GiveUp();
+    const int result = sd_bus_reply_method_errno(call, -ENOMEM, nullptr);
+    if (result < 0) m_outbox.FailSoon(result);
 }
 
 template <Endpoint::Method method>

@@ -4,7 +4,9 @@
 #include "bus/Outbox.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <memory>
 #include <vector>
@@ -50,6 +52,12 @@ protected:
     // Sends until the socket takes no more, and one byte of the last notification is left at least.
     void ClogSocket() {
         while (InLibrary() == 0) Notify(1000);
+    }
+
+    // The same, while the loop can watch nothing more.
+    void ClogSocketUnwatched() {
+        const FailingBusCall fault(BusCall::WatchDescriptor, -ENOSPC);
+        ClogSocket();
     }
 
     std::uint64_t InLibrary() {
@@ -134,7 +142,7 @@ TEST_P(AnOutboxOnABusThatStands, SaysThatItIsDrainedOnceTheBusHasTakenEverything
 TEST_P(AnOutboxOnABusThatStands, SaysOnceThatItsConnectionCannotGoOn) {
     ClogSocket();
     m_outbox.AwaitDrain();
-    const FailingBusProcess fault(-ENOMEM);
+    const FailingBusCall fault(BusCall::Process, -ENOMEM);
     m_bus.Continue();
 
     ASSERT_TRUE(RunUntil([this] { return !m_failures.empty(); }));
@@ -146,12 +154,72 @@ TEST_P(AnOutboxOnABusThatStands, SaysOnceThatItsConnectionCannotGoOn) {
 
 TEST_P(AnOutboxOnABusThatStands, EndsAFlushThatFails) {
     ClogSocket();
-    const FailingBusProcess fault(-ENOMEM);
+    const FailingBusCall fault(BusCall::Process, -ENOMEM);
     m_bus.Continue();
 
     m_outbox.Flush(kTestDeadline);
 
     EXPECT_TRUE(m_outbox.Stalled());
+}
+
+// A partner would not know of the event, and a caller would wait for ever.
+TEST_P(AnOutboxOnABusThatStands, GivesTheConnectionUpWhenSomethingCannotBeSent) {
+    {
+        const FailingBusCall fault(BusCall::Send, -ENOBUFS);
+        Notify(10);
+    }
+    EXPECT_TRUE(m_failures.empty()) << "not inside the call that sends";
+
+    ASSERT_TRUE(RunUntil([this] { return !m_failures.empty(); }));
+    RunWhatIsReady();
+
+    EXPECT_EQ(std::vector<int>{-ENOBUFS}, m_failures);
+}
+
+TEST_P(AnOutboxOnABusThatStands, KeepsTheConnectionWhenTheNameOfAPartnerIsNone) {
+    m_outbox.Notify(Notification{"no name", {'x'}});
+    RunWhatIsReady();
+
+    EXPECT_TRUE(m_failures.empty());
+    EXPECT_EQ(1u, ErrorsLogged("cannot notify no name")) << WholeLog();
+}
+
+// Watched no more, what waits here would wait for ever, although the bus takes it again.
+TEST_P(AnOutboxOnABusThatStands, GivesTheConnectionUpWhenItsRoomCannotBeWatched) {
+    ClogSocketUnwatched();
+
+    ASSERT_TRUE(RunUntil([this] { return !m_failures.empty(); }));
+    RunWhatIsReady();
+
+    EXPECT_EQ(std::vector<int>{-ENOSPC}, m_failures);
+}
+
+TEST_P(AnOutboxOnABusThatStands, IsDetachedAlsoWhenItsRoomCannotBeWatched) {
+    ClogSocketUnwatched();
+
+    m_outbox.Detach();
+    RunWhatIsReady();
+
+    EXPECT_TRUE(m_failures.empty()) << "there is nothing left to give up";
+    EXPECT_EQ(nullptr, sd_bus_get_event(m_link->Bus()));
+}
+
+// As a program's own timer may send, with a handler that does not restart calls.
+TEST_P(AnOutboxOnABusThatStands, FlushesEverythingAlsoWhenASignalInterruptsIt) {
+    static PrivateBus* bus = nullptr;
+    bus = &m_bus;
+    struct sigaction handler = {};
+    handler.sa_handler = [](int) { bus->Continue(); };
+    ASSERT_EQ(0, sigaction(SIGALRM, &handler, nullptr));
+    ClogSocket();
+    // The bus runs on only in the signal's handler, so the flush waits when the signal comes.
+    const struct itimerval soon = {{0, 0}, {0, 20'000}};
+    ASSERT_EQ(0, setitimer(ITIMER_REAL, &soon, nullptr));
+
+    m_outbox.Flush(kTestDeadline);
+
+    EXPECT_FALSE(m_outbox.Stalled());
+    signal(SIGALRM, SIG_DFL);
 }
 
 TEST_P(AnOutboxOnABusThatStands, FlushesUntilItsTimeIsUp) {

@@ -153,7 +153,7 @@ TEST_P(AnEndpointWhoseBusDies, ComesBackAlsoWhenTheConnectionFailsUnderABusThatR
     m_bus.Stop();
     m_endpoint->Clog();
     {
-        const FailingBusProcess fault(-ENOMEM);
+        const FailingBusCall fault(BusCall::Process, -ENOMEM);
         m_bus.Continue();
         ASSERT_TRUE(RunUntil([&] { return m_endpoint->m_events.size() == 2; })) << WholeLog();
     }

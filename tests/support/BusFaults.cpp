@@ -1,28 +1,77 @@
-// The linker sends the program's calls of sd_bus_process here (--wrap).
+// The linker sends the program's own calls of these functions here (--wrap).
 
 #include "support/BusFaults.h"
 
 #include <systemd/sd-bus.h>
+#include <systemd/sd-event.h>
+
+#include <cstddef>
+#include <cstdint>
 
 namespace {
 
-int g_error = 0;
+int g_errors[static_cast<std::size_t>(BusCall::Count)] = {};
+
+int& ErrorOf(BusCall call) {
+    return g_errors[static_cast<std::size_t>(call)];
+}
 
 }  // namespace
 
 extern "C" {
 
 int __real_sd_bus_process(sd_bus* bus, sd_bus_message** message);
+int __real_sd_bus_send(sd_bus* bus, sd_bus_message* message, std::uint64_t* cookie);
+int __real_sd_event_add_io(sd_event* event, sd_event_source** source, int fd, std::uint32_t events,
+                           sd_event_io_handler_t callback, void* userdata);
+int __real_sd_event_add_time(sd_event* event, sd_event_source** source, clockid_t clock,
+                             std::uint64_t time, std::uint64_t accuracy,
+                             sd_event_time_handler_t callback, void* userdata);
 
 int __wrap_sd_bus_process(sd_bus* bus, sd_bus_message** message) {
-    return g_error != 0 ? g_error : __real_sd_bus_process(bus, message);
+    const int error = ErrorOf(BusCall::Process);
+    return error != 0 ? error : __real_sd_bus_process(bus, message);
+}
+
+int __wrap_sd_bus_send(sd_bus* bus, sd_bus_message* message, std::uint64_t* cookie) {
+    const int error = ErrorOf(BusCall::Send);
+    return error != 0 ? error : __real_sd_bus_send(bus, message, cookie);
+}
+
+int __wrap_sd_event_add_io(sd_event* event, sd_event_source** source, int fd, std::uint32_t events,
+                           sd_event_io_handler_t callback, void* userdata) {
+    const int error = ErrorOf(BusCall::WatchDescriptor);
+    return error != 0 ? error
+                      : __real_sd_event_add_io(event, source, fd, events, callback, userdata);
+}
+
+int __wrap_sd_event_add_time(sd_event* event, sd_event_source** source, clockid_t clock,
+                             std::uint64_t time, std::uint64_t accuracy,
+                             sd_event_time_handler_t callback, void* userdata) {
+    const int error = ErrorOf(BusCall::MakeTimer);
+    return error != 0
+               ? error
+               : __real_sd_event_add_time(event, source, clock, time, accuracy, callback, userdata);
+}
+
+// The same call in other words.
+int __real_sd_event_add_time_relative(sd_event* event, sd_event_source** source, clockid_t clock,
+                                      std::uint64_t time, std::uint64_t accuracy,
+                                      sd_event_time_handler_t callback, void* userdata);
+int __wrap_sd_event_add_time_relative(sd_event* event, sd_event_source** source, clockid_t clock,
+                                      std::uint64_t time, std::uint64_t accuracy,
+                                      sd_event_time_handler_t callback, void* userdata) {
+    const int error = ErrorOf(BusCall::MakeTimer);
+    return error != 0 ? error
+                      : __real_sd_event_add_time_relative(event, source, clock, time, accuracy,
+                                                          callback, userdata);
 }
 }
 
-FailingBusProcess::FailingBusProcess(int error) {
-    g_error = error;
+FailingBusCall::FailingBusCall(BusCall call, int error) : m_call(call) {
+    ErrorOf(call) = error;
 }
 
-FailingBusProcess::~FailingBusProcess() {
-    g_error = 0;
+FailingBusCall::~FailingBusCall() {
+    ErrorOf(m_call) = 0;
 }

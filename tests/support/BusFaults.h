@@ -1,14 +1,26 @@
-// An error of sd_bus_process where the code under test calls it. The loop's own calls go on.
+// An error of sd-bus or sd-event where the code under test calls it. What the two call themselves,
+// such as the loop when it processes a bus, goes on.
 //
-// Threads: one. Lifetime: it fails as long as the object lives.
+// Threads: one. Lifetime: the calls fail as long as the object lives.
 
 #pragma once
 
-class FailingBusProcess {
+enum class BusCall {
+    Process,          // sd_bus_process
+    Send,             // sd_bus_send
+    WatchDescriptor,  // sd_event_add_io
+    MakeTimer,        // sd_event_add_time and sd_event_add_time_relative
+    Count
+};
+
+class FailingBusCall {
 public:
     // From now on it fails with `error`, a negative errno.
-    explicit FailingBusProcess(int error);
-    ~FailingBusProcess();
-    FailingBusProcess(const FailingBusProcess&) = delete;
-    FailingBusProcess& operator=(const FailingBusProcess&) = delete;
+    FailingBusCall(BusCall call, int error);
+    ~FailingBusCall();
+    FailingBusCall(const FailingBusCall&) = delete;
+    FailingBusCall& operator=(const FailingBusCall&) = delete;
+
+private:
+    const BusCall m_call;
 };
