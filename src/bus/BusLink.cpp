@@ -84,7 +84,9 @@ BusLink::BusLink(std::function<void()> setUp, std::function<void()> lost,
       m_event(DefaultLoop()),
       m_policy(m_location.retry.value_or(BusRetry{transport_limits::kFirstRetry, lastRetry,
                                                   /* attempt */ transport_limits::kLastRetry})),
-      m_retryDelay(m_policy.first) {}
+      m_retryDelay(m_policy.first) {
+    MakeTimer();
+}
 
 void BusLink::Open() {
     m_bus = OpenBus(m_location);
@@ -104,8 +106,9 @@ void BusLink::Start() {
 }
 
 void BusLink::Settled() {
-    if (!m_retry || m_isGivenUp) return;
-    m_retry.reset();
+    if (!m_isComingBack || m_isGivenUp) return;
+    m_isComingBack = false;
+    sd_event_source_set_enabled(m_timer.get(), SD_EVENT_OFF);
     m_retryDelay = m_policy.first;
     APPLIST_LOG(kInfo, "back on %s", m_location.description.c_str());
 }
@@ -113,12 +116,15 @@ void BusLink::Settled() {
 void BusLink::GiveUp() {
     if (!m_isSetUp) return;
     m_isGivenUp = true;
+    // At once: libsystemd fails an assertion of its own when a message comes in after it had no
+    // memory for a match.
+    sd_bus_close(m_bus.get());
     ScheduleRetry(m_retryDelay);
 }
 
 void BusLink::Close() {
     m_isSetUp = false;
-    m_retry.reset();
+    m_timer.reset();
     m_bus.reset();
 }
 
@@ -137,7 +143,7 @@ int BusLink::OnDisconnected(sd_bus_message*, void* userdata, sd_bus_error*) {
 // Called from inside the connection's dispatching, so the connection is released later, by
 // TryAgain.
 void BusLink::ComeBack() {
-    if (!m_retry) {
+    if (!m_isComingBack) {
         APPLIST_LOG(kError, "lost %s; trying again", m_location.description.c_str());
     }
     ScheduleRetry(m_retryDelay);
@@ -149,12 +155,25 @@ void BusLink::Leave() {
     if (std::exchange(m_isSetUp, false)) Guarded("leaving a lost bus", m_lost);
 }
 
-void BusLink::ScheduleRetry(std::chrono::microseconds delay) {
+// Before there is a connection to lose: what makes a connection fail, such as want of memory or of
+// descriptors, would also keep a timer from being made.
+void BusLink::MakeTimer() {
     sd_event_source* source = nullptr;
-    const int result = sd_event_add_time_relative(
-        m_event.get(), &source, CLOCK_MONOTONIC, static_cast<std::uint64_t>(delay.count()),
-        /* accuracy, a tenth of the shortest delay */ 10000, OnRetry, this);
-    m_retry.reset(source);
+    int result =
+        sd_event_add_time(m_event.get(), &source, CLOCK_MONOTONIC, UINT64_MAX,
+                          /* accuracy, a tenth of the shortest delay */ 10000, OnRetry, this);
+    m_timer.reset(source);
+    if (result >= 0) result = sd_event_source_set_enabled(source, SD_EVENT_OFF);
+    if (result < 0) {
+        throw TransportError(std::string("cannot make a timer: ") + std::strerror(-result));
+    }
+}
+
+void BusLink::ScheduleRetry(std::chrono::microseconds delay) {
+    m_isComingBack = true;
+    const auto time = static_cast<std::uint64_t>(delay.count());
+    int result = sd_event_source_set_time_relative(m_timer.get(), time);
+    if (result >= 0) result = sd_event_source_set_enabled(m_timer.get(), SD_EVENT_ONESHOT);
     if (result < 0) APPLIST_LOG(kError, "cannot reconnect: %s", std::strerror(-result));
 }
 
@@ -182,6 +201,7 @@ int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
 void BusLink::Failed(const char* why) {
     // Only at debug: this may go on for days, and the loss itself has been logged.
     APPLIST_LOG(kDebug, "cannot reconnect: %s", why);
+    sd_bus_close(m_bus.get());  // as in GiveUp
     ScheduleRetry(m_retryDelay);
     Leave();
 }

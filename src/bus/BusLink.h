@@ -42,8 +42,8 @@ public:
     // given up when the time of one attempt is over.
     void Settled();
 
-    // Says that this connection is useless, as when the name cannot be owned on it; another one is
-    // tried later.
+    // Says that this connection is useless, as when the name cannot be owned on it: nothing more
+    // comes in on it, and another one is tried later.
     void GiveUp();
 
     // Leaves the bus for good, without calling `lost`. Free the slots on it afterwards: each match
@@ -63,6 +63,7 @@ private:
     void Leave();
     void TryAgain();
     void Failed(const char* why);
+    void MakeTimer();
     void ScheduleRetry(std::chrono::microseconds delay);
 
     const std::function<void()> m_setUp;
@@ -71,7 +72,8 @@ private:
     UniqueEvent m_event;
     UniqueBus m_bus;
     UniqueSlot m_disconnected;
-    UniqueSource m_retry;  // set from the loss until the connection has settled
+    UniqueSource m_timer;         // for the next attempt
+    bool m_isComingBack = false;  // from the loss until the connection has settled
     const BusRetry m_policy;
     std::chrono::microseconds m_retryDelay;
     bool m_isSetUp = false;    // `setUp` was called for m_bus, and `lost` is owed to it

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "bus/TransportError.h"
+#include "support/BusFaults.h"
 #include "support/CapturedLog.h"
 #include "support/PrivateBus.h"
 #include "support/TestLoop.h"
@@ -44,6 +45,7 @@ protected:
     int m_losses = 0;
     int m_badSetUp = 0;
     std::function<void()> m_fault;
+    applist::UniqueBus m_abandoned;
     std::unique_ptr<BusLink> m_link;
 };
 
@@ -85,6 +87,47 @@ TEST_F(ABusLink, LetsWhoOpensItSeeWhatWasThrown) {
     m_fault = [] { throw 42; };
 
     EXPECT_THROW(m_link->Open(), int);
+}
+
+// What makes a connection fail, such as want of memory, would also keep a timer from being made.
+TEST_F(ABusLink, ComesBackAlsoWhenNothingMoreCanBeMade) {
+    m_link->Open();
+    const FailingBusCall fault(BusCall::MakeTimer, -ENOMEM);
+
+    EXPECT_TRUE(ComesBackAfter(2));
+
+    EXPECT_EQ(0u, ErrorsLogged("cannot reconnect")) << WholeLog();
+}
+
+TEST_F(ABusLink, SaysSoWhenItCouldNotComeBackLater) {
+    const FailingBusCall fault(BusCall::MakeTimer, -EMFILE);
+
+    EXPECT_THROW(BusLink([] {}, [] {}), applist::TransportError);
+}
+
+// libsystemd fails an assertion when something comes in after it had no memory for a match.
+TEST_F(ABusLink, HearsNothingMoreOnAConnectionThatItsOwnerGivesUp) {
+    m_link->Open();
+
+    m_link->GiveUp();
+
+    EXPECT_LE(sd_bus_is_open(m_link->Bus()), 0);
+    EXPECT_TRUE(RunUntil([this] { return m_setUps == 2; }));
+    EXPECT_EQ(1, m_losses);
+}
+
+TEST_F(ABusLink, HearsNothingMoreOnAConnectionThatCouldNotBeSetUp) {
+    m_badSetUp = 2;
+    m_fault = [this] {
+        m_abandoned.reset(sd_bus_ref(m_link->Bus()));
+        throw applist::TransportError("no luck");
+    };
+    m_link->Open();
+    ASSERT_TRUE(ComesBackAfter(2));
+
+    EXPECT_TRUE(RunUntil([this] { return m_losses == 2; }));
+
+    EXPECT_LE(sd_bus_is_open(m_abandoned.get()), 0);
 }
 
 // The bus itself has nothing to complain about: only this end cannot go on.
