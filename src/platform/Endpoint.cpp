@@ -107,7 +107,11 @@ void Endpoint::Connect(sd_bus_message* call) {
             return ReplyError(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
                               "too many partners are connected; do without Connect, or try again "
                               "when one has left");
-        case PartnerTracker::Outcome::Failed: throw std::bad_alloc();
+        case PartnerTracker::Outcome::Failed:
+            // Without memory for a match libsystemd fails an assertion of its own at the next
+            // message, so there must be none.
+            m_outbox.FailSoon(-ENOMEM);
+            throw std::bad_alloc();
     }
     m_outbox.Reply(std::move(reply));
     Report(true, partner);
