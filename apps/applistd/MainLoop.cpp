@@ -93,25 +93,32 @@ void MainLoop::Fail(int error) {
     Quit();
 }
 
-// Here and in Check an error counts as ready: Dispatch then meets the same error, and it can end
-// the loop.
+// Here and in Check an error counts as ready: Dispatch can end the loop. It would not meet the same
+// error, but only that the loop is not ready to dispatch.
+bool MainLoop::IsReady(int result) {
+    if (result < 0) m_error = result;
+    return result != 0;
+}
+
 gboolean MainLoop::Prepare(GSource* source, gint* timeout) {
     // GLib needs no timeout: sd-event's timers make its descriptor readable.
     *timeout = -1;
-    sd_event* const event = EventSource::LoopOf(source).m_event;
+    MainLoop& loop = EventSource::LoopOf(source);
     // GLib skips Check when a source of a higher priority was ready. Then the sd-event loop is
     // still armed, and cannot be prepared again before a wait has finished this round.
-    if (sd_event_get_state(event) == SD_EVENT_ARMED && sd_event_wait(event, 0) != 0) return TRUE;
-    return sd_event_prepare(event) != 0;
+    const bool isArmed = sd_event_get_state(loop.m_event) == SD_EVENT_ARMED;
+    if (isArmed && loop.IsReady(sd_event_wait(loop.m_event, 0))) return TRUE;
+    return loop.IsReady(sd_event_prepare(loop.m_event));
 }
 
 gboolean MainLoop::Check(GSource* source) {
-    return sd_event_wait(EventSource::LoopOf(source).m_event, 0) != 0;
+    MainLoop& loop = EventSource::LoopOf(source);
+    return loop.IsReady(sd_event_wait(loop.m_event, 0));
 }
 
 gboolean MainLoop::Dispatch(GSource* source, GSourceFunc, gpointer) {
     MainLoop& loop = EventSource::LoopOf(source);
-    const int result = sd_event_dispatch(loop.m_event);
+    const int result = loop.m_error < 0 ? loop.m_error : sd_event_dispatch(loop.m_event);
     if (result > 0) return G_SOURCE_CONTINUE;
     // Ended by an sd_event_exit, or broken: without it the daemon would not hear the bus any more.
     loop.Fail(result);

@@ -40,6 +40,8 @@ private:
     static gboolean Dispatch(GSource* source, GSourceFunc callback, gpointer data);
     static int OnSignal(sd_event_source* source, const struct signalfd_siginfo* info, void* loop);
 
+    // Whether sd-event wants to be dispatched, from what it has answered.
+    bool IsReady(int result);
     void Fail(int error);
     void AddStopSignals();
     void AddToGLib();
