@@ -41,6 +41,10 @@ public:
     const std::vector<Item>& Received() const { return m_received; }
     Item Selected() const;
 
+    // The grammar of an item's text: one line without its terminator, and one with it.
+    static bool ReadLine(const std::string& line, Item& item);
+    static std::string WriteItem(const Item& item);
+
 private:
     // The text of items, read from the front; once bad, it stays bad.
     struct ItemText {
@@ -49,8 +53,6 @@ private:
     };
 
     static bool ReadItem(ItemText& text, Item& item);
-    static bool ReadLine(const std::string& line, Item& item);
-    static std::string WriteItem(const Item& item);
     static std::string Described(const Item& item);
 
     void Event(const std::string& text) { m_events += text + "\n"; }

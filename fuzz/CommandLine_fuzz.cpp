@@ -1,0 +1,104 @@
+// Words on the command lines of both programs: what is taken is what was typed and makes sense
+// together, and everything else is refused in words.
+
+#include <algorithm>
+#include <iostream>
+#include <optional>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "apps/applistctl/Failure.h"
+#include "apps/applistctl/Options.h"
+#include "apps/applistd/Options.h"
+#include "fuzz/Check.h"
+#include "fuzz/Input.h"
+
+using applist::fuzz::Check;
+using applist::fuzz::Input;
+using applist::fuzz::kFaultIsPlanted;
+using std::string;
+namespace ctl = applist::ctl;
+
+namespace {
+
+using Words = std::vector<string>;
+
+// For the helps, of which there are many.
+class Discard : public std::streambuf {
+    int_type overflow(int_type byte) override { return traits_type::not_eof(byte); }
+    std::streamsize xsputn(const char*, std::streamsize size) override { return size; }
+};
+
+// As a word of its own, or after the = of an option.
+bool WasTyped(const Words& words, const string& value) {
+    return value.empty() || std::any_of(words.begin(), words.end(), [&](const string& word) {
+               if (word == value) return true;
+               const std::size_t at = word.size() - std::min(word.size(), value.size());
+               return word[0] == '-' && word.compare(at, string::npos, value) == 0;
+           });
+}
+
+// Planted: an id that begins with a dash loses it.
+string Spoilt(const string& id) {
+    return kFaultIsPlanted && id.size() > 1 && id[0] == '-' ? id.substr(1) : id;
+}
+
+bool IsOneOf(const std::vector<string>& known, const string& value) {
+    return std::find(known.begin(), known.end(), value) != known.end();
+}
+
+void CheckTaken(const Words& words, const ctl::Options& options) {
+    Check(IsOneOf(words, options.command), "the command was typed");
+    for (const string& value : {options.name, Spoilt(options.id), options.oldId, options.function,
+                                options.payload.value_or(""), options.address, options.host}) {
+        Check(WasTyped(words, value), "names and ids are taken as they are");
+    }
+    Check(options.file == "-" || WasTyped(words, options.file), "so are files");
+    Check(IsOneOf({"", "auto", "short", "pretty"}, options.json), "a style that there is");
+    const std::chrono::milliseconds day = std::chrono::hours(24);
+    Check(options.timeout.count() >= 1 && options.timeout <= day, "a timeout ends, and is one");
+    const int buses = int{options.session} + int{options.system} + int{!options.address.empty()} +
+                      int{!options.host.empty() && !options.session && !options.system};
+    Check(buses <= 1, "one bus at most");
+}
+
+void CheckTool(const Words& words, const std::vector<const char*>& arguments) {
+    try {
+        const auto options =
+            ctl::ParseOptions(static_cast<int>(arguments.size()), arguments.data());
+        if (options) CheckTaken(words, *options);
+    } catch (const ctl::Failure& failure) {
+        Check(failure.Status() == ctl::kWrongUsage, "refused as wrong usage");
+        Check(string(failure.what()).find("; ") != string::npos, "with what to do next");
+    }
+}
+
+void CheckDaemon(const Words& words, const std::vector<const char*>& arguments) {
+    try {
+        const auto options =
+            applist::daemon::ParseOptions(static_cast<int>(arguments.size()), arguments.data());
+        if (!options) return;
+        Check(WasTyped(words, options->itemsFile), "a file is taken as it is");
+        Check(WasTyped(words, options->address), "so is an address");
+        Check(!options->interactive || options->itemsFile != "-", "one reader of standard input");
+        Check(!options->session || !options->system, "one bus at most");
+    } catch (const applist::daemon::UsageError& error) {
+        Check(string(error.what()).find("; ") != string::npos, "with what to do next");
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static Discard discard;
+    std::cout.rdbuf(&discard);
+    Input input(data, size);
+    Words words;
+    while (!input.IsEmpty()) words.push_back(input.CString());
+    std::vector<const char*> arguments = {"program"};
+    for (const string& word : words) arguments.push_back(word.c_str());
+    CheckTool(words, arguments);
+    CheckDaemon(words, arguments);
+    return 0;
+}
