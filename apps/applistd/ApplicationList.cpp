@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <unordered_set>
 #include <utility>
 
 #include "apps/applistd/Successor.h"
@@ -29,7 +30,7 @@ void ApplicationList::SetOwnItems(std::vector<RemoteAppListItem> items) {
 
     std::unordered_set<const AppListItem*> wasOwn;
     for (const auto& own : m_own) wasOwn.insert(own.get());
-    std::unordered_set<std::string> ids;
+    Counts ids;
     std::vector<Place> places = Reconcile(items, ids);
 
     std::vector<AppListItem*> listed;
@@ -53,7 +54,7 @@ void ApplicationList::SetOwnItems(std::vector<RemoteAppListItem> items) {
 }
 
 std::vector<ApplicationList::Place> ApplicationList::Reconcile(
-    std::vector<RemoteAppListItem>& items, std::unordered_set<std::string>& ids) {
+    std::vector<RemoteAppListItem>& items, Counts& ids) {
     // A multimap, as ids may repeat; equal ones are paired in the order in which they stand.
     std::multimap<std::string, std::unique_ptr<RemoteAppListItem>*> present;
     for (auto& own : m_own) present.emplace(own->GetUnigueId(), &own);
@@ -61,12 +62,12 @@ std::vector<ApplicationList::Place> ApplicationList::Reconcile(
     std::vector<Place> now;
     for (RemoteAppListItem& item : items) {
         const std::string id = item.GetUnigueId();
-        ids.insert(id);
+        const std::size_t occurrence = ++ids[id];
         const auto at = present.lower_bound(id);
         const bool isPresent = at != present.end() && at->first == id;
         // Known from the call before but no longer in the list: somebody removed it, and it must
         // not come back only because another application was installed.
-        if (!isPresent && m_ownIds.count(id) != 0) continue;
+        if (!isPresent && occurrence <= KnownCount(id)) continue;
         if (isPresent && (*at->second)->GetVisibleName() == item.GetVisibleName()) {
             now.push_back({at->second, nullptr});
         } else {
@@ -75,6 +76,11 @@ std::vector<ApplicationList::Place> ApplicationList::Reconcile(
         if (isPresent) present.erase(at);
     }
     return now;
+}
+
+std::size_t ApplicationList::KnownCount(const std::string& id) const {
+    const auto known = m_ownIds.find(id);
+    return known == m_ownIds.end() ? 0 : known->second;
 }
 
 void ApplicationList::SetSelection(AppListItem* selection) {

@@ -20,7 +20,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -39,7 +39,8 @@ public:
     // Makes `items` the machine's own, in this order, and compares them by id with those of the
     // call before: a new id is added, one that is gone is removed, a renamed item is replaced and
     // stays selected, an unchanged one stays the same object. An own item that somebody removed
-    // from the list stays away for as long as every call contains its id.
+    // from the list stays away for as long as every call contains its id; where ids repeat, for as
+    // long as every call contains it as often.
     void SetOwnItems(std::vector<RemoteAppListItem> items);
 
     void SetSelection(AppListItem* selection) override;
@@ -74,9 +75,12 @@ private:
             return std::move(before != nullptr ? *before : fresh);
         }
     };
-    // Finds which own items stay, and makes the rest of them from `items`, whose ids go into `ids`.
-    std::vector<Place> Reconcile(std::vector<RemoteAppListItem>& items,
-                                 std::unordered_set<std::string>& ids);
+    using Counts = std::unordered_map<std::string, std::size_t>;
+    // Finds which own items stay, and makes the rest of them from `items`, whose ids are counted in
+    // `ids`.
+    std::vector<Place> Reconcile(std::vector<RemoteAppListItem>& items, Counts& ids);
+    // How often the call before contained `id`.
+    std::size_t KnownCount(const std::string& id) const;
     // Gives up the ownership of `item` if it is the machine's own.
     std::unique_ptr<RemoteAppListItem> Disown(AppListItem* item);
 
@@ -90,7 +94,7 @@ private:
 
     std::vector<AppListItem*> m_items;  // in list order; the machine's own and all others
     OwnItems m_own;
-    std::unordered_set<std::string> m_ownIds;  // of the last SetOwnItems
+    Counts m_ownIds;  // of the last SetOwnItems
     RemoteAppListItem m_nothing;
     AppListItem* m_selection = &m_nothing;
 

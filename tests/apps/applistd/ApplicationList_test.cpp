@@ -339,6 +339,19 @@ TEST_F(AnApplicationListOfFive, KeepsARemovedOwnItemAwayWhenItIsOnlyRenamed) {
     EXPECT_THAT(Ids(list), ElementsAre("a", "c", "x", "y"));
 }
 
+TEST_F(AnApplicationListOfFive, AddsASecondOwnItemOfAnIdThatItKnows) {
+    list.SetOwnItems({Item("a"), Item("b"), RemoteAppListItem("Second", "b"), Item("c")});
+    EXPECT_THAT(Ids(list), ElementsAre("a", "b", "b", "c", "x", "y"));
+}
+
+TEST_F(AnApplicationListOfFive, KeepsARemovedOwnItemAwayWhenASecondOneOfItsIdComes) {
+    RemoteAppListItem standIn("", "b");
+    list.RemoveItem(&standIn);
+    list.SetOwnItems({Item("a"), Item("b"), RemoteAppListItem("Second", "b"), Item("c")});
+    EXPECT_THAT(Ids(list), ElementsAre("a", "b", "c", "x", "y"));
+    EXPECT_EQ(list.GetAllItems()[1]->GetVisibleName(), "Second");
+}
+
 TEST_F(AnApplicationListOfFive, ReplacesAnOwnItemByACallersItem) {
     RemoteAppListItem standIn("", "b");
     RemoteAppListItem z = Item("z");
