@@ -2,6 +2,7 @@
 // together, and everything else is refused in words.
 
 #include <algorithm>
+#include <cctype>
 #include <iostream>
 #include <optional>
 #include <streambuf>
@@ -33,15 +34,17 @@ class Discard : public std::streambuf {
 // As a word of its own, or after the = of an option.
 bool WasTyped(const Words& words, const string& value) {
     return value.empty() || std::any_of(words.begin(), words.end(), [&](const string& word) {
-               if (word == value) return true;
-               const std::size_t at = word.size() - std::min(word.size(), value.size());
-               return word[0] == '-' && word.compare(at, string::npos, value) == 0;
+               const std::size_t at = word.find('=');
+               const bool isOption = word[0] == '-' && at != string::npos;
+               return word == value || (isOption && word.compare(at + 1, string::npos, value) == 0);
            });
 }
 
-// Planted: an id that begins with a dash loses it.
-string Spoilt(const string& id) {
-    return kFaultIsPlanted && id.size() > 1 && id[0] == '-' ? id.substr(1) : id;
+// Planted: capital letters in an id become small ones.
+string Spoilt(string id) {
+    const auto lower = [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); };
+    if (kFaultIsPlanted) std::transform(id.begin(), id.end(), id.begin(), lower);
+    return id;
 }
 
 bool IsOneOf(const std::vector<string>& known, const string& value) {

@@ -106,11 +106,11 @@ void CheckTable(const ListState& list, std::size_t width) {
     Check(Without(Without(colours, "\033[1m"), "\033[0m") == table, "colours change nothing else");
 }
 
-// Planted: the newest of the marks that turn the direction of text is forgotten.
+// Planted: one of the marks that turn the direction of text is forgotten.
 string Spoilt(string json) {
-    const std::size_t at = json.find("\\u2069");
+    const std::size_t at = json.find("\\u2067");
     const bool isEscape = at != string::npos && (at == 0 || json[at - 1] != '\\');
-    if (kFaultIsPlanted && isEscape) json.replace(at, 6, "\u2069");
+    if (kFaultIsPlanted && isEscape) json.replace(at, 6, "\u2067");
     return json;
 }
 
@@ -177,7 +177,8 @@ ListState TakeList(Input input, unsigned selected) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    UseUtf8Locale();
+    static const bool isUtf8 = (UseUtf8Locale(), true);
+    Check(isUtf8, "widths are those of UTF-8");
     Input input(data, size);
     const std::size_t width = kLeastWidth + input.Byte();
     const unsigned selected = input.Byte();
