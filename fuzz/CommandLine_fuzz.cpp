@@ -25,10 +25,17 @@ namespace {
 
 using Words = std::vector<string>;
 
-// For the helps, of which there are many.
+// Keeps the helps, of which there are many, from standard output.
 class Discard : public std::streambuf {
+public:
+    Discard() : m_before(std::cout.rdbuf(this)) {}
+    ~Discard() override { std::cout.rdbuf(m_before); }
+
+private:
     int_type overflow(int_type byte) override { return traits_type::not_eof(byte); }
     std::streamsize xsputn(const char*, std::streamsize size) override { return size; }
+
+    std::streambuf* m_before;
 };
 
 // As a word of its own, or after the = of an option.
@@ -94,8 +101,7 @@ void CheckDaemon(const Words& words, const std::vector<const char*>& arguments) 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static Discard discard;
-    std::cout.rdbuf(&discard);
+    const Discard discard;
     Input input(data, size);
     Words words;
     while (!input.IsEmpty()) words.push_back(input.CString());

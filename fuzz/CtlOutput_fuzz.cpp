@@ -106,11 +106,11 @@ void CheckTable(const ListState& list, std::size_t width) {
     Check(Without(Without(colours, "\033[1m"), "\033[0m") == table, "colours change nothing else");
 }
 
-// Planted: one of the marks that turn the direction of text is forgotten.
+// Planted: the lower half of the C1 controls is forgotten.
 string Spoilt(string json) {
-    const std::size_t at = json.find("\\u2067");
+    const std::size_t at = json.find("\\u008");
     const bool isEscape = at != string::npos && (at == 0 || json[at - 1] != '\\');
-    if (kFaultIsPlanted && isEscape) json.replace(at, 6, "\u2067");
+    if (kFaultIsPlanted && isEscape) json.replace(at, 6, "\u0085");
     return json;
 }
 
