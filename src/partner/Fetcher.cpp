@@ -22,13 +22,13 @@ namespace {
 // Differs between processes, and between the fetchers of one process. The machine may not have any
 // random numbers to give, and the spread of a restart is no reason to fail.
 std::uint32_t SeedOf(const void* fetcher) {
-    const auto time = static_cast<std::uint64_t>(steady_clock::now().time_since_epoch().count());
-    std::uint64_t seed = time ^ reinterpret_cast<std::uintptr_t>(fetcher);
     try {
-        seed ^= std::random_device()();
+        return std::random_device()();
     } catch (const std::exception& error) {
         APPLIST_LOG(logging::kDebug, "cannot get a random number: %s", error.what());
     }
+    const auto time = static_cast<std::uint64_t>(steady_clock::now().time_since_epoch().count());
+    const std::uint64_t seed = time ^ reinterpret_cast<std::uintptr_t>(fetcher);
     return static_cast<std::uint32_t>(seed ^ (seed >> 32));
 }
 
