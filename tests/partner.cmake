@@ -12,6 +12,7 @@ target_include_directories(pair_transport PUBLIC ${pair_transport} ${applist_roo
 target_link_libraries(pair_transport PUBLIC applist_remote_core)
 
 add_executable(partner_unit_tests
+    partner/BookkeepingList.cpp
     partner/EditableList.cpp
     partner/FetchPlan_test.cpp
     partner/Fetcher_test.cpp
@@ -22,6 +23,7 @@ add_executable(partner_unit_tests
     partner/RemoteAppListModel_test.cpp
     partner/RemoteListeners_test.cpp
     partner/Replica_test.cpp
+    partner/Shadow.cpp
     partner/Synchronize_test.cpp
     partner/Writing_test.cpp
     support/HeapInUse.cpp

@@ -3,15 +3,15 @@
 // seconds, and every replica must equal the service's list; all the time, listeners must have been
 // told of exactly what they can see.
 
-#include <map>
 #include <random>
 #include <utility>
 
+#include "partner/BookkeepingList.h"
 #include "partner/PairTest.h"
+#include "partner/Shadow.h"
 
 using applist::RemoteAppListModel;
 using applist::RemoteError;
-using applist::ServiceListener;
 
 namespace {
 
@@ -20,120 +20,9 @@ constexpr int kRounds = 1100;
 constexpr int kStepsPerRound = 200;
 constexpr std::size_t kPartners = 3;
 
-using Text = std::pair<std::string, std::string>;
-
-Text TextOf(AppListItem* item) {
-    return {item->GetVisibleName(), item->GetUnigueId()};
+void Complain(const std::string& what) {
+    ADD_FAILURE() << what;
 }
-
-// The names that writes carry say who wrote, and the how many-th of theirs it is.
-std::string Signature(std::size_t partner, int number) {
-    return "partner " + std::to_string(partner) + " write " + std::to_string(number);
-}
-
-// Keeps the books on the writes that arrive: in order, and none twice.
-class BookkeepingList : public EditableList {
-public:
-    void AddItemAtEnd(AppListItem* item) override {
-        std::size_t partner = 0;
-        int number = 0;
-        ASSERT_EQ(2, std::sscanf(item->GetVisibleName().c_str(), "partner %zu write %d", &partner,
-                                 &number));
-        EXPECT_LT(m_newest[partner], number) << "out of order, or twice";
-        m_newest[partner] = number;
-        EditableList::AddItemAtEnd(item);
-    }
-
-    std::map<std::size_t, int> m_newest;
-};
-
-// A partner's view of its model, kept up to date by what it is told alone.
-class Shadow : public ItemSelectionListener, public ItemChangeListener, public ServiceListener {
-public:
-    explicit Shadow(RemoteAppListModel& model) : m_model(model) {
-        model.AddItemChangeListener(this);
-        model.AddItemSelectionListener(this);
-        model.AddServiceListener(this);
-        TakeItems();
-        TakeSelection();
-    }
-
-    void ItemChanged(AppListModel*) override {
-        CheckThatTheOldItemsAreAlive();
-        const std::vector<Text> before = m_texts;
-        const std::vector<AppListItem*> items = m_items;
-        TakeItems();
-        EXPECT_NE(before, m_texts) << "told of a change for nothing";
-        CheckThatUnchangedItemsStayed(before, items);
-        // The item that is selected may have another name or be another object now.
-        if (TextOf(m_model.GetSelection()).second == m_selectedText.second) TakeSelection();
-        if (m_onTold) m_onTold();
-    }
-
-    void ItemSelected(AppListModel*) override {
-        EXPECT_EQ(m_selectedText, TextOf(m_selected));
-        EXPECT_NE(m_selectedText, TextOf(m_model.GetSelection())) << "told for nothing";
-        TakeSelection();
-        if (m_onTold) m_onTold();
-    }
-
-    void ServiceChanged(RemoteAppListModel*) override {
-        EXPECT_NE(m_isThere, m_model.IsServiceThere()) << "told for nothing";
-        m_isThere = m_model.IsServiceThere();
-        if (m_onTold) m_onTold();
-    }
-
-    void CheckThatItIsUpToDate() {
-        const std::vector<AppListItem*> items = m_items;
-        const std::vector<Text> texts = m_texts;
-        TakeItems();
-        EXPECT_EQ(m_texts, texts) << "not told of a change of the items";
-        EXPECT_EQ(m_items, items) << "an item was replaced without a word";
-        EXPECT_EQ(TextOf(m_model.GetSelection()), m_selectedText) << "not told of the selection";
-        EXPECT_EQ(m_model.GetSelection(), m_selected) << "the selection was replaced silently";
-        EXPECT_EQ(m_model.IsServiceThere(), m_isThere) << "not told of the service";
-    }
-
-    std::function<void()> m_onTold;
-
-private:
-    void TakeItems() {
-        m_items = m_model.GetAllItems();
-        m_texts.clear();
-        for (AppListItem* item : m_items) m_texts.push_back(TextOf(item));
-    }
-
-    void TakeSelection() {
-        m_selected = m_model.GetSelection();
-        m_selectedText = TextOf(m_selected);
-    }
-
-    void CheckThatTheOldItemsAreAlive() const {
-        for (std::size_t at = 0; at < m_items.size(); ++at) {
-            EXPECT_EQ(m_texts[at], TextOf(m_items[at]));
-        }
-    }
-
-    void CheckThatUnchangedItemsStayed(const std::vector<Text>& before,
-                                       const std::vector<AppListItem*>& items) const {
-        for (std::size_t at = 0; at < before.size(); ++at) {
-            if (std::count(before.begin(), before.end(), before[at]) != 1 ||
-                std::count(m_texts.begin(), m_texts.end(), before[at]) != 1) {
-                continue;
-            }
-            const auto now = std::find(m_texts.begin(), m_texts.end(), before[at]);
-            EXPECT_EQ(items[at], m_items[static_cast<std::size_t>(now - m_texts.begin())])
-                << before[at].first << " did not change, but its object did";
-        }
-    }
-
-    RemoteAppListModel& m_model;
-    std::vector<AppListItem*> m_items;
-    std::vector<Text> m_texts;
-    AppListItem* m_selected = nullptr;
-    Text m_selectedText;
-    bool m_isThere = false;
-};
 
 struct Partner {
     std::unique_ptr<RemoteAppListModel> model;
@@ -177,7 +66,7 @@ protected:
         if (partner.model) return;
         partner.id = ++m_partnersSoFar;
         partner.model = std::make_unique<RemoteAppListModel>();
-        partner.shadow = std::make_unique<Shadow>(*partner.model);
+        partner.shadow = std::make_unique<Shadow>(*partner.model, Complain);
         partner.shadow->m_onTold = [this, &partner] {
             if (Chance(5)) Write(partner);
         };
@@ -223,7 +112,8 @@ protected:
             default: break;
         }
         partner.newest = ++partner.written;
-        RemoteAppListItem signedOne(Signature(partner.id, partner.newest), AnyId());
+        RemoteAppListItem signedOne(BookkeepingList::SignedName(partner.id, partner.newest),
+                                    AnyId());
         partner.model->AddItemAtEnd(&signedOne);
     }
 
@@ -232,7 +122,7 @@ protected:
         const int expected = std::exchange(partner.newest, 0);
         try {
             partner.model->Synchronize();
-            EXPECT_LE(expected, m_list.m_newest[partner.id]) << "returned too early";
+            EXPECT_LE(expected, m_list.Newest(partner.id)) << "returned too early";
         } catch (const RemoteError& error) {
             EXPECT_EQ(0u, std::string(error.what()).find("Applist: "));
             partner.newest = 0;
@@ -303,7 +193,7 @@ protected:
 
     pair::Bus& m_bus = pair::Bus::Get();
     std::mt19937 m_random{kSeed};
-    BookkeepingList m_list;
+    BookkeepingList m_list{Complain};
     std::unique_ptr<LocalAppListModel> m_service;
     std::vector<Partner> m_partners{kPartners};
     std::size_t m_partnersSoFar = 0;
