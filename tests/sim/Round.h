@@ -1,0 +1,87 @@
+// One experiment: a service and its partners, edits and writes, and what goes wrong meanwhile.
+// Afterwards all is healed, and then everything must be as promised. A seed gives one round,
+// whatever came before it.
+
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sim/Attacker.h"
+#include "sim/Partner.h"
+#include "sim/Service.h"
+#include "sim/SimBus.h"
+#include "sim/Weather.h"
+#include "sim/World.h"
+
+namespace sim {
+
+// The steps of an ordinary round.
+constexpr int kSteps = 60;
+
+class Round {
+public:
+    // `history` may be null. `only` names the one kind of fault that there may be; empty for any.
+    Round(std::uint64_t seed, std::FILE* history, const std::string& only);
+
+    // Returns what went wrong; empty for nothing.
+    std::string Run();
+
+    const World& TheWorld() const { return m_world; }
+    const SimBus& TheBus() const { return m_bus; }
+    std::uint64_t Synchronized() const;
+    std::uint64_t ErrorLines() const { return m_errorLines; }
+
+    // A line of the log, of the running process.
+    void Log(int priority, const char* text);
+
+private:
+    void Complain(const std::string& what);
+    bool IsOver() const { return !m_verdict.empty() || m_world.IsStuck(); }
+
+    // ---- Steps
+    void Begin();
+    void Step();
+    void Act(std::uint64_t dice);
+    void CheckPartners();
+    Partner& AnyPartner();
+    Program& AnyProgram();
+    std::string AnyId();
+    std::string AnyName();
+    Usec AnyTime();
+
+    // ---- What befalls them
+    void Disturb();
+    void RestartBus();
+    void Kill();
+    void Stop();
+    void Stall();
+    void JumpInTime();
+    void Disconnect();
+    void TakeName();
+    void RefuseCalls();
+    void RefuseNames();
+
+    // ---- Afterwards
+    void Heal();
+    void AwaitReturn();
+    void Verify();
+    bool AllAgree();
+    std::string Show();
+    void VerifySynchronize();
+    void Finish();
+
+    World m_world;
+    SimBus m_bus;
+    Weather m_weather;
+    std::string m_verdict;
+    std::uint64_t m_errorLines = 0;
+    Service m_service;
+    std::vector<std::unique_ptr<Partner>> m_partners;
+    Attacker m_attacker;
+};
+
+}  // namespace sim

@@ -1,0 +1,61 @@
+// The process that owns the list: an application with a list of its own, and the real service
+// around it.
+
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "applist/LocalAppListModel.h"
+#include "partner/BookkeepingList.h"
+#include "sim/Program.h"
+#include "sim/Versions.h"
+
+namespace sim {
+
+// The application's list. Remembers what it has shown.
+class ServiceList : public BookkeepingList, private ItemChangeListener, ItemSelectionListener {
+public:
+    ServiceList(World& world, const Complain& complain);
+
+    // Not only partners add items: attackers do, too.
+    void AddItemAtEnd(AppListItem* item) override;
+
+    void Note();
+    const Versions& Past() const { return m_versions; }
+
+private:
+    void ItemChanged(AppListModel*) override { Note(); }
+    void ItemSelected(AppListModel*) override { Note(); }
+
+    World& m_world;
+    Versions m_versions;
+};
+
+class Service : public Program {
+public:
+    Service(World& world, const Complain& complain);
+
+    bool IsUp() const override { return m_model != nullptr; }
+    ServiceList& List() { return m_list; }
+    // For signatures: no two models of partners have the same.
+    std::size_t NewPartnerId() { return ++m_partnersSoFar; }
+    // What partners must show once all is quiet.
+    Content Truth();
+
+    // The application edits its list. `name` and `id` are for items that this adds.
+    void Edit(std::uint64_t what, std::uint64_t where, const std::string& name,
+              const std::string& id);
+
+private:
+    void Open() override;
+    void Close() override;
+    void EditNow(std::uint64_t what, std::uint64_t where, const std::string& name,
+                 const std::string& id);
+
+    ServiceList m_list;
+    std::unique_ptr<LocalAppListModel> m_model;
+    std::size_t m_partnersSoFar = 0;
+};
+
+}  // namespace sim

@@ -1,0 +1,43 @@
+// What kind of a round it is: which faults there are in it, how often, and what is therefore
+// promised. Each round knows only some kinds, so that no kind hides what another one finds.
+
+#pragma once
+
+#include <string>
+
+#include "sim/Faults.h"
+#include "sim/Random.h"
+#include "sim/SimBus.h"
+
+namespace sim {
+
+struct Weather {
+    // `only` names the one kind of fault that there may be; empty for any.
+    static Weather Draw(Random& random, const std::string& only);
+
+    // In good weather nothing may fail, nothing be late and nothing be logged as an error.
+    bool IsGood() const { return isGood; }
+
+    bool isGood = false;
+    // Whatever the list shows, a partner shows this much later at the latest; kNever: no promise.
+    Usec freshWithin = kNever;
+
+    Faults faults;
+    BusKind bus;
+    unsigned largeNames = 0;  // of a thousand names
+    bool hasHugeName = false;
+
+    // What befalls processes and the bus.
+    bool restarts = false;
+    bool kills = false;
+    bool stops = false;
+    bool stalls = false;
+    bool jumps = false;
+    bool disconnects = false;
+    bool squats = false;
+    bool refusesCalls = false;
+    bool refusesNames = false;
+    bool attacks = false;
+};
+
+}  // namespace sim
