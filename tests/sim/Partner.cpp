@@ -27,6 +27,10 @@ public:
         const MemoryLasts lasts;
         Shadow::ItemSelected(model);
     }
+    void ServiceChanged(applist::RemoteAppListModel* model) override {
+        const MemoryLasts lasts;
+        Shadow::ServiceChanged(model);
+    }
 };
 
 Partner::Partner(World& world, const std::string& name, Service& service, const Weather& weather,

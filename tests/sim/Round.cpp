@@ -16,6 +16,9 @@ const char kServiceName[] = "org.tessel.Local.Applist";
 constexpr Usec kLongestSearch = 11 * kSecond;
 constexpr Usec kSilentBus = 25 * kSecond;
 
+// How long programs take to find each other when nothing is wrong.
+constexpr Usec kLongestStart = kSecond;
+
 // After a call of which the reply was lost, or which was refused, it takes its timeout to try
 // again.
 constexpr Usec kTimeout = 6 * kSecond;
@@ -85,6 +88,17 @@ void Round::Begin() {
     if (m_weather.faults.refuseMemory != 0) AnyProgram().Where()->lacksMemory = true;
     m_service.Start();
     for (const auto& partner : m_partners) partner->Start();
+    if (m_weather.IsGood()) AwaitStart();
+}
+
+// On a good day everybody is there before anything is asked of them.
+void Round::AwaitStart() {
+    const auto isThere = [this] {
+        return std::all_of(m_partners.begin(), m_partners.end(),
+                           [](const auto& partner) { return partner->SeesService(); });
+    };
+    m_world.RunUntil(isThere, m_world.Now() + kLongestStart);
+    if (!isThere()) Complain("not there in good weather");
 }
 
 void Round::Step() {

@@ -44,6 +44,7 @@ private:
 
     // ---- Steps
     void Begin();
+    void AwaitStart();
     void Step();
     void Act(std::uint64_t dice);
     void CheckPartners();

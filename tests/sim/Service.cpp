@@ -1,5 +1,6 @@
 #include "sim/Service.h"
 
+#include "common/Guarded.h"
 #include "sim/Memory.h"
 
 namespace sim {
@@ -10,22 +11,99 @@ constexpr std::size_t kMostItems = 12;
 
 }  // namespace
 
+// ---- The list -----------------------------------------------------------------------------------
+
 ServiceList::ServiceList(World& world, const Complain& complain)
     : BookkeepingList(complain), m_world(world) {
-    AddItemChangeListener(this);
-    AddItemSelectionListener(this);
+    EditableList::AddItemChangeListener(this);
+    EditableList::AddItemSelectionListener(this);
     Add("First", "a");
 }
 
+void ServiceList::SetSelection(AppListItem* selection) {
+    const MemoryLasts lasts;
+    EditableList::SetSelection(selection);
+}
+
+std::vector<AppListItem*> ServiceList::GetAllItems() {
+    const MemoryLasts lasts;
+    return EditableList::GetAllItems();
+}
+
+void ServiceList::SetClicked(AppListItem* clicked) {
+    const MemoryLasts lasts;
+    EditableList::SetClicked(clicked);
+}
+
+void ServiceList::RemoveAllItems() {
+    const MemoryLasts lasts;
+    EditableList::RemoveAllItems();
+}
+
+void ServiceList::AddItems(const std::vector<AppListItem*>& items) {
+    const MemoryLasts lasts;
+    EditableList::AddItems(items);
+}
+
+// Not only partners add items: attackers do, too.
 void ServiceList::AddItemAtEnd(AppListItem* item) {
+    const MemoryLasts lasts;
     if (IsSigned(item->GetVisibleName())) return BookkeepingList::AddItemAtEnd(item);
     EditableList::AddItemAtEnd(item);
+}
+
+void ServiceList::RemoveItem(AppListItem* item) {
+    const MemoryLasts lasts;
+    EditableList::RemoveItem(item);
+}
+
+void ServiceList::ModifyItem(AppListItem* oldItem, AppListItem* newItem) {
+    const MemoryLasts lasts;
+    EditableList::ModifyItem(oldItem, newItem);
+}
+
+void ServiceList::AddItemSelectionListener(ItemSelectionListener* listener) {
+    m_selectionListeners.Add(listener);
+}
+
+void ServiceList::RemoveItemSelectionListener(ItemSelectionListener* listener) {
+    m_selectionListeners.Remove(listener);
+}
+
+void ServiceList::AddItemChangeListener(ItemChangeListener* listener) {
+    m_changeListeners.Add(listener);
+}
+
+void ServiceList::RemoveItemChangeListener(ItemChangeListener* listener) {
+    m_changeListeners.Remove(listener);
 }
 
 void ServiceList::Note() {
     const MemoryLasts lasts;
     m_versions.Note(m_world.Now(), Content::Of(*this));
 }
+
+void ServiceList::ItemChanged(AppListModel*) {
+    Note();
+    m_changeListeners.ForEach(
+        [this](ItemChangeListener* each) { Tell([this, each] { each->ItemChanged(this); }); });
+}
+
+void ServiceList::ItemSelected(AppListModel*) {
+    Note();
+    m_selectionListeners.ForEach(
+        [this](ItemSelectionListener* each) { Tell([this, each] { each->ItemSelected(this); }); });
+}
+
+// What the service does when it is told is under test again. It cannot refuse to hear: the list has
+// changed already.
+void ServiceList::Tell(const std::function<void()>& listener) {
+    const Process* const process = m_world.Running();
+    const MemoryEnds ends(process != nullptr && process->lacksMemory);
+    applist::Guarded("telling the service", listener);
+}
+
+// ---- The process --------------------------------------------------------------------------------
 
 Service::Service(World& world, const Complain& complain)
     : Program(world, "service", complain), m_list(world, complain) {}
@@ -55,6 +133,7 @@ void Service::Edit(std::uint64_t what, std::uint64_t where, const std::string& n
 
 void Service::EditNow(std::uint64_t what, std::uint64_t where, const std::string& name,
                       const std::string& id) {
+    const MemoryLasts lasts;
     const auto size = static_cast<std::size_t>(m_list.GetItemsCount());
     if (size > kMostItems) return m_list.RemoveAllItemsOfItsOwn();
     if (what % 9 < 3 || size == 0) return m_list.Insert(where % (size + 1), name, id);

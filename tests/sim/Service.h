@@ -13,23 +13,40 @@
 
 namespace sim {
 
-// The application's list. Remembers what it has shown.
-class ServiceList : public BookkeepingList, private ItemChangeListener, ItemSelectionListener {
+// The application's list. Remembers what it has shown. For itself it always has memory; what it
+// tells the service, it tells from behind a fence, as a careful application does.
+class ServiceList : public BookkeepingList,
+                    private ItemChangeListener,
+                    private ItemSelectionListener {
 public:
     ServiceList(World& world, const Complain& complain);
 
-    // Not only partners add items: attackers do, too.
+    void SetSelection(AppListItem* selection) override;
+    std::vector<AppListItem*> GetAllItems() override;
+    void SetClicked(AppListItem* clicked) override;
+    void RemoveAllItems() override;
+    void AddItems(const std::vector<AppListItem*>& items) override;
     void AddItemAtEnd(AppListItem* item) override;
+    void RemoveItem(AppListItem* item) override;
+    void ModifyItem(AppListItem* oldItem, AppListItem* newItem) override;
+    void AddItemSelectionListener(ItemSelectionListener* listener) override;
+    void RemoveItemSelectionListener(ItemSelectionListener* listener) override;
+    void AddItemChangeListener(ItemChangeListener* listener) override;
+    void RemoveItemChangeListener(ItemChangeListener* listener) override;
 
     void Note();
     const Versions& Past() const { return m_versions; }
 
 private:
-    void ItemChanged(AppListModel*) override { Note(); }
-    void ItemSelected(AppListModel*) override { Note(); }
+    void ItemChanged(AppListModel*) override;
+    void ItemSelected(AppListModel*) override;
+    void Tell(const std::function<void()>& listener);
 
     World& m_world;
     Versions m_versions;
+    // The service's.
+    applist::ListenerList<ItemChangeListener> m_changeListeners;
+    applist::ListenerList<ItemSelectionListener> m_selectionListeners;
 };
 
 class Service : public Program {
