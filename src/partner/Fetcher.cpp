@@ -108,8 +108,9 @@ void Fetcher::Post(const Read& read) {
 }
 
 // `list` is null when the selection alone was read. Whatever happens here, the read is finished:
-// one that stayed under way would keep all others from being sent. After the listeners have been
-// told, this may have been destroyed.
+// one that stayed under way would keep all others from being sent. And whatever becomes of the next
+// read, the listeners are told, as they may hold items that are gone; after that, this may have
+// been destroyed.
 void Fetcher::Take(const Read& read, RemoteReply* list, const RemoteReply& selection) {
     Replica::Change change;
     Outcome outcome = Outcome::Failed;
@@ -120,7 +121,7 @@ void Fetcher::Take(const Read& read, RemoteReply* list, const RemoteReply& selec
     if (!isTold) m_failure = m_noMemory;
     if (outcome != Outcome::Failed) m_failure.reset();
     if (read.outOfTurn != 0 && read.outOfTurn == m_lastReadNow) m_whyNotReadNow = m_failure;
-    Finish(read, outcome);
+    Guarded("reading the list again", [&] { Finish(read, outcome); });
     m_port.ReplicaChanged(change);
 }
 

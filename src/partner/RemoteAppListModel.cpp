@@ -209,9 +209,10 @@ void RemoteAppListModel::ThrowFailures() {
 
 // ---- Following the service ----------------------------------------------------------------------
 
+// The listeners are told of the service even when its list could not be asked for.
 void RemoteAppListModel::OnConnectionReady(const std::string&) {
     const bool appeared = !IsServiceThere();
-    m_fetcher.ServiceIsThere();
+    Guarded("reading the list", [this] { m_fetcher.ServiceIsThere(); });
     if (appeared) Tell(Replica::Change(), true);
 }
 

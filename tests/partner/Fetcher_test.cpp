@@ -238,6 +238,24 @@ TEST_F(AFetcher, TriesAgainWhatItHadNoMemoryToAskFor) {
     EXPECT_EQ("C (A)", Shown());
 }
 
+TEST_F(AFetcher, TellsOfAReadEvenIfThereIsNoMemoryForTheNext) {
+    m_port.m_list = "C\tc\n";
+    m_fetcher.ListHasChanged();
+    m_fetcher.ListHasChanged();
+    m_port.m_now += milliseconds(50);
+    m_port.m_hasNoMemory = true;
+    m_port.Answer();
+
+    EXPECT_EQ("C (A)", Shown());
+    EXPECT_EQ("items ", m_port.TakeTold());
+
+    m_port.m_hasNoMemory = false;
+    m_port.m_list = "D\td\n";
+    m_port.RunFor(FetchPlan::kFirstRetry);
+
+    EXPECT_EQ("D (A)", Shown());
+}
+
 TEST_F(AFetcher, SaysSoWhenThereIsNoMemoryForASelection) {
     m_port.m_selection = std::string(1000, 'B') + "\tb\n";
     m_fetcher.SelectionHasChanged();

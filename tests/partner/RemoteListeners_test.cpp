@@ -1,8 +1,12 @@
+#include <new>
 #include <stdexcept>
 
 #include "partner/PairTest.h"
+#include "support/RecordingAllocator.h"
 
+using applist::RemoteAppListModel;
 using applist::RemoteError;
+using applist::ServiceListener;
 
 class AListenerOfARemoteModel : public PairTest {
 protected:
@@ -327,4 +331,39 @@ TEST_F(AListenerOfARemoteModel, IsToldOfOneChangeAfterTheOtherAlsoWhenItWritesIn
                        "first sees Maps/maps Written/written ()",
                        "second sees Maps/maps Written/written ()"}),
               order);
+}
+
+// Needs no memory itself.
+class AServiceListenerWithoutMemory : public PairTest, public ServiceListener {
+protected:
+    void ServiceChanged(RemoteAppListModel* model) override { m_isThere = model->IsServiceThere(); }
+
+    // Returns whether the `nth` allocation, counted from the service's being there, was made. It
+    // may have been the bus's, which then throws.
+    bool FailOne(std::size_t nth) {
+        StartService();
+        const recording::FailingAllocation outOfMemory(nth);
+        try {
+            m_bus.Run();
+        } catch (const std::bad_alloc&) {
+        }
+        return outOfMemory.HasFailed();
+    }
+
+    bool m_isThere = false;
+};
+
+TEST_F(AServiceListenerWithoutMemory, IsToldOfTheServiceWhicheverAllocationFails) {
+    for (std::size_t nth = 1, failed = 1; failed != 0; ++nth) {
+        m_isThere = false;
+        m_model = std::make_unique<RemoteAppListModel>();
+        m_model->AddServiceListener(this);
+        failed = FailOne(nth) ? 1 : 0;
+
+        EXPECT_EQ(m_model->IsServiceThere(), m_isThere) << "without allocation " << nth;
+
+        m_model.reset();
+        EndService();
+        m_bus.Run();
+    }
 }
