@@ -63,6 +63,7 @@ void ServiceList::ModifyItem(AppListItem* oldItem, AppListItem* newItem) {
 }
 
 void ServiceList::AddItemSelectionListener(ItemSelectionListener* listener) {
+    const MemoryLasts lasts;
     m_selectionListeners.Add(listener);
 }
 
@@ -71,11 +72,17 @@ void ServiceList::RemoveItemSelectionListener(ItemSelectionListener* listener) {
 }
 
 void ServiceList::AddItemChangeListener(ItemChangeListener* listener) {
+    const MemoryLasts lasts;
     m_changeListeners.Add(listener);
 }
 
 void ServiceList::RemoveItemChangeListener(ItemChangeListener* listener) {
     m_changeListeners.Remove(listener);
+}
+
+void ServiceList::AddItemClickedListener(ItemClickListener* listener) {
+    const MemoryLasts lasts;
+    EditableList::AddItemClickedListener(listener);
 }
 
 void ServiceList::Note() {

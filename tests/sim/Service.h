@@ -33,6 +33,7 @@ public:
     void RemoveItemSelectionListener(ItemSelectionListener* listener) override;
     void AddItemChangeListener(ItemChangeListener* listener) override;
     void RemoveItemChangeListener(ItemChangeListener* listener) override;
+    void AddItemClickedListener(ItemClickListener* listener) override;
 
     void Note();
     const Versions& Past() const { return m_versions; }
