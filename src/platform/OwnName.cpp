@@ -1,6 +1,7 @@
 #include "platform/OwnName.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 
 #include "bus/TransportError.h"
@@ -39,10 +40,23 @@ std::string WhyNotOwned(sd_bus* bus, const std::string& name, const BusLocation&
     }
 }
 
+// A signal to this process may interrupt the wait for the answer. Asked again, the bus may say that
+// the name is ours by now.
+int RequestName(sd_bus* bus, const std::string& name, std::chrono::microseconds timeout) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + timeout;
+    int result = sd_bus_request_name(bus, name.c_str(), 0);
+    while (result == -EINTR && Clock::now() < deadline) {
+        result = sd_bus_request_name(bus, name.c_str(), 0);
+        if (result == -EALREADY) return 0;
+    }
+    return result;
+}
+
 }  // namespace
 
 void OwnName(sd_bus* bus, const std::string& name, const BusLocation& location) {
-    const int result = sd_bus_request_name(bus, name.c_str(), 0);
+    const int result = RequestName(bus, name, location.timeout);
     if (result < 0) throw TransportError(WhyNotOwned(bus, name, location, result));
 }
 
