@@ -102,12 +102,12 @@ void ServiceList::ItemSelected(AppListModel*) {
         [this](ItemSelectionListener* each) { Tell([this, each] { each->ItemSelected(this); }); });
 }
 
-// What the service does when it is told is under test again. It cannot refuse to hear: the list has
-// changed already.
+// What the service does when it is told is under test again. The list has changed already: where
+// there is no memory for the news, it is told until there is.
 void ServiceList::Tell(const std::function<void()>& listener) {
     const Process* const process = m_world.Running();
     const MemoryEnds ends(process != nullptr && process->lacksMemory);
-    applist::Guarded("telling the service", listener);
+    while (!applist::Guarded("telling the service", listener)) continue;
 }
 
 // ---- The process --------------------------------------------------------------------------------

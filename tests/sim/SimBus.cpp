@@ -239,6 +239,10 @@ void SimBus::RouteCall(const Client& from, const Client& to, WireMessage& call) 
         m_world.Fault("refused call");
         return ReplyError(*from, call, "org.freedesktop.DBus.Error.AccessDenied", "not you");
     }
+    if (!call.fds.Empty() && !m_kind.passesFds) {
+        return ReplyError(*from, call, "org.freedesktop.DBus.Error.NotSupported",
+                          "no descriptors here");
+    }
     if (call.WantsReply()) to->owes.insert({from->name, call.serial});
     Send(*to, call);
 }
