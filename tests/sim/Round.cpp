@@ -262,7 +262,9 @@ void Round::Heal() {
 // between two attempts, and the time after which an attempt, or a call, is given up.
 void Round::AwaitReturn() {
     const auto& faults = m_world.Past().Faults();
-    if (faults.count("silent bus") != 0) m_world.RunFor(kSilentBus);
+    // To garbage instead of a greeting the bus library goes on waiting, too.
+    const bool wasSilent = faults.count("silent bus") + faults.count("garbage") != 0;
+    if (wasSilent) m_world.RunFor(kSilentBus);
     if (faults.count("lost reply") != 0) m_world.RunFor(kTimeout);
     const auto isBack = [this] {
         return m_service.IsWanted() == m_service.IsUp() &&

@@ -15,9 +15,11 @@ namespace {
 // A bus that was stalled for longer than this lets somebody in and never answers.
 constexpr Usec kSilence = 2 * kSecond;
 
-std::string RandomBytes(Random& random) {
+// Bytes that no message begins with: the bus library would wait for the rest of one.
+std::string Garbage(Random& random) {
     std::string bytes(16 + random.Below(100), '\0');
     for (char& byte : bytes) byte = static_cast<char>(random.Next());
+    bytes[0] = '?';
     return bytes;
 }
 
@@ -126,7 +128,7 @@ void Stream::CloseByClient() {
 void Stream::SendToClient(std::string bytes, FdList fds) {
     if (!m_isOpenHere || m_isBroken) return;
     if (m_world.Strikes(m_world.m_faults.garbage, "garbage")) {
-        bytes = RandomBytes(m_world.m_random);
+        bytes = Garbage(m_world.m_random);
     }
     Chunk chunk;
     chunk.due = m_lastToClient = std::max(m_lastToClient, m_world.Now() + m_world.Latency());
