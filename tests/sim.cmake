@@ -37,4 +37,42 @@ if(APPLIST_OPEN_TRANSPORT)
 
     add_executable(sim)
     target_link_libraries(sim PRIVATE sim_parts)
+
+    # The same with a fault planted in one source. The program's own object goes before the archive's
+    # of the same name. Most are built on request alone: `ninja planted_faults`.
+    set(planted_faults ${CMAKE_CURRENT_SOURCE_DIR}/sim/planted_faults.py)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${planted_faults})
+    execute_process(COMMAND ${APPLIST_PYTHON} ${planted_faults} list
+                    OUTPUT_VARIABLE faults COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX MATCHALL "[^\n]+" faults "${faults}")
+    add_custom_target(planted_faults)
+    foreach(fault IN LISTS faults)
+        string(REPLACE "|" ";" fault "${fault}")
+        list(GET fault 0 name)
+        list(GET fault 1 source)
+        set(original ${PROJECT_SOURCE_DIR}/src/${source})
+        set(faulty ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
+        add_custom_command(OUTPUT ${faulty} VERBATIM
+            COMMAND ${APPLIST_PYTHON} ${planted_faults} patch ${name} ${PROJECT_SOURCE_DIR}/src ${faulty}
+            DEPENDS ${planted_faults} ${original})
+        add_executable(sim_with_${name} EXCLUDE_FROM_ALL ${faulty})
+        target_link_libraries(sim_with_${name} PRIVATE sim_parts)
+        target_compile_options(sim_with_${name} PRIVATE -w)
+        add_dependencies(planted_faults sim_with_${name})
+    endforeach()
+
+    add_test(NAME sim.Basics COMMAND sim basics)
+    add_test(NAME sim.Rounds COMMAND sim run 1 1000)
+    add_test(NAME sim.SameBytes
+             COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/sim/same_bytes.py
+                     $<TARGET_FILE:sim> ${CMAKE_CURRENT_BINARY_DIR})
+    set(tests sim.Basics sim.Rounds sim.SameBytes)
+    foreach(name serials-not-compared waiting-reply-forgotten owner-believed-from-anybody)
+        set_target_properties(sim_with_${name} PROPERTIES EXCLUDE_FROM_ALL OFF)
+        add_test(NAME sim.Finds-${name}
+                 COMMAND ${APPLIST_PYTHON} ${planted_faults} hunt
+                         $<TARGET_FILE_DIR:sim_with_${name}> 1000 ${name})
+        list(APPEND tests sim.Finds-${name})
+    endforeach()
+    set_tests_properties(${tests} PROPERTIES LABELS sim TIMEOUT 600)
 endif()
