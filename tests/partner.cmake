@@ -55,6 +55,7 @@ endforeach()
 # On real buses. What is stopped or killed is a process of its own.
 if(APPLIST_OPEN_TRANSPORT)
     add_executable(partner_test_side
+        partner/CauseName.cpp
         partner/EditableList.cpp
         partner/QuietLog.cpp
         partner/bus/HostileService.cpp
@@ -84,6 +85,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/Policy_test.cpp
         partner/bus/SideProcess.cpp
         partner/bus/Starting_test.cpp
+        partner/bus/SystemPolicy_test.cpp
         support/BusClient.cpp
         support/Forger.cpp
         support/JournalStandIn.cpp

@@ -13,6 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "applist/LocalAppListModel.h"
 #include "bus/BusSelection.h"
@@ -20,6 +21,7 @@
 #include "common/Guarded.h"
 #include "partner/EditableList.h"
 #include "partner/RemoteAppListModel.h"
+#include "partner/bus/BareRemote.h"
 #include "partner/bus/HostileService.h"
 
 using applist::Guarded;
@@ -114,6 +116,8 @@ public:
             LookWhetherItIsShown();
         } else if (command == "content") {
             Say(DigestOf(m_model));
+        } else if (command == "use") {
+            UseEverything();
         } else {
             throw std::logic_error(command);
         }
@@ -132,6 +136,29 @@ private:
         }
     }
 
+    // Each operation that there is, with what is read and written in messages and in descriptors.
+    void UseEverything() {
+        RemoteAppListItem maps("Maps", "maps");
+        RemoteAppListItem large(std::string(100000, 'l'), "large");
+        RemoteAppListItem small("Small", "small");
+        m_model.AddItemAtEnd(&maps);
+        m_model.AddItems({&maps, &large});
+        m_model.SetSelection(&maps);
+        m_model.SetClicked(&maps);
+        m_model.Synchronize();
+        m_model.ModifyItem(&large, &small);
+        m_model.RemoveItem(&maps);
+        m_model.Synchronize();
+        m_remote = std::make_unique<BareRemote>();
+        std::vector<char> data = BareRemote::Question();
+        m_remote->SendMessage(data);
+        m_remote->SendNotification(data);
+        m_remote->CallLater(std::chrono::milliseconds(1), [this] {
+            m_remote.reset();
+            Say("used");
+        });
+    }
+
     void LookWhetherItIsShown() {
         if (m_awaited.empty() || m_awaited != DigestOf(m_model)) return;
         m_awaited.clear();
@@ -139,6 +166,7 @@ private:
     }
 
     RemoteAppListModel m_model;
+    std::unique_ptr<BareRemote> m_remote;
     std::string m_awaited;
 };
 

@@ -1,6 +1,7 @@
 #include "partner/bus/SideProcess.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -21,26 +22,36 @@ std::runtime_error Failure(const std::string& what) {
     return std::runtime_error(what + ": " + std::strerror(errno));
 }
 
+bool Become(uid_t user) {
+    return setgroups(0, nullptr) == 0 && setgid(user) == 0 && setuid(user) == 0;
+}
+
 }  // namespace
 
-SideProcess::SideProcess(const std::string& which, const std::string& address) {
-    Start(which, address);
+SideProcess::SideProcess(const std::string& which, const std::string& address,
+                         std::optional<uid_t> user) {
+    Start(which, address, user);
     const std::string first = Hear();
     if (first != "ready") throw std::runtime_error(which + " says: " + first);
 }
 
-void SideProcess::Start(const std::string& which, const std::string& address) {
+void SideProcess::Start(const std::string& which, const std::string& address,
+                        std::optional<uid_t> user) {
     int in[2];
     int out[2];
     if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) throw Failure("pipe");
     const pid_t parent = getpid();
     m_pid = fork();
     if (m_pid == 0) {
+        // Opened before, as the other user may not reach the folder that it is in.
+        const int program = open(PARTNER_TEST_SIDE, O_RDONLY | O_CLOEXEC);
+        if (user && !Become(*user)) _exit(127);
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (getppid() != parent) _exit(127);
         dup2(in[0], STDIN_FILENO);
         dup2(out[1], STDOUT_FILENO);
-        execl(PARTNER_TEST_SIDE, "side", which.c_str(), address.c_str(), nullptr);
+        const char* const words[] = {"side", which.c_str(), address.c_str(), nullptr};
+        fexecve(program, const_cast<char* const*>(words), environ);
         _exit(127);
     }
     close(in[0]);

@@ -7,12 +7,16 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 
 class SideProcess {
 public:
     // Starts `which`, "service" or "partner", on the bus at `address`, and waits until it is ready.
-    SideProcess(const std::string& which, const std::string& address);
+    SideProcess(const std::string& which, const std::string& address)
+        : SideProcess(which, address, std::nullopt) {}
+    // The same as another user, which takes root.
+    SideProcess(const std::string& which, const std::string& address, std::optional<uid_t> user);
     ~SideProcess() { Kill(); }
     SideProcess(const SideProcess&) = delete;
     SideProcess& operator=(const SideProcess&) = delete;
@@ -31,7 +35,7 @@ public:
     int End();
 
 private:
-    void Start(const std::string& which, const std::string& address);
+    void Start(const std::string& which, const std::string& address, std::optional<uid_t> user);
     void Close();
 
     pid_t m_pid = -1;
