@@ -92,6 +92,7 @@ class ConfiguredBus:
     def __init__(self, config, **files):
         self._folder = tempfile.TemporaryDirectory(prefix="applistctl-bus-")
         self.address = f"unix:path={self._folder.name}/bus"
+        self._log = open(self.path("log"), "w", encoding="utf-8")
         for name, text in dict(files, config=config).items():
             with open(self.path(name), "w", encoding="utf-8") as out:
                 out.write(text.format(address=self.address, folder=self._folder.name,
@@ -99,8 +100,13 @@ class ConfiguredBus:
         self._process = subprocess.Popen(
             ["dbus-daemon", "--nofork", "--nopidfile", "--print-address",
              f"--config-file={self.path('config')}"],
-            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            stdout=subprocess.PIPE, stderr=self._log, text=True)
         assert self._process.stdout.readline(), "dbus-daemon did not start"
+
+    def log(self):
+        """What the bus has said so far."""
+        with open(self._log.name, encoding="utf-8") as log:
+            return log.read()
 
     def path(self, name):
         return os.path.join(self._folder.name, name)
@@ -109,6 +115,7 @@ class ConfiguredBus:
         self._process.terminate()
         self._process.wait(DEADLINE)
         self._process.stdout.close()
+        self._log.close()
         self._folder.cleanup()
 
 
@@ -154,14 +161,15 @@ class ToolTest(AppTest):
         self.addCleanup(service.stop)
         return service
 
-    def run_tool(self, *arguments, stdin=b"", stdout=subprocess.PIPE, closed="", **variables):
+    def run_tool(self, *arguments, stdin=b"", stdout=subprocess.PIPE, closed="", user=None,
+                 **variables):
         """Runs the tool to its end: with pipes, with other files, or with a stream `closed` as a
-        shell does it, <&- or >&-."""
+        shell does it, <&- or >&-; as another `user` when that is given."""
         given = {"input": stdin} if isinstance(stdin, bytes) else {"stdin": stdin}
         done = subprocess.run(["sh", "-c", f'exec "$0" "$@" {closed}', APPLISTCTL, *arguments],
                               stdout=stdout, stderr=subprocess.PIPE,
                               env=environment(self.bus, **variables), timeout=DEADLINE,
-                              check=False, **given)
+                              check=False, user=user, **given)
         return Result(done.returncode, done.stdout or b"", done.stderr.decode())
 
     def output_of(self, *arguments, **more):
