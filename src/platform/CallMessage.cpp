@@ -16,7 +16,8 @@ std::string SenderOf(sd_bus_message* call) {
 std::vector<char> BodyOf(sd_bus_message* call) {
     const void* bytes = nullptr;
     std::size_t size = 0;
-    if (sd_bus_message_read_array(call, 'y', &bytes, &size) < 0) return std::vector<char>();
+    // All that can be wanting is memory; an empty request would be answered as if it were executed.
+    if (sd_bus_message_read_array(call, 'y', &bytes, &size) < 0) throw std::bad_alloc();
     const char* const begin = static_cast<const char*>(bytes);
     return std::vector<char>(begin, begin + size);
 }
