@@ -44,7 +44,7 @@ Endpoint::~Endpoint() {
     // goes that could, then what waits is sent.
     m_object.reset();
     m_nameAnswer.reset();
-    m_partners.RemoveAll();
+    while (!m_partners.Empty()) m_partners.RemoveOne();
     m_turns.Detach();
     if (m_owned) m_outbox.Flush(transport_limits::kFlushTimeout);
     m_outbox.Detach();
@@ -268,7 +268,7 @@ void Endpoint::Lost() {
     m_turns.Detach();
     m_object.reset();
     m_nameAnswer.reset();
-    for (const std::string& partner : m_partners.RemoveAll()) Report(false, partner);
+    while (!m_partners.Empty()) Report(false, m_partners.RemoveOne());
 }
 
 int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error*) {

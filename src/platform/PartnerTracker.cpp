@@ -56,11 +56,10 @@ void PartnerTracker::Remove(const std::string& name) {
     m_partners.erase(name);
 }
 
-std::vector<std::string> PartnerTracker::RemoveAll() {
-    std::vector<std::string> names;
-    for (const auto& entry : m_partners) names.push_back(entry.first);
-    m_partners.clear();
-    return names;
+// Takes no memory: it may be the want of it that ends the connection.
+std::string PartnerTracker::RemoveOne() {
+    auto first = m_partners.extract(m_partners.begin());
+    return std::move(first.key());
 }
 
 int PartnerTracker::OnOwnerChanged(sd_bus_message* message, void* userdata, sd_bus_error*) {

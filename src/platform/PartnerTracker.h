@@ -9,7 +9,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "bus/SdBus.h"
 
@@ -37,8 +36,12 @@ public:
     // Stops following `name`, if it was followed.
     void Remove(const std::string& name);
 
-    // Stops following everyone, and returns whom it followed, sorted by name.
-    std::vector<std::string> RemoveAll();
+    // Whether it follows nobody.
+    bool Empty() const { return m_partners.empty(); }
+
+    // Stops following the first by name, and returns whom.
+    // REQUIRES: not Empty().
+    std::string RemoveOne();
 
 private:
     struct Partner;
