@@ -241,17 +241,27 @@ void Endpoint::Report(bool state, const std::string& partner) {
 
 // ---- The bus ------------------------------------------------------------------------------------
 
+// Tries twice. When the first attempt runs out of memory, libsystemd forgets some of what it made,
+// and fails an assertion about that when the connection is freed; the second one finds it again.
+int Endpoint::AddObject() {
+    int result = -ENOMEM;
+    for (int tries = 0; result == -ENOMEM && tries < 2; ++tries) {
+        sd_bus_slot* slot = nullptr;
+        result = sd_bus_add_object_vtable(m_link.Bus(), &slot, m_path.c_str(),
+                                          endpoint_names::kInterface, kVtable, this);
+        m_object.reset(slot);
+    }
+    return result;
+}
+
 // The constructor waits for the name itself, to say why it failed; when the endpoint comes back,
 // nothing may wait, so the answer arrives in the loop.
 void Endpoint::Export() {
-    sd_bus_slot* slot = nullptr;
-    int result = sd_bus_add_object_vtable(m_link.Bus(), &slot, m_path.c_str(),
-                                          endpoint_names::kInterface, kVtable, this);
-    m_object.reset(slot);
+    int result = AddObject();
     if (result >= 0) result = m_turns.Attach(m_link.Loop());
     if (result >= 0) result = m_outbox.Attach(m_link.Bus(), m_link.Loop());
     if (result >= 0 && m_isBuilt) {
-        slot = nullptr;
+        sd_bus_slot* slot = nullptr;
         result = sd_bus_request_name_async(m_link.Bus(), &slot, m_busName.c_str(), 0, OnNameAnswer,
                                            this);
         m_nameAnswer.reset(slot);

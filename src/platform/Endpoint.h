@@ -72,6 +72,7 @@ private:
     void Refuse(sd_bus_message* call, const std::string& text);
     void Report(bool state, const std::string& partner);
 
+    int AddObject();
     void Export();  // on a connection that has just come up
     void Lost();    // undoes it
 
