@@ -8,6 +8,7 @@
 #include <csignal>
 #include <exception>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -93,6 +94,9 @@ int Main(int argc, char** argv) {
     } catch (const UsageError& error) {
         Complain(error.what());
         return kExitUsage;
+    } catch (const std::bad_alloc&) {
+        Complain("out of memory; free some, then start again");
+        return kExitFailed;
     } catch (const std::exception& error) {
         Complain(error.what());
         return kExitFailed;
