@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <iostream>
+#include <system_error>
 
 #include "common/PrintableText.h"
 #include "partner/RemoteAppListModel.h"
@@ -42,6 +43,7 @@ int main() try {
     list.AddServiceListener(&screen);
     const int status = sd_event_loop(loop);
     sd_event_unref(loop);
+    if (status < 0) throw std::system_error(-status, std::generic_category(), "the loop failed");
     return status;
 } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
