@@ -1,0 +1,375 @@
+"""applistd while one of its calls fails: it goes on, comes back, or ends and says why.
+
+Whatever it answers meanwhile is true, and what is not answered is an error to the caller. A daemon
+that owns its name and does not answer, one that spins, and one that ends without a word are none of
+the three.
+"""
+
+import errno
+import fcntl
+import os
+import select
+import subprocess
+import tempfile
+import time
+
+import dbus
+import dbus.bus
+from gi.repository import GLib
+
+from faults import ERRNOS, Fault, Faults
+from support import items
+from support.partner import Partner
+from support.processes import APPLISTD, Bus
+
+MAPS, MUSIC, NEWS = ("Maps", "maps"), ("Music", "music"), ("News", "news")
+# A list with this cannot leave at once, so the daemon has to wait for the bus to take it.
+LARGE = ("L" * 500_000, "large")
+
+# How long the daemon may be away: some attempts to come back, which begin ever later.
+BACK = 20.0
+# How long the answer to one call may take. An honest one takes a millisecond.
+ANSWER = 10.0
+MOST_ROUNDS = 25
+
+# What a daemon at rest may do within OBSERVATION, and what is called a spin within LONGER.
+OBSERVATION, AT_REST = 0.02, 60
+LONGER, SPIN = 0.5, 1500
+
+
+class Client:
+    """A caller whose calls may fail: then the answer is None."""
+
+    def __init__(self, bus):
+        self._bus = bus
+        self._connection = None
+
+    def connect(self):
+        if self._connection is None:
+            self._connection = dbus.bus.BusConnection(self._bus.address)
+            self._connection.set_exit_on_disconnect(False)
+
+    def close(self):
+        if self._connection is not None:
+            self._connection.close()
+            self._connection = None
+
+    def _call(self, interface, method, signature, *arguments):
+        self.connect()
+        try:
+            return (self._connection.call_blocking(
+                items.BUS_NAME, items.OBJECT_PATH, interface, method, signature, arguments,
+                timeout=ANSWER, byte_arrays=True),)
+        except dbus.DBusException as error:
+            # Of these two somebody else than the daemon speaks: it did not answer in ANSWER.
+            silent = error.get_dbus_name() in ("org.freedesktop.DBus.Error.Timeout",
+                                               "org.freedesktop.DBus.Error.NoReply")
+            if silent and "did not receive a reply" in error.get_dbus_message().lower():
+                raise Silence(f"{method} is not answered") from error
+            return None
+
+    def plain(self, method):
+        return self._call(items.INTERFACE, method, "") is not None
+
+    def message(self, function, payload=b""):
+        message = dbus.ByteArray(items.request(function, payload))
+        answer = self._call(items.INTERFACE, "Message", "ay", message)
+        return None if answer is None else bytes(answer[0])
+
+    def message_fd(self, function):
+        memfd = os.memfd_create("request", os.MFD_ALLOW_SEALING)
+        with os.fdopen(memfd, "wb") as out:
+            out.write(items.request(function))
+            out.flush()
+            seal(out.fileno())
+            answer = self._call(items.INTERFACE, "MessageFd", "h", dbus.types.UnixFd(out))
+        if answer is None:
+            return None
+        descriptor = answer[0].take()
+        try:
+            return os.pread(descriptor, os.fstat(descriptor).st_size, 0)
+        finally:
+            os.close(descriptor)
+
+    def list(self):
+        answer = self.message(items.GET_ALL_ITEMS)
+        return None if answer is None else items.items(answer)
+
+    def serial(self):
+        answer = self._call("org.freedesktop.DBus.Properties", "Get", "ss", items.INTERFACE,
+                            "Serial")
+        return None if answer is None else int(answer[0])
+
+
+class Silence(Exception):
+    pass
+
+
+def seal(descriptor):
+    fcntl.fcntl(descriptor, fcntl.F_ADD_SEALS,
+                fcntl.F_SEAL_SHRINK | fcntl.F_SEAL_GROW | fcntl.F_SEAL_WRITE)
+
+
+class Daemon:
+    """applistd under faults, from its start."""
+
+    def __init__(self, bus, items_file, faults, fault=None):
+        faults.forget()
+        if fault is not None:
+            faults.arm(fault)
+        self._log = tempfile.TemporaryFile(mode="w+", prefix="applistd-log-")
+        self.process = subprocess.Popen(
+            [APPLISTD, f"--address={bus.address}", "--items", items_file],
+            env=dict(os.environ, LC_ALL="C.UTF-8", APPLIST_SMALL_BUFFERS="1", **faults.variables()),
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=self._log)
+        self._end = os.pidfd_open(self.process.pid)
+
+    def ends_within(self, seconds):
+        """Waits for that, and returns whether it has."""
+        return bool(select.select([self._end], [], [], seconds)[0])
+
+    def said(self):
+        self._log.seek(0)
+        return self._log.read()
+
+    def remove(self):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+        os.close(self._end)
+        self._log.close()
+
+
+class DaemonCases:
+    """A running daemon with `base`, in whose work something fails."""
+
+    def __init__(self, base=(MAPS, MUSIC)):
+        self._base = list(base)
+        self._bus = Bus()
+        descriptor, self._items = tempfile.mkstemp(prefix="applistd-items-")
+        with os.fdopen(descriptor, "wb") as out:
+            out.write(b"".join(items.item(*each) for each in self._base))
+        self._faults = Faults()
+        self._client = Client(self._bus)
+        self._daemon = None
+
+    def remove(self):
+        self._client.close()
+        if self._daemon is not None:
+            self._daemon.remove()
+        self._faults.remove()
+        os.remove(self._items)
+        self._bus.remove()
+
+    def all(self, kind, most):
+        self._start()
+        before = self._faults.counts()
+        for _ in range(2):
+            self._work()
+        self._wait_until_right()
+        counts = {call: count - before[call] for call, count in self._faults.counts().items()}
+        cases = []
+        for call, count in counts.items():
+            if count == 0 or (call == "malloc") != (kind == "memory"):
+                continue
+            occurrences = range(1, (count if kind == "memory" else most) + 1)
+            cases += [(Fault(call, error, nth)) for error in ERRNOS[call] for nth in occurrences]
+        return [(fault,) for fault in cases]
+
+    def run(self, case):
+        (fault,) = case
+        if self._daemon is None:
+            self._start()
+        self._faults.arm(fault)
+        wrong = ""
+        try:
+            for _ in range(MOST_ROUNDS):
+                self._work()
+                if self._faults.failed() > 0 or self._daemon.process.poll() is not None:
+                    break
+            took_place = self._faults.failed() > 0
+            self._faults.disarm()
+            if not self._daemon.ends_within(0):
+                self._wait_until_right()
+            if not self._daemon.ends_within(0):
+                self._look_for_a_spin()
+        except (Silence, AssertionError) as failure:
+            took_place = self._faults.failed() > 0
+            wrong = str(failure)
+        if self._daemon.ends_within(0):
+            wrong = wrong_end(self._daemon, fault)
+        if wrong:
+            wrong += f"; the daemon said {self._daemon.said()!r}"
+        if wrong or self._daemon.ends_within(0):
+            self._end()
+        return took_place, wrong
+
+    def _start(self):
+        self._daemon = Daemon(self._bus, self._items, self._faults)
+        self._wait_until_right()
+
+    def _end(self):
+        self._daemon.remove()
+        self._daemon = None
+
+    def _work(self):
+        """One of everything; and what was answered must be true."""
+        client = self._client
+        client.plain("Connect")
+        serial = client.serial()
+        added = client.message(items.ADD_ITEM_AT_END, items.item(*NEWS)) is not None
+        after = client.serial()
+        there = client.list()
+        client.message_fd(items.GET_ALL_ITEMS)
+        client.message(items.REMOVE_ITEM, items.item(*NEWS))
+        client.plain("Disconnect")
+        if added and there is not None and NEWS not in there:
+            raise AssertionError(f"added, but not in the list of {len(there)}")
+        if there is not None and NEWS in there and None not in (serial, after) and after <= serial:
+            raise AssertionError("added without an event")
+        # The loop's own turn, with nobody who calls: a caller that leaves.
+        client.close()
+
+    def _wait_until_right(self):
+        """Until the daemon owns its name, and its list is what it should be."""
+        end = time.monotonic() + BACK
+        while not self._is_right():
+            if time.monotonic() > end:
+                raise AssertionError(f"it did not come back: its list is {str(self._client.list())[:200]}")
+            if self._daemon.ends_within(0):
+                return
+            self._wait_for_owner(end)
+
+    def _is_right(self):
+        there = self._client.list()
+        if there == self._base:
+            return True
+        if there is not None:
+            others = [each for each in there if each != NEWS]
+            assert others == self._base, f"the list is {str(there)[:200]}"
+            self._client.message(items.REMOVE_ITEM, items.item(*NEWS))
+        return False
+
+    def _wait_for_owner(self, end):
+        self._client.close()
+        partner = Partner(self._bus)
+        timer = GLib.timeout_add(50, lambda: True)
+        try:
+            context = GLib.MainContext.default()
+            while not partner.service_is_there() and time.monotonic() < end and \
+                    not self._daemon.ends_within(0):
+                context.iteration(True)
+        finally:
+            GLib.source_remove(timer)
+            partner.close()
+
+    def _look_for_a_spin(self):
+        for time_to_look, most in ((OBSERVATION, AT_REST), (LONGER, SPIN)):
+            before = sum(self._faults.counts().values())
+            self._daemon.ends_within(time_to_look)
+            made = sum(self._faults.counts().values()) - before
+            if made <= most:
+                return
+        raise AssertionError(f"it spins: {made} calls in {LONGER} s of rest")
+
+
+def wrong_end(daemon, fault):
+    """What is wrong with how the daemon ended, if anything."""
+    daemon.process.wait()
+    causes = [os.strerror(getattr(errno, fault.error)), "memory"]
+    # libsystemd makes one of these two, as it is the same.
+    if fault.error == "EPIPE":
+        causes.append(os.strerror(errno.ECONNRESET))
+    lines = daemon.said().splitlines()
+    told = [line for line in lines if line.startswith("applistd: ")]
+    if fault.call == "malloc" and ("GLib-ERROR" in daemon.said() or
+                                    "GLib (gthread" in daemon.said()):
+        return ""  # GLib's own way to end without memory, which says so
+    if daemon.process.returncode <= 0:
+        return f"it ended with {daemon.process.returncode}"
+    if len(told) != 1 or not any(cause in told[0] for cause in causes):
+        return f"its end does not name the cause, {causes[0]}"
+    return ""
+
+
+class StartCases(DaemonCases):
+    """A daemon that starts: it serves its list, or ends and says why."""
+
+    def all(self, kind, most):
+        self._start()
+        counts = self._faults.counts()
+        self._end()
+        return [(Fault(call, error, nth),) for call, count in counts.items()
+                if (call == "malloc") == (kind == "memory") for error in ERRNOS[call]
+                for nth in range(1, (count if kind == "memory" else min(count, most)) + 1)]
+
+    def run(self, case):
+        (fault,) = case
+        self._daemon = Daemon(self._bus, self._items, self._faults, fault)
+        wrong = ""
+        try:
+            self._wait_until_right()
+        except (Silence, AssertionError) as failure:
+            wrong = str(failure)
+        if self._daemon.ends_within(0):
+            wrong = wrong_end(self._daemon, fault)
+        took_place = self._faults.failed() > 0
+        if wrong:
+            wrong += f"; the daemon said {self._daemon.said()!r}"
+        self._end()
+        return took_place, wrong
+
+
+class StopCases(DaemonCases):
+    """A daemon that is asked to end: it does, and well or with the cause why not."""
+
+    def all(self, kind, most):
+        self._start()
+        before = self._faults.counts()
+        self._stop()
+        made = {call: count - before[call] for call, count in self._faults.counts().items()}
+        self._end()
+        return [(Fault(call, error, nth),) for call, count in made.items()
+                if (call == "malloc") == (kind == "memory") for error in ERRNOS[call]
+                for nth in range(1, (count if kind == "memory" else min(count, most)) + 1)]
+
+    def run(self, case):
+        (fault,) = case
+        self._start()
+        self._faults.arm(fault)
+        wrong = ""
+        if not self._stop():
+            wrong = "it does not end"
+        elif self._daemon.process.returncode != 0:
+            wrong = wrong_end(self._daemon, fault)
+        if wrong:
+            wrong += f"; the daemon said {self._daemon.said()!r}"
+        took_place = self._faults.failed() > 0
+        self._end()
+        return took_place, wrong
+
+    def _stop(self):
+        """With a bus at hand and a partner that is connected; returns whether it ended."""
+        self._client.plain("Connect")
+        self._daemon.process.terminate()
+        ends = self._daemon.ends_within(BACK)
+        if ends:
+            self._daemon.process.wait()
+        return ends
+
+
+class StallCases(DaemonCases):
+    """The same with a list so long that the bus does not take it at once."""
+
+    def __init__(self):
+        super().__init__(base=(MAPS, LARGE))
+
+
+class BusRestartCases(DaemonCases):
+    """While the bus goes and another one comes."""
+
+    def _work(self):
+        self._client.close()
+        self._bus.stop()
+        self._bus.start()
+        self._wait_until_right()

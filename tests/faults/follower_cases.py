@@ -1,0 +1,151 @@
+"""examples/follow, a small partner, while one of its calls fails: it shows the list as it becomes,
+or ends and says why."""
+
+import errno
+import os
+import queue
+import select
+import signal
+import subprocess
+import tempfile
+import threading
+import time
+
+from daemon_cases import AT_REST, BACK, LONGER, OBSERVATION, SPIN
+from faults import ERRNOS, Fault, Faults
+from support import items
+from support.partner import Partner
+from support.processes import Applistd, Bus
+
+FOLLOW = os.environ["APPLIST_FOLLOW"]
+
+MOST_ROUNDS = 25
+
+
+class Follower:
+    def __init__(self, bus, faults):
+        faults.forget()
+        self._log = tempfile.TemporaryFile(mode="w+", prefix="follow-log-")
+        self.process = subprocess.Popen(
+            [FOLLOW], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self._log,
+            text=True, env=dict(os.environ, DBUS_SESSION_BUS_ADDRESS=bus.address,
+                                LC_ALL="C.UTF-8", **faults.variables()))
+        self._end = os.pidfd_open(self.process.pid)
+        self._lines = queue.Queue()
+        threading.Thread(target=self._read, daemon=True).start()
+
+    def _read(self):
+        for line in self.process.stdout:
+            self._lines.put(line.rstrip("\n"))
+        self._lines.put(None)
+
+    def shows(self, text):
+        """Whether it shows that within BACK; when it ends before, it does not."""
+        end = time.monotonic() + BACK
+        while True:
+            try:
+                line = self._lines.get(timeout=max(0.0, end - time.monotonic()))
+            except queue.Empty:
+                return False
+            if line is None or line == text:
+                return line is not None
+
+    def ends_within(self, seconds):
+        return bool(select.select([self._end], [], [], seconds)[0])
+
+    def said(self):
+        self._log.seek(0)
+        return self._log.read()
+
+    def remove(self):
+        if self.process.poll() is None:
+            self.process.send_signal(signal.SIGKILL)
+        self.process.wait()
+        os.close(self._end)
+        self._log.close()
+
+
+class FollowerCases:
+    def __init__(self):
+        self._bus = Bus()
+        self._daemon = Applistd(self._bus, "--items", "/dev/null", stderr=subprocess.DEVNULL)
+        self._partner = Partner(self._bus)
+        self._faults = Faults()
+        self._follower = None
+        self._round = 0
+
+    def remove(self):
+        if self._follower is not None:
+            self._follower.remove()
+        self._faults.remove()
+        self._partner.close()
+        self._daemon.stop()
+        self._bus.remove()
+
+    def all(self, kind, most):
+        self._start()
+        before = self._faults.counts()
+        assert self._work() and self._work()
+        counts = {call: count - before[call] for call, count in self._faults.counts().items()}
+        cases = []
+        for call, count in counts.items():
+            if count == 0 or (call == "malloc") != (kind == "memory"):
+                continue
+            occurrences = range(1, (count if kind == "memory" else most) + 1)
+            cases += [(Fault(call, error, nth),) for error in ERRNOS[call] for nth in occurrences]
+        return cases
+
+    def run(self, case):
+        (fault,) = case
+        if self._follower is None:
+            self._start()
+        self._faults.arm(fault)
+        for _ in range(MOST_ROUNDS):
+            shown = self._work()
+            if not shown or self._faults.failed() > 0:
+                break
+        took_place = self._faults.failed() > 0
+        self._faults.disarm()
+        wrong = ""
+        # It may just be ending.
+        if self._follower.ends_within(0 if shown else 1.0):
+            wrong = self._wrong_end(fault)
+        elif not shown or not self._work():
+            wrong = "it does not show what the list is"
+        else:
+            wrong = self._spin()
+        if wrong:
+            wrong += f"; it said {self._follower.said()!r}"
+        if wrong or self._follower.ends_within(0):
+            self._follower.remove()
+            self._follower = None
+        return took_place, wrong
+
+    def _start(self):
+        self._follower = Follower(self._bus, self._faults)
+        assert self._work(), self._follower.said()
+
+    def _work(self):
+        """Changes the list in two steps, and returns whether both ends of that are shown."""
+        self._round += 1
+        name = f"Item{self._round}"
+        self._partner.call(items.REMOVE_ALL_ITEMS)
+        self._partner.call(items.ADD_ITEM_AT_END, items.item(name, "id"))
+        return self._follower.shows(f"items: {name}")
+
+    def _wrong_end(self, fault):
+        self._follower.process.wait()
+        status = self._follower.process.returncode
+        cause = os.strerror(getattr(errno, fault.error))
+        if status <= 0:
+            return f"it ended with {status}"
+        return "" if cause in self._follower.said() else f"its end does not name the cause, {cause}"
+
+    def _spin(self):
+        for time_to_look, most in ((OBSERVATION, AT_REST), (LONGER, SPIN)):
+            before = sum(self._faults.counts().values())
+            self._follower.ends_within(time_to_look)
+            made = sum(self._faults.counts().values()) - before
+            if made <= most:
+                return ""
+        return f"it spins: {made} calls in {LONGER} s of rest"
