@@ -106,4 +106,20 @@ if(APPLIST_OPEN_TRANSPORT)
     add_dependencies(partner_bus_tests partner_test_side)
     gtest_discover_tests(partner_bus_tests DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS bus TIMEOUT 120)
+
+    # Kills, stops, floods and forgeries for as long as it is told; ./dev torture.
+    add_executable(torture
+        partner/bus/SideProcess.cpp
+        support/JournalStandIn.cpp
+        support/PrivateBus.cpp
+        support/TestLoop.cpp
+        torture/Attacker.cpp
+        torture/Torture.cpp)
+    target_include_directories(torture PRIVATE ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(torture PRIVATE test_options PkgConfig::APPLIST_SYSTEMD)
+    target_compile_definitions(torture PRIVATE
+        PARTNER_TEST_SIDE="$<TARGET_FILE:partner_test_side>")
+    add_dependencies(torture partner_test_side)
+    add_test(NAME torture COMMAND torture 60 1)
+    set_tests_properties(torture PROPERTIES LABELS bus TIMEOUT 240)
 endif()

@@ -85,11 +85,15 @@ private:
     LocalAppListModel m_service{&m_list};
 };
 
-class Partner : public Side, public ItemChangeListener, public ItemSelectionListener {
+class Partner : public Side,
+                public ItemChangeListener,
+                public ItemSelectionListener,
+                public applist::ServiceListener {
 public:
     Partner() {
         m_model.AddItemChangeListener(this);
         m_model.AddItemSelectionListener(this);
+        m_model.AddServiceListener(this);
     }
 
     void Do(const std::string& command, std::istream& arguments) override {
@@ -109,6 +113,9 @@ public:
             arguments >> time;
             m_model.SetTimeout(std::chrono::milliseconds(time));
             Say("set");
+        } else if (command == "join") {
+            m_joins = true;
+            ServiceChanged(&m_model);
         } else if (command == "sync") {
             Synchronize();
         } else if (command == "await") {
@@ -125,6 +132,11 @@ public:
 
     void ItemChanged(AppListModel*) override { LookWhetherItIsShown(); }
     void ItemSelected(AppListModel*) override { LookWhetherItIsShown(); }
+    void ServiceChanged(RemoteAppListModel* model) override {
+        if (!m_joins || !model->IsServiceThere()) return;
+        m_joins = false;
+        Say("joined");
+    }
 
 private:
     void Synchronize() {
@@ -168,6 +180,7 @@ private:
     RemoteAppListModel m_model;
     std::unique_ptr<BareRemote> m_remote;
     std::string m_awaited;
+    bool m_joins = false;  // says so when the service is there
 };
 
 // A service that lets a partner, which synchronizes at once, have its answer only when it has read
