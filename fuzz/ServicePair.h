@@ -21,7 +21,7 @@ public:
     using Carrier = std::function<std::string(const std::string& buffer)>;
     static std::string Deliver(const std::string& buffer);
 
-    explicit ServicePair(Carrier carrier = Deliver);
+    explicit ServicePair(Carrier carrier);
     // Destroys both sides; every item that the model was given must be freed then.
     ~ServicePair();
 
