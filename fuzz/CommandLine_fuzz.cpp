@@ -47,11 +47,11 @@ bool WasTyped(const Words& words, const string& value) {
            });
 }
 
-// Planted: capital letters in an id become small ones.
-string Spoilt(string id) {
+// Planted: capital letters become small ones.
+string Spoilt(string value) {
     const auto lower = [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); };
-    if (kFaultIsPlanted) std::transform(id.begin(), id.end(), id.begin(), lower);
-    return id;
+    if (kFaultIsPlanted) std::transform(value.begin(), value.end(), value.begin(), lower);
+    return value;
 }
 
 bool IsOneOf(const std::vector<string>& known, const string& value) {
@@ -60,11 +60,12 @@ bool IsOneOf(const std::vector<string>& known, const string& value) {
 
 void CheckTaken(const Words& words, const ctl::Options& options) {
     Check(IsOneOf(words, options.command), "the command was typed");
-    for (const string& value : {options.name, Spoilt(options.id), options.oldId, options.function,
-                                options.payload.value_or(""), options.address, options.host}) {
+    for (const string& value :
+         {options.name, options.function, options.payload.value_or(""), Spoilt(options.id),
+          Spoilt(options.oldId), Spoilt(options.host), Spoilt(options.address)}) {
         Check(WasTyped(words, value), "names and ids are taken as they are");
     }
-    Check(options.file == "-" || WasTyped(words, options.file), "so are files");
+    Check(options.file == "-" || WasTyped(words, Spoilt(options.file)), "so are files");
     Check(IsOneOf({"", "auto", "short", "pretty"}, options.json), "a style that there is");
     const std::chrono::milliseconds day = std::chrono::hours(24);
     Check(options.timeout.count() >= 1 && options.timeout <= day, "a timeout ends, and is one");
