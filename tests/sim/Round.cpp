@@ -19,9 +19,8 @@ constexpr Usec kSilentBus = 25 * kSecond;
 // How long programs take to find each other when nothing is wrong.
 constexpr Usec kLongestStart = kSecond;
 
-// After a call of which the reply was lost, or which was refused, it takes its timeout to try
-// again.
-constexpr Usec kTimeout = 6 * kSecond;
+// An answer that was lost is waited for until its time is up: a minute, for the count of events.
+constexpr Usec kLostReply = 65 * kSecond;
 
 // What is promised: whatever was lost, all is equal again after this time.
 constexpr Usec kConverged = 5 * kSecond;
@@ -85,6 +84,7 @@ void Round::Log(int priority, const char* text) {
 void Round::Begin() {
     m_world.m_faults = m_weather.faults;
     m_bus.m_kind = m_weather.bus;
+    m_service.List().m_isChatty = m_weather.isChatty;
     if (m_weather.faults.refuseMemory != 0) AnyProgram().Where()->lacksMemory = true;
     m_service.Start();
     for (const auto& partner : m_partners) partner->Start();
@@ -160,7 +160,8 @@ Usec Round::AnyTime() {
     const std::uint64_t dice = m_world.m_random.Below(100);
     if (dice < 50) return m_world.m_random.Below(2 * kMillisecond);
     if (dice < 90) return m_world.m_random.Below(200 * kMillisecond);
-    return m_world.m_random.Below(4 * kSecond);
+    if (dice < 99) return m_world.m_random.Below(4 * kSecond);
+    return m_world.m_random.Below(100 * kSecond);
 }
 
 // ---- What befalls them --------------------------------------------------------------------------
@@ -197,7 +198,8 @@ void Round::Kill() {
 void Round::Stop() {
     if (!m_weather.stops) return;
     m_world.Fault("stop");
-    const Usec longest = m_world.m_random.Permille(400) ? 12 * kSecond : 1500 * kMillisecond;
+    const Usec call = m_world.m_random.Permille(250) ? 100 * kSecond : 12 * kSecond;
+    const Usec longest = m_world.m_random.Permille(400) ? call : 1500 * kMillisecond;
     AnyProgram().Where()->stoppedUntil = m_world.Now() + m_world.m_random.Below(longest);
 }
 
@@ -265,7 +267,7 @@ void Round::AwaitReturn() {
     // To garbage instead of a greeting the bus library goes on waiting, too.
     const bool wasSilent = faults.count("silent bus") + faults.count("garbage") != 0;
     if (wasSilent) m_world.RunFor(kSilentBus);
-    if (faults.count("lost reply") != 0) m_world.RunFor(kTimeout);
+    if (faults.count("lost reply") != 0) m_world.RunFor(kLostReply);
     const auto isBack = [this] {
         return m_service.IsWanted() == m_service.IsUp() &&
                m_service.IsWanted() == !m_bus.OwnerOf(kServiceName).empty();

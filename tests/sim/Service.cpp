@@ -8,6 +8,7 @@ namespace sim {
 namespace {
 
 constexpr std::size_t kMostItems = 12;
+constexpr int kEventsOfAChat = 80;
 
 }  // namespace
 
@@ -48,8 +49,21 @@ void ServiceList::AddItems(const std::vector<AppListItem*>& items) {
 // Not only partners add items: attackers do, too.
 void ServiceList::AddItemAtEnd(AppListItem* item) {
     const MemoryLasts lasts;
-    if (IsSigned(item->GetVisibleName())) return BookkeepingList::AddItemAtEnd(item);
-    EditableList::AddItemAtEnd(item);
+    if (IsSigned(item->GetVisibleName())) {
+        BookkeepingList::AddItemAtEnd(item);
+    } else {
+        EditableList::AddItemAtEnd(item);
+    }
+    if (m_isChatty) Chat();
+}
+
+// In turns, as equal ones would be told once.
+void ServiceList::Chat() {
+    const std::string selected = GetSelection()->GetUnigueId();
+    for (int times = 0; times < kEventsOfAChat; times += 2) {
+        SelectOutside("Chat", selected);
+        TellOfNothing();
+    }
 }
 
 void ServiceList::RemoveItem(AppListItem* item) {

@@ -35,6 +35,9 @@ public:
     void RemoveItemChangeListener(ItemChangeListener* listener) override;
     void AddItemClickedListener(ItemClickListener* listener) override;
 
+    // Raises more events than the bus library may hold when a partner adds an item.
+    bool m_isChatty = false;
+
     void Note();
     const Versions& Past() const { return m_versions; }
 
@@ -42,6 +45,7 @@ private:
     void ItemChanged(AppListModel*) override;
     void ItemSelected(AppListModel*) override;
     void Tell(const std::function<void()>& listener);
+    void Chat();
 
     World& m_world;
     Versions m_versions;

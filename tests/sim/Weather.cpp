@@ -109,6 +109,7 @@ Weather Weather::Draw(Random& random, const std::string& only) {
     if (climate >= kStorms) DrawConnections(forecast, weather.faults);
     if (climate >= kStorms) DrawProcesses(forecast, weather);
     DrawSizes(forecast, weather);
+    weather.isChatty = forecast.HasRarely("chatty", 50);
     weather.isGood = climate < kStorms;
     weather.freshWithin = Promise(climate, weather);
     return weather;

@@ -26,6 +26,7 @@ struct Weather {
     BusKind bus;
     unsigned largeNames = 0;  // of a thousand names
     bool hasHugeName = false;
+    bool isChatty = false;  // the application tells of one write many times
 
     // What befalls processes and the bus.
     bool restarts = false;
