@@ -8,8 +8,6 @@ the three.
 import errno
 import fcntl
 import os
-import select
-import subprocess
 import tempfile
 import time
 
@@ -17,10 +15,11 @@ import dbus
 import dbus.bus
 from gi.repository import GLib
 
-from faults import ERRNOS, Fault, Faults
+from faults import Faults, faults_of
 from support import items
 from support.partner import Partner
 from support.processes import APPLISTD, Bus
+from victim import Victim
 
 MAPS, MUSIC, NEWS = ("Maps", "maps"), ("Music", "music"), ("News", "news")
 # A list with this cannot leave at once, so the daemon has to wait for the bus to take it.
@@ -31,10 +30,6 @@ BACK = 20.0
 # How long the answer to one call may take. An honest one takes a millisecond.
 ANSWER = 10.0
 MOST_ROUNDS = 25
-
-# What a daemon at rest may do within OBSERVATION, and what is called a spin within LONGER.
-OBSERVATION, AT_REST = 0.02, 60
-LONGER, SPIN = 0.5, 1500
 
 
 class Client:
@@ -110,36 +105,6 @@ def seal(descriptor):
                 fcntl.F_SEAL_SHRINK | fcntl.F_SEAL_GROW | fcntl.F_SEAL_WRITE)
 
 
-class Daemon:
-    """applistd under faults, from its start."""
-
-    def __init__(self, bus, items_file, faults, fault=None):
-        faults.forget()
-        if fault is not None:
-            faults.arm(fault)
-        self._log = tempfile.TemporaryFile(mode="w+", prefix="applistd-log-")
-        self.process = subprocess.Popen(
-            [APPLISTD, f"--address={bus.address}", "--items", items_file],
-            env=dict(os.environ, LC_ALL="C.UTF-8", APPLIST_SMALL_BUFFERS="1", **faults.variables()),
-            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=self._log)
-        self._end = os.pidfd_open(self.process.pid)
-
-    def ends_within(self, seconds):
-        """Waits for that, and returns whether it has."""
-        return bool(select.select([self._end], [], [], seconds)[0])
-
-    def said(self):
-        self._log.seek(0)
-        return self._log.read()
-
-    def remove(self):
-        if self.process.poll() is None:
-            self.process.kill()
-        self.process.wait()
-        os.close(self._end)
-        self._log.close()
-
-
 class DaemonCases:
     """A running daemon with `base`, in whose work something fails."""
 
@@ -167,14 +132,10 @@ class DaemonCases:
         for _ in range(2):
             self._work()
         self._wait_until_right()
-        counts = {call: count - before[call] for call, count in self._faults.counts().items()}
-        cases = []
-        for call, count in counts.items():
-            if count == 0 or (call == "malloc") != (kind == "memory"):
-                continue
-            occurrences = range(1, (count if kind == "memory" else most) + 1)
-            cases += [(Fault(call, error, nth)) for error in ERRNOS[call] for nth in occurrences]
-        return [(fault,) for fault in cases]
+        return [(fault,) for fault in faults_of(self._made_since(before), kind, most)]
+
+    def _made_since(self, before):
+        return {call: count - before[call] for call, count in self._faults.counts().items()}
 
     def run(self, case):
         (fault,) = case
@@ -191,8 +152,7 @@ class DaemonCases:
             self._faults.disarm()
             if not self._daemon.ends_within(0):
                 self._wait_until_right()
-            if not self._daemon.ends_within(0):
-                self._look_for_a_spin()
+            wrong = self._daemon.spin()
         except (Silence, AssertionError) as failure:
             took_place = self._faults.failed() > 0
             wrong = str(failure)
@@ -205,8 +165,13 @@ class DaemonCases:
         return took_place, wrong
 
     def _start(self):
-        self._daemon = Daemon(self._bus, self._items, self._faults)
+        self._begin()
         self._wait_until_right()
+
+    def _begin(self, fault=None):
+        self._daemon = Victim(
+            [APPLISTD, f"--address={self._bus.address}", "--items", self._items], self._faults,
+            fault, APPLIST_SMALL_BUFFERS="1")
 
     def _end(self):
         self._daemon.remove()
@@ -235,7 +200,8 @@ class DaemonCases:
         end = time.monotonic() + BACK
         while not self._is_right():
             if time.monotonic() > end:
-                raise AssertionError(f"it did not come back: its list is {str(self._client.list())[:200]}")
+                there = str(self._client.list())[:200]
+                raise AssertionError(f"it did not come back: its list is {there}")
             if self._daemon.ends_within(0):
                 return
             self._wait_for_owner(end)
@@ -263,19 +229,9 @@ class DaemonCases:
             GLib.source_remove(timer)
             partner.close()
 
-    def _look_for_a_spin(self):
-        for time_to_look, most in ((OBSERVATION, AT_REST), (LONGER, SPIN)):
-            before = sum(self._faults.counts().values())
-            self._daemon.ends_within(time_to_look)
-            made = sum(self._faults.counts().values()) - before
-            if made <= most:
-                return
-        raise AssertionError(f"it spins: {made} calls in {LONGER} s of rest")
-
 
 def wrong_end(daemon, fault):
     """What is wrong with how the daemon ended, if anything."""
-    daemon.process.wait()
     causes = [os.strerror(getattr(errno, fault.error)), "memory"]
     # libsystemd makes one of these two, as it is the same.
     if fault.error == "EPIPE":
@@ -299,13 +255,12 @@ class StartCases(DaemonCases):
         self._start()
         counts = self._faults.counts()
         self._end()
-        return [(Fault(call, error, nth),) for call, count in counts.items()
-                if (call == "malloc") == (kind == "memory") for error in ERRNOS[call]
-                for nth in range(1, (count if kind == "memory" else min(count, most)) + 1)]
+        return [(fault,) for fault in faults_of(counts, kind, most)
+                if fault.nth <= counts[fault.call]]
 
     def run(self, case):
         (fault,) = case
-        self._daemon = Daemon(self._bus, self._items, self._faults, fault)
+        self._begin(fault)
         wrong = ""
         try:
             self._wait_until_right()
@@ -327,11 +282,10 @@ class StopCases(DaemonCases):
         self._start()
         before = self._faults.counts()
         self._stop()
-        made = {call: count - before[call] for call, count in self._faults.counts().items()}
+        made = self._made_since(before)
         self._end()
-        return [(Fault(call, error, nth),) for call, count in made.items()
-                if (call == "malloc") == (kind == "memory") for error in ERRNOS[call]
-                for nth in range(1, (count if kind == "memory" else min(count, most)) + 1)]
+        return [(fault,) for fault in faults_of(made, kind, most)
+                if fault.nth <= made[fault.call]]
 
     def run(self, case):
         (fault,) = case
@@ -352,10 +306,7 @@ class StopCases(DaemonCases):
         """With a bus at hand and a partner that is connected; returns whether it ended."""
         self._client.plain("Connect")
         self._daemon.process.terminate()
-        ends = self._daemon.ends_within(BACK)
-        if ends:
-            self._daemon.process.wait()
-        return ends
+        return self._daemon.ends_within(BACK)
 
 
 class StallCases(DaemonCases):

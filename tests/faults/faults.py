@@ -76,6 +76,14 @@ class Fault(NamedTuple):
         return f"{self.call}:{self.error}:{self.nth}" + ("+" if self.lasts else "")
 
 
+def faults_of(counts, kind, most):
+    """Every fault of a kind, "calls" or "memory", in a program that has made `counts` of each call:
+    up to the `most`-th occurrence of a call, and of all allocations."""
+    return [Fault(call, error, nth) for call, count in counts.items()
+            if count > 0 and (call == "malloc") == (kind == "memory") for error in ERRNOS[call]
+            for nth in range(1, (count if kind == "memory" else most) + 1)]
+
+
 class Faults:
     """What happens to the calls of one process: the one that is started with `variables`."""
 

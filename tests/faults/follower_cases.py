@@ -4,33 +4,26 @@ or ends and says why."""
 import errno
 import os
 import queue
-import select
-import signal
 import subprocess
-import tempfile
 import threading
 import time
 
-from daemon_cases import AT_REST, BACK, LONGER, OBSERVATION, SPIN
-from faults import ERRNOS, Fault, Faults
+from daemon_cases import BACK
+from faults import Faults, faults_of
 from support import items
 from support.partner import Partner
 from support.processes import Applistd, Bus
+from victim import Victim
 
 FOLLOW = os.environ["APPLIST_FOLLOW"]
 
 MOST_ROUNDS = 25
 
 
-class Follower:
+class Follower(Victim):
     def __init__(self, bus, faults):
-        faults.forget()
-        self._log = tempfile.TemporaryFile(mode="w+", prefix="follow-log-")
-        self.process = subprocess.Popen(
-            [FOLLOW], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self._log,
-            text=True, env=dict(os.environ, DBUS_SESSION_BUS_ADDRESS=bus.address,
-                                LC_ALL="C.UTF-8", **faults.variables()))
-        self._end = os.pidfd_open(self.process.pid)
+        super().__init__([FOLLOW], faults, stdout=subprocess.PIPE,
+                         DBUS_SESSION_BUS_ADDRESS=bus.address)
         self._lines = queue.Queue()
         threading.Thread(target=self._read, daemon=True).start()
 
@@ -49,20 +42,6 @@ class Follower:
                 return False
             if line is None or line == text:
                 return line is not None
-
-    def ends_within(self, seconds):
-        return bool(select.select([self._end], [], [], seconds)[0])
-
-    def said(self):
-        self._log.seek(0)
-        return self._log.read()
-
-    def remove(self):
-        if self.process.poll() is None:
-            self.process.send_signal(signal.SIGKILL)
-        self.process.wait()
-        os.close(self._end)
-        self._log.close()
 
 
 class FollowerCases:
@@ -86,14 +65,8 @@ class FollowerCases:
         self._start()
         before = self._faults.counts()
         assert self._work() and self._work()
-        counts = {call: count - before[call] for call, count in self._faults.counts().items()}
-        cases = []
-        for call, count in counts.items():
-            if count == 0 or (call == "malloc") != (kind == "memory"):
-                continue
-            occurrences = range(1, (count if kind == "memory" else most) + 1)
-            cases += [(Fault(call, error, nth),) for error in ERRNOS[call] for nth in occurrences]
-        return cases
+        made = {call: count - before[call] for call, count in self._faults.counts().items()}
+        return [(fault,) for fault in faults_of(made, kind, most)]
 
     def run(self, case):
         (fault,) = case
@@ -113,7 +86,7 @@ class FollowerCases:
         elif not shown or not self._work():
             wrong = "it does not show what the list is"
         else:
-            wrong = self._spin()
+            wrong = self._follower.spin()
         if wrong:
             wrong += f"; it said {self._follower.said()!r}"
         if wrong or self._follower.ends_within(0):
@@ -134,18 +107,8 @@ class FollowerCases:
         return self._follower.shows(f"items: {name}")
 
     def _wrong_end(self, fault):
-        self._follower.process.wait()
         status = self._follower.process.returncode
         cause = os.strerror(getattr(errno, fault.error))
         if status <= 0:
             return f"it ended with {status}"
         return "" if cause in self._follower.said() else f"its end does not name the cause, {cause}"
-
-    def _spin(self):
-        for time_to_look, most in ((OBSERVATION, AT_REST), (LONGER, SPIN)):
-            before = sum(self._faults.counts().values())
-            self._follower.ends_within(time_to_look)
-            made = sum(self._faults.counts().values()) - before
-            if made <= most:
-                return ""
-        return f"it spins: {made} calls in {LONGER} s of rest"

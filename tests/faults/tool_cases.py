@@ -10,7 +10,7 @@ import subprocess
 import threading
 from typing import NamedTuple
 
-from faults import ERRNOS, Fault, Faults
+from faults import Faults, faults_of
 from support import items
 from support.partner import Partner
 from support.processes import Applistd, Bus, DEADLINE
@@ -72,16 +72,15 @@ class ToolCases:
         """Every case of one kind, "calls" or "memory", up to the `most`-th occurrence."""
         cases = []
         for command in [*COMMANDS, WATCH]:
-            for call, count in self._counts_of(command).items():
-                if (call == "malloc") != (kind == "memory"):
+            counts = self._counts_of(command)
+            for fault in faults_of(counts, kind, most):
+                if fault.nth > counts[fault.call]:
                     continue
-                occurrences = range(1, (count if kind == "memory" else min(count, most)) + 1)
-                for error in ERRNOS[call]:
-                    cases += [(command, Fault(call, error, nth)) for nth in occurrences]
-                    # Not of `watch`, which goes on when there is memory again: until then libsystemd
-                    # tries to tell it of the loss without a pause.
-                    if kind == "memory" and command is not WATCH:
-                        cases += [(command, Fault(call, error, nth, True)) for nth in occurrences]
+                cases.append((command, fault))
+                # Not of `watch`, which goes on when there is memory again: until then libsystemd
+                # tries to tell it of the loss without a pause.
+                if kind == "memory" and command is not WATCH:
+                    cases.append((command, fault._replace(lasts=True)))
         return cases
 
     def run(self, case):
@@ -162,6 +161,14 @@ class ToolCases:
         return ""
 
     def _state(self):
+        """The list and its selection. A tool that failed may have left an edit on its way, which
+        comes between the two questions: they are asked until the answers are the same twice."""
+        before, now = None, self._state_now()
+        while now != before:
+            before, now = now, self._state_now()
+        return now
+
+    def _state_now(self):
         selection = items.items(self._partner.call(items.GET_SELECTION))
         return self._partner.all_items(), selection[0][1]
 
