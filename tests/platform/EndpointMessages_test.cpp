@@ -1,5 +1,7 @@
+#include <cerrno>
 #include <stdexcept>
 
+#include "support/BusFaults.h"
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
 
@@ -33,6 +35,17 @@ TEST_P(AnEndpoint, HandsOverMessagesThatAreShorterThanAnId) {
     }
     EXPECT_EQ((Strings{"message ", "message 1", "message 12", "message 123"}),
               m_endpoint->m_events);
+}
+
+// Taken for an empty one it would do nothing, and its caller would be told that it was done.
+TEST_P(AnEndpoint, AnswersARequestThatItHasNoMemoryToReadWithAnError) {
+    const auto client = NewClient();
+    const FailingBusCall fault(BusCall::ReadArray, -ENOMEM);
+
+    const Answer answer = client->Message("question");
+
+    EXPECT_EQ("org.freedesktop.DBus.Error.NoMemory", answer.error);
+    EXPECT_EQ(Strings{}, m_endpoint->m_events);
 }
 
 TEST_P(AnEndpoint, SendsAnEmptyAnswerAsAnEmptyArray) {

@@ -166,6 +166,20 @@ TEST_P(AnEndpointWhoseBusDies, ComesBackAlsoWhenTheConnectionFailsUnderABusThatR
     EXPECT_EQ("a call", NewClient()->Message("a call").body);
 }
 
+// The library's own matches are then in a state in which the next message ends the program.
+TEST_P(AnEndpointWhoseBusDies, LeavesTheBusWhenThereIsNoMemoryToTrackAPartner) {
+    const auto partner = NewClient();
+    {
+        const FailingBusCall fault(BusCall::AddMatch, -ENOMEM);
+        EXPECT_EQ("org.freedesktop.DBus.Error.NoMemory", partner->Connect().error);
+    }
+
+    EXPECT_TRUE(RunUntil([] { return InfosLogged("back on") == 1; })) << WholeLog();
+
+    EXPECT_EQ(Strings{}, m_endpoint->m_events);
+    EXPECT_EQ("", NewClient()->Connect().error);
+}
+
 TEST_P(AnEndpointWhoseBusDies, ForgetsTheCallsThatWereHeldForIt) {
     const auto client = NewClient();
     m_endpoint->m_answer = [this](const std::string& request) {

@@ -66,6 +66,26 @@ int __wrap_sd_event_add_time_relative(sd_event* event, sd_event_source** source,
                       : __real_sd_event_add_time_relative(event, source, clock, time, accuracy,
                                                           callback, userdata);
 }
+
+int __real_sd_bus_message_read_array(sd_bus_message* message, char type, const void** bytes,
+                                     std::size_t* size);
+int __wrap_sd_bus_message_read_array(sd_bus_message* message, char type, const void** bytes,
+                                     std::size_t* size) {
+    const int error = ErrorOf(BusCall::ReadArray);
+    return error != 0 ? error : __real_sd_bus_message_read_array(message, type, bytes, size);
+}
+
+int __real_sd_bus_add_match_async(sd_bus* bus, sd_bus_slot** slot, const char* match,
+                                  sd_bus_message_handler_t callback,
+                                  sd_bus_message_handler_t installed, void* userdata);
+int __wrap_sd_bus_add_match_async(sd_bus* bus, sd_bus_slot** slot, const char* match,
+                                  sd_bus_message_handler_t callback,
+                                  sd_bus_message_handler_t installed, void* userdata) {
+    const int error = ErrorOf(BusCall::AddMatch);
+    return error != 0
+               ? error
+               : __real_sd_bus_add_match_async(bus, slot, match, callback, installed, userdata);
+}
 }
 
 FailingBusCall::FailingBusCall(BusCall call, int error) : m_call(call) {

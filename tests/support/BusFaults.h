@@ -10,6 +10,8 @@ enum class BusCall {
     Send,             // sd_bus_send
     WatchDescriptor,  // sd_event_add_io
     MakeTimer,        // sd_event_add_time and sd_event_add_time_relative
+    ReadArray,        // sd_bus_message_read_array
+    AddMatch,         // sd_bus_add_match_async
     Count
 };
 
