@@ -79,14 +79,12 @@ class FollowerCases:
                 break
         took_place = self._faults.failed() > 0
         self._faults.disarm()
-        wrong = ""
-        # It may just be ending.
-        if self._follower.ends_within(0 if shown else 1.0):
+        shown = shown and self._work()
+        # One that shows nothing more may just be ending.
+        if self._follower.ends_within(0 if shown else BACK):
             wrong = self._wrong_end(fault)
-        elif not shown or not self._work():
-            wrong = "it does not show what the list is"
         else:
-            wrong = self._follower.spin()
+            wrong = self._follower.spin() if shown else "it does not show what the list is"
         if wrong:
             wrong += f"; it said {self._follower.said()!r}"
         if wrong or self._follower.ends_within(0):
