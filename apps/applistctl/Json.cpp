@@ -93,6 +93,7 @@ Members MembersOf(const Entry& item) {
 
 std::string JsonOf(const ListState& list, JsonStyle style) {
     std::vector<Members> objects;
+    objects.reserve(list.items.size());
     for (std::size_t at = 0; at < list.items.size(); ++at) {
         objects.push_back(MembersOf(list.items[at]));
         objects.back().emplace_back("selected", list.selected == at ? "true" : "false");
@@ -102,6 +103,7 @@ std::string JsonOf(const ListState& list, JsonStyle style) {
 
 std::string JsonOf(const std::vector<Entry>& items, JsonStyle style) {
     std::vector<Members> objects;
+    objects.reserve(items.size());
     for (const Entry& item : items) objects.push_back(MembersOf(item));
     return ArrayOf(objects, style);
 }
