@@ -67,7 +67,7 @@ if(APPLIST_OPEN_TRANSPORT)
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/sim/same_bytes.py
                      $<TARGET_FILE:sim> ${CMAKE_CURRENT_BINARY_DIR})
     set(tests sim.Basics sim.Rounds sim.SameBytes)
-    foreach(name serials-not-compared waiting-reply-forgotten owner-believed-from-anybody)
+    foreach(name descriptor-leaks owner-believed-from-anybody serials-not-compared)
         set_target_properties(sim_with_${name} PROPERTIES EXCLUDE_FROM_ALL OFF)
         add_test(NAME sim.Finds-${name}
                  COMMAND ${APPLIST_PYTHON} ${planted_faults} hunt

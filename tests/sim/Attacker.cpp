@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "bus/BusNames.h"
@@ -28,21 +29,35 @@ std::string RandomBytes(Random& random, std::size_t most) {
     return bytes;
 }
 
-// Items, or what might pass for some, and the number of a function, or of none.
-std::string RandomRequest(Random& random) {
-    static const char* const kTexts[] = {"", "Evil\ta\n", "Evil\tb\nWorse\tc\n", "Evil\t",
-                                         "\\x\ty\n"};
-    std::string request =
-        random.Permille(500) ? std::string(kTexts[random.Below(5)]) : RandomBytes(random, 40);
-    const auto id = static_cast<std::uint32_t>(APPLIST_GET_SELECTION_FNC + random.Below(16) - 4);
+std::string Request(const std::string& text, std::uint32_t id) {
+    std::string request = text;
     for (unsigned shift = 0; shift < 32; shift += 8) request += static_cast<char>(id >> shift);
     return request;
 }
 
-// Descriptors that hold no request: a file that anybody can still change, a pipe, a hole.
+// Items, or what might pass for some, and the number of a function, or of none.
+std::string RandomRequest(Random& random) {
+    static const char* const kTexts[] = {"", "Evil\ta\n", "Evil\tb\nWorse\tc\n", "Evil\t",
+                                         "\\x\ty\n"};
+    const std::string request =
+        random.Permille(500) ? std::string(kTexts[random.Below(5)]) : RandomBytes(random, 40);
+    const auto id = static_cast<std::uint32_t>(APPLIST_GET_SELECTION_FNC + random.Below(16) - 4);
+    return Request(request, id);
+}
+
+// A request that its sender can still change while it is read.
+int UnsealedRequest() {
+    const int fd = memfd_create("attack", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    const std::string request =
+        Request(std::string(Attacker::kForbiddenName) + "\tu\n", APPLIST_ADD_ITEM_AT_END_FNC);
+    if (write(fd, request.data(), request.size()) < 0) std::abort();
+    return fd;
+}
+
+// Descriptors that nobody may read from: one without seals, a device, a hole.
 int AnyBadFd(Random& random) {
     switch (random.Below(3)) {
-        case 0: return memfd_create("attack", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+        case 0: return UnsealedRequest();
         case 1: return open("/dev/zero", O_RDONLY | O_CLOEXEC);
         default: break;
     }

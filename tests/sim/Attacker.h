@@ -13,6 +13,9 @@ namespace sim {
 
 class Attacker {
 public:
+    // Of an item that only a request can add which nobody may execute.
+    static constexpr const char* kForbiddenName = "Unsealed";
+
     Attacker(World& world, SimBus& bus, std::string serviceName);
 
     void Attack();

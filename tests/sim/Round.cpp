@@ -147,7 +147,7 @@ std::string Round::AnyId() {
 
 std::string Round::AnyName() {
     if (m_world.m_random.Permille(m_weather.largeNames)) return std::string(kLargeName, 'x');
-    if (m_weather.hasHugeName && m_world.m_random.Permille(20)) {
+    if (m_weather.hasHugeName && m_world.m_random.Permille(150)) {
         m_weather.hasHugeName = false;
         m_world.Fault("huge name");
         return std::string(kHugeName, 'y');

@@ -1,6 +1,7 @@
 #include "sim/Service.h"
 
 #include "common/Guarded.h"
+#include "sim/Attacker.h"
 #include "sim/Memory.h"
 
 namespace sim {
@@ -15,7 +16,7 @@ constexpr int kEventsOfAChat = 80;
 // ---- The list -----------------------------------------------------------------------------------
 
 ServiceList::ServiceList(World& world, const Complain& complain)
-    : BookkeepingList(complain), m_world(world) {
+    : BookkeepingList(complain), m_world(world), m_complain(complain) {
     EditableList::AddItemChangeListener(this);
     EditableList::AddItemSelectionListener(this);
     Add("First", "a");
@@ -49,6 +50,7 @@ void ServiceList::AddItems(const std::vector<AppListItem*>& items) {
 // Not only partners add items: attackers do, too.
 void ServiceList::AddItemAtEnd(AppListItem* item) {
     const MemoryLasts lasts;
+    if (item->GetVisibleName() == Attacker::kForbiddenName) m_complain("read what is not sealed");
     if (IsSigned(item->GetVisibleName())) {
         BookkeepingList::AddItemAtEnd(item);
     } else {

@@ -48,6 +48,7 @@ private:
     void Chat();
 
     World& m_world;
+    const Complain m_complain;
     Versions m_versions;
     // The service's.
     applist::ListenerList<ItemChangeListener> m_changeListeners;
