@@ -29,6 +29,13 @@ void OnDeath(int signal) {
     _exit(3);
 }
 
+volatile std::sig_atomic_t isInterrupted = 0;
+
+// Ends after the round under way, and says what came out so far.
+void OnInterrupt(int) {
+    isInterrupted = 1;
+}
+
 int OpenDescriptors() {
     int count = 0;
     DIR* const folder = opendir("/proc/self/fd");
@@ -101,11 +108,15 @@ std::string RunOne(const Plan& plan, std::uint64_t seed, Totals& totals) {
 int Simulate(const Plan& plan) {
     std::signal(SIGABRT, OnDeath);
     std::signal(SIGSEGV, OnDeath);
+    std::signal(SIGINT, OnInterrupt);
+    std::signal(SIGTERM, OnInterrupt);
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     Totals totals;
     const double start = RealSeconds();
     int failures = 0;
     std::uint64_t done = 0;
-    while (done < plan.rounds && (failures == 0 || plan.goesOnAfterFailure)) {
+    const auto goesOn = [&] { return failures == 0 || plan.goesOnAfterFailure; };
+    while (done < plan.rounds && goesOn() && isInterrupted == 0) {
         const std::uint64_t seed = plan.seed + done;
         const std::string verdict = RunOne(plan, seed, totals);
         ++done;
