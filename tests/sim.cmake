@@ -38,8 +38,8 @@ if(APPLIST_OPEN_TRANSPORT)
     add_executable(sim)
     target_link_libraries(sim PRIVATE sim_parts)
 
-    # The same with a fault planted in one source. The program's own object goes before the archive's
-    # of the same name. Most are built on request alone: `ninja planted_faults`.
+    # The same with a fault planted in one source. The program's own object goes before that of the
+    # same name in the archive. Most are built on request alone: `ninja planted_faults`.
     set(planted_faults ${CMAKE_CURRENT_SOURCE_DIR}/sim/planted_faults.py)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${planted_faults})
     execute_process(COMMAND ${APPLIST_PYTHON} ${planted_faults} list
@@ -53,7 +53,8 @@ if(APPLIST_OPEN_TRANSPORT)
         set(original ${PROJECT_SOURCE_DIR}/src/${source})
         set(faulty ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
         add_custom_command(OUTPUT ${faulty} VERBATIM
-            COMMAND ${APPLIST_PYTHON} ${planted_faults} patch ${name} ${PROJECT_SOURCE_DIR}/src ${faulty}
+            COMMAND ${APPLIST_PYTHON} ${planted_faults} patch ${name} ${PROJECT_SOURCE_DIR}/src
+                    ${faulty}
             DEPENDS ${planted_faults} ${original})
         add_executable(sim_with_${name} EXCLUDE_FROM_ALL ${faulty})
         target_link_libraries(sim_with_${name} PRIVATE sim_parts)
