@@ -60,6 +60,11 @@ constexpr std::size_t kMaxHeldSenders = 64;
 constexpr std::size_t kReadAhead = 4 * kMaxHeldCalls;
 constexpr std::chrono::microseconds kLongestReadAhead = std::chrono::seconds(1);
 
+// Descriptors that must be free for a call to wait, if the process may have twice as many. A
+// message may bring 253, whatever its signature says, and the bus library tells nobody how many
+// they are; one that finds no room for them ends the connection.
+constexpr std::size_t kSpareDescriptors = 512;
+
 // Bytes of an error text taken from an application's exception.
 constexpr std::size_t kMaxErrorText = 1024;
 

@@ -50,8 +50,10 @@ public:
     // otherwise, but never for a service. Throws TransportError when there is no bus.
     RemoteAppListModel();
 
-    // Waits for up to a second for the bus to take what was posted, and not at all when nothing
-    // needs to be sent. Nobody learns what became of it; Synchronize before, if that matters.
+    // Waits for the bus to take what was posted, for a second at most; with more than 62 calls
+    // posted also for the service to execute those, as long as it answers each 63 within a second,
+    // and for the timeout at most. Does not wait when nothing needs to be sent. Nobody learns what
+    // became of it; Synchronize before, if that matters.
     ~RemoteAppListModel() override;
 
     RemoteAppListModel(const RemoteAppListModel&) = delete;

@@ -1,9 +1,16 @@
 #include "platform/CallTurns.h"
 
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <optional>
 #include <utility>
+
+#include "bus/SealedMemfd.h"
 
 namespace applist {
 
@@ -26,6 +33,16 @@ void CallTurns::Detach() {
 // Looking for more costs a system call, but not knowing would cost whoever comes behind.
 bool CallTurns::IsFree() const {
     return m_held.Empty() && !m_outbox.Stalled() && !m_outbox.HasInput();
+}
+
+// The lowest free descriptor is close to how many are open.
+bool CallTurns::LacksDescriptors() {
+    struct rlimit most;
+    if (getrlimit(RLIMIT_NOFILE, &most) != 0) return false;
+    const OwnedFd lowest(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
+    if (lowest.Get() < 0) return true;
+    const rlim_t spare = std::min<rlim_t>(transport_limits::kSpareDescriptors, most.rlim_cur / 2);
+    return static_cast<rlim_t>(lowest.Get()) + spare > most.rlim_cur;
 }
 
 CallTurns::Outcome CallTurns::Hold(const std::string& sender, std::size_t bytes, Call&& call) {

@@ -45,6 +45,9 @@ public:
     // Whether a call that has just come in is to be executed at once.
     bool IsFree() const;
 
+    // Whether so many descriptors are open that no call should wait with those that it has brought.
+    static bool LacksDescriptors();
+
     // Makes `call`, with a body of `bytes`, wait for its sender's turn. Throws std::bad_alloc, and
     // then the call does not wait.
     Outcome Hold(const std::string& sender, std::size_t bytes, Call&& call);

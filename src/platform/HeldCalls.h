@@ -30,7 +30,7 @@ public:
     enum class Outcome { Held, SenderIsFull, TooManySenders };
 
     // Puts `call`, with a body of `bytes`, behind those of its sender. A call that is not held is
-    // left as it was. A sender that was refused is a flooder as long as any of its calls waits.
+    // left as it was. A sender that is full is a flooder as long as any of its calls waits.
     Outcome Push(const std::string& sender, std::size_t bytes, Call&& call) {
         if (bytes > m_maxBytes && m_large >= transport_limits::kMaxLargeCalls) {
             return Outcome::TooManySenders;

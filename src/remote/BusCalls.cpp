@@ -105,6 +105,18 @@ int BusCalls::SendUnanswered(const std::vector<char>& request) {
     return result < 0 ? result : sd_bus_send(m_bus, message.get(), nullptr);
 }
 
+int BusCalls::SendAwaited(const std::vector<char>& request, std::chrono::microseconds timeout) {
+    UniqueMessage message;
+    const int result = MakeMessage(request, WantsFd(request), message);
+    if (result < 0) return result;
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    const int answer = sd_bus_call(m_bus, message.get(),
+                                   static_cast<std::uint64_t>(timeout.count()), &error, nullptr);
+    const bool hasFailed = sd_bus_error_has_name(&error, endpoint_names::kHandlerFailed) > 0;
+    sd_bus_error_free(&error);
+    return hasFailed ? 0 : answer;
+}
+
 bool BusCalls::WantsFd(const std::vector<char>& request) const {
     return sd_bus_can_send(m_bus, 'h') > 0 && (request.size() > remote_limits::kFdBytes ||
                                                (!request.empty() && request == m_largeRequest));

@@ -8,6 +8,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -43,6 +44,10 @@ public:
     // Sends a call, with an answer to come or without. Returns 0 or a negative errno.
     int Send(CallId call, const std::vector<char>& request);
     int SendUnanswered(const std::vector<char>& request);
+
+    // Sends a call and waits for its answer, `timeout` at most. Returns 0 when it was executed, or
+    // a negative errno.
+    int SendAwaited(const std::vector<char>& request, std::chrono::microseconds timeout);
 
     // The answer to `call` is not wanted any more.
     void Forget(CallId call);

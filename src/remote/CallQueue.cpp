@@ -173,12 +173,32 @@ void CallQueue::Deliver() {
     m_isDelivering = false;
 }
 
-void CallQueue::SendUnanswered() {
-    int result = -ENOTCONN;  // as long as nobody knows who the service is
-    for (; HasWaiting() && IsOpen(); ++m_sent) {
-        result = m_route.SendUnanswered(m_calls[m_sent]->request);
-        // The calls behind it must not be executed without it.
-        if (result < 0) break;
+// The service may refuse it at first, because of those under way.
+int CallQueue::SendAwaited(const std::vector<char>& request, Time deadline) {
+    int result = -ENOBUFS;
+    do {
+        result = m_route.SendAwaited(request, deadline);
+    } while (result == -ENOBUFS && m_route.Now() < deadline);
+    return result;
+}
+
+void CallQueue::SendLast(Time patience, Time deadline) {
+    int result = IsOpen() ? 0 : -ENOTCONN;  // as long as nobody knows who the service is
+    std::size_t count = m_sent;
+    std::size_t bytes = m_sentBytes;
+    // The calls behind one that fails must not be executed without it.
+    while (HasWaiting() && result >= 0) {
+        const std::vector<char>& request = m_calls[m_sent]->request;
+        bytes += request.size();
+        if (++count <= remote_limits::kMaxCallsUnderWay &&
+            bytes <= remote_limits::kMaxBytesUnderWay) {
+            result = m_route.SendUnanswered(request);
+        } else {
+            result = SendAwaited(request, std::min(m_route.Now() + patience, deadline));
+            count = bytes = 0;
+        }
+        // One that was waited for in vain is on its way all the same.
+        if (result >= 0 || result == -ETIMEDOUT) ++m_sent;
     }
     if (!HasWaiting()) return;
     APPLIST_LOG(logging::kError, "%s: calls lost, because they could not be sent: %zu (%s)",

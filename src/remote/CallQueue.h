@@ -61,9 +61,10 @@ public:
 
     // From now on nobody is told of any reply.
     void DropHandlers() { m_hasHandlers = false; }
-    // Hands all waiting calls to the route at once, as calls without an answer: those do not count
-    // towards the bus's limit on open calls.
-    void SendUnanswered();
+    // Sends all waiting calls, without telling anybody of the answers. As the service would refuse
+    // calls that are too many, it waits for some of them, for `patience` at most each time, and for
+    // none beyond `deadline`. What cannot be sent then is lost, which is logged.
+    void SendLast(Time patience, Time deadline);
 
     bool IsOpen() const { return m_state == State::Open; }
     // True while a posted call has not been handed to the route.
@@ -80,6 +81,7 @@ private:
     bool MaySend() const;
     void SendWaiting();
     int Send(Call& call);
+    int SendAwaited(const std::vector<char>& request, Time deadline);
     // Calls the handlers of the calls that have ended, up to the first that has not.
     void Deliver();
 

@@ -9,11 +9,12 @@ namespace applist {
 
 namespace remote_limits {
 
-// Calls under way, and the bytes of their requests; a single one may have any size. A service whose
-// bus does not take its replies keeps 64 calls and 1 MiB of each sender, the call of Connect
-// included, and refuses what comes after. A partner that stays below that never loses a write from
-// the middle of a series, unless calls before it were given up for want of an answer.
-constexpr std::size_t kMaxCallsUnderWay = 63;
+// Calls under way, and the bytes of their requests; a single one may have any size. A service keeps
+// 64 calls and 1 MiB of each sender waiting and refuses what comes after. Connect is one of them,
+// and so is the one that is waited for when the last calls are sent. A partner that stays below
+// that never loses a write from the middle of a series, unless calls before it were given up for
+// want of an answer.
+constexpr std::size_t kMaxCallsUnderWay = 62;
 constexpr std::size_t kMaxBytesUnderWay = std::size_t{1} << 20;
 
 // Calls that wait to be sent behind those, and their bytes: enough for a large import, but not for

@@ -58,10 +58,10 @@ RemoteLink::RemoteLink(TesselDbusRemote& owner, const std::string& name)
 // ---- For the owner ------------------------------------------------------------------------------
 
 void RemoteLink::Close() {
-    const Time deadline = Now() + remote_limits::kFlushTimeout;
     bool hasSent = true;
-    Guarded("sending the last calls", [&] { hasSent = m_session.Close(deadline); });
-    if (hasSent) AwaitBus(deadline);
+    Guarded("sending the last calls",
+            [&] { hasSent = m_session.Close(Now() + remote_limits::kFlushTimeout); });
+    if (hasSent) AwaitBus(Now() + remote_limits::kFlushTimeout);
     m_link.Close();
 }
 
@@ -182,6 +182,11 @@ int RemoteLink::SendCall(CallId call, const std::vector<char>& request) {
 
 int RemoteLink::SendUnanswered(const std::vector<char>& request) {
     return m_calls.SendUnanswered(request);
+}
+
+int RemoteLink::SendAwaited(const std::vector<char>& request, Time deadline) {
+    const Time left = std::max(deadline - Now(), Time(1));  // 0 would mean the library's default
+    return m_calls.SendAwaited(request, left);
 }
 
 int RemoteLink::NewCall(UniqueMessage& message, const char* interface, const char* member) const {

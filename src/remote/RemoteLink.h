@@ -55,6 +55,7 @@ public:
     int SendCall(CallId call, const std::vector<char>& request) override;
     void Forget(CallId call) override { m_calls.Forget(call); }
     int SendUnanswered(const std::vector<char>& request) override;
+    int SendAwaited(const std::vector<char>& request, Time deadline) override;
     int SendNotification(const std::vector<char>& body) override;
     int AskToConnect() override;
     int AskForCount() override;

@@ -36,6 +36,11 @@ public:
     // Sends a call whose answer nobody wants. Returns 0 or a negative errno.
     virtual int SendUnanswered(const std::vector<char>& request) = 0;
 
+    // Sends a call and waits until the service has executed it, and so all before it; until
+    // `deadline` at most, and also while something that has arrived is being handled. Returns 0 or
+    // a negative errno, which is -ENOBUFS when the service has refused it for want of room.
+    virtual int SendAwaited(const std::vector<char>& request, Time deadline) = 0;
+
     // Sends a notification to the service. Returns 0 or a negative errno, which is -ENOBUFS when
     // too much is waiting already.
     virtual int SendNotification(const std::vector<char>& body) = 0;

@@ -98,7 +98,8 @@ bool RemoteSession::Close(Time deadline) {
     // Inside a callback of the route nothing arrives. By then the service is known, or there is
     // nobody to send to.
     DispatchUntil([this] { return !m_calls.HasWaiting() || m_calls.IsOpen(); }, deadline);
-    Guarded("sending the last calls", [this] { m_calls.SendUnanswered(); });
+    Guarded("sending the last calls",
+            [&] { m_calls.SendLast(remote_limits::kFlushTimeout, m_route.Now() + m_timeout); });
     return hasSent;
 }
 

@@ -30,8 +30,9 @@ public:
     // bus goes away later, the connection comes back by itself.
     explicit TesselDbusRemote(std::string endpointName);
 
-    // Sends what still waits, for at most a second, and leaves the bus. With nothing to send and no
-    // call under way it does not wait.
+    // Sends what still waits, and leaves the bus. Waits for a second at most; with more than 62
+    // calls also for the service to execute those, as long as it answers each 63 within a second,
+    // and for the timeout at most. With nothing to send and no call under way it does not wait.
     virtual ~TesselDbusRemote();
 
     // Never called: the service sends no messages. It is here to give both ends the same shape.

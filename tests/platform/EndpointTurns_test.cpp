@@ -1,7 +1,11 @@
 // Partners that send much, and others who have to wait for them.
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <algorithm>
 
+#include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
 
 class AnEndpointWithAFlood : public EndpointTest {
@@ -87,6 +91,31 @@ TEST_P(AnEndpointWithAFlood, TakesTheCallsOfTwoSendersInTurn) {
     EXPECT_EQ((Strings{"message one", "message other", "message one", "message other",
                        "message one", "message other"}),
               m_endpoint->m_events);
+}
+
+// Any call may bring descriptors, and one that waits keeps them open.
+TEST_P(AnEndpointWithAFlood, LeavesDescriptorsForTheBus) {
+    MakeTheFloodExpensive();
+    const TestFd body = MemfdOf("flood");
+    struct rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    const TestFd lowest(dup(0));
+    struct rlimit few = before;
+    few.rlim_cur = 2 * static_cast<rlim_t>(lowest.Get()) + 40;  // this process has the clients, too
+
+    setrlimit(RLIMIT_NOFILE, &few);
+    Pending answers;
+    for (int number = 0; number < 60; ++number) answers.push_back(m_flood->StartFd(body.Get()));
+    m_bus.WaitUntilIdle();
+    for (const BusClient::PendingAnswer& answer : answers) m_flood->Wait(answer);
+    setrlimit(RLIMIT_NOFILE, &before);
+
+    EXPECT_EQ(0u, ErrorsLogged("lost")) << WholeLog();
+    EXPECT_EQ("still there", m_partner->Message("still there").body);
+    const auto refused = std::count_if(answers.begin(), answers.end(), [](const auto& answer) {
+        return answer->text == "not executed: too many descriptors are open; call again later";
+    });
+    EXPECT_GE(refused, 1);
 }
 
 TEST_P(AnEndpointWithAFlood, ForgetsTheCallsThatWaitWhenTheBusGoesAway) {

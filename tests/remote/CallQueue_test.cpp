@@ -38,6 +38,10 @@ protected:
         });
     }
 
+    void SendLast() {
+        m_queue.SendLast(std::chrono::seconds(1), m_route.m_now + std::chrono::hours(1));
+    }
+
     void PostMany(std::size_t count) {
         for (std::size_t posted = 0; posted < count; ++posted) Post("many");
     }
@@ -376,17 +380,72 @@ TEST_F(ACallQueue, CallsNobodyOnceItsHandlersAreDropped) {
     EXPECT_EQ(Strings{}, m_outcomes);
 }
 
-TEST_F(ACallQueue, HandsOverAllThatWaitsWithoutAnAnswer) {
+TEST_F(ACallQueue, SendsAllThatWaitsInTheEnd) {
     m_queue.Open();
     PostMany(kMaxCallsUnderWay);
     Post("a");
     Post("b");
     m_queue.DropHandlers();
 
-    m_queue.SendUnanswered();
+    SendLast();
 
     EXPECT_EQ((Strings{"a", "b"}), m_route.m_unanswered);
     EXPECT_FALSE(m_queue.HasWaiting());
+}
+
+TEST_F(ACallQueue, WaitsForEachOfTheLastThatFillsWhatMayBeUnderWay) {
+    m_queue.Open();
+    PostMany(kMaxCallsUnderWay);
+    PostMany(200);
+
+    SendLast();
+
+    EXPECT_EQ((std::vector<std::size_t>{0, 63, 126, 189}), m_route.m_awaited);
+    EXPECT_EQ(200u, m_route.m_unanswered.size());
+}
+
+TEST_F(ACallQueue, WaitsForTheLastAlsoWhenTheyAreLarge) {
+    m_queue.Open();
+    PostMany(kMaxCallsUnderWay);
+    for (int count = 0; count < 3; ++count) Post(std::string(600 << 10, 'x'));
+
+    SendLast();
+
+    EXPECT_EQ((std::vector<std::size_t>{0, 2}), m_route.m_awaited);
+}
+
+TEST_F(ACallQueue, TriesAgainWhenTheServiceHasNoRoomYetForOneOfTheLast) {
+    m_queue.Open();
+    PostMany(kMaxCallsUnderWay);
+    Post("a");
+    m_route.m_refusals = 3;
+
+    SendLast();
+
+    EXPECT_EQ(4u, m_route.m_awaited.size());
+    EXPECT_EQ(Strings{"a"}, m_route.m_unanswered);
+}
+
+TEST_F(ACallQueue, SaysHowManyCallsAreLostWhenTheServiceDoesNotAnswer) {
+    m_queue.Open();
+    PostMany(kMaxCallsUnderWay);
+    PostMany(200);
+    m_route.m_awaitedResult = -ETIMEDOUT;
+
+    SendLast();
+
+    EXPECT_EQ(1u, m_route.m_unanswered.size());
+    EXPECT_EQ(1u, ErrorsLogged("could not be sent: 199"));
+}
+
+TEST_F(ACallQueue, WaitsForNoneOfTheLastPastTheDeadline) {
+    m_queue.Open();
+    PostMany(kMaxCallsUnderWay);
+    Post("a");
+
+    m_queue.SendLast(std::chrono::seconds(10), m_route.m_now + std::chrono::seconds(2));
+
+    EXPECT_EQ(m_route.m_now + std::chrono::seconds(2), m_route.m_awaitedUntil);
 }
 
 TEST_F(ACallQueue, SaysHowManyCallsAreLostWhenNobodyKnowsTheService) {
@@ -394,7 +453,7 @@ TEST_F(ACallQueue, SaysHowManyCallsAreLostWhenNobodyKnowsTheService) {
     Post("b");
     m_queue.DropHandlers();
 
-    m_queue.SendUnanswered();
+    SendLast();
 
     EXPECT_EQ(Strings{}, m_route.m_unanswered);
     EXPECT_EQ(1u, ErrorsLogged("could not be sent: 2"));
@@ -407,7 +466,7 @@ TEST_F(ACallQueue, SendsNothingPastACallThatIsLost) {
     Post("b");
     m_route.m_unansweredRoom = 1;
 
-    m_queue.SendUnanswered();
+    SendLast();
 
     EXPECT_EQ(Strings{"a"}, m_route.m_unanswered);
 }

@@ -32,6 +32,16 @@ public:
         m_unanswered.emplace_back(request.begin(), request.end());
         return 0;
     }
+    int SendAwaited(const std::vector<char>& request, Time deadline) override {
+        m_awaited.emplace_back(m_unanswered.size());
+        m_awaitedUntil = deadline;
+        if (m_refusals > 0) {
+            --m_refusals;
+            return -ENOBUFS;
+        }
+        const int result = SendUnanswered(request);
+        return result < 0 ? result : m_awaitedResult;
+    }
     int SendNotification(const std::vector<char>& body) override {
         m_notifications.emplace_back(body.begin(), body.end());
         return m_result;
@@ -62,6 +72,10 @@ public:
     std::vector<Call> m_sent;
     std::vector<CallId> m_forgotten;
     std::vector<std::string> m_unanswered;
+    std::vector<std::size_t> m_awaited;  // which of those
+    Time m_awaitedUntil{0};
+    int m_awaitedResult = 0;
+    int m_refusals = 0;
     std::vector<std::string> m_notifications;
     int m_connects = 0;
     int m_questions = 0;

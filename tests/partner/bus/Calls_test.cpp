@@ -51,8 +51,7 @@ TEST_P(AWritingPartner, SendsWhatStillWaitsWhenItIsDestroyed) {
     EndPartner();
 
     StartPartner();
-    m_model->Synchronize();
-    EXPECT_EQ(300, m_model->GetItemsCount());
+    EXPECT_TRUE(RunUntil([this] { return m_model->GetItemsCount() == 300; }));
 }
 
 namespace {
@@ -79,8 +78,7 @@ TEST_P(AWritingPartner, SendsWhatStillWaitsWhenAListenerDestroysIt) {
     ASSERT_TRUE(RunUntil([this] { return !m_model; }));
 
     StartPartner();
-    m_model->Synchronize();
-    EXPECT_EQ(300, m_model->GetItemsCount());
+    ASSERT_TRUE(RunUntil([this] { return m_model->GetItemsCount() == 300; }));
     EXPECT_EQ("id299", m_model->GetAllItems().back()->GetUnigueId());
 }
 
@@ -99,20 +97,42 @@ TEST_P(AWritingPartner, SendsManyItemsAtOnce) {
     EXPECT_EQ("id19999", m_model->GetAllItems().back()->GetUnigueId());
 }
 
-TEST_P(AWritingPartner, SendsOneBatchOfAnySize) {
+// One batch of `megabytes`, an item each.
+void AddMegabytes(AppListModel& model, int megabytes) {
     std::vector<RemoteAppListItem> items;
     std::vector<AppListItem*> pointers;
-    for (int number = 0; number < 65; ++number) {
+    for (int number = 0; number < megabytes; ++number) {
         items.emplace_back(std::string(std::size_t{1} << 20, 'x'), "id" + std::to_string(number));
     }
     for (RemoteAppListItem& item : items) pointers.push_back(&item);
+    model.AddItems(pointers);
+}
+
+TEST_P(AWritingPartner, SendsOneBatchOfAsMuchAsTheServiceTakes) {
     m_model->SetTimeout(std::chrono::seconds(30));
     m_model->Synchronize();
 
-    m_model->AddItems(pointers);
+    AddMegabytes(*m_model, 63);
     m_model->Synchronize();
 
-    EXPECT_EQ(65, m_model->GetItemsCount());
+    EXPECT_EQ(63, m_model->GetItemsCount());
+}
+
+TEST_P(AWritingPartner, IsToldThatABatchOfMoreWasNotExecuted) {
+    m_model->SetTimeout(std::chrono::seconds(30));
+    m_model->Synchronize();
+    AddMegabytes(*m_model, 65);
+
+    try {
+        m_model->Synchronize();
+        FAIL() << "nothing was said";
+    } catch (const RemoteError& error) {
+        EXPECT_EQ(RemoteError::Cause::NotExecuted, error.GetCause());
+        EXPECT_NE(std::string::npos, std::string(error.what()).find("at most 67108864 in one call"))
+            << error.what();
+    }
+    m_model->Synchronize();
+    EXPECT_EQ(0, m_model->GetItemsCount());
 }
 
 TEST_P(AWritingPartner, IsToldThatTheOutcomeIsUnknownWhenTheServiceIsKilledMeanwhile) {

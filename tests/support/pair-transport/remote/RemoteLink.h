@@ -42,6 +42,10 @@ public:
     int SendCall(CallId call, const std::vector<char>& request) override;
     void Forget(CallId) override {}
     int SendUnanswered(const std::vector<char>& request) override;
+    // The service here takes any number of calls.
+    int SendAwaited(const std::vector<char>& request, Time) override {
+        return SendUnanswered(request);
+    }
     int SendNotification(const std::vector<char>& body) override;
     int AskToConnect() override;
     int AskForCount() override;
