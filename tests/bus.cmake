@@ -13,8 +13,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/TestFd.cpp)
     target_link_libraries(transport_parts_tests PRIVATE applist::transport test_options
                                                         GTest::gtest_main)
-    gtest_discover_tests(transport_parts_tests DISCOVERY_MODE PRE_TEST
-                         PROPERTIES LABELS unit TIMEOUT 60)
+    applist_add_unit_tests(transport_parts_tests 60)
 
     add_executable(bus_tests
         platform/EndpointDescriptors_test.cpp
@@ -71,6 +70,5 @@ if(APPLIST_OPEN_LOG)
     target_compile_definitions(log_tests PRIVATE LOG_WRITER="$<TARGET_FILE:log_writer>")
     target_link_libraries(log_tests PRIVATE applist::log test_options GTest::gtest_main)
     add_dependencies(log_tests log_writer)
-    gtest_discover_tests(log_tests DISCOVERY_MODE PRE_TEST
-                         PROPERTIES LABELS unit TIMEOUT 120)
+    applist_add_unit_tests(log_tests 120)
 endif()

@@ -20,6 +20,6 @@ endif()
 
 add_test(NAME documents
          COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/examples/documents_test.py)
-set_tests_properties(documents PROPERTIES LABELS unit TIMEOUT 60)
+set_tests_properties(documents PROPERTIES LABELS "unit;static" TIMEOUT 60)
 set_property(TEST documents PROPERTY ENVIRONMENT
     APPLIST_SOURCES=${PROJECT_SOURCE_DIR} PYTHONDONTWRITEBYTECODE=1)

@@ -27,7 +27,7 @@ function(applist_add_compile_test name source)
     add_test(NAME headers.${name}
              COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/headers/compiles ${PROJECT_SOURCE_DIR} ${source}
                      ${ARGN})
-    set_tests_properties(headers.${name} PROPERTIES LABELS unit TIMEOUT 120)
+    set_tests_properties(headers.${name} PROPERTIES LABELS "unit;static" TIMEOUT 120)
 endfunction()
 
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/src
@@ -52,4 +52,4 @@ applist_add_compile_test(use_of_macros_and_templates
 
 add_test(NAME headers.macros
          COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/headers/macros ${PROJECT_SOURCE_DIR})
-set_tests_properties(headers.macros PROPERTIES LABELS unit TIMEOUT 60)
+set_tests_properties(headers.macros PROPERTIES LABELS "unit;static" TIMEOUT 60)

@@ -12,7 +12,7 @@ if(APPLIST_OPEN_TRANSPORT AND APPLIST_OPEN_LOG)
     add_test(NAME names.symbols
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/names/symbols_test.py
                      ${archive_files})
-    set_tests_properties(names.symbols PROPERTIES LABELS unit TIMEOUT 120)
+    set_tests_properties(names.symbols PROPERTIES LABELS "unit;static" TIMEOUT 120)
     set_property(TEST names.symbols PROPERTY ENVIRONMENT
         CXX=${CMAKE_CXX_COMPILER} NM=${CMAKE_NM} PYTHONDONTWRITEBYTECODE=1)
 

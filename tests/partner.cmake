@@ -26,12 +26,10 @@ add_executable(partner_unit_tests
     partner/Shadow.cpp
     partner/Synchronize_test.cpp
     partner/Writing_test.cpp
-    support/HeapInUse.cpp
     support/RecordingAllocator.cpp)
 target_link_libraries(partner_unit_tests PRIVATE pair_service pair_partner pair_transport
                                                  test_options GTest::gtest_main)
-gtest_discover_tests(partner_unit_tests DISCOVERY_MODE PRE_TEST
-                     PROPERTIES LABELS unit TIMEOUT 60)
+applist_add_unit_tests(partner_unit_tests 60)
 
 # What the partner's end of a transport decides, without a bus and without a clock.
 add_executable(remote_tests
@@ -43,7 +41,7 @@ add_executable(remote_tests
     remote/RemoteSession_test.cpp)
 target_link_libraries(remote_tests PRIVATE pair_service pair_partner pair_transport test_options
                                            GTest::gtest_main)
-gtest_discover_tests(remote_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS unit TIMEOUT 60)
+applist_add_unit_tests(remote_tests 60)
 
 # Some of them make hundreds of thousands of steps: unoptimised under the sanitizers they would take
 # most of the suite's time.

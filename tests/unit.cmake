@@ -50,10 +50,8 @@ add_executable(transport_contract_tests ipc/TesselDbusLocal_test.cpp)
 target_include_directories(transport_contract_tests PRIVATE ${applist_roots})
 target_link_libraries(transport_contract_tests PRIVATE test_options GTest::gtest_main)
 
-foreach(program unit_tests transport_contract_tests)
-    gtest_discover_tests(${program} DISCOVERY_MODE PRE_TEST
-                         PROPERTIES LABELS unit TIMEOUT 60)
-endforeach()
+applist_add_unit_tests(unit_tests 60)
+applist_add_unit_tests(transport_contract_tests 60)
 
 # What an integrator does by hand and through CMake, with compilers of its own.
 add_test(NAME seam.OwnTransportAndLog
@@ -62,4 +60,4 @@ add_test(NAME seam.OwnTransportAndLogThroughCMake
          COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/seam/run-cmake ${PROJECT_SOURCE_DIR}
                  ${CMAKE_COMMAND} ${CMAKE_GENERATOR})
 set_tests_properties(seam.OwnTransportAndLog seam.OwnTransportAndLogThroughCMake
-                     PROPERTIES LABELS unit TIMEOUT 240)
+                     PROPERTIES LABELS "unit;static" TIMEOUT 240)
