@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <map>
 #include <ostream>
@@ -39,9 +40,20 @@ std::size_t LinesOf(int fd, const std::string& start, const std::string& butNot)
     return count;
 }
 
+// The loop keeps the descriptor of its clock for good once it has had a timer. That is no leak.
+void GiveTheLoopItsClock() {
+    const auto never = [](sd_event_source*, std::uint64_t, void*) { return 0; };
+    sd_event_source* timer = nullptr;
+    if (sd_event_add_time(TestLoop(), &timer, CLOCK_MONOTONIC, UINT64_MAX, 0, never, nullptr) < 0) {
+        throw std::runtime_error("no timer");
+    }
+    sd_event_source_disable_unref(timer);
+}
+
 }  // namespace
 
 ProcessState ProcessState::Now() {
+    GiveTheLoopItsClock();
     ProcessState state;
     state.watched = LinesOf(sd_event_get_fd(TestLoop()), "tfd:", "");
     for (const auto& entry : OpenDescriptors()) state.descriptors.push_back(entry.second);
