@@ -36,10 +36,11 @@ bool CallTurns::IsFree() const {
 }
 
 // The lowest free descriptor is close to how many are open.
-bool CallTurns::LacksDescriptors() {
+bool CallTurns::LacksDescriptors() const {
     struct rlimit most;
     if (getrlimit(RLIMIT_NOFILE, &most) != 0) return false;
-    const OwnedFd lowest(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
+    const int loop = sd_event_get_fd(sd_event_source_get_event(m_turn.get()));
+    const OwnedFd lowest(fcntl(loop, F_DUPFD_CLOEXEC, 0));
     if (lowest.Get() < 0) return true;
     const rlim_t spare = std::min<rlim_t>(transport_limits::kSpareDescriptors, most.rlim_cur / 2);
     return static_cast<rlim_t>(lowest.Get()) + spare > most.rlim_cur;

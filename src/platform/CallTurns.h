@@ -46,7 +46,7 @@ public:
     bool IsFree() const;
 
     // Whether so many descriptors are open that no call should wait with those that it has brought.
-    static bool LacksDescriptors();
+    bool LacksDescriptors() const;
 
     // Makes `call`, with a body of `bytes`, wait for its sender's turn. Throws std::bad_alloc, and
     // then the call does not wait.

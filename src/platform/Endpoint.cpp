@@ -186,7 +186,7 @@ void Endpoint::Execute(Endpoint& endpoint, sd_bus_message* call) noexcept {
 void Endpoint::Hold(CallTurns::Call held) {
     using Outcome = CallTurns::Outcome;
     sd_bus_message* const call = held.message.get();
-    if (CallTurns::LacksDescriptors()) {
+    if (m_turns.LacksDescriptors()) {
         return Refuse(call, "not executed: too many descriptors are open; call again later");
     }
     switch (m_turns.Hold(SenderOf(call), BodyBytesOf(call), std::move(held))) {

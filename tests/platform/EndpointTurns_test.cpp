@@ -28,6 +28,10 @@ protected:
         };
     }
 
+    // One, as soon as all that was sent has been read. But a bus may pass it on so slowly that
+    // nothing more seems to come in meanwhile, and then somebody else has a turn.
+    static constexpr std::ptrdiff_t kFew = 10;
+
     std::ptrdiff_t CallsBefore(const std::string& body) const {
         const Strings& events = m_endpoint->m_events;
         return std::find(events.begin(), events.end(), "message " + body) - events.begin();
@@ -39,7 +43,7 @@ protected:
 
 ON_EVERY_BUS(AnEndpointWithAFlood);
 
-TEST_P(AnEndpointWithAFlood, ExecutesACallAfterTwoOfTheOthersAtMost) {
+TEST_P(AnEndpointWithAFlood, ExecutesACallAfterFewOfTheOthers) {
     MakeTheFloodExpensive();
     Ask(*m_flood, 100, "flood");
     m_bus.WaitUntilIdle();
@@ -48,10 +52,10 @@ TEST_P(AnEndpointWithAFlood, ExecutesACallAfterTwoOfTheOthersAtMost) {
 
     EXPECT_EQ("partner", m_partner->Wait(answer).body);
 
-    EXPECT_LE(CallsBefore("partner"), 2);
+    EXPECT_LE(CallsBefore("partner"), kFew);
 }
 
-TEST_P(AnEndpointWithAFlood, ExecutesACallAfterTwoOfTheOthersAtMostAlsoWhenNobodyWaitsForThose) {
+TEST_P(AnEndpointWithAFlood, ExecutesACallAfterFewOfTheOthersAlsoWhenNobodyWaitsForThose) {
     MakeTheFloodExpensive();
     for (int number = 0; number < 500; ++number) m_flood->SendWithoutReply("Message", "flood");
     m_bus.WaitUntilIdle();
@@ -60,7 +64,7 @@ TEST_P(AnEndpointWithAFlood, ExecutesACallAfterTwoOfTheOthersAtMostAlsoWhenNobod
 
     EXPECT_EQ("partner", m_partner->Wait(answer).body);
 
-    EXPECT_LE(CallsBefore("partner"), 2);
+    EXPECT_LE(CallsBefore("partner"), kFew);
 }
 
 TEST_P(AnEndpointWithAFlood, ExecutesSixtyFourCallsOfASenderAndRefusesTheOthers) {
