@@ -42,7 +42,7 @@ constexpr std::size_t kMaxWaitingBytes = std::size_t{256} << 10;
 
 // Calls of one sender that wait for their turn, or for the bus to take our replies, and the bytes
 // of their bodies. A sender of whom nothing waits may always have one call wait, whatever its size.
-// Our own partner keeps one call less under way, and no more bytes, so that it is never refused.
+// Our own partner keeps two calls less under way, and no more bytes, so that it is not refused.
 constexpr std::size_t kMaxHeldCalls = 64;
 constexpr std::size_t kMaxHeldBytes = std::size_t{1} << 20;
 

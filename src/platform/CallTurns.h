@@ -1,9 +1,10 @@
 // When the calls of an endpoint are executed. A call for which nobody waits is executed at once;
-// otherwise the senders take turns. So a partner waits for one call of each other at most, however
-// many they have sent.
+// otherwise the senders take turns. So a partner waits for one call of each other, however many
+// they have sent.
 //
 // What has come in is read before each turn, since whoever has sent much must not win by it: of the
-// calls that the bus has in line, the last one may be the only one of its sender.
+// calls that the bus has in line, the last one may be the only one of its sender. While the bus
+// passes calls on more slowly than they are read here, some of the others still run before it.
 //
 // Threads: the main loop's. Lifetime: its endpoint's; call Detach before the bus goes.
 
