@@ -22,6 +22,7 @@ add_executable(partner_unit_tests
     partner/RandomFaults_test.cpp
     partner/RemoteAppListModel_test.cpp
     partner/RemoteListeners_test.cpp
+    partner/ReplicaStrain_test.cpp
     partner/Replica_test.cpp
     partner/Shadow.cpp
     partner/Synchronize_test.cpp
