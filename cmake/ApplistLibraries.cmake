@@ -70,6 +70,7 @@ if(APPLIST_OPEN_TRANSPORT)
     # What both ends of the transport do with sd-bus.
     applist_add_library(applist_bus
         bus/BusLink.cpp
+        bus/BusProbe.cpp
         bus/BusSelection.cpp
         bus/NotificationQueue.cpp
         bus/Outbox.cpp
@@ -84,6 +85,7 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/Endpoint.cpp
         platform/OwnName.cpp
         platform/PartnerTracker.cpp
+        platform/ReplyRations.cpp
         platform/TesselDbusLocal.cpp)
     target_link_libraries(applist_transport PUBLIC applist_bus PRIVATE PkgConfig::APPLIST_SYSTEMD)
     add_library(applist::transport ALIAS applist_transport)

@@ -8,6 +8,7 @@ if(APPLIST_OPEN_TRANSPORT)
         bus/SealedMemfd_test.cpp
         bus/TransportLimits_test.cpp
         platform/HeldCalls_test.cpp
+        platform/ReplyRations_test.cpp
         support/CapturedLog.cpp
         support/SilentBus.cpp
         support/TestFd.cpp)
@@ -27,8 +28,10 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/EndpointStall_test.cpp
         platform/EndpointStart_test.cpp
         platform/EndpointTurns_test.cpp
+        platform/EndpointUnread_test.cpp
         platform/EndpointUnderAttack_test.cpp
         bus/BusLink_test.cpp
+        bus/BusProbe_test.cpp
         bus/BusRetry_test.cpp
         bus/Outbox_test.cpp
         platform/ServiceOnABus_test.cpp

@@ -16,9 +16,12 @@ using logging::kError;
 using transport_limits::kMaxLibraryMessages;
 using transport_limits::kMaxWaitingBytes;
 
-Outbox::Outbox(std::string path, std::function<void()> onDrained,
+Outbox::Outbox(std::string path, BusProbe& probe, std::function<void()> onDrained,
                std::function<void(int error)> onFailed)
-    : m_path(std::move(path)), m_onDrained(std::move(onDrained)), m_onFailed(std::move(onFailed)) {}
+    : m_path(std::move(path)),
+      m_probe(probe),
+      m_onDrained(std::move(onDrained)),
+      m_onFailed(std::move(onFailed)) {}
 
 int Outbox::Attach(sd_bus* bus, sd_event* event) {
     m_bus = bus;
@@ -151,6 +154,7 @@ void Outbox::Transmit(const Notification& notification) {
                                              notification.body.size());
     }
     if (result >= 0) result = sd_bus_send(m_bus, message.get(), nullptr);
+    m_probe.Sent();
     if (result >= 0) {
         m_bytesInLibrary += notification.Bytes();
         return;
@@ -164,6 +168,7 @@ void Outbox::Transmit(const Notification& notification) {
 
 void Outbox::TransmitReply(UniqueMessage reply) {
     const int result = sd_bus_send(m_bus, reply.get(), nullptr);
+    m_probe.Sent();
     if (result >= 0) return;
     APPLIST_LOG(kError, "cannot send a reply: %s", std::strerror(-result));
     FailSoon(result);
@@ -209,10 +214,11 @@ void Outbox::AwaitDrain() {
 // sd-bus answers some calls by itself (introspection, properties, pings), and those answers pile up
 // as ours do. Without this filter a partner that sends pings and reads nothing could fill the
 // memory: so whatever comes in while something waits closes the gate behind it.
-int Outbox::OnIncoming(sd_bus_message*, void* userdata, sd_bus_error*) {
+int Outbox::OnIncoming(sd_bus_message* message, void* userdata, sd_bus_error*) {
     Outbox* const outbox = static_cast<Outbox*>(userdata);
-    Guarded("watching the bus", [outbox] {
+    Guarded("watching the bus", [=] {
         if (outbox->Stalled()) outbox->AwaitDrain();
+        if (sd_bus_message_is_method_call(message, nullptr, nullptr) > 0) outbox->m_probe.Sent();
     });
     return 0;
 }

@@ -13,6 +13,7 @@
 #include <functional>
 #include <string>
 
+#include "bus/BusProbe.h"
 #include "bus/NotificationQueue.h"
 #include "bus/SdBus.h"
 
@@ -23,8 +24,9 @@ public:
     // `path` is the object whose signals the notifications are. `onDrained` is called from the
     // loop when everything has left after a stall; it may send again. `onFailed` is called from the
     // loop with a negative errno when the connection cannot go on although it is open, or something
-    // that was to be sent over it is lost; it must give the connection up.
-    Outbox(std::string path, std::function<void()> onDrained,
+    // that was to be sent over it is lost; it must give the connection up. `probe` is told when
+    // something is sent.
+    Outbox(std::string path, BusProbe& probe, std::function<void()> onDrained,
            std::function<void(int error)> onFailed);
     Outbox(const Outbox&) = delete;
     Outbox& operator=(const Outbox&) = delete;
@@ -81,6 +83,7 @@ private:
     void OpenGate();
 
     const std::string m_path;
+    BusProbe& m_probe;
     const std::function<void()> m_onDrained;
     const std::function<void(int)> m_onFailed;
     sd_bus* m_bus = nullptr;

@@ -55,10 +55,21 @@ constexpr std::size_t kMaxLargeCalls = 8;
 constexpr std::size_t kMaxHeldSenders = 64;
 
 // Messages that are read before a call is taken from those that wait, so that whoever has sent much
-// is known before its turn comes: some times what one sender may have waiting. While more comes in
-// than that, those who flood have no turn, but for this long at most.
+// is known before its turn comes: several times what one sender may have waiting.
 constexpr std::size_t kReadAhead = 4 * kMaxHeldCalls;
-constexpr std::chrono::microseconds kLongestReadAhead = std::chrono::seconds(1);
+
+// How long after something was sent the bus is asked whether it has taken it, and how long it may
+// take to answer. Far more than a bus needs, and together little enough that its other partners
+// have their answer within ten seconds, even when the second passes twice.
+constexpr std::chrono::microseconds kProbeDelay = std::chrono::seconds(1);
+constexpr std::chrono::microseconds kProbePatience = std::chrono::seconds(4);
+
+// What one partner may get between two answers of the bus, for some time after replies that nobody
+// read have filled it: an eighth of what a bus with built-in limits keeps for one connection, which
+// is 64 descriptors or 127 MiB. So each descriptor counts for two mebibytes.
+constexpr std::size_t kRation = std::size_t{16} << 20;
+constexpr std::size_t kDescriptorInRation = std::size_t{2} << 20;
+constexpr std::chrono::microseconds kRationing = std::chrono::minutes(1);
 
 // Descriptors that must be free for a call to wait, if the process may have twice as many. A
 // message may bring 253, whatever its signature says, and the bus library tells nobody how many

@@ -14,8 +14,12 @@
 
 namespace applist {
 
-CallTurns::CallTurns(Endpoint& endpoint, Outbox& outbox, const TransportLimits& limits)
-    : m_endpoint(endpoint), m_outbox(outbox), m_held(limits.heldBytes, limits.heldSenders) {}
+CallTurns::CallTurns(Endpoint& endpoint, Outbox& outbox, BusProbe& probe,
+                     const TransportLimits& limits)
+    : m_endpoint(endpoint),
+      m_outbox(outbox),
+      m_probe(probe),
+      m_held(limits.heldBytes, limits.heldSenders) {}
 
 int CallTurns::Attach(sd_event* event) {
     sd_event_source* source = nullptr;
@@ -28,6 +32,7 @@ int CallTurns::Attach(sd_event* event) {
 void CallTurns::Detach() {
     m_turn.reset();
     m_held.Clear();
+    m_isAsking = false;
 }
 
 // Looking for more costs a system call, but not knowing would cost whoever comes behind.
@@ -47,7 +52,6 @@ bool CallTurns::LacksDescriptors() const {
 }
 
 CallTurns::Outcome CallTurns::Hold(const std::string& sender, std::size_t bytes, Call&& call) {
-    if (m_held.Empty()) m_allRead = Clock::now();
     // First: a call that waits must have its turn.
     if (!Schedule()) throw std::bad_alloc();
     return m_held.Push(sender, bytes, std::move(call));
@@ -70,22 +74,33 @@ int CallTurns::OnTurn(sd_event_source*, void* userdata) {
 }
 
 void CallTurns::TakeTurn() {
-    const bool isAllRead = ReadAhead();
+    ReadAhead();
     if (m_held.Empty()) return;  // or the bus went away meanwhile
     if (m_outbox.Stalled()) return m_outbox.AwaitDrain();
-    if (isAllRead) m_allRead = Clock::now();
-    const bool isEveryones =
-        isAllRead || Clock::now() - m_allRead > transport_limits::kLongestReadAhead;
-    const std::optional<Call> call = m_held.Pop(isEveryones);
+    const std::optional<Call> call = m_held.Pop();
+    if (!call) return AskWhetherEverythingIsIn();
     GoOn();  // first, as executing may take the bus away
-    if (call) call->execute(m_endpoint, call->message.get());
+    call->execute(m_endpoint, call->message.get());
 }
 
-bool CallTurns::ReadAhead() {
+void CallTurns::ReadAhead() {
     for (std::size_t count = 0; count < transport_limits::kReadAhead; ++count) {
-        if (m_outbox.Stalled() || !m_outbox.HasInput() || !m_outbox.ReadOne()) return true;
+        if (m_outbox.Stalled() || !m_outbox.HasInput() || !m_outbox.ReadOne()) return;
     }
-    return false;
+}
+
+// Now that only flooders wait.
+void CallTurns::AskWhetherEverythingIsIn() {
+    if (m_isAsking) return;
+    m_isAsking = true;
+    // Without memory for a question somebody else may have to wait a little longer.
+    if (!m_probe.Ask()) EverythingIsIn();
+}
+
+void CallTurns::EverythingIsIn() {
+    if (!std::exchange(m_isAsking, false)) return;
+    m_held.Pardon();
+    GoOn();
 }
 
 }  // namespace applist

@@ -3,18 +3,18 @@
 // they have sent.
 //
 // What has come in is read before each turn, since whoever has sent much must not win by it: of the
-// calls that the bus has in line, the last one may be the only one of its sender. While the bus
-// passes calls on more slowly than they are read here, some of the others still run before it.
+// calls that the bus has in line, the last one may be the only one of its sender. So whoever sends
+// more than may wait has no turn until the bus has been asked, and its answer has come in behind
+// everything that it had for this process.
 //
 // Threads: the main loop's. Lifetime: its endpoint's; call Detach before the bus goes.
 
 #pragma once
 
-#include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <string>
 
+#include "bus/BusProbe.h"
 #include "bus/Outbox.h"
 #include "bus/SdBus.h"
 #include "bus/TransportLimits.h"
@@ -33,7 +33,7 @@ public:
     using Outcome = HeldCalls<Call>::Outcome;
 
     // While something waits in `outbox` nobody has a turn: so replies do not pile up.
-    CallTurns(Endpoint& endpoint, Outbox& outbox, const TransportLimits& limits);
+    CallTurns(Endpoint& endpoint, Outbox& outbox, BusProbe& probe, const TransportLimits& limits);
     CallTurns(const CallTurns&) = delete;
     CallTurns& operator=(const CallTurns&) = delete;
 
@@ -56,20 +56,22 @@ public:
     // The outbox has drained.
     void GoOn();
 
-private:
-    using Clock = std::chrono::steady_clock;
+    // The probe has its answer.
+    void EverythingIsIn();
 
+private:
     static int OnTurn(sd_event_source* source, void* userdata);
     void TakeTurn();
-    // Returns whether nothing more has come in.
-    bool ReadAhead();
+    void ReadAhead();
+    void AskWhetherEverythingIsIn();
     bool Schedule();
 
     Endpoint& m_endpoint;
     Outbox& m_outbox;
+    BusProbe& m_probe;
     HeldCalls<Call> m_held;
-    UniqueSource m_turn;            // on while a call waits and has not to wait for the outbox
-    Clock::time_point m_allRead{};  // when nothing more had come in
+    UniqueSource m_turn;      // on while a call waits, and neither for the outbox nor the probe
+    bool m_isAsking = false;  // the probe
 };
 
 }  // namespace applist

@@ -22,10 +22,12 @@ Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
       m_path(endpoint_names::PathOf(name)),
       m_limits(CurrentTransportLimits()),
       m_link([this] { Export(); }, [this] { Lost(); }),
+      m_probe([this] { Answered(); }, [this] { Stuck(); }),
       m_outbox(
-          m_path, [this] { m_turns.GoOn(); }, [this](int error) { m_link.Abandon(error); }),
+          m_path, m_probe, [this] { m_turns.GoOn(); },
+          [this](int error) { m_link.Abandon(error); }),
       m_partners(m_limits.partners, [this](const std::string& partner) { Report(false, partner); }),
-      m_turns(*this, m_outbox, m_limits) {
+      m_turns(*this, m_outbox, m_probe, m_limits) {
     if (name.find('\0') != std::string::npos || !sd_bus_object_path_is_valid(m_path.c_str()) ||
         !sd_bus_service_name_is_valid(m_busName.c_str())) {
         throw TransportError("\"" + PrintableText(name) +
@@ -46,6 +48,7 @@ Endpoint::~Endpoint() {
     m_nameAnswer.reset();
     while (!m_partners.Empty()) m_partners.RemoveOne();
     m_turns.Detach();
+    m_probe.Detach();
     if (m_owned) m_outbox.Flush(transport_limits::kFlushTimeout);
     m_outbox.Detach();
 }
@@ -128,6 +131,8 @@ void Endpoint::Disconnect(sd_bus_message* call) {
 // A call that changes something has an empty answer, as a rule, and that is made before. One that
 // asks for something, and gets an error for want of memory, can be made again.
 void Endpoint::Message(sd_bus_message* call) {
+    const std::string partner = SenderOf(call);
+    if (RefuseBeyondRation(call, partner)) return;
     UniqueMessage reply = ReplyTo(call, {});
     std::vector<char> request = BodyOf(call);
     std::vector<char> body;
@@ -138,10 +143,13 @@ void Endpoint::Message(sd_bus_message* call) {
                               " bytes is too large for Message; call MessageFd instead");
     }
     if (!body.empty()) reply = ReplyTo(call, body);
+    m_rations.Charge(partner, body.size());
     m_outbox.Reply(std::move(reply));
 }
 
 void Endpoint::MessageFd(sd_bus_message* call) {
+    const std::string partner = SenderOf(call);
+    if (RefuseBeyondRation(call, partner)) return;
     FdReply reply(call);
     std::vector<char> request;
     const std::string refusal = ReadFdBody(call, m_limits.fdRequestBytes, request);
@@ -156,6 +164,7 @@ void Endpoint::MessageFd(sd_bus_message* call) {
     }
     UniqueMessage answer = std::move(reply).With(body);
     if (!answer) throw std::bad_alloc();
+    m_rations.Charge(partner, transport_limits::kDescriptorInRation);
     m_outbox.Reply(std::move(answer));
 }
 
@@ -211,6 +220,14 @@ bool Endpoint::RefuseLarge(sd_bus_message* call) {
     return true;
 }
 
+bool Endpoint::RefuseBeyondRation(sd_bus_message* call, const std::string& partner) {
+    if (m_rations.Admits(partner, ReplyRations::Clock::now())) return false;
+    Refuse(call,
+           "not executed: replies that nobody read have filled the bus, so for a minute nobody "
+           "gets many large ones at once; read yours, and call again in a second");
+    return true;
+}
+
 template <class Handler>
 bool Endpoint::RunHandler(sd_bus_message* call, Handler handler) {
     std::string text;
@@ -262,16 +279,35 @@ int Endpoint::AddObject() {
 void Endpoint::Export() {
     int result = AddObject();
     if (result >= 0) result = m_turns.Attach(m_link.Loop());
+    if (result >= 0) result = m_probe.Attach(m_link.Bus(), m_link.Loop());
     if (result >= 0) result = m_outbox.Attach(m_link.Bus(), m_link.Loop());
     if (result >= 0 && m_isBuilt) {
-        sd_bus_slot* slot = nullptr;
-        result = sd_bus_request_name_async(m_link.Bus(), &slot, m_busName.c_str(), 0, OnNameAnswer,
-                                           this);
-        m_nameAnswer.reset(slot);
+        KnockAtLeft();
+        result = TakeNameBack();
     }
     if (result >= 0) return;
     throw TransportError("cannot serve " + m_path + " on " + m_link.Location().description + ": " +
                          std::strerror(-result));
+}
+
+// A bus that reads nothing from a connection does not see that it has ended, and leaves it its
+// name, until there is something to send to it.
+void Endpoint::KnockAtLeft() {
+    if (m_left.empty()) return;
+    sd_bus_message* made = nullptr;
+    int result = sd_bus_message_new_signal(m_link.Bus(), &made, m_path.c_str(),
+                                           endpoint_names::kInterface, "Knock");
+    const UniqueMessage knock(made);
+    if (result >= 0) result = sd_bus_message_set_destination(made, m_left.c_str());
+    if (result >= 0) sd_bus_send(m_link.Bus(), made, nullptr);
+}
+
+int Endpoint::TakeNameBack() {
+    sd_bus_slot* slot = nullptr;
+    const int result =
+        sd_bus_request_name_async(m_link.Bus(), &slot, m_busName.c_str(), 0, OnNameAnswer, this);
+    m_nameAnswer.reset(slot);
+    return result;
 }
 
 // The partners last: what a report calls may send notifications, which must find the bus gone.
@@ -279,22 +315,52 @@ void Endpoint::Lost() {
     m_owned = false;
     m_outbox.Detach();
     m_turns.Detach();
+    m_probe.Detach();
     m_object.reset();
     m_nameAnswer.reset();
     while (!m_partners.Empty()) Report(false, m_partners.RemoveOne());
+}
+
+void Endpoint::Answered() {
+    m_rations.Renew();
+    m_turns.EverythingIsIn();
+}
+
+// Closing the connection frees what the bus keeps for it, whoever has not read it.
+void Endpoint::Stuck() {
+    Guarded("leaving a bus that is stuck", [this] {
+        const std::string most = m_rations.Most();
+        APPLIST_LOG(kError,
+                    "%s takes nothing more, as if a partner did not read its replies (%s got most "
+                    "of the last ones): leaving it, to come back at once",
+                    m_link.Location().description.c_str(), most.empty() ? "nobody" : most.c_str());
+        const char* name = nullptr;
+        if (sd_bus_get_unique_name(m_link.Bus(), &name) >= 0) m_left = name;
+    });
+    m_rations.Begin(ReplyRations::Clock::now());
+    m_link.Abandon(-ETIMEDOUT);
 }
 
 int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error*) {
     Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
     const std::uint32_t primaryOwner = 1;  // 2, 3, 4: queued, taken, ours already
     std::uint32_t answer = 0;
-    if (bus_names::IsFromDriver(message) && sd_bus_message_read(message, "u", &answer) >= 0 &&
-        answer == primaryOwner) {
+    // A stranger's answer has used up the question: see bus_names::IsAnswerOf.
+    if (!bus_names::IsFromDriver(message)) {
+        if (endpoint->TakeNameBack() < 0) endpoint->m_link.GiveUp();
+        return kReplyTaken;
+    }
+    if (sd_bus_message_read(message, "u", &answer) >= 0 && answer == primaryOwner) {
         endpoint->m_owned = true;
+        endpoint->m_left.clear();
         endpoint->m_link.Settled();
         return kReplyTaken;
     }
     if (sd_bus_is_open(endpoint->m_link.Bus()) <= 0) return kReplyTaken;  // the bus went away again
+    // Now the bus has seen that the other connection has ended.
+    if (!std::exchange(endpoint->m_left, "").empty() && endpoint->TakeNameBack() >= 0) {
+        return kReplyTaken;
+    }
     const sd_bus_error* refusal = sd_bus_message_get_error(message);
     APPLIST_LOG(kError, "cannot own %s again: %s; trying again", endpoint->m_busName.c_str(),
                 refusal != nullptr && refusal->message != nullptr ? refusal->message

@@ -14,11 +14,13 @@
 #include <vector>
 
 #include "bus/BusLink.h"
+#include "bus/BusProbe.h"
 #include "bus/Outbox.h"
 #include "bus/TransportLimits.h"
 #include "ipc/TesselDbusLocal.h"
 #include "platform/CallTurns.h"
 #include "platform/PartnerTracker.h"
+#include "platform/ReplyRations.h"
 
 namespace applist {
 
@@ -63,6 +65,8 @@ private:
     void Hold(CallTurns::Call held);
     // Refuses `call` when its body is larger than the limits allow. Returns whether it is.
     bool RefuseLarge(sd_bus_message* call);
+    // The same when its sender `partner` has spent its ration.
+    bool RefuseBeyondRation(sd_bus_message* call, const std::string& partner);
     // Runs the application's `handler`. When it throws, answers `call` with what it said, and
     // returns false.
     template <class Handler>
@@ -74,7 +78,11 @@ private:
 
     int AddObject();
     void Export();  // on a connection that has just come up
-    void Lost();    // undoes it
+    int TakeNameBack();
+    void KnockAtLeft();
+    void Lost();      // undoes it all
+    void Answered();  // the bus has taken everything
+    void Stuck();     // the bus takes nothing more
 
     TesselDbusLocal& m_owner;
     const std::string m_busName;
@@ -84,9 +92,13 @@ private:
     BusLink m_link;
     UniqueSlot m_object;
     UniqueSlot m_nameAnswer;
+    BusProbe m_probe;
     Outbox m_outbox;
     PartnerTracker m_partners;
     CallTurns m_turns;
+    ReplyRations m_rations;
+    // The unique name of a connection that was stuck and was left.
+    std::string m_left;
     bool m_owned = false;    // there is a bus now, and the name on it is ours
     bool m_isBuilt = false;  // the constructor has finished
     // Notifications to the default destination so far, merged and dropped ones included.

@@ -30,7 +30,7 @@ public:
     enum class Outcome { Held, SenderIsFull, TooManySenders };
 
     // Puts `call`, with a body of `bytes`, behind those of its sender. A call that is not held is
-    // left as it was. A sender that is full is a flooder as long as any of its calls waits.
+    // left as it was. A sender that is full is a flooder.
     Outcome Push(const std::string& sender, std::size_t bytes, Call&& call) {
         if (bytes > m_maxBytes && m_large >= transport_limits::kMaxLargeCalls) {
             return Outcome::TooManySenders;
@@ -49,12 +49,16 @@ public:
 
     bool Empty() const { return m_shares.empty(); }
 
-    // Takes out the next call of the sender whose turn it is; a flooder has none unless
-    // `floodersToo`. Returns nothing when nobody has a turn.
-    std::optional<Call> Pop(bool floodersToo) {
-        const auto share = std::find_if(m_shares.begin(), m_shares.end(), [&](const Share& each) {
-            return floodersToo || !each.isFlooder;
-        });
+    // From now on nobody is a flooder.
+    void Pardon() {
+        for (Share& share : m_shares) share.isFlooder = false;
+    }
+
+    // Takes out the next call of the sender whose turn it is; a flooder has none. Returns nothing
+    // when nobody has a turn.
+    std::optional<Call> Pop() {
+        const auto share = std::find_if(m_shares.begin(), m_shares.end(),
+                                        [](const Share& each) { return !each.isFlooder; });
         if (share == m_shares.end()) return std::nullopt;
         Entry entry = std::move(share->calls.front());
         share->calls.pop_front();

@@ -70,7 +70,8 @@ protected:
     std::unique_ptr<BusLink> m_link;
     int m_drained = 0;
     std::vector<int> m_failures;
-    Outbox m_outbox{"/org/tessel/Local/Applist", [this] { ++m_drained; },
+    applist::BusProbe m_probe{[] {}, [] {}};
+    Outbox m_outbox{"/org/tessel/Local/Applist", m_probe, [this] { ++m_drained; },
                     [this](int error) { m_failures.push_back(error); }};
     char m_fill = 0;
 };

@@ -27,7 +27,8 @@ protected:
 
     std::vector<int> PopAll() {
         std::vector<int> numbers;
-        while (!m_held.Empty()) numbers.push_back(**m_held.Pop(/* floodersToo */ true));
+        m_held.Pardon();
+        while (!m_held.Empty()) numbers.push_back(**m_held.Pop());
         return numbers;
     }
 
@@ -53,21 +54,22 @@ TEST_F(AQueueOfHeldCalls, GivesTheSendersTurns) {
 TEST_F(AQueueOfHeldCalls, LetsNobodyHaveTwoTurnsByComingAgain) {
     PushMany(2, "one");
     Push("other");
-    EXPECT_EQ(1, **m_held.Pop(true));
+    EXPECT_EQ(1, **m_held.Pop());
 
     PushMany(2, "one");
 
     EXPECT_EQ((std::vector<int>{3, 2, 4, 5}), PopAll());
 }
 
-TEST_F(AQueueOfHeldCalls, PutsAFlooderOff) {
+TEST_F(AQueueOfHeldCalls, PutsAFlooderOffUntilItIsPardoned) {
     PushMany(64, "flood");
     Push("flood");
     Push("other");
 
-    EXPECT_EQ(66, **m_held.Pop(/* floodersToo */ false));
-    EXPECT_EQ(std::nullopt, m_held.Pop(/* floodersToo */ false));
-    EXPECT_EQ(1, **m_held.Pop(/* floodersToo */ true));
+    EXPECT_EQ(66, **m_held.Pop());
+    EXPECT_EQ(std::nullopt, m_held.Pop());
+    m_held.Pardon();
+    EXPECT_EQ(1, **m_held.Pop());
 }
 
 TEST_F(AQueueOfHeldCalls, ForgetsThatASenderFloodedOnceNothingOfItWaits) {
@@ -77,7 +79,7 @@ TEST_F(AQueueOfHeldCalls, ForgetsThatASenderFloodedOnceNothingOfItWaits) {
 
     Push("flood");
 
-    EXPECT_EQ(66, **m_held.Pop(/* floodersToo */ false));
+    EXPECT_EQ(66, **m_held.Pop());
 }
 
 TEST_F(AQueueOfHeldCalls, HoldsEightLargeOnesOfAllSenders) {
@@ -91,7 +93,7 @@ TEST_F(AQueueOfHeldCalls, HoldsEightLargeOnesOfAllSenders) {
 
     EXPECT_EQ(Outcome::TooManySenders, push(8, kMegabyte + 1));
     EXPECT_EQ(Outcome::Held, push(9, kMegabyte));
-    held.Pop(true);
+    held.Pop();
     EXPECT_EQ(Outcome::Held, push(8, kMegabyte + 1));
 }
 
@@ -141,14 +143,14 @@ TEST_F(AQueueOfHeldCalls, HoldsCallsOfThreeSendersAndNotOfAFourth) {
 
 TEST_F(AQueueOfHeldCalls, HasRoomAgainOnceACallWasTakenOut) {
     PushMany(64, "one");
-    m_held.Pop(true);
+    m_held.Pop();
     EXPECT_EQ(Outcome::Held, Push("one"));
     PopAll();
 
     Push("one", kMegabyte);
     Push("other");
     Push("third");
-    m_held.Pop(true);
+    m_held.Pop();
     EXPECT_EQ(Outcome::Held, Push("fourth", kMegabyte)) << "nothing of the first waits any longer";
     EXPECT_EQ(Outcome::TooManySenders, Push("one"));
 }

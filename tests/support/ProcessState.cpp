@@ -79,3 +79,10 @@ std::size_t ArmedTimers() {
     }
     return armed;
 }
+
+bool RunUntilNoTimerIsSet() {
+    return RunUntil([] {
+        RunWhatIsReady();  // the loop sets its timers when it looks for something to do
+        return ArmedTimers() == 0;
+    });
+}

@@ -24,3 +24,6 @@ std::ostream& operator<<(std::ostream& out, const ProcessState& state);
 
 // How many timers of this process, the loop's own included, will go off some time.
 std::size_t ArmedTimers();
+
+// Runs the loop until none will. Returns false when there still was one by the deadline.
+bool RunUntilNoTimerIsSet();

@@ -1,0 +1,120 @@
+// Partners that read none of their replies, and others who have to be answered all the same. What
+// nobody reads waits in the bus, which takes nothing more from an endpoint for which it keeps too
+// much.
+
+#include <chrono>
+
+#include "support/CapturedLog.h"
+#include "support/EndpointTest.h"
+
+namespace {
+
+constexpr std::size_t kMegabyte = std::size_t{1} << 20;
+
+}  // namespace
+
+class AnEndpointWhoseRepliesAreNotRead : public EndpointTest {
+protected:
+    using Clock = std::chrono::steady_clock;
+
+    AnEndpointWhoseRepliesAreNotRead() {
+        m_endpoint->m_answer = [](const std::string& request) {
+            return request == "much" ? std::string(15 * kMegabyte, 'x') : request;
+        };
+    }
+
+    // Few at a time: a bus refuses whoever has too many calls under way.
+    void AskForDescriptors(BusClient& client, int count) {
+        const TestFd body = MemfdOf("a descriptor");
+        for (int number = 0; number < count; ++number) {
+            client.StartFd(body.Get());
+            if (number % 20 == 19) Pass();
+        }
+    }
+
+    void AskForMuch(BusClient& client, int count) {
+        for (int number = 0; number < count; ++number) {
+            client.Start("Message", "much");
+            Pass();
+        }
+    }
+
+    void Pass() {
+        m_bus.WaitUntilIdle();
+        RunWhatIsReady();
+    }
+
+    // How long it takes until `client` gets an answer, if it calls again whenever the bus says that
+    // there is none.
+    Clock::duration TimeToAnAnswer(BusClient& client) {
+        const Clock::time_point start = Clock::now();
+        while (client.Message("hello").body != "hello") {
+            if (Clock::now() - start > kTestDeadline) break;
+            client.WaitForOwner(kApplistName);
+        }
+        return Clock::now() - start;
+    }
+
+    bool WasStuck() const { return ErrorsLogged("takes nothing more") > 0; }
+
+    // The most that one partner may keep the others waiting, whatever it does.
+    static constexpr std::chrono::seconds kMostWait{10};
+
+    std::unique_ptr<BusClient> m_deaf = NewClient();
+    std::unique_ptr<BusClient> m_other = NewClient();
+};
+
+ON_EVERY_BUS(AnEndpointWhoseRepliesAreNotRead);
+
+// So few that the sockets take them: nothing waits here.
+TEST_P(AnEndpointWhoseRepliesAreNotRead, AnswersTheOthersWhenThoseHoldDescriptors) {
+    m_deaf->StopReading();
+    AskForDescriptors(*m_deaf, 400);
+
+    EXPECT_LT(TimeToAnAnswer(*m_other), kMostWait) << WholeLog();
+}
+
+TEST_P(AnEndpointWhoseRepliesAreNotRead, AnswersTheOthersWhenThoseHoldManyDescriptors) {
+    m_deaf->StopReading();
+    AskForDescriptors(*m_deaf, 1000);
+
+    EXPECT_LT(TimeToAnAnswer(*m_other), kMostWait) << WholeLog();
+}
+
+TEST_P(AnEndpointWhoseRepliesAreNotRead, AnswersTheOthersWhenThoseAreLarge) {
+    m_deaf->StopReading();
+    AskForMuch(*m_deaf, 20);
+
+    EXPECT_LT(TimeToAnAnswer(*m_other), kMostWait) << WholeLog();
+}
+
+// Only dbus-daemon with built-in limits is ever stuck.
+TEST_P(AnEndpointWhoseRepliesAreNotRead, RationsLargeRepliesForAWhileWhenTheBusWasStuck) {
+    m_deaf->StopReading();
+    AskForDescriptors(*m_deaf, 400);
+    TimeToAnAnswer(*m_other);
+
+    std::vector<BusClient::PendingAnswer> answers;
+    for (int number = 0; number < 20; ++number) {
+        answers.push_back(m_other->StartFd(MemfdOf("a descriptor").Get()));
+    }
+    std::vector<std::string> errors;
+    for (const BusClient::PendingAnswer& answer : answers) {
+        if (!m_other->Wait(answer).error.empty()) errors.push_back(answer->error);
+    }
+
+    EXPECT_EQ(WasStuck(), NameOf(GetParam()) == "DbusDaemonWithBuiltInLimits") << WholeLog();
+    EXPECT_EQ(WasStuck() ? Strings(12, kLimitsExceeded) : Strings(), errors);
+    EXPECT_TRUE(
+        RunUntil([this] { return m_other->MessageFd(MemfdOf("more").Get()).error.empty(); }));
+}
+
+TEST_P(AnEndpointWhoseRepliesAreNotRead, SaysOnceThatTheBusWasStuckAndWhoGotMost) {
+    m_deaf->StopReading();
+    AskForDescriptors(*m_deaf, 400);
+    TimeToAnAnswer(*m_other);
+
+    const std::string who = "(" + m_deaf->Name() + " got most of the last ones)";
+    EXPECT_EQ(WasStuck() ? 1u : 0u, ErrorsLogged(who)) << WholeLog();
+    EXPECT_EQ(0u, ErrorsLogged("cannot own")) << WholeLog();
+}
