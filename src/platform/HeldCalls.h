@@ -23,7 +23,7 @@ template <class Call>
 class HeldCalls {
 public:
     // Holds up to transport_limits::kMaxHeldCalls calls for one sender, with up to `bytes` of
-    // bodies together, or a single call of any size; and that for up to `senders` senders at a
+    // bodies together, or a single body of any size; and that for up to `senders` senders at a
     // time. Up to transport_limits::kMaxLargeCalls of all may be larger than `bytes`.
     HeldCalls(std::size_t bytes, std::size_t senders) : m_maxBytes(bytes), m_maxSenders(senders) {}
 
@@ -44,6 +44,7 @@ public:
         }
         share->calls.push_back({std::move(call), bytes});
         share->bytes += bytes;
+        m_large += bytes > m_maxBytes;
         return Outcome::Held;
     }
 
@@ -102,10 +103,12 @@ private:
         return Outcome::Held;
     }
 
-    // Written so that nothing can overflow, whatever `bytes` a sender claims.
+    // Written so that nothing can overflow, whatever `bytes` a sender claims. Calls without a body
+    // do not keep a large one out: Connect may come right before it.
     bool HasRoom(const Share& share, std::size_t bytes) const {
-        return share.calls.size() < transport_limits::kMaxHeldCalls && share.bytes <= m_maxBytes &&
-               bytes <= m_maxBytes - share.bytes;
+        if (share.calls.size() >= transport_limits::kMaxHeldCalls) return false;
+        if (share.bytes == 0) return true;
+        return share.bytes <= m_maxBytes && bytes <= m_maxBytes - share.bytes;
     }
 
     const std::size_t m_maxBytes;

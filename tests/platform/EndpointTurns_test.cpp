@@ -96,6 +96,16 @@ TEST_P(AnEndpointWithAFlood, TakesTheCallsOfTwoSendersInTurn) {
               m_endpoint->m_events);
 }
 
+// As partners begin. When both have come in before either was read, the first one waits.
+TEST_P(AnEndpointWithAFlood, TakesALargeCallRightBehindConnect) {
+    const std::string large((std::size_t{1} << 20) + 8, 'x');
+    m_partner->Start("Connect");
+    const auto answer = m_partner->Start("Message", large);
+    m_bus.WaitUntilIdle();
+
+    EXPECT_EQ(large.size(), m_partner->Wait(answer).body.size()) << answer->text;
+}
+
 // Any call may bring descriptors, and one that waits keeps them open.
 TEST_P(AnEndpointWithAFlood, LeavesDescriptorsForTheBus) {
     MakeTheFloodExpensive();

@@ -132,6 +132,26 @@ TEST_F(AQueueOfHeldCalls, HoldsOneOfAnySizeWhenNothingElseOfItsSenderWaits) {
     EXPECT_EQ(Outcome::Held, Push("other", kMegabyte));
 }
 
+TEST_F(AQueueOfHeldCalls, HoldsALargeOneBehindThoseWithoutABody) {
+    PushMany(3, "one");
+
+    EXPECT_EQ(Outcome::Held, Push("one", kMegabyte + 1));
+    EXPECT_EQ(Outcome::SenderIsFull, Push("one", 1));
+}
+
+TEST_F(AQueueOfHeldCalls, CountsALargeOneBehindOthersToo) {
+    Held held(kMegabyte, 100);
+    const auto push = [&held](int sender, std::size_t bytes) {
+        return held.Push(std::to_string(sender), bytes, std::make_unique<int>(0));
+    };
+    for (int sender = 0; sender < 8; ++sender) {
+        push(sender, 0);
+        EXPECT_EQ(Outcome::Held, push(sender, kMegabyte + 1));
+    }
+
+    EXPECT_EQ(Outcome::TooManySenders, push(8, kMegabyte + 1));
+}
+
 TEST_F(AQueueOfHeldCalls, HoldsCallsOfThreeSendersAndNotOfAFourth) {
     Push("one");
     Push("other");
