@@ -57,6 +57,23 @@ if(APPLIST_OPEN_TRANSPORT)
     endforeach()
     gtest_discover_tests(bus_tests DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS bus TIMEOUT 120)
+
+    # A program of its own, as its heap is.
+    add_executable(endpoint_memory_tests
+        partner/QuietLog.cpp
+        platform/EndpointWithoutMemory_test.cpp
+        support/BusClient.cpp
+        support/JournalStandIn.cpp
+        support/PrivateBus.cpp
+        support/ProcessState.cpp
+        support/RecordingAllocator.cpp
+        support/TestFd.cpp
+        support/TestLoop.cpp)
+    target_link_libraries(endpoint_memory_tests PRIVATE applist::transport test_options
+                                                        PkgConfig::APPLIST_SYSTEMD
+                                                        GTest::gtest_main)
+    gtest_discover_tests(endpoint_memory_tests DISCOVERY_MODE PRE_TEST
+                         PROPERTIES LABELS bus TIMEOUT 120)
 endif()
 
 if(APPLIST_OPEN_LOG)

@@ -57,7 +57,12 @@ void Endpoint::SendNotification(const std::vector<char>& body, const std::string
     // Counted even when it is lost: a partner compares the serial with what it has heard.
     if (partner.empty()) ++m_serial;
     // Without a name on the bus nobody listens; who comes later reads the list first.
-    if (m_owned) m_outbox.Notify(Notification{partner, body});
+    if (!m_owned) return;
+    // As when it cannot be sent: when the connection ends, the partners know that they missed
+    // something.
+    if (!Guarded("notifying", [&] { m_outbox.Notify(Notification{partner, body}); })) {
+        m_outbox.FailSoon(-ENOMEM);
+    }
 }
 
 // ---- The object ---------------------------------------------------------------------------------
