@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <system_error>
 #include <utility>
 
 namespace applist {
@@ -37,12 +38,15 @@ std::size_t BodyBytesOf(sd_bus_message* call) {
     const void* bytes = nullptr;
     std::size_t size = 0;
     int fd = -1;
+    int result = 0;
     if (sd_bus_message_has_signature(call, "ay") > 0) {
-        sd_bus_message_read_array(call, 'y', &bytes, &size);
-    } else if (sd_bus_message_has_signature(call, "h") > 0 &&
-               sd_bus_message_read(call, "h", &fd) >= 0) {
-        size = SizeOfMemfd(fd);
+        result = sd_bus_message_read_array(call, 'y', &bytes, &size);
+    } else if (sd_bus_message_has_signature(call, "h") > 0) {
+        result = sd_bus_message_read(call, "h", &fd);
+        if (result >= 0) size = SizeOfMemfd(fd);
     }
+    // Uncounted, it would pass every limit. As in BodyOf, all that can be wanting is memory.
+    if (result < 0) throw std::bad_alloc();
     sd_bus_message_rewind(call, 1);
     return size;
 }
@@ -71,8 +75,10 @@ UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string
 
 // The message has a duplicate of the descriptor, behind which there is the same memory.
 FdReply::FdReply(sd_bus_message* call) : m_fd(MakeMemfd()), m_message(ReplyTo(call)) {
-    if (m_fd.Get() < 0 || sd_bus_message_append(m_message.get(), "h", m_fd.Get()) < 0) {
-        throw std::bad_alloc();
+    int result = m_fd.Get();
+    if (result >= 0) result = sd_bus_message_append(m_message.get(), "h", m_fd.Get());
+    if (result < 0) {
+        throw std::system_error(-result, std::generic_category(), "no descriptor for a reply");
     }
 }
 

@@ -36,6 +36,7 @@ UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string
 // beginning.
 class FdReply {
 public:
+    // Throws std::system_error, too, when there is no descriptor.
     explicit FdReply(sd_bus_message* call);
 
     // Returns the answer with `body`, or nothing when there is no memory for that. An empty body

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include "bus/BusNames.h"
@@ -187,8 +188,17 @@ void Endpoint::Notify(sd_bus_message* call) {
 // the connection ends.
 template <class Work>
 void Endpoint::Answer(sd_bus_message* call, Work work) noexcept {
-    if (Guarded("answering a call", work)) return;
-    const int result = sd_bus_reply_method_errno(call, -ENOMEM, nullptr);
+    int error = -ENOMEM;
+    const auto attempt = [&] {
+        try {
+            work();
+        } catch (const std::system_error& failure) {
+            error = -failure.code().value();
+            throw;
+        }
+    };
+    if (Guarded("answering a call", attempt)) return;
+    const int result = sd_bus_reply_method_errno(call, error, nullptr);
     if (result < 0) m_outbox.FailSoon(result);
 }
 
