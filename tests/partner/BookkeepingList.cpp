@@ -25,15 +25,15 @@ void BookkeepingList::AddItemAtEnd(AppListItem* item) {
     std::size_t partner = 0;
     int number = 0;
     if (!Read(name, partner, number)) return m_complain("\"" + name + "\" is nobody's write");
-    int& newest = m_newest[partner];
-    if (number <= newest) {
-        m_complain(name + " came out of order, or twice: after " + std::to_string(newest));
+    if (!m_arrived.insert({partner, number}).second) m_complain(name + " came twice");
+    int& newest = m_newest[{partner, ConnectionOf(name)}];
+    if (number < newest) {
+        m_complain(name + " came out of order: after " + std::to_string(newest));
     }
     newest = number;
     EditableList::AddItemAtEnd(item);
 }
 
-int BookkeepingList::Newest(std::size_t partner) const {
-    const auto found = m_newest.find(partner);
-    return found == m_newest.end() ? 0 : found->second;
+bool BookkeepingList::HasArrived(std::size_t partner, int number) const {
+    return m_arrived.count({partner, number}) != 0;
 }

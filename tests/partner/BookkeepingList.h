@@ -1,6 +1,6 @@
-// An application's list that keeps the books on the writes that arrive: each partner's in order,
-// and none twice. A write tells by its item's name who made it, and the how many-th of theirs it
-// is.
+// An application's list that keeps the books on the writes that arrive: none twice, and those of
+// one connection in order. A bus promises no order between two connections, also when one partner
+// had both. A write tells by its item's name who made it, and the how many-th of theirs it is.
 //
 // Threads: one.
 
@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -26,10 +27,19 @@ public:
 
     void AddItemAtEnd(AppListItem* item) override;
 
-    // The number of the newest write of `partner` that has arrived; 0 for none.
-    int Newest(std::size_t partner) const;
+    // Whether the `number`-th write of `partner` has arrived.
+    bool HasArrived(std::size_t partner, int number) const;
+
+protected:
+    // Returns over which connection of its partner the write of this name came. By default a
+    // partner has only one.
+    virtual std::string ConnectionOf(const std::string&) { return std::string(); }
 
 private:
+    using Write = std::pair<std::size_t, int>;  // the partner, and the number
+    using Connection = std::pair<std::size_t, std::string>;
+
     const std::function<void(const std::string&)> m_complain;
-    std::map<std::size_t, int> m_newest;
+    std::set<Write> m_arrived;
+    std::map<Connection, int> m_newest;
 };

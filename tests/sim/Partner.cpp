@@ -107,7 +107,9 @@ void Partner::SynchronizeNow() {
 
 void Partner::CheckSynchronized(Usec started, int newest) {
     ++m_synchronized;
-    if (m_service.List().Newest(m_id) < newest) m_complain("synchronized without the last write");
+    if (newest != 0 && !m_service.List().HasArrived(m_id, newest)) {
+        m_complain("synchronized without the last write");
+    }
     // By now the service may have left again.
     if (SeesService() && !m_service.List().Past().HasShown(Shown(), started)) {
         m_complain("synchronized with what the list did not show: " + Shown().Text());

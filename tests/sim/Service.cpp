@@ -1,5 +1,7 @@
 #include "sim/Service.h"
 
+#include <algorithm>
+
 #include "common/Guarded.h"
 #include "sim/Attacker.h"
 #include "sim/Memory.h"
@@ -99,6 +101,21 @@ void ServiceList::RemoveItemChangeListener(ItemChangeListener* listener) {
 void ServiceList::AddItemClickedListener(ItemClickListener* listener) {
     const MemoryLasts lasts;
     EditableList::AddItemClickedListener(listener);
+}
+
+void ServiceList::Expect(const WireMessage& call) {
+    constexpr std::size_t kLength = 4;  // before the bytes of an array
+    const std::string item = call.body.substr(std::min(kLength, call.body.size()));
+    const std::string name = item.substr(0, item.find('\t'));
+    if (!IsSigned(name)) return;
+    if (!m_connections.emplace(name, call.sender).second) m_complain(name + " was sent twice");
+}
+
+std::string ServiceList::ConnectionOf(const std::string& write) {
+    const auto found = m_connections.find(write);
+    if (found != m_connections.end()) return found->second;
+    m_complain(write + " was never sent");
+    return std::string();
 }
 
 void ServiceList::Note() {

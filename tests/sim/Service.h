@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 
@@ -10,6 +11,7 @@
 #include "partner/BookkeepingList.h"
 #include "sim/Program.h"
 #include "sim/Versions.h"
+#include "sim/Wire.h"
 
 namespace sim {
 
@@ -38,10 +40,15 @@ public:
     // Raises more events than the bus library may hold when a partner adds an item.
     bool m_isChatty = false;
 
+    // A call is on its way here. What a connection sends is looked at before it arrives, because
+    // the list itself is not told who has sent what.
+    void Expect(const WireMessage& call);
+
     void Note();
     const Versions& Past() const { return m_versions; }
 
 private:
+    std::string ConnectionOf(const std::string& write) override;
     void ItemChanged(AppListModel*) override;
     void ItemSelected(AppListModel*) override;
     void Tell(const std::function<void()>& listener);
@@ -50,6 +57,7 @@ private:
     World& m_world;
     const Complain m_complain;
     Versions m_versions;
+    std::map<std::string, std::string> m_connections;  // by the write that was sent over it
     // The service's.
     applist::ListenerList<ItemChangeListener> m_changeListeners;
     applist::ListenerList<ItemSelectionListener> m_selectionListeners;

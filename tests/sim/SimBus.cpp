@@ -244,6 +244,7 @@ void SimBus::RouteCall(const Client& from, const Client& to, WireMessage& call) 
                           "no descriptors here");
     }
     if (call.WantsReply()) to->owes.insert({from->name, call.serial});
+    m_onCall(call);
     Send(*to, call);
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -61,6 +62,9 @@ public:
     std::vector<std::string> Clients() const;
     std::size_t ConnectionsOfProcesses() const;
     std::uint64_t Messages() const { return m_messages; }
+
+    // Hears every call from one client to another that it passes on, as a monitor does.
+    std::function<void(const WireMessage& call)> m_onCall = [](const WireMessage&) {};
 
     BusKind m_kind;
     // The policy, which an administrator may change at any time.

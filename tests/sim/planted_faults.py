@@ -64,6 +64,8 @@ FAULTS = [
     ('answers-of-a-lost-service-kept', 'remote/RemoteLink.cpp',
      '    m_connectAnswer.reset();\n    m_countAnswer.reset();\n    m_session.Gone',
      '    m_session.Gone', ''),
+    ('held-calls-overtaken', 'platform/CallTurns.cpp',
+     'return m_held.Empty() && !m_outbox.Stalled()', 'return !m_outbox.Stalled()', ''),
     # What strangers may do.
     ('owner-believed-from-anybody', 'remote/ServiceOwner.cpp',
      '!bus_names::IsFromDriver(signal) ||', '', ''),
