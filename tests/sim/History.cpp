@@ -5,6 +5,7 @@
 namespace sim {
 
 void History::Write(Usec now, const char* format, std::va_list arguments) {
+    if (m_file == nullptr) return;
     char line[512];
     const int room = sizeof(line) - 1;  // for the line feed
     int length = std::snprintf(line, sizeof(line), "%llu ", static_cast<unsigned long long>(now));
@@ -16,7 +17,7 @@ void History::Write(Usec now, const char* format, std::va_list arguments) {
         m_hash = (m_hash ^ static_cast<unsigned char>(line[at])) * 1099511628211u;
     }
     ++m_lines;
-    if (m_file != nullptr) std::fwrite(line, 1, static_cast<std::size_t>(length), m_file);
+    std::fwrite(line, 1, static_cast<std::size_t>(length), m_file);
 }
 
 }  // namespace sim

@@ -74,6 +74,7 @@ public:
             "%llu messages, %llu times synchronized\n",
             Long(rounds), failures, seconds, Long(faults), m_virtualHours, Long(m_messages),
             Long(m_synchronized));
+        if (m_lines == 0) return;
         std::printf("history: %llu lines, hash %016llx\n", Long(m_lines), Long(m_hash));
     }
 
