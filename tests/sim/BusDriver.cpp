@@ -128,32 +128,30 @@ void SimBus::GetId(const Client& from, const WireMessage& call, const std::strin
 
 void SimBus::Reply(Connection& to, const WireMessage& call, const std::string& signature,
                    const std::string& body) {
-    if (!call.WantsReply()) return;
     WireMessage reply;
     reply.type = MessageType::Return;
-    reply.flags = WireMessage::kNoReply;
-    reply.serial = ++m_serial;
-    reply.replySerial = call.serial;
-    reply.sender = kDriver;
-    reply.destination = to.name;
     reply.signature = signature;
     reply.body = body;
-    Send(to, reply);
+    Answer(to, call, reply);
 }
 
 void SimBus::ReplyError(Connection& to, const WireMessage& call, const std::string& error,
                         const std::string& text) {
-    if (!call.WantsReply()) return;
     WireMessage reply;
     reply.type = MessageType::Error;
+    reply.error = error;
+    reply.signature = "s";
+    reply.body = BodyOf({text});
+    Answer(to, call, reply);
+}
+
+void SimBus::Answer(Connection& to, const WireMessage& call, WireMessage& reply) {
+    if (!call.WantsReply()) return;
     reply.flags = WireMessage::kNoReply;
     reply.serial = ++m_serial;
     reply.replySerial = call.serial;
     reply.sender = kDriver;
     reply.destination = to.name;
-    reply.error = error;
-    reply.signature = "s";
-    reply.body = BodyOf({text});
     Send(to, reply);
 }
 

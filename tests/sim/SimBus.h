@@ -120,6 +120,7 @@ private:
                const std::string& body);
     void ReplyError(Connection& to, const WireMessage& call, const std::string& error,
                     const std::string& text);
+    void Answer(Connection& to, const WireMessage& call, WireMessage& reply);
     void Signal(const std::string& member, const std::vector<std::string>& arguments,
                 Connection* to);
     void SetOwner(const std::string& name, const std::string& owner);
