@@ -1,5 +1,5 @@
-// Messages as they stand on the wire (little endian), as far as a bus looks into them. Written from
-// D-Bus's specification and not with the bus library, which is under test.
+// Messages in the D-Bus wire format (little endian), as far as a bus looks into them. Written by
+// hand and not with the bus library, which is under test.
 
 #pragma once
 
