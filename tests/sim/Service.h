@@ -15,8 +15,8 @@
 
 namespace sim {
 
-// The application's list. Remembers what it has shown. For itself it always has memory; what it
-// tells the service, it tells from behind a fence, as a careful application does.
+// The application's list. Remembers what it has shown. For itself it always has memory; the service
+// may lack some when it is told of a change, which must not show here.
 class ServiceList : public BookkeepingList,
                     private ItemChangeListener,
                     private ItemSelectionListener {
