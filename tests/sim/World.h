@@ -116,6 +116,7 @@ private:
 
     void Live(Process& process);
     bool RunDueEvent();
+    void CountStep();
     void Step(Usec until);
     Usec Choices(Usec until);
     void Run(const Choice& choice);
@@ -123,6 +124,8 @@ private:
 
     History m_history;
     Usec m_now = kBeginning;
+    Usec m_second = 0;  // when the one that is counted began
+    std::uint64_t m_stepsInSecond = 0;
     bool m_isStuck = false;
     Process* m_running = nullptr;
     std::vector<std::unique_ptr<Process>> m_processes;
