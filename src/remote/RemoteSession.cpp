@@ -205,8 +205,13 @@ void RemoteSession::OnSilence() {
     AskForCount(m_watch.Silence(m_route.Now()));
 }
 
+// Whatever keeps it from being sent, the watch must know: it would wait a minute for the answer,
+// and what is lost meanwhile would go unnoticed.
 void RemoteSession::AskForCount(bool wanted) {
-    if (wanted && m_route.AskForCount() < 0) m_watch.NotAsked(m_route.Now());
+    if (!wanted) return;
+    int result = -ENOMEM;
+    Guarded("asking for the count", [&] { result = m_route.AskForCount(); });
+    if (result < 0) m_watch.NotAsked(m_route.Now());
 }
 
 }  // namespace applist

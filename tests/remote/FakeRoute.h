@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <functional>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -51,6 +52,7 @@ public:
         return m_result;
     }
     int AskForCount() override {
+        if (m_hasNoMemory) throw std::bad_alloc();
         ++m_questions;
         return m_result;
     }
@@ -65,6 +67,7 @@ public:
     bool m_isOpen = true;
     bool m_isClogged = false;
     bool m_isDispatching = false;
+    bool m_hasNoMemory = false;  // to ask for the count
     int m_result = 0;
     std::size_t m_unansweredRoom = 1000000;
     // Lets something arrive; false when there is nothing, and time passes instead.

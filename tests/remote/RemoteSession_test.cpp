@@ -392,6 +392,21 @@ TEST_F(ARemoteSession, AsksForTheCountAfterACallThatWasNotAnswered) {
     EXPECT_EQ(Strings{"usable :1.7"}, m_owner.m_told) << "it is back after a silence";
 }
 
+// A question that was never sent is not waited for.
+TEST_F(ARemoteSession, AsksForTheCountAgainSoonWhenThereWasNoMemoryToAsk) {
+    Appear();
+    const int before = m_route.m_questions;
+    m_route.m_hasNoMemory = true;
+    m_route.m_now += applist::remote_limits::kCompareAtRest;
+    EXPECT_NO_THROW(m_session->TimePassed());
+    m_route.m_hasNoMemory = false;
+
+    m_route.m_now += applist::remote_limits::kCompareAtRest;
+    m_session->TimePassed();
+
+    EXPECT_EQ(before + 1, m_route.m_questions);
+}
+
 // ---- The end ------------------------------------------------------------------------------------
 
 TEST_F(ARemoteSession, ClosesWithoutAWordWhenThereIsNothingToSend) {
