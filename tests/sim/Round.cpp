@@ -84,7 +84,9 @@ void Round::Log(int priority, const char* text) {
 void Round::Begin() {
     m_world.m_faults = m_weather.faults;
     m_bus.m_kind = m_weather.bus;
-    m_bus.m_onCall = [this](const WireMessage& call) { m_service.List().Expect(call); };
+    m_bus.m_onCall = [this](const WireMessage& call, const std::shared_ptr<Stream>& to) {
+        m_service.List().Expect(call, to);
+    };
     m_service.List().m_isChatty = m_weather.isChatty;
     if (m_weather.faults.refuseMemory != 0) AnyProgram().Where()->lacksMemory = true;
     m_service.Start();

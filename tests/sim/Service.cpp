@@ -103,19 +103,24 @@ void ServiceList::AddItemClickedListener(ItemClickListener* listener) {
     EditableList::AddItemClickedListener(listener);
 }
 
-void ServiceList::Expect(const WireMessage& call) {
+void ServiceList::Expect(const WireMessage& call, const std::shared_ptr<Stream>& to) {
     constexpr std::size_t kLength = 4;  // before the bytes of an array
     const std::string item = call.body.substr(std::min(kLength, call.body.size()));
     const std::string name = item.substr(0, item.find('\t'));
     if (!IsSigned(name)) return;
-    if (!m_connections.emplace(name, call.sender).second) m_complain(name + " was sent twice");
+    if (!m_sent.emplace(name, Sent{call.sender, to}).second) m_complain(name + " was sent twice");
 }
 
+// The writer knows since then that the outcome is unknown, and may have written again.
 std::string ServiceList::ConnectionOf(const std::string& write) {
-    const auto found = m_connections.find(write);
-    if (found != m_connections.end()) return found->second;
-    m_complain(write + " was never sent");
-    return std::string();
+    const auto found = m_sent.find(write);
+    if (found == m_sent.end()) {
+        m_complain(write + " was never sent");
+        return std::string();
+    }
+    const Sent& sent = found->second;
+    if (!sent.to->IsOpenHere()) m_complain(write + " came over a connection that has ended");
+    return std::to_string(sent.to->Id()) + sent.sender;
 }
 
 void ServiceList::Note() {

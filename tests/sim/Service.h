@@ -40,14 +40,19 @@ public:
     // Raises more events than the bus library may hold when a partner adds an item.
     bool m_isChatty = false;
 
-    // A call is on its way here. What a connection sends is looked at before it arrives, because
-    // the list itself is not told who has sent what.
-    void Expect(const WireMessage& call);
+    // A call is on its way here, over the service's connection `to`. It is looked at before it
+    // arrives, because the list itself is not told who has sent what.
+    void Expect(const WireMessage& call, const std::shared_ptr<Stream>& to);
 
     void Note();
     const Versions& Past() const { return m_versions; }
 
 private:
+    struct Sent {
+        std::string sender;
+        std::shared_ptr<Stream> to;
+    };
+
     std::string ConnectionOf(const std::string& write) override;
     void ItemChanged(AppListModel*) override;
     void ItemSelected(AppListModel*) override;
@@ -57,7 +62,7 @@ private:
     World& m_world;
     const Complain m_complain;
     Versions m_versions;
-    std::map<std::string, std::string> m_connections;  // by the write that was sent over it
+    std::map<std::string, Sent> m_sent;  // by the write's name
     // The service's.
     applist::ListenerList<ItemChangeListener> m_changeListeners;
     applist::ListenerList<ItemSelectionListener> m_selectionListeners;

@@ -125,6 +125,7 @@ void SimBus::EndDebts(const Connection& leaver) {
 
 void SimBus::Stop() {
     m_isUp = false;
+    m_names = 0;
     for (const auto& [id, client] : m_connections) {
         if (client->stream != nullptr) client->stream->CloseByBus();
     }
@@ -244,7 +245,7 @@ void SimBus::RouteCall(const Client& from, const Client& to, WireMessage& call) 
                           "no descriptors here");
     }
     if (call.WantsReply()) to->owes.insert({from->name, call.serial});
-    m_onCall(call);
+    m_onCall(call, to->stream);
     Send(*to, call);
 }
 

@@ -38,7 +38,8 @@ public:
 
     // ---- What befalls it
 
-    // Every connection ends, and nobody gets in.
+    // Every connection ends, and nobody gets in. The next one gives out the same unique names
+    // again.
     void Stop();
     void Start() { m_isUp = true; }
     void Disconnect(const Process* process);
@@ -63,8 +64,9 @@ public:
     std::size_t ConnectionsOfProcesses() const;
     std::uint64_t Messages() const { return m_messages; }
 
-    // Hears every call from one client to another that it passes on, as a monitor does.
-    std::function<void(const WireMessage& call)> m_onCall = [](const WireMessage&) {};
+    // Hears every call that it passes on to a client, and over which connection.
+    std::function<void(const WireMessage& call, const std::shared_ptr<Stream>& to)> m_onCall =
+        [](const WireMessage&, const std::shared_ptr<Stream>&) {};
 
     BusKind m_kind;
     // The policy, which an administrator may change at any time.
