@@ -41,6 +41,7 @@ void Partner::Open() {
     m_model = std::make_unique<applist::RemoteAppListModel>();
     const MemoryLasts lasts;
     m_shadow = std::make_unique<CheckedShadow>(*m_model, m_complain);
+    m_model->AddItemClickedListener(this);
     m_id = m_service.NewPartnerId();
     m_newest = 0;
 }
@@ -141,9 +142,17 @@ void Partner::CheckFreshness() {
     }
     if (m_seenSince == kNever) m_seenSince = m_world.Now();
     if (m_world.Now() < m_seenSince + m_weather.freshWithin) return;
+    CheckClicks(m_world.Now() - m_weather.freshWithin);
     if (m_service.List().Past().HasShown(Shown(), m_world.Now() - m_weather.freshWithin)) return;
     m_complain("shows what is more than " + std::to_string(m_weather.freshWithin) +
                " us old: " + Shown().Text() + " instead of " + m_service.Truth().Text());
+}
+
+// A click is told or it is lost: nobody can read it later. So only losing signals excuses it.
+void Partner::CheckClicks(Usec until) {
+    const Usec click = m_service.List().LastClick();
+    if (m_weather.faults.loseSignal != 0 || click < m_seenSince || click > until) return;
+    if (m_lastClick < click) m_complain("not told of a click");
 }
 
 }  // namespace sim

@@ -14,7 +14,7 @@
 
 namespace sim {
 
-class Partner : public Program {
+class Partner : public Program, private ItemClickListener {
 public:
     Partner(World& world, const std::string& name, Service& service, const Weather& weather,
             const Complain& complain);
@@ -37,12 +37,14 @@ private:
 
     void Open() override;
     void Close() override;
+    void ItemClicked(AppListModel*) override { m_lastClick = m_world.Now(); }
     void WriteNow(std::uint64_t what, const std::string& name, const std::string& id);
     void WriteSigned(const std::string& id);
     void SynchronizeNow();
     void CheckSynchronized(Usec started, int newest);
     void CheckFailure(const std::string& failure, bool sawService);
     void CheckFreshness();
+    void CheckClicks(Usec until);
 
     Service& m_service;
     const Weather& m_weather;
@@ -52,6 +54,7 @@ private:
     int m_written = 0;
     int m_newest = 0;           // of the writes since the last Synchronize; 0 when there is none
     Usec m_seenSince = kNever;  // the service
+    Usec m_lastClick = 0;       // that it was told of
     std::uint64_t m_synchronized = 0;
 };
 

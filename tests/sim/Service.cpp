@@ -21,6 +21,7 @@ ServiceList::ServiceList(World& world, const Complain& complain)
     : BookkeepingList(complain), m_world(world), m_complain(complain) {
     EditableList::AddItemChangeListener(this);
     EditableList::AddItemSelectionListener(this);
+    EditableList::AddItemClickedListener(this);
     Add("First", "a");
 }
 
@@ -68,6 +69,7 @@ void ServiceList::Chat() {
         SelectOutside("Chat", selected);
         TellOfNothing();
     }
+    Click();
 }
 
 void ServiceList::RemoveItem(AppListItem* item) {
@@ -100,7 +102,11 @@ void ServiceList::RemoveItemChangeListener(ItemChangeListener* listener) {
 
 void ServiceList::AddItemClickedListener(ItemClickListener* listener) {
     const MemoryLasts lasts;
-    EditableList::AddItemClickedListener(listener);
+    m_clickListeners.Add(listener);
+}
+
+void ServiceList::RemoveItemClickedListener(ItemClickListener* listener) {
+    m_clickListeners.Remove(listener);
 }
 
 void ServiceList::Expect(const WireMessage& call, const std::shared_ptr<Stream>& to) {
@@ -138,6 +144,12 @@ void ServiceList::ItemSelected(AppListModel*) {
     Note();
     m_selectionListeners.ForEach(
         [this](ItemSelectionListener* each) { Tell([this, each] { each->ItemSelected(this); }); });
+}
+
+void ServiceList::ItemClicked(AppListModel*) {
+    m_lastClick = m_world.Now();
+    m_clickListeners.ForEach(
+        [this](ItemClickListener* each) { Tell([this, each] { each->ItemClicked(this); }); });
 }
 
 // What the service does when it is told is under test again.

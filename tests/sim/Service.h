@@ -19,7 +19,8 @@ namespace sim {
 // may lack some when it is told of a change, which must not show here.
 class ServiceList : public BookkeepingList,
                     private ItemChangeListener,
-                    private ItemSelectionListener {
+                    private ItemSelectionListener,
+                    private ItemClickListener {
 public:
     ServiceList(World& world, const Complain& complain);
 
@@ -36,6 +37,7 @@ public:
     void AddItemChangeListener(ItemChangeListener* listener) override;
     void RemoveItemChangeListener(ItemChangeListener* listener) override;
     void AddItemClickedListener(ItemClickListener* listener) override;
+    void RemoveItemClickedListener(ItemClickListener* listener) override;
 
     // Raises more events than the bus library may hold when a partner adds an item.
     bool m_isChatty = false;
@@ -46,6 +48,8 @@ public:
 
     void Note();
     const Versions& Past() const { return m_versions; }
+    // When the application said last that an item was clicked.
+    Usec LastClick() const { return m_lastClick; }
 
 private:
     struct Sent {
@@ -56,16 +60,19 @@ private:
     std::string ConnectionOf(const std::string& write) override;
     void ItemChanged(AppListModel*) override;
     void ItemSelected(AppListModel*) override;
+    void ItemClicked(AppListModel*) override;
     void Tell(const std::function<void()>& listener);
     void Chat();
 
     World& m_world;
     const Complain m_complain;
     Versions m_versions;
+    Usec m_lastClick = 0;
     std::map<std::string, Sent> m_sent;  // by the write's name
     // The service's.
     applist::ListenerList<ItemChangeListener> m_changeListeners;
     applist::ListenerList<ItemSelectionListener> m_selectionListeners;
+    applist::ListenerList<ItemClickListener> m_clickListeners;
 };
 
 class Service : public Program {
