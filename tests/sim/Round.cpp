@@ -16,11 +16,14 @@ const char kServiceName[] = "org.tessel.Local.Applist";
 constexpr Usec kLongestSearch = 11 * kSecond;
 constexpr Usec kSilentBus = 25 * kSecond;
 
+// As long as the partners' library lets an answer take: for the count of events.
+constexpr Usec kLongestAnswer = 60 * kSecond;
+
 // How long programs take to find each other when nothing is wrong.
 constexpr Usec kLongestStart = kSecond;
 
-// An answer that was lost is waited for until its time is up: a minute, for the count of events.
-constexpr Usec kLostReply = 65 * kSecond;
+// An answer that was lost is waited for until its time is up.
+constexpr Usec kLostReply = kLongestAnswer + 5 * kSecond;
 
 // What is promised: whatever was lost, all is equal again after this time.
 constexpr Usec kConverged = 5 * kSecond;
@@ -170,7 +173,7 @@ Usec Round::AnyTime() {
 // ---- What befalls them --------------------------------------------------------------------------
 
 void Round::Disturb() {
-    switch (m_world.m_random.Below(9)) {
+    switch (m_world.m_random.Below(10)) {
         case 0: return RestartBus();
         case 1: return Kill();
         case 2: return Stop();
@@ -179,6 +182,7 @@ void Round::Disturb() {
         case 5: return Disconnect();
         case 6: return TakeName();
         case 7: return RefuseCalls();
+        case 8: return BeAway();
         default: return RefuseNames();
     }
 }
@@ -204,6 +208,28 @@ void Round::Stop() {
     const Usec call = m_world.m_random.Permille(250) ? 100 * kSecond : 12 * kSecond;
     const Usec longest = m_world.m_random.Permille(400) ? call : 1500 * kMillisecond;
     AnyProgram().Where()->stoppedUntil = m_world.Now() + m_world.m_random.Below(longest);
+}
+
+// A partner has just come to the bus and asks a service that stands. Then it does not look at its
+// loop for longer than the library lets any answer take, and loses the bus meanwhile.
+void Round::BeAway() {
+    if (!m_weather.absences) return;
+    m_world.Fault("absence");
+    Random& random = m_world.m_random;
+    Process* const partner = AnyPartner().Where();
+    const Usec leaves = m_world.Now() + random.Below(kSecond);
+    const Usec returns = leaves + kLongestAnswer + random.Below(30 * kSecond);
+    m_service.Where()->stoppedUntil = returns + random.Below(kSecond);
+    m_bus.Disconnect(partner);
+    Later(leaves, [partner, returns] { partner->stoppedUntil = returns; });
+    Later(leaves + random.Below(kLongestAnswer), [this, partner] { m_bus.Disconnect(partner); });
+}
+
+// Unless all is healed by then.
+void Round::Later(Usec time, std::function<void()> disturbance) {
+    m_world.At(time, [this, disturbance = std::move(disturbance)] {
+        if (!m_isHealed) disturbance();
+    });
 }
 
 void Round::Stall() {
@@ -251,6 +277,7 @@ void Round::RefuseNames() {
 
 void Round::Heal() {
     m_world.Log("heal");
+    m_isHealed = true;
     m_world.m_faults = Faults();
     m_world.Hurry(false);
     m_bus.Start();

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -59,6 +60,8 @@ private:
     void RestartBus();
     void Kill();
     void Stop();
+    void BeAway();
+    void Later(Usec time, std::function<void()> disturbance);
     void Stall();
     void JumpInTime();
     void Disconnect();
@@ -78,6 +81,7 @@ private:
     World m_world;
     SimBus m_bus;
     Weather m_weather;
+    bool m_isHealed = false;
     std::string m_verdict;
     std::uint64_t m_errorLines = 0;
     Service m_service;

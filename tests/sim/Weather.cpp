@@ -77,6 +77,7 @@ void DrawProcesses(Forecast& forecast, Weather& weather) {
     weather.squats = forecast.Has("squat");
     weather.refusesCalls = forecast.HasRarely("policy", 150);
     weather.refusesNames = forecast.HasRarely("namepolicy", 150);
+    weather.absences = forecast.HasRarely("away", 100);
 }
 
 // Large lists go in descriptors, or slowly through a small socket; huge ones only in descriptors.

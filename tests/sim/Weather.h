@@ -32,6 +32,7 @@ struct Weather {
     bool restarts = false;
     bool kills = false;
     bool stops = false;
+    bool absences = false;
     bool stalls = false;
     bool jumps = false;
     bool disconnects = false;
