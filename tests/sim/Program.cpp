@@ -27,6 +27,7 @@ void Program::StartNow() {
     if (IsUp() || !m_isWanted) return;
     const std::string failure = Try([this] { Open(); });
     m_world.Log("%s: %s", m_process->name.c_str(), failure.empty() ? "is up" : failure.c_str());
+    m_process->isStaying = failure.empty();
     if (failure.empty()) return;
     m_world.At(m_world.Now() + kRestartAfter, [this] {
         if (m_isWanted && !m_process->isDead) Start();
@@ -36,6 +37,7 @@ void Program::StartNow() {
 void Program::End() {
     m_isWanted = false;
     Do([this] {
+        m_process->isStaying = false;
         // By itself: nobody has memory end in his destructors.
         Close();
         m_process->isDead = false;

@@ -110,7 +110,7 @@ void Round::AwaitStart() {
 void Round::Step() {
     Act(m_world.m_random.Below(100));
     m_world.RunFor(AnyTime());
-    CheckPartners();
+    Check();
 }
 
 void Round::Act(std::uint64_t dice) {
@@ -132,8 +132,19 @@ void Round::Act(std::uint64_t dice) {
     if (dice >= 95) return AnyProgram().Start();
 }
 
-void Round::CheckPartners() {
-    for (const auto& partner : m_partners) partner->Check();
+void Round::Check() {
+    for (const auto& partner : m_partners) {
+        partner->Check();
+        CheckStaying(*partner, m_weather.forgivesPartners);
+    }
+    CheckStaying(m_service, m_weather.forgivesService);
+}
+
+// A connection that works is not given up because somebody else comes, goes, fails or attacks.
+void Round::CheckStaying(const Program& program, bool isForgiven) {
+    const Process& process = *program.Where();
+    if (!process.hasGivenUp || process.wasHeldUp || isForgiven) return;
+    Complain(process.name + " gave up a connection that worked");
 }
 
 Partner& Round::AnyPartner() {
@@ -207,7 +218,7 @@ void Round::Stop() {
     m_world.Fault("stop");
     const Usec call = m_world.m_random.Permille(250) ? 100 * kSecond : 12 * kSecond;
     const Usec longest = m_world.m_random.Permille(400) ? call : 1500 * kMillisecond;
-    AnyProgram().Where()->stoppedUntil = m_world.Now() + m_world.m_random.Below(longest);
+    AnyProgram().Where()->StopUntil(m_world.Now() + m_world.m_random.Below(longest));
 }
 
 // A partner has just come to the bus and asks a service that stands. Then it does not look at its
@@ -219,9 +230,9 @@ void Round::BeAway() {
     Process* const partner = AnyPartner().Where();
     const Usec leaves = m_world.Now() + random.Below(kSecond);
     const Usec returns = leaves + kLongestAnswer + random.Below(30 * kSecond);
-    m_service.Where()->stoppedUntil = returns + random.Below(kSecond);
+    m_service.Where()->StopUntil(returns + random.Below(kSecond));
     m_bus.Disconnect(partner);
-    Later(leaves, [partner, returns] { partner->stoppedUntil = returns; });
+    Later(leaves, [partner, returns] { partner->StopUntil(returns); });
     Later(leaves + random.Below(kLongestAnswer), [this, partner] { m_bus.Disconnect(partner); });
 }
 
@@ -236,7 +247,9 @@ void Round::Stall() {
     if (!m_weather.stalls) return;
     m_world.Fault("stalled bus");
     const Usec until = m_world.Now() + m_world.m_random.Below(1500 * kMillisecond);
-    m_bus.StallUntil(AnyProgram().Where(), until);
+    Process* const client = AnyProgram().Where();
+    client->wasHeldUp = true;
+    m_bus.StallUntil(client, until);
 }
 
 // Somebody sets the clock; or the machine was suspended, and all stood still.
@@ -247,8 +260,8 @@ void Round::JumpInTime() {
                                 static_cast<std::int64_t>(3600 * kSecond);
     if (!m_weather.stops || !m_world.m_random.Permille(500)) return;
     const Usec until = m_world.Now() + m_world.m_random.Below(1500 * kMillisecond);
-    m_service.Where()->stoppedUntil = until;
-    for (const auto& partner : m_partners) partner->Where()->stoppedUntil = until;
+    m_service.Where()->StopUntil(until);
+    for (const auto& partner : m_partners) partner->Where()->StopUntil(until);
 }
 
 void Round::Disconnect() {
@@ -309,11 +322,11 @@ void Round::AwaitReturn() {
 void Round::Verify() {
     m_world.RunFor(kConverged);
     if (!AllAgree()) return Complain("not equal 5 s after the service is back: " + Show());
-    CheckPartners();
+    Check();
     // It stays so, also when serials are compared.
     m_world.RunFor(4 * kSecond);
     if (!AllAgree()) return Complain("equal, and then not: " + Show());
-    CheckPartners();
+    Check();
 }
 
 bool Round::AllAgree() {

@@ -48,7 +48,8 @@ private:
     void AwaitStart();
     void Step();
     void Act(std::uint64_t dice);
-    void CheckPartners();
+    void Check();
+    void CheckStaying(const Program& program, bool isForgiven);
     Partner& AnyPartner();
     Program& AnyProgram();
     std::string AnyId();

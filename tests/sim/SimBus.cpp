@@ -97,13 +97,22 @@ void SimBus::Drop(const Client& client) {
     client->fds.Clear();
     if (client->stream != nullptr) client->stream->CloseByBus();
     if (client->name.empty()) return;
-    EndDebts(*client);
+    if (m_kind.endsNamesFirst) {
+        EndNames(*client);
+        EndDebts(*client);
+    } else {
+        EndDebts(*client);
+        EndNames(*client);
+    }
+}
+
+void SimBus::EndNames(const Connection& leaver) {
     std::vector<std::string> owned;
     for (const auto& [name, owner] : m_owners) {
-        if (owner == client->name) owned.push_back(name);
+        if (owner == leaver.name) owned.push_back(name);
     }
     for (const std::string& name : owned) SetOwner(name, std::string());
-    Signal("NameOwnerChanged", {client->name, client->name, std::string()}, nullptr);
+    Signal("NameOwnerChanged", {leaver.name, leaver.name, std::string()}, nullptr);
 }
 
 // Those who wait for a reply of somebody who leaves are told; nobody owes the leaver anything more.

@@ -25,6 +25,9 @@ namespace sim {
 struct BusKind {
     bool dropsSlowReaders = false;  // dbus-broker: disconnected, where dbus-daemon loses a signal
     bool passesFds = true;
+    // When a client leaves: dbus-daemon says first that its names are free, and dbus-broker that it
+    // will not answer.
+    bool endsNamesFirst = false;
 };
 
 class SimBus : public BusSide {
@@ -95,6 +98,7 @@ private:
     bool TakeMessage(const Client& client, std::size_t size);
     void Drop(const Client& client);
     void EndDebts(const Connection& leaver);
+    void EndNames(const Connection& leaver);
     Client Find(const std::string& name) const;
 
     // ---- Routing

@@ -119,6 +119,7 @@ void Stream::CloseByClient() {
     m_toClient.clear();
     m_isOpenHere = false;
     if (m_isBroken) return;
+    m_owner->hasGivenUp = m_owner->hasGivenUp || (m_isOpenAtBus && m_owner->isStaying);
     m_lastToBus = std::max(m_lastToBus, m_world.Now() + 5);
     PutEnd(m_toBus, m_lastToBus);
 }

@@ -97,6 +97,16 @@ Usec Promise(std::uint64_t climate, const Weather& weather) {
     return 100 * kMillisecond;
 }
 
+// What arrives late or mutilated, or cannot be handled for want of memory; and the service must
+// have its name.
+void Forgive(Weather& weather) {
+    const Faults& faults = weather.faults;
+    weather.forgivesPartners = faults.garbage + faults.silentAccept + faults.delay +
+                                   faults.loseFds + faults.loseReply + faults.refuseMemory !=
+                               0;
+    weather.forgivesService = weather.forgivesPartners || weather.squats || weather.refusesNames;
+}
+
 }  // namespace
 
 Weather Weather::Draw(Random& random, const std::string& only) {
@@ -104,12 +114,14 @@ Weather Weather::Draw(Random& random, const std::string& only) {
     Weather weather;
     const std::uint64_t climate = only.empty() ? random.Below(kClimates) : kStorms;
     weather.bus.passesFds = forecast.Below(10) != 0;
+    weather.bus.endsNamesFirst = forecast.Below(2) == 0;
     weather.bus.dropsSlowReaders = climate >= kStorms && forecast.Below(3) == 0;
     if (climate >= kHarmless) DrawHarmless(forecast, weather);
     if (climate >= kLosses) weather.faults.loseSignal = forecast.Rate("losesignal", 500);
     if (climate >= kStorms) DrawConnections(forecast, weather.faults);
     if (climate >= kStorms) DrawProcesses(forecast, weather);
     DrawSizes(forecast, weather);
+    Forgive(weather);
     weather.isChatty = forecast.HasRarely("chatty", 50);
     weather.isGood = climate < kStorms;
     weather.freshWithin = Promise(climate, weather);

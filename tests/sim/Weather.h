@@ -40,6 +40,10 @@ struct Weather {
     bool refusesCalls = false;
     bool refusesNames = false;
     bool attacks = false;
+
+    // What may make one give up a connection that seems to work.
+    bool forgivesPartners = false;
+    bool forgivesService = false;
 };
 
 }  // namespace sim

@@ -35,10 +35,17 @@ struct Process {
     bool isDead = false;                      // killed: it reaches nobody from now on
     bool lacksMemory = false;                 // the one for which memory ends
     Usec stoppedUntil = 0;
+    bool wasHeldUp = false;        // stopped at some time, or its bus did not read
+    bool isStaying = false;        // it has no reason to close a connection that works
+    bool hasGivenUp = false;       // it did so all the same
     std::function<Usec()> wakeAt;  // when what it waits for is there
     std::unique_ptr<Fiber> fiber;
 
     bool IsDone() const { return fiber->IsDone(); }
+    void StopUntil(Usec time) {
+        stoppedUntil = time;
+        wasHeldUp = true;
+    }
 };
 
 // The bus's side of the connections.
