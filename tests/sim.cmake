@@ -20,6 +20,7 @@ if(APPLIST_OPEN_TRANSPORT)
         sim/Memory.cpp
         sim/Partner.cpp
         sim/Program.cpp
+        sim/Reader.cpp
         sim/Round.cpp
         sim/Service.cpp
         sim/SimBus.cpp

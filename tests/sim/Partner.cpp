@@ -35,7 +35,7 @@ public:
 
 Partner::Partner(World& world, const std::string& name, Service& service, const Weather& weather,
                  const Complain& complain)
-    : Program(world, name, complain), m_service(service), m_weather(weather) {}
+    : Follower(world, name, complain), m_service(service), m_weather(weather) {}
 
 void Partner::Open() {
     m_model = std::make_unique<applist::RemoteAppListModel>();

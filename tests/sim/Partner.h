@@ -8,21 +8,20 @@
 
 #include "partner/RemoteAppListModel.h"
 #include "partner/Shadow.h"
-#include "sim/Program.h"
+#include "sim/Follower.h"
 #include "sim/Service.h"
 #include "sim/Weather.h"
 
 namespace sim {
 
-class Partner : public Program, private ItemClickListener {
+class Partner : public Follower, private ItemClickListener {
 public:
     Partner(World& world, const std::string& name, Service& service, const Weather& weather,
             const Complain& complain);
 
     bool IsUp() const override { return m_model != nullptr; }
-    bool SeesService() const { return IsUp() && m_model->IsServiceThere(); }
-    // REQUIRES: IsUp().
-    Content Shown() { return Content::Of(*m_model); }
+    bool SeesService() const override { return IsUp() && m_model->IsServiceThere(); }
+    Content Shown() override { return Content::Of(*m_model); }
     std::uint64_t Synchronized() const { return m_synchronized; }
 
     // The partner changes the list. Most changes are signed, so that they can be followed.

@@ -38,6 +38,7 @@ Round::Round(std::uint64_t seed, std::FILE* history, const std::string& only)
       m_bus(m_world),
       m_weather(Weather::Draw(m_world.m_random, only)),
       m_service(m_world, [this](const std::string& what) { Complain("service: " + what); }),
+      m_reader(m_world, [this](const std::string& what) { Complain("reader: " + what); }),
       m_attacker(m_world, m_bus, kServiceName) {
     const std::size_t partners = 1 + m_world.m_random.Below(2);
     for (std::size_t number = 1; number <= partners; ++number) {
@@ -45,7 +46,11 @@ Round::Round(std::uint64_t seed, std::FILE* history, const std::string& only)
         m_partners.push_back(std::make_unique<Partner>(
             m_world, name, m_service, m_weather,
             [this, name](const std::string& what) { Complain(name + ": " + what); }));
+        m_followers.push_back(m_partners.back().get());
     }
+    if (m_world.m_random.Below(3) == 0) m_followers.push_back(&m_reader);
+    m_programs.assign(m_followers.begin(), m_followers.end());
+    m_programs.push_back(&m_service);
 }
 
 std::string Round::Run() {
@@ -91,17 +96,23 @@ void Round::Begin() {
         m_service.List().Expect(call, to);
     };
     m_service.List().m_isChatty = m_weather.isChatty;
-    if (m_weather.faults.refuseMemory != 0) AnyProgram().Where()->lacksMemory = true;
-    m_service.Start();
-    for (const auto& partner : m_partners) partner->Start();
+    LetMemoryEnd();
+    for (Program* program : m_programs) program->Start();
     if (m_weather.IsGood()) AwaitStart();
+}
+
+// The reader's does not: it would have to know how to live with that.
+void Round::LetMemoryEnd() {
+    if (m_weather.faults.refuseMemory == 0) return;
+    Program* const program = &AnyProgram();
+    if (program != &m_reader) program->Where()->lacksMemory = true;
 }
 
 // On a good day everybody is there before anything is asked of them.
 void Round::AwaitStart() {
     const auto isThere = [this] {
-        return std::all_of(m_partners.begin(), m_partners.end(),
-                           [](const auto& partner) { return partner->SeesService(); });
+        return std::all_of(m_followers.begin(), m_followers.end(),
+                           [](const Follower* each) { return each->SeesService(); });
     };
     m_world.RunUntil(isThere, m_world.Now() + kLongestStart);
     if (!isThere()) Complain("not there in good weather");
@@ -133,10 +144,8 @@ void Round::Act(std::uint64_t dice) {
 }
 
 void Round::Check() {
-    for (const auto& partner : m_partners) {
-        partner->Check();
-        CheckStaying(*partner, m_weather.forgivesPartners);
-    }
+    for (const auto& partner : m_partners) partner->Check();
+    for (const Follower* each : m_followers) CheckStaying(*each, m_weather.forgivesPartners);
     CheckStaying(m_service, m_weather.forgivesService);
 }
 
@@ -152,9 +161,7 @@ Partner& Round::AnyPartner() {
 }
 
 Program& Round::AnyProgram() {
-    const std::size_t pick = m_world.m_random.Below(m_partners.size() + 1);
-    if (pick == 0) return m_service;
-    return *m_partners[pick - 1];
+    return *m_programs[m_world.m_random.Below(m_programs.size())];
 }
 
 // Few, so that many items have the same one.
@@ -260,8 +267,7 @@ void Round::JumpInTime() {
                                 static_cast<std::int64_t>(3600 * kSecond);
     if (!m_weather.stops || !m_world.m_random.Permille(500)) return;
     const Usec until = m_world.Now() + m_world.m_random.Below(1500 * kMillisecond);
-    m_service.Where()->StopUntil(until);
-    for (const auto& partner : m_partners) partner->Where()->StopUntil(until);
+    for (const Program* program : m_programs) program->Where()->StopUntil(until);
 }
 
 void Round::Disconnect() {
@@ -298,8 +304,8 @@ void Round::Heal() {
     m_bus.m_refusesCalls = m_bus.m_refusesNames = false;
     // Not always: partners of a service that is gone must know that, too.
     if (m_world.m_random.Permille(900)) m_service.Start();
-    for (const auto& partner : m_partners) {
-        if (m_world.m_random.Permille(800)) partner->Start();
+    for (Follower* each : m_followers) {
+        if (m_world.m_random.Permille(800)) each->Start();
     }
 }
 
@@ -332,23 +338,23 @@ void Round::Verify() {
 bool Round::AllAgree() {
     const Content truth = m_service.Truth();
     return m_service.IsWanted() == m_service.IsUp() &&
-           std::all_of(m_partners.begin(), m_partners.end(), [&](const auto& partner) {
-               if (partner->IsWanted() != partner->IsUp()) return false;
-               return !partner->IsUp() ||
-                      (partner->Shown() == truth && partner->SeesService() == m_service.IsUp());
+           std::all_of(m_followers.begin(), m_followers.end(), [&](Follower* each) {
+               if (each->IsWanted() != each->IsUp()) return false;
+               return !each->IsUp() ||
+                      (each->Shown() == truth && each->SeesService() == m_service.IsUp());
            });
 }
 
 std::string Round::Show() {
     std::string text = m_service.IsUp() ? "service up" : "service down";
     text += " " + m_service.Truth().Text();
-    for (const auto& partner : m_partners) {
-        text += "; " + partner->Where()->name;
-        if (!partner->IsUp()) {
+    for (Follower* each : m_followers) {
+        text += "; " + each->Where()->name;
+        if (!each->IsUp()) {
             text += " down";
             continue;
         }
-        text += (partner->SeesService() ? " sees " : " does not see ") + partner->Shown().Text();
+        text += (each->SeesService() ? " sees " : " does not see ") + each->Shown().Text();
     }
     return text;
 }
@@ -372,12 +378,13 @@ void Round::Finish() {
     if (m_world.IsStuck()) return Complain("somebody runs without end");
     m_world.m_faults = Faults();
     m_world.Hurry(true);
+    m_reader.Finish();  // in every round: its process is there
     m_service.Finish();
     for (const auto& partner : m_partners) partner->Finish();
     const auto isDone = [this] {
-        return m_service.Where()->IsDone() &&
-               std::all_of(m_partners.begin(), m_partners.end(),
-                           [](const auto& partner) { return partner->Where()->IsDone(); });
+        return m_reader.Where()->IsDone() &&
+               std::all_of(m_programs.begin(), m_programs.end(),
+                           [](const Program* program) { return program->Where()->IsDone(); });
     };
     m_world.RunUntil(isDone, m_world.Now() + 60 * kSecond);
     if (!isDone()) return Complain("somebody does not end");

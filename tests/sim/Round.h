@@ -13,6 +13,7 @@
 
 #include "sim/Attacker.h"
 #include "sim/Partner.h"
+#include "sim/Reader.h"
 #include "sim/Service.h"
 #include "sim/SimBus.h"
 #include "sim/Weather.h"
@@ -45,6 +46,7 @@ private:
 
     // ---- Steps
     void Begin();
+    void LetMemoryEnd();
     void AwaitStart();
     void Step();
     void Act(std::uint64_t dice);
@@ -87,6 +89,9 @@ private:
     std::uint64_t m_errorLines = 0;
     Service m_service;
     std::vector<std::unique_ptr<Partner>> m_partners;
+    Reader m_reader;
+    std::vector<Follower*> m_followers;  // the partners, and in some rounds the reader
+    std::vector<Program*> m_programs;    // all of them, and the service
     Attacker m_attacker;
 };
 
