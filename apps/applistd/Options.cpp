@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
 
@@ -29,14 +31,15 @@ const char kFooter[] = R"(Commands for --interactive, with words quoted as in a 
 Without --session, --system or --address it uses the bus that started it, else the session bus if
 there is one, else the system bus. An address looks like unix:path=/run/user/1000/bus.
 
-A limit is a number, with K, M or G for 1024, 1024^2 or 1024^3, or "none". What partners add past it
-is refused and logged.
+A limit is a number, with K, M or G for 1024, 1024^2 or 1024^3, or "none" where it may be lifted.
+What partners add past --max-items or --max-bytes is left out and logged; a call past another limit
+is answered with an error.
 
 Exit status: 0 stopped as asked, 1 failed to start or to keep running, 2 wrong usage.
 )";
 
 // Where the explanations start, so that the longest lines of the help fit into 100 columns.
-constexpr std::size_t kOptionColumn = 20;
+constexpr std::size_t kOptionColumn = 24;
 
 // An empty --items or --address is a variable that a script forgot to set. Without this check it
 // would silently mean the default.
@@ -57,7 +60,7 @@ std::size_t UnitOf(std::string_view suffix) {
 // Puts the plain number that it means in the place of `given`, and returns what is wrong with it.
 std::string ReadLimit(std::string& given) {
     if (given == "none") {
-        given = std::to_string(SIZE_MAX);
+        given = std::to_string(PTRDIFF_MAX);  // nothing in memory is larger
         return std::string();
     }
     std::size_t number = 0;
@@ -74,16 +77,43 @@ std::string ReadLimit(std::string& given) {
     return std::string();
 }
 
+using TakeLimit = std::function<void(const std::size_t&)>;
+
 // What others can make the daemon keep. All of these take the same kinds of value.
-void DeclareLimits(CLI::App& app, Options& options) {
-    const auto add = [&app](const char* name, std::size_t& limit, const char* explanation) {
-        app.add_option(name, limit, explanation)
-            ->type_name("N")
-            ->transform(CLI::Validator(ReadLimit, ""))
-            ->group("Limits");
+void DeclareLimit(CLI::App& app, const char* name, const TakeLimit& take, const char* explanation) {
+    app.add_option_function<std::size_t>(name, take, explanation)
+        ->type_name("N")
+        ->transform(CLI::Validator(ReadLimit, ""))
+        ->group("Limits");
+}
+
+void DeclareServiceLimits(CLI::App& app, ServiceLimits& limits) {
+    const auto add = [&](const char* name, std::size_t& limit, const char* explanation) {
+        DeclareLimit(
+            app, name, [&limit](std::size_t value) { limit = value; }, explanation);
     };
-    add("--max-items", options.serviceLimits.items, "Items that partners may add (1000000)");
-    add("--max-bytes", options.serviceLimits.bytes, "Bytes of their names and ids (256M)");
+    add("--max-items", limits.items, "Items that partners may add (1000000)");
+    add("--max-bytes", limits.bytes, "Bytes of their names and ids (256M)");
+}
+
+void DeclareTransportLimits(CLI::App& app, TransportLimits& limits) {
+    const auto add = [&](const char* name, std::size_t& limit, const char* explanation) {
+        const auto take = [name, &limit, &limits](std::size_t value) {
+            limit = value;
+            try {
+                CheckTransportLimits(limits);
+            } catch (const std::invalid_argument& error) {
+                throw CLI::ValidationError(name, error.what());
+            }
+        };
+        DeclareLimit(app, name, take, explanation);
+    };
+    add("--max-request", limits.requestBytes, "Bytes of a request (16M)");
+    add("--max-fd-request", limits.fdRequestBytes, "Bytes of a request in a descriptor (64M)");
+    add("--max-fd-reply", limits.fdBytes, "Bytes of a reply in a descriptor (1G)");
+    add("--max-partners", limits.partners, "Partners that may connect, 500 at most (256)");
+    add("--max-held", limits.heldBytes, "Bytes of one caller that may wait, 1M at least (1M)");
+    add("--max-held-senders", limits.heldSenders, "Callers that may wait, 500 at most (64)");
 }
 
 void Declare(CLI::App& app, Options& options) {
@@ -101,7 +131,8 @@ void Declare(CLI::App& app, Options& options) {
         ->type_name("ADDR")
         ->check(NotEmpty());
     app.add_flag("--verbose", options.verbose, "Log every call and event");
-    DeclareLimits(app, options);
+    DeclareServiceLimits(app, options.serviceLimits);
+    DeclareTransportLimits(app, options.transportLimits);
 }
 
 void CheckTogether(const Options& options) {

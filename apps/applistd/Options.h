@@ -7,6 +7,7 @@
 #include <string>
 
 #include "applist/ServiceLimits.h"
+#include "bus/TransportLimits.h"
 
 namespace applist::daemon {
 
@@ -17,7 +18,8 @@ struct Options {
     bool system = false;
     std::string address;  // empty: `session` and `system` decide; of the three one is set at most
     bool verbose = false;
-    ServiceLimits serviceLimits;  // of --max-items and --max-bytes
+    ServiceLimits serviceLimits;
+    TransportLimits transportLimits;  // that SetTransportLimits takes
 };
 
 // Says what is wrong with a command line and what to do, in one line.

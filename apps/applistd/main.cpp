@@ -25,6 +25,7 @@
 #include "apps/common/ClosedStreams.h"
 #include "apps/common/ItemLines.h"
 #include "bus/BusSelection.h"
+#include "bus/TransportLimits.h"
 #include "common/AppListLog.h"
 #include "platform/LinuxLog.h"
 
@@ -88,6 +89,7 @@ int Main(int argc, char** argv) {
         if (!options) return 0;
         if (options->verbose) SetMinimumLogPriority(logging::kDebug);
         SetServiceLimits(options->serviceLimits);
+        SetTransportLimits(options->transportLimits);
         ChooseBus(*options);
         Serve(*options);
         return 0;

@@ -21,7 +21,7 @@ void Check(const char* what, std::size_t value, std::size_t least, std::size_t m
 
 }  // namespace
 
-void SetTransportLimits(const TransportLimits& limits) {
+void CheckTransportLimits(const TransportLimits& limits) {
     using namespace transport_limits;
     Check("fdBytes", limits.fdBytes, 1, PTRDIFF_MAX);  // no vector holds more
     Check("partners", limits.partners, 1, kMostPartners);
@@ -30,6 +30,10 @@ void SetTransportLimits(const TransportLimits& limits) {
     Check("heldSenders", limits.heldSenders, 1, kMostPartners);
     Check("requestBytes", limits.requestBytes, 1, PTRDIFF_MAX);
     Check("fdRequestBytes", limits.fdRequestBytes, 1, PTRDIFF_MAX);
+}
+
+void SetTransportLimits(const TransportLimits& limits) {
+    CheckTransportLimits(limits);
     TheLimits() = limits;
 }
 

@@ -103,8 +103,11 @@ struct TransportLimits {
     std::size_t fdRequestBytes = transport_limits::kMaxFdRequestBytes;
 };
 
-// Endpoints and partners that are built from now on keep to `limits`. Throws std::invalid_argument,
-// whose text names the one that makes no sense, and then changes nothing.
+// Throws std::invalid_argument, whose text names the one that makes no sense, if there is one.
+void CheckTransportLimits(const TransportLimits& limits);
+
+// Endpoints and partners that are built from now on keep to `limits`. Throws what the check throws,
+// and then changes nothing.
 void SetTransportLimits(const TransportLimits& limits);
 
 // Returns what was set last.

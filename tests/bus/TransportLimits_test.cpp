@@ -91,6 +91,15 @@ TEST_F(TheTransportLimits, AreNoMoreThanABufferHolds) {
     EXPECT_NE("", Refusal(m_limits));
 }
 
+TEST_F(TheTransportLimits, AreCheckedWithoutBeingSet) {
+    m_limits.partners = 7;
+    applist::CheckTransportLimits(m_limits);
+    m_limits.heldSenders = 501;
+    EXPECT_THROW(applist::CheckTransportLimits(m_limits), std::invalid_argument);
+
+    EXPECT_EQ(256u, CurrentTransportLimits().partners);
+}
+
 TEST_F(TheTransportLimits, StayAsTheyAreWhenOneMakesNoSense) {
     SetTransportLimits({10, 20, std::size_t{30} << 20, 40, 50, 60});
 

@@ -6,7 +6,6 @@ the three.
 """
 
 import errno
-import fcntl
 import os
 import tempfile
 import time
@@ -16,7 +15,7 @@ import dbus.bus
 from gi.repository import GLib
 
 from faults import Faults, faults_of
-from support import items
+from support import items, memfd
 from support.partner import Partner
 from support.processes import APPLISTD, Bus
 from victim import Victim
@@ -72,19 +71,9 @@ class Client:
         return None if answer is None else bytes(answer[0])
 
     def message_fd(self, function):
-        memfd = os.memfd_create("request", os.MFD_ALLOW_SEALING)
-        with os.fdopen(memfd, "wb") as out:
-            out.write(items.request(function))
-            out.flush()
-            seal(out.fileno())
-            answer = self._call(items.INTERFACE, "MessageFd", "h", dbus.types.UnixFd(out))
-        if answer is None:
-            return None
-        descriptor = answer[0].take()
-        try:
-            return os.pread(descriptor, os.fstat(descriptor).st_size, 0)
-        finally:
-            os.close(descriptor)
+        with memfd.sealed(items.request(function)) as request:
+            answer = self._call(items.INTERFACE, "MessageFd", "h", dbus.types.UnixFd(request))
+        return None if answer is None else memfd.content_of(answer[0].take())
 
     def list(self):
         answer = self.message(items.GET_ALL_ITEMS)
@@ -98,11 +87,6 @@ class Client:
 
 class Silence(Exception):
     pass
-
-
-def seal(descriptor):
-    fcntl.fcntl(descriptor, fcntl.F_ADD_SEALS,
-                fcntl.F_SEAL_SHRINK | fcntl.F_SEAL_GROW | fcntl.F_SEAL_WRITE)
 
 
 class DaemonCases:

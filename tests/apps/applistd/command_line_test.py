@@ -2,11 +2,15 @@
 
 import unittest
 
+import dbus
 from support import items
 from support.case import AppTest
 from support.processes import run_applistd
 
 NOWHERE = "unix:path=/nonexistent/bus"
+LIMITS_EXCEEDED = "org.freedesktop.DBus.Error.LimitsExceeded"
+LIMITS = ("--max-items", "--max-bytes", "--max-request", "--max-fd-request", "--max-fd-reply",
+          "--max-partners", "--max-held", "--max-held-senders")
 
 
 class AWrongCommandLine(unittest.TestCase):
@@ -49,7 +53,7 @@ class AWrongCommandLine(unittest.TestCase):
         self.assertIn("standard input", self.complaint("--items", "-", "--interactive"))
 
     def test_says_what_a_limit_looks_like(self):
-        for option in ("--max-items", "--max-bytes"):
+        for option in LIMITS:
             for wrong in ("many", "-1", "1.5", "64MB", "K", "0x10", " 1", "1 ", "None"):
                 err = self.complaint(f"{option}={wrong}")
                 self.assertIn(option, err)
@@ -60,6 +64,18 @@ class AWrongCommandLine(unittest.TestCase):
             err = self.complaint("--max-bytes", wrong)
             self.assertIn("--max-bytes", err)
             self.assertIn("give none for no limit", err)
+
+    def test_says_between_what_values_a_limit_of_the_transport_may_be(self):
+        for option, wrong, limit, least, most in (
+                ("--max-request", "0", "requestBytes", "1", "[0-9]+"),
+                ("--max-fd-request", "0", "fdRequestBytes", "1", "[0-9]+"),
+                ("--max-fd-reply", "0", "fdBytes", "1", "[0-9]+"),
+                ("--max-partners", "501", "partners", "1", "500"),
+                ("--max-partners", "none", "partners", "1", "500"),
+                ("--max-held", "1023K", "heldBytes", "1048576", "[0-9]+"),
+                ("--max-held-senders", "1K", "heldSenders", "1", "500")):
+            self.assertRegex(self.complaint(option, wrong),
+                             f"{option}: .*::{limit} is [0-9]+; .* between {least} and {most};")
 
     def test_does_not_take_a_limit_twice(self):
         self.assertIn("--max-items", self.complaint("--max-items=1", "--max-items=2"))
@@ -75,7 +91,7 @@ class TheCommandLine(unittest.TestCase):
         self.assertEqual((status, err), (0, ""))
         self.assertTrue(out.startswith("Examples:\n  applistd "), out)
         for option in ("--items", "--interactive", "--session", "--system", "--address",
-                       "--verbose", "--help", "--version", "--max-items", "--max-bytes"):
+                       "--verbose", "--help", "--version", *LIMITS):
             self.assertIn(option, out)
         self.assertLessEqual(max(map(len, out.splitlines())), 100)
 
@@ -155,6 +171,63 @@ class ALimit(AppTest):
 
     def test_may_be_lifted(self):
         self.assertEqual(len(self.added("--max-bytes=none", "--max-items=none")[1]), 6)
+
+
+class ALimitOfTheTransport(AppTest):
+    def start_with(self, *limits):
+        self.start("--items", self.file("Maps\tmaps\n"), *limits)
+        return self.partner()
+
+    def refusal(self, name, call, *arguments):
+        with self.assertRaises(dbus.exceptions.DBusException) as caught:
+            call(*arguments)
+        self.assertEqual(caught.exception.get_dbus_name(), name)
+        return caught.exception.get_dbus_message()
+
+    def test_of_requests_lets_one_through_that_just_fits(self):
+        ui = self.start_with("--max-request=1K")
+        ui.call(items.ADD_ITEM_AT_END, items.item("Radio", "r" * 1013))
+        self.assertEqual(ui.names(), ["Maps", "Radio"])
+
+    def test_of_requests_is_told_to_whom_it_refuses(self):
+        ui = self.start_with("--max-request=1K")
+        text = self.refusal(LIMITS_EXCEEDED, ui.call, items.ADD_ITEM_AT_END,
+                            items.item("Radio", "r" * 1014))
+        self.assertEqual(text, "not executed: the request holds 1025 bytes; send at most 1024 in "
+                               "one call")
+        self.assertEqual(ui.names(), ["Maps"])
+
+    def test_of_requests_in_descriptors_is_one_of_its_own(self):
+        ui = self.start_with("--max-request=1K", "--max-fd-request=2K")
+        ui.call_fd(items.ADD_ITEM_AT_END, items.item("Radio", "r" * 2037))
+        self.assertIn("send at most 2048 in one call",
+                      self.refusal(LIMITS_EXCEEDED, ui.call_fd, items.ADD_ITEM_AT_END,
+                                   items.item("Music", "m" * 2038)))
+        self.assertEqual(ui.names(), ["Maps", "Radio"])
+
+    def test_of_replies_in_descriptors_is_kept_to(self):
+        ui = self.start_with("--max-fd-reply=20")
+        self.assertEqual(items.items(ui.call_fd(items.GET_ALL_ITEMS)), [("Maps", "maps")])
+        ui.call(items.ADD_ITEM_AT_END, items.item("Radio", "radio"))
+        self.assertIn("the reply of 22 bytes is too large",
+                      self.refusal(items.INTERFACE + ".Error.TooLarge", ui.call_fd,
+                                   items.GET_ALL_ITEMS))
+
+    def test_of_partners_refuses_one_more_until_one_leaves(self):
+        first = self.start_with("--max-partners=1")
+        second = self.partner()
+        first.connect()
+        self.assertIn("too many partners", self.refusal(LIMITS_EXCEEDED, second.connect))
+        first.disconnect()
+        second.connect()
+
+    def test_may_be_set_for_what_waits(self):
+        self.assertEqual(self.start_with("--max-held=2M", "--max-held-senders=1").ids(), ["maps"])
+
+    def test_may_be_lifted_where_it_is_one_of_bytes(self):
+        ui = self.start_with("--max-request=none", "--max-fd-request=none", "--max-fd-reply=none",
+                             "--max-held=none")
+        self.assertEqual(ui.ids(), ["maps"])
 
 
 class ABusThatCannotBeUsed(AppTest):

@@ -7,7 +7,7 @@ import dbus.bus
 import dbus.mainloop.glib
 from gi.repository import GLib
 
-from support import items
+from support import items, memfd
 from support.processes import DEADLINE
 
 dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
@@ -47,10 +47,19 @@ class Partner:
     def connect(self):
         self._service("Connect", "")
 
+    def disconnect(self):
+        self._service("Disconnect", "")
+
     def call(self, function, payload=b""):
         """Calls one function and returns the payload of its reply."""
         message = dbus.ByteArray(items.request(function, payload))
         return bytes(self._service("Message", "ay", message))
+
+    def call_fd(self, function, payload=b""):
+        """Calls one function, and is answered, by way of descriptors."""
+        with memfd.sealed(items.request(function, payload)) as request:
+            answer = self._service("MessageFd", "h", dbus.types.UnixFd(request))
+        return memfd.content_of(answer.take())
 
     def all_items(self):
         return items.items(self.call(items.GET_ALL_ITEMS))
