@@ -439,9 +439,10 @@ void LocalAppListModel::PrivateModifyItem(RemoteAppListItem oldItem, RemoteAppLi
 }
 
 bool LocalAppListModel::HasRoomFor(const char* call, std::size_t items, std::size_t bytes) const {
+    // A list that ran out of memory may hold more than the limits, see Settle.
     const std::size_t present = m_items.size();
     if (present <= m_limits.items && items <= m_limits.items - present &&
-        bytes <= m_limits.bytes - m_bytes) {
+        m_bytes <= m_limits.bytes && bytes <= m_limits.bytes - m_bytes) {
         return true;
     }
     APPLIST_LOG(kError, "%s refused at a limit: partners have %zu of %zu items, %zu of %zu bytes",

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "support/PlainModel.h"
 #include "support/RecordingAllocator.h"
 #include "support/RecordingInside.h"
 #include "support/RecordingService.h"
@@ -13,6 +14,7 @@ using applist::ServiceLimits;
 using applist::SetServiceLimits;
 using recording::Events;
 using recording::FailingAllocation;
+using recording::PlainModel;
 using recording::RecordingService;
 using recording::Text;
 using std::string;
@@ -267,4 +269,37 @@ TEST_F(AServiceWithoutLimits, TakesWhatThereIs) {
         Call(APPLIST_ADD_ITEM_AT_END_FNC, Text(string(1000, 'n'), "id"));
     }
     EXPECT_EQ(100u, m_model.Items().size());
+}
+
+// A list that runs out of memory in a replacement, with both items in it.
+class AListOfBothItems : public PlainModel {
+public:
+    void ModifyItem(AppListItem*, AppListItem* newItem) override {
+        AddItemAtEnd(newItem);
+        throw std::bad_alloc();
+    }
+};
+
+class AServiceBeyondItsLimits : private WithLimits, public ::testing::Test {
+protected:
+    AServiceBeyondItsLimits() : WithLimits(kFew) {
+        m_list.m_watches = false;
+        Call(APPLIST_ADD_ITEM_AT_END_FNC, Text(string(10, 'n'), "old"));
+        const string replaced = Text("", "old") + Text(string(10, 'n'), string(10, 'i'));
+        EXPECT_THROW(Call(APPLIST_MODIFY_ITEM_FNC, replaced), std::bad_alloc);
+    }
+
+    static void Call(int function, const string& payload) {
+        std::vector<char> message = recording::Frame(payload, function);
+        TesselDbusLocal::Newest()->HandleMessage(message);
+    }
+
+    AListOfBothItems m_list;
+    LocalAppListModel m_service{&m_list};
+};
+
+TEST_F(AServiceBeyondItsLimits, TakesNoMoreBytes) {
+    Call(APPLIST_ADD_ITEM_AT_END_FNC, Text("", "1"));
+
+    EXPECT_EQ(2, m_list.GetItemsCount());
 }
