@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <new>
 #include <sstream>
-#include <system_error>
 
 #include "applist/RemoteAppListItem.h"
 #include "apps/applistctl/Failure.h"
@@ -73,10 +72,7 @@ std::string Sentence(const Event& event) {
 }
 
 [[noreturn]] void FailToWrite(const std::string& what, int cause) {
-    const std::error_code code(cause, std::generic_category());
-    const char* const next = cause == ENOSPC ? "free some space, or send the output elsewhere"
-                                             : "send the output elsewhere";
-    throw Failure(kNotDone, what + ": " + code.message() + "; " + next);
+    throw Failure(kNotDone, WhyNotWritten(what, cause));
 }
 
 }  // namespace

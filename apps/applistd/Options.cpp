@@ -1,5 +1,7 @@
 #include "apps/applistd/Options.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 
 #include <charconv>
@@ -9,6 +11,8 @@
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
+
+#include "apps/common/WriteText.h"
 
 namespace applist::daemon {
 
@@ -148,6 +152,13 @@ void CheckTogether(const Options& options) {
     }
 }
 
+void Print(const std::string& text) {
+    const int error = WriteText(STDOUT_FILENO, text);
+    if (error != 0) {
+        throw std::runtime_error(WhyNotWritten("cannot write to standard output", error));
+    }
+}
+
 }  // namespace
 
 std::optional<Options> ParseOptions(int argc, const char* const* argv) {
@@ -160,8 +171,11 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     Declare(app, options);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        Print(app.help());
+        return std::nullopt;
     } catch (const CLI::Success& asked) {
-        app.exit(asked);  // prints the help or the version; does not end the process
+        Print(std::string(asked.what()) + '\n');
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
         throw UsageError(std::string(error.what()) + "; see applistd --help");

@@ -29,7 +29,7 @@ public:
 };
 
 // Returns what the command line asks for, or nothing if that was the help or the version, which
-// have then been printed. Throws UsageError.
+// have then been printed. Throws UsageError, or another exception when those cannot be printed.
 std::optional<Options> ParseOptions(int argc, const char* const* argv);
 
 }  // namespace applist::daemon

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <system_error>
 
 namespace applist {
 
@@ -33,6 +34,12 @@ int WriteText(int fd, std::string_view text) {
         }
     }
     return 0;
+}
+
+std::string WhyNotWritten(const std::string& what, int cause) {
+    const char* const next = cause == ENOSPC ? "free some space, or send the output elsewhere"
+                                             : "send the output elsewhere";
+    return what + ": " + std::generic_category().message(cause) + "; " + next;
 }
 
 }  // namespace applist

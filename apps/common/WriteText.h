@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace applist {
@@ -10,5 +11,9 @@ namespace applist {
 // Writes `text` to the descriptor `fd`, and waits while it takes no more. Returns 0, or the errno
 // of what failed. SIGPIPE ends the process or not, as with write().
 int WriteText(int fd, std::string_view text);
+
+// Returns what a person is told when WriteText has returned `cause`: `what` was not possible, why,
+// and what to do.
+std::string WhyNotWritten(const std::string& what, int cause);
 
 }  // namespace applist

@@ -1,11 +1,13 @@
 """What applistd says to a wrong command line, to a wrong file and to a bus that it cannot use."""
 
+import os
+import subprocess
 import unittest
 
 import dbus
 from support import items
 from support.case import AppTest
-from support.processes import run_applistd
+from support.processes import APPLISTD, DEADLINE, run_applistd
 
 NOWHERE = "unix:path=/nonexistent/bus"
 LIMITS_EXCEEDED = "org.freedesktop.DBus.Error.LimitsExceeded"
@@ -99,6 +101,27 @@ class TheCommandLine(unittest.TestCase):
         status, out, err = run_applistd("--version")
         self.assertEqual((status, err), (0, ""))
         self.assertRegex(out, r"\Aapplistd \d+\.\d+\.\d+\n\Z")
+
+
+class AnOutputThatCannotBeWritten(unittest.TestCase):
+    def complaint(self, argument, **stdout):
+        done = subprocess.run([APPLISTD, argument], stderr=subprocess.PIPE, text=True,
+                              timeout=DEADLINE, check=False, **stdout)
+        self.assertEqual(done.returncode, 1, done.stderr)
+        return done.stderr
+
+    def test_is_told_of_a_full_device(self):
+        with open("/dev/full", "wb") as full:
+            for argument in ("--help", "--version"):
+                self.assertEqual(self.complaint(argument, stdout=full),
+                                 "applistd: cannot write to standard output: No space left on "
+                                 "device; free some space, or send the output elsewhere\n")
+
+    def test_is_told_of_a_closed_stream(self):
+        for argument in ("--help", "--version"):
+            self.assertEqual(self.complaint(argument, preexec_fn=lambda: os.close(1)),
+                             "applistd: cannot write to standard output: Bad file descriptor; "
+                             "send the output elsewhere\n")
 
 
 class AFileOfItems(AppTest):
