@@ -71,8 +71,11 @@ private:
 
     void Take(const RemoteReply& selection) {
         const RemoteReply& first = m_items.error ? m_items : selection;
-        if (first.error) return Fail(first.error->GetCause());
-        m_content = ContentOf(m_items.body, selection.body);
+        if (first.error) {
+            Fail(first.error->GetCause());
+        } else {
+            m_content = ContentOf(m_items.body, selection.body);
+        }
         if (m_isWanted) Read();
     }
 
