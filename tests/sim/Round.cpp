@@ -126,12 +126,7 @@ void Round::Step() {
 
 void Round::Act(std::uint64_t dice) {
     Random& random = m_world.m_random;
-    if (dice < 30) {
-        const std::uint64_t what = random.Next();
-        const std::uint64_t where = random.Next();
-        const std::string name = AnyName();
-        return m_service.Edit(what, where, name, AnyId());
-    }
+    if (dice < 30) return Edit();
     if (dice < 45) {
         const std::uint64_t what = random.Next();
         const std::string name = AnyName();
@@ -141,6 +136,19 @@ void Round::Act(std::uint64_t dice) {
     if (dice < 70) return Disturb();
     if (dice < 80 && m_weather.attacks) return m_attacker.Attack();
     if (dice >= 95) return AnyProgram().Start();
+}
+
+void Round::Edit() {
+    Random& random = m_world.m_random;
+    for (unsigned count = 1;; ++count) {
+        const std::uint64_t what = random.Next();
+        const std::uint64_t where = random.Next();
+        const std::string name = AnyName();
+        m_service.Edit(what, where, name, AnyId());
+        if (count == m_weather.editsInARow) return;
+        m_world.RunFor(random.Below(2 * kMillisecond));
+        Check();
+    }
 }
 
 void Round::Check() {

@@ -50,6 +50,7 @@ private:
     void AwaitStart();
     void Step();
     void Act(std::uint64_t dice);
+    void Edit();
     void Check();
     void CheckStaying(const Program& program, bool isForgiven);
     Partner& AnyPartner();

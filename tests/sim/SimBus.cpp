@@ -229,7 +229,10 @@ void SimBus::Route(const Client& from, WireMessage& message) {
                 message.serial);
     if (from->name.empty() && message.member != "Hello") return Drop(from);
     if (message.destination == kDriver) return Drive(from, message);
-    if (message.destination.empty()) return Broadcast(message, true);
+    if (message.destination.empty()) {
+        ++m_broadcasts;
+        return Broadcast(message, true);
+    }
     const Client to = Find(message.destination);
     switch (message.type) {
         case MessageType::Call: return RouteCall(from, to, message);

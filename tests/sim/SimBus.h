@@ -66,6 +66,8 @@ public:
     std::vector<std::string> Clients() const;
     std::size_t ConnectionsOfProcesses() const;
     std::uint64_t Messages() const { return m_messages; }
+    // Those of clients to everyone: events of the list.
+    std::uint64_t Broadcasts() const { return m_broadcasts; }
 
     // Hears every call that it passes on to a client, and over which connection.
     std::function<void(const WireMessage& call, const std::shared_ptr<Stream>& to)> m_onCall =
@@ -137,6 +139,7 @@ private:
     int m_strangers = 0;
     std::uint32_t m_serial = 0;
     std::uint64_t m_messages = 0;
+    std::uint64_t m_broadcasts = 0;
     std::map<int, Client> m_connections;          // by id: the stream's, or below zero
     std::map<std::string, std::string> m_owners;  // of well-known names
 };

@@ -59,6 +59,7 @@ public:
         m_hash = m_hash * 31 + past.Hash();
         m_virtualHours += static_cast<double>(round.TheWorld().Now() - kBeginning) / 3.6e9;
         m_messages += round.TheBus().Messages();
+        m_broadcasts += round.TheBus().Broadcasts();
         m_synchronized += round.Synchronized();
         for (const auto& [name, count] : past.Faults()) m_faults[name] += count;
     }
@@ -71,9 +72,9 @@ public:
         }
         std::printf(
             "%llu rounds, %d failed, in %.1f s: %llu faults, %.1f virtual hours, "
-            "%llu messages, %llu times synchronized\n",
+            "%llu messages, %llu of them to everyone, %llu times synchronized\n",
             Long(rounds), failures, seconds, Long(faults), m_virtualHours, Long(m_messages),
-            Long(m_synchronized));
+            Long(m_broadcasts), Long(m_synchronized));
         if (m_lines == 0) return;
         std::printf("history: %llu lines, hash %016llx\n", Long(m_lines), Long(m_hash));
     }
@@ -85,6 +86,7 @@ private:
     std::uint64_t m_lines = 0;
     std::uint64_t m_hash = 0;
     std::uint64_t m_messages = 0;
+    std::uint64_t m_broadcasts = 0;
     std::uint64_t m_synchronized = 0;
     double m_virtualHours = 0;
 };

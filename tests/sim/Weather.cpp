@@ -10,6 +10,9 @@ constexpr std::uint64_t kLosses = 3;
 constexpr std::uint64_t kStorms = 4;
 constexpr std::uint64_t kClimates = 10;
 
+// A kind of fault for a climate without others.
+constexpr char kEvents[] = "events";
+
 // Draws the kinds of one round.
 class Forecast {
 public:
@@ -23,6 +26,8 @@ public:
         const bool isDrawn = m_random.Permille(chance);
         return m_only.empty() ? isDrawn : m_only == kind;
     }
+    // What takes long, and is not drawn.
+    bool IsAskedFor(const char* kind) const { return m_only == kind; }
     unsigned Rate(const char* kind, unsigned most) {
         const auto rate = static_cast<unsigned>(1 + m_random.Below(most));
         return Has(kind) ? rate : 0;
@@ -33,6 +38,13 @@ private:
     Random& m_random;
     const std::string& m_only;
 };
+
+// Many events, and one in a hundred is lost.
+void DrawEvents(Forecast& forecast, Weather& weather) {
+    if (!forecast.IsAskedFor(kEvents)) return;
+    weather.faults.loseSignal = 10;
+    weather.editsInARow = 500;
+}
 
 // System calls that do less than they were asked: nobody may even notice.
 void DrawHarmless(Forecast& forecast, Weather& weather) {
@@ -112,12 +124,14 @@ void Forgive(Weather& weather) {
 Weather Weather::Draw(Random& random, const std::string& only) {
     Forecast forecast(random, only);
     Weather weather;
-    const std::uint64_t climate = only.empty() ? random.Below(kClimates) : kStorms;
+    const std::uint64_t asked = only == kEvents ? kLosses : kStorms;
+    const std::uint64_t climate = only.empty() ? random.Below(kClimates) : asked;
     weather.bus.passesFds = forecast.Below(10) != 0;
     weather.bus.endsNamesFirst = forecast.Below(2) == 0;
     weather.bus.dropsSlowReaders = climate >= kStorms && forecast.Below(3) == 0;
     if (climate >= kHarmless) DrawHarmless(forecast, weather);
     if (climate >= kLosses) weather.faults.loseSignal = forecast.Rate("losesignal", 500);
+    DrawEvents(forecast, weather);
     if (climate >= kStorms) DrawConnections(forecast, weather.faults);
     if (climate >= kStorms) DrawProcesses(forecast, weather);
     DrawSizes(forecast, weather);

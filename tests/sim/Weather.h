@@ -27,6 +27,7 @@ struct Weather {
     unsigned largeNames = 0;  // of a thousand names
     bool hasHugeName = false;
     bool isChatty = false;  // the application tells of one write many times
+    unsigned editsInARow = 1;
 
     // What befalls processes and the bus.
     bool restarts = false;

@@ -4,7 +4,8 @@
 //   sim basics                     whether the simulation works at all
 //   sim run SEED ROUNDS [OPTION…]  rounds SEED, SEED + 1, …; `run SEED 1` repeats a single one
 //     history=FILE                 write down what happens
-//     only=FAULT                   with this kind of fault alone
+//     only=FAULT                   with this kind of fault alone (see Weather.cpp); only=events for
+//                                  many events, one in a hundred of which is lost
 //     all                          go on after a round that failed
 //
 // Exits with 0 when nothing is wrong, 1 when something is, 2 on bad usage, 3 when the code under

@@ -55,7 +55,7 @@ FAULTS = [
      '    m_sent = m_calls.size();\n    m_sentBytes', '    m_sentBytes', ''),
     ('pace-kept-over-a-lost-service', 'partner/FetchPlan.cpp',
      '    m_list = Stale();\n    m_selection = Stale();\n', '',
-     'the pace of the last service is the limit of a second at most'),
+     'what is kept delays a read by a second at most, and is the new service\'s own pace after 16'),
     ('reply-not-taken', 'remote/RemoteLink.cpp',
      'kOnReply<RemoteLink, &RemoteLink::OnConnected>',
      'kOnSignal<RemoteLink, &RemoteLink::OnConnected>', ''),
