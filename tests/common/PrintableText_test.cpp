@@ -88,6 +88,16 @@ TEST(PrintableTextOf, JoinersBetweenLettersThatJoinIsThatText) {
     }
 }
 
+// (c), (r), !!, !?, TM, i, an arrow, a wavy dash, a part of a song, congratulations, a secret.
+TEST(PrintableTextOf, CharactersInOneOfTheirTwoStylesIsThatText) {
+    for (const std::string character :
+         {"\u00A9", "\u00AE", "\u203C", "\u2049", "\u2122", "\u2139", "\u2194", "\u3030", "\u303D",
+          "\u3297", "\u3299", "\U0001F004", "\U0001F6F3"}) {
+        EXPECT_EQ(character + "\uFE0E", PrintableText(character + "\uFE0E"));
+        EXPECT_EQ(character + "\uFE0F", PrintableText(character + "\uFE0F"));
+    }
+}
+
 TEST(PrintableTextOf, JoinersThatJoinNothingShowsTheirBytes) {
     for (const char* joiner : {"\u200C", "\u200D"}) {
         const std::string bytes = joiner;
@@ -105,6 +115,10 @@ TEST(PrintableTextOf, JoinersThatJoinNothingShowsTheirBytes) {
 TEST(PrintableTextOf, SelectorsThatSelectNothingShowsTheirBytes) {
     EXPECT_EQ("Maps\\xef\\xb8\\x8f", PrintableText("Maps\uFE0F"));
     EXPECT_EQ("1\\xef\\xb8\\x8f", PrintableText("1\uFE0F"));
+    EXPECT_EQ("a\\xef\\xb8\\x8f\\xe2\\x83\\xa3", PrintableText("a\uFE0F\u20E3")) << "no such key";
+    for (const std::string character : {"\u2190", "\u2500", "\u2BFF", "\U0001F697", "\U0001FAFF"}) {
+        EXPECT_EQ(character + "\\xef\\xb8\\x8f", PrintableText(character + "\uFE0F"));
+    }
     EXPECT_EQ("\u2699\uFE0F\\xef\\xb8\\x8f", PrintableText("\u2699\uFE0F\uFE0F"));
     EXPECT_EQ("Maps\\xe1\\xa0\\x8b", PrintableText("Maps\u180B"));
 }
