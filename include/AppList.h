@@ -10,9 +10,9 @@
 // Exceptions: what becomes of an exception that a listener throws is up to the model that called
 // it; the partner's model (partner/RemoteAppListModel.h) logs it and tells the next listener. What
 // a published model or one of its items throws while it is called for a partner reaches the
-// transport; ours answers that call with an error. An operation that throws std::bad_alloc has left
-// the list as it was; the service makes sure, by asking the model for its items, that it neither
-// frees a new item that the list holds after all nor keeps one that it does not hold.
+// transport; ours answers that call with an error. An operation that throws std::bad_alloc should
+// leave the list as it was. As not every one does, the service then asks the model for its items,
+// and frees those of the new and the replaced ones that are not among them.
 //
 // Equal ids: two items with equal ids are the same item. A list that holds both anyway is published
 // as it is, and a search for their id finds the first.
@@ -80,7 +80,9 @@ public:
     // readers do not test for null.
     virtual AppListItem* GetSelection() = 0;
 
-    // Returns all items in list order. The vector is the caller's, the items are the model's.
+    // Returns all items in list order. The vector is the caller's, the items are the model's. A
+    // model that is published returns what was added to it by the pointer with which it was added,
+    // and leaves none out: after std::bad_alloc the service frees what it does not find here.
     virtual std::vector<AppListItem*> GetAllItems() = 0;
 
     // Reports that `clicked` was clicked; the model tells its click listeners.
