@@ -173,13 +173,17 @@ void CallQueue::Deliver() {
     m_isDelivering = false;
 }
 
-// The service may refuse it at first, because of those under way.
+// The service may refuse it at first, because of those under way. Or it always will, because the
+// call is too large: each try makes such a call anew, so there are few.
 int CallQueue::SendAwaited(const std::vector<char>& request, Time deadline) {
-    int result = -ENOBUFS;
-    do {
-        result = m_route.SendAwaited(request, deadline);
-    } while (result == -ENOBUFS && m_route.Now() < deadline);
-    return result;
+    Time pause = remote_limits::kFirstRefusalPause;
+    while (true) {
+        const int result = m_route.SendAwaited(request, deadline);
+        const Time next = m_route.Now() + pause;
+        if (result != -ENOBUFS || next >= deadline) return result;
+        m_route.Pause(next);
+        pause = std::min(2 * pause, remote_limits::kLastRefusalPause);
+    }
 }
 
 void CallQueue::SendLast(Time patience, Time deadline) {

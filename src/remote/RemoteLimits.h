@@ -54,6 +54,11 @@ constexpr std::chrono::microseconds kCompareTimeout = std::chrono::seconds(60);
 constexpr std::chrono::microseconds kFirstPlacePause = std::chrono::seconds(1);
 constexpr std::chrono::microseconds kLastPlacePause = std::chrono::seconds(8);
 
+// When a service refuses one of the last calls, how long until it is sent again: at first, and
+// after some refusals.
+constexpr std::chrono::microseconds kFirstRefusalPause = std::chrono::milliseconds(1);
+constexpr std::chrono::microseconds kLastRefusalPause = std::chrono::milliseconds(100);
+
 // The longest pause before looking again for a bus that went away. A user is waiting to see what
 // comes back with it.
 constexpr std::chrono::microseconds kLastRetry = std::chrono::seconds(1);

@@ -1,5 +1,7 @@
 #include "remote/RemoteLink.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -187,6 +189,13 @@ int RemoteLink::SendUnanswered(const std::vector<char>& request) {
 int RemoteLink::SendAwaited(const std::vector<char>& request, Time deadline) {
     const Time left = std::max(deadline - Now(), Time(1));  // 0 would mean the library's default
     return m_calls.SendAwaited(request, left);
+}
+
+// Ends early when the connection does.
+void RemoteLink::Pause(Time until) {
+    struct pollfd connection = {sd_bus_get_fd(m_link.Bus()), 0, 0};
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Now());
+    if (left.count() > 0) poll(&connection, 1, static_cast<int>(left.count()));
 }
 
 int RemoteLink::NewCall(UniqueMessage& message, const char* interface, const char* member) const {

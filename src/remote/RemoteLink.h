@@ -56,6 +56,7 @@ public:
     void Forget(CallId call) override { m_calls.Forget(call); }
     int SendUnanswered(const std::vector<char>& request) override;
     int SendAwaited(const std::vector<char>& request, Time deadline) override;
+    void Pause(Time until) override;
     int SendNotification(const std::vector<char>& body) override;
     int AskToConnect() override;
     int AskForCount() override;

@@ -41,6 +41,9 @@ public:
     // a negative errno, which is -ENOBUFS when the service has refused it for want of room.
     virtual int SendAwaited(const std::vector<char>& request, Time deadline) = 0;
 
+    // Lets time pass, until `until` or a little less, and handles nothing meanwhile.
+    virtual void Pause(Time until) = 0;
+
     // Sends a notification to the service. Returns 0 or a negative errno, which is -ENOBUFS when
     // too much is waiting already.
     virtual int SendNotification(const std::vector<char>& body) = 0;

@@ -21,6 +21,7 @@ using applist::remote_limits::kMaxWaitingBytes;
 using applist::remote_limits::kMaxWaitingCalls;
 using std::chrono::milliseconds;
 using Strings = std::vector<std::string>;
+using Times = std::vector<CallQueue::Time>;
 
 namespace {
 
@@ -424,6 +425,32 @@ TEST_F(ACallQueue, TriesAgainWhenTheServiceHasNoRoomYetForOneOfTheLast) {
 
     EXPECT_EQ(4u, m_route.m_awaited.size());
     EXPECT_EQ(Strings{"a"}, m_route.m_unanswered);
+}
+
+TEST_F(ACallQueue, PausesLongerBeforeEachTry) {
+    m_queue.Open();
+    PostMany(kMaxCallsUnderWay);
+    Post("a");
+    m_route.m_refusals = 4;
+
+    SendLast();
+
+    EXPECT_EQ((Times{milliseconds(1), milliseconds(2), milliseconds(4), milliseconds(8)}),
+              m_route.m_pauses);
+}
+
+// Each try makes the call anew, and a service that finds it too large never takes it.
+TEST_F(ACallQueue, TriesSixteenTimesInASecond) {
+    m_queue.Open();
+    PostMany(kMaxCallsUnderWay);
+    Post("a");
+    m_route.m_refusals = 1000;
+
+    SendLast();
+
+    EXPECT_EQ(16u, m_route.m_awaited.size());
+    EXPECT_EQ(milliseconds(100), m_route.m_pauses.back());
+    EXPECT_EQ(1u, ErrorsLogged("could not be sent: 1 "));
 }
 
 TEST_F(ACallQueue, SaysHowManyCallsAreLostWhenTheServiceDoesNotAnswer) {

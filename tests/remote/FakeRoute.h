@@ -43,6 +43,10 @@ public:
         const int result = SendUnanswered(request);
         return result < 0 ? result : m_awaitedResult;
     }
+    void Pause(Time until) override {
+        m_pauses.push_back(until - m_now);
+        m_now = until;
+    }
     int SendNotification(const std::vector<char>& body) override {
         m_notifications.emplace_back(body.begin(), body.end());
         return m_result;
@@ -79,6 +83,7 @@ public:
     Time m_awaitedUntil{0};
     int m_awaitedResult = 0;
     int m_refusals = 0;
+    std::vector<Time> m_pauses;
     std::vector<std::string> m_notifications;
     int m_connects = 0;
     int m_questions = 0;

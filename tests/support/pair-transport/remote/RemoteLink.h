@@ -46,6 +46,7 @@ public:
     int SendAwaited(const std::vector<char>& request, Time) override {
         return SendUnanswered(request);
     }
+    void Pause(Time) override {}
     int SendNotification(const std::vector<char>& body) override;
     int AskToConnect() override;
     int AskForCount() override;
