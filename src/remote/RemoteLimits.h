@@ -5,17 +5,19 @@
 #include <chrono>
 #include <cstddef>
 
+#include "bus/TransportLimits.h"
+
 namespace applist {
 
 namespace remote_limits {
 
 // Calls under way, and the bytes of their requests; a single one may have any size. A service keeps
-// 64 calls and 1 MiB of each sender waiting and refuses what comes after. Connect is one of them,
-// and so is the one that is waited for when the last calls are sent. A partner that stays below
-// that never loses a write from the middle of a series, unless calls before it were given up for
-// want of an answer.
-constexpr std::size_t kMaxCallsUnderWay = 62;
-constexpr std::size_t kMaxBytesUnderWay = std::size_t{1} << 20;
+// so many calls and bytes of each sender waiting and refuses what comes after. Connect is one of
+// those calls, and so is the one that is waited for when the last calls are sent. A partner that
+// stays below that never loses a write from the middle of a series, unless calls before it were
+// given up for want of an answer.
+constexpr std::size_t kMaxCallsUnderWay = transport_limits::kMaxHeldCalls - 2;
+constexpr std::size_t kMaxBytesUnderWay = transport_limits::kMaxHeldBytes;
 
 // Calls that wait to be sent behind those, and their bytes: enough for a large import, but not for
 // a leak. A single one may have any size that the service takes.
@@ -25,9 +27,8 @@ constexpr std::size_t kMaxWaitingBytes = std::size_t{64} << 20;
 // Messages that may wait in the bus library when a notification is sent. With more, it is dropped.
 constexpr std::size_t kMaxQueuedMessages = 64;
 
-// The largest body in the message itself. A bus may close the connection over a larger one; see
-// transport_limits.
-constexpr std::size_t kMaxInlineBytes = std::size_t{16} << 20;
+// The largest body in the message itself. A bus may close the connection over a larger one.
+constexpr std::size_t kMaxInlineBytes = transport_limits::kMaxRequestBytes;
 
 // Bodies larger than this go in a descriptor. At this size reading a list takes as long with one as
 // without, within a tenth, both over dbus-daemon, which copies every message twice, and over
