@@ -5,7 +5,6 @@
 
 #include "bus/BusNames.h"
 #include "bus/TransportError.h"
-#include "common/PrintableText.h"
 #include "remote/BusCallback.h"
 
 namespace applist {
@@ -117,8 +116,7 @@ void ServiceOwner::OnStarted(sd_bus_message* answer) {
     const sd_bus_error* const error = sd_bus_message_get_error(answer);
     if (error != nullptr && !IsNoNews(*error) && bus_names::IsFromDriver(answer) &&
         sd_bus_is_open(m_link.Bus()) > 0) {
-        APPLIST_LOG(kError, "%s could not be started: %s", m_name.c_str(),
-                    PrintableText(TextOf(*error)).c_str());
+        APPLIST_LOG(kError, "%s could not be started: %s", m_name.c_str(), TextOf(*error).c_str());
     }
     if (sd_bus_is_open(m_link.Bus()) > 0) Ask();
 }
