@@ -61,7 +61,11 @@ if(APPLIST_OPEN_TRANSPORT)
 endif()
 
 if(APPLIST_OPEN_LOG)
-    applist_add_library(applist_log platform/FoldedLines.cpp platform/LinuxLog.cpp platform/WithoutWaiting.cpp)
+    applist_add_library(applist_log
+        platform/FoldedLines.cpp
+        platform/LinuxLog.cpp
+        platform/LogSinks.cpp
+        platform/WithoutWaiting.cpp)
     target_link_libraries(applist_log PUBLIC applist_common)
     add_library(applist::log ALIAS applist_log)
 endif()

@@ -11,11 +11,21 @@ bool AreAlike(const LogLine& one, const LogLine& other) {
     return one.priority == other.priority && one.text == other.text && one.tag == other.tag;
 }
 
-bool IsOver(const FoldedLines::Repeated& repeated, FoldedLines::Time now) {
-    return repeated.count == 0 && now - repeated.since >= FoldedLines::kEvery;
+}  // namespace
+
+int FoldedLines::Print(LogLine line, Time now) {
+    const Repeated* const same = m_folds ? Count(line, now) : nullptr;
+    const int told = TellDue(now);
+    if (same != nullptr) return same->result;
+    return told < 0 ? told : WriteNew(std::move(line), now);
 }
 
-}  // namespace
+void FoldedLines::Stop(Time now) {
+    m_folds = false;
+    for (Repeated& repeated : m_lines) {
+        if (repeated.count > 0 && Tell(repeated, now) < 0) return;
+    }
+}
 
 const FoldedLines::Repeated* FoldedLines::Count(const LogLine& line, Time now) {
     for (Repeated& repeated : m_lines) {
@@ -28,49 +38,45 @@ const FoldedLines::Repeated* FoldedLines::Count(const LogLine& line, Time now) {
     return nullptr;
 }
 
-FoldedLines::Repeated* FoldedLines::Due(Time now) {
-    const auto found =
-        std::find_if(m_lines.begin(), m_lines.end(), [now](const Repeated& repeated) {
-            return repeated.count > 0 && now - repeated.since >= kEvery;
-        });
-    return found == m_lines.end() ? nullptr : &*found;
+bool FoldedLines::IsOver(const Repeated& repeated, Time now) {
+    return repeated.count == 0 && now - repeated.since >= kEvery;
 }
 
-FoldedLines::Repeated* FoldedLines::InTheWay() {
-    Repeated* const oldest = Oldest();
-    return oldest->count > 0 ? oldest : nullptr;
+int FoldedLines::TellDue(Time now) {
+    for (Repeated& repeated : m_lines) {
+        if (repeated.count == 0 || now - repeated.since < kEvery) continue;
+        const int result = Tell(repeated, now);
+        if (result < 0) return result;
+    }
+    return 0;
 }
 
-FoldedLines::Repeated* FoldedLines::AnyCounted() {
-    const auto found = std::find_if(m_lines.begin(), m_lines.end(),
-                                    [](const Repeated& repeated) { return repeated.count > 0; });
-    return found == m_lines.end() ? nullptr : &*found;
-}
-
-void FoldedLines::Told(Repeated& repeated, Time now) {
+int FoldedLines::Tell(Repeated& repeated, Time now) {
+    const int result = m_write(repeated.line, TextOf(repeated, now));
+    if (result < 0) return result;
     repeated.count = 0;
     repeated.since = now;
+    return result;
 }
 
-void FoldedLines::Written(LogLine&& line, int result, Time now) noexcept {
-    Repeated& place = *Oldest();
-    place.line = std::move(line);
-    place.result = result;
-    place.count = 0;
-    place.since = place.last = now;
-    place.isUsed = true;
+int FoldedLines::WriteNew(LogLine line, Time now) {
+    Repeated& place = Oldest();
+    const int told = place.count > 0 ? Tell(place, now) : 0;
+    if (told < 0) return told;
+    const int result = m_write(line, line.text);
+    if (result >= 0 && m_folds) place = {std::move(line), result, 0, now, now, true};
+    return result;
 }
 
-// A place that is free counts as the oldest.
-FoldedLines::Repeated* FoldedLines::Oldest() {
-    return &*std::min_element(m_lines.begin(), m_lines.end(),
-                              [](const Repeated& one, const Repeated& other) {
-                                  if (one.isUsed != other.isUsed) return !one.isUsed;
-                                  return one.since < other.since;
-                              });
+FoldedLines::Repeated& FoldedLines::Oldest() {
+    return *std::min_element(m_lines.begin(), m_lines.end(),
+                             [](const Repeated& one, const Repeated& other) {
+                                 if (one.isUsed != other.isUsed) return !one.isUsed;
+                                 return one.since < other.since;
+                             });
 }
 
-std::string TextOf(const FoldedLines::Repeated& repeated, FoldedLines::Time now) {
+std::string FoldedLines::TextOf(const Repeated& repeated, Time now) {
     using std::chrono::duration_cast;
     using std::chrono::seconds;
     std::string text =

@@ -1,39 +1,50 @@
-// Which lines of a log need not be written, because one just like them was: the first is written,
-// the others are counted, and once a second it is time to tell how many there were. So nobody
-// floods the log by causing the same few lines over and over.
+// Folds the lines of a log: the first of many that are alike is written, the others are counted,
+// and once a second it is told how many there were. So nobody floods the log by causing the same
+// few lines over and over.
 //
-// It writes nothing and has no clock: it is told what comes and when, and says what is to be done.
+// It has no clock: it is told what comes and when. What it writes goes to the writer that it was
+// given, and what that throws comes out of here.
 
 #pragma once
 
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <utility>
+
+#include "platform/LogLine.h"
 
 namespace applist {
-
-struct LogLine {
-    int priority = 0;
-    std::string tag;
-    std::string text;
-    // Where it comes from. Part of a line's fields, but two lines of one text are alike without it.
-    std::string file;
-    std::string function;
-    int number = 0;
-};
 
 class FoldedLines {
 public:
     using Time = std::chrono::nanoseconds;
 
-    // The lines that are told apart at a time. Whoever makes more of them take turns has them all
+    // Writes `text` with everything else that belongs to `line`. Returns a length, or a negative
+    // errno when it could not.
+    using Writer = std::function<int(const LogLine& line, const std::string& text)>;
+
+    // The lines that are told apart at a time. With more than these in rotation, every line is
     // written; with many more, each line would be compared with too many others.
     static constexpr std::size_t kMost = 16;
 
-    // How long repeats of a line are counted before their number is told.
+    // How long repeats of a line are counted before their number is told: "3 times more: TEXT".
+    // When nothing has been written for long after the last of them, it says how long ago that was.
     static constexpr Time kEvery = std::chrono::seconds(1);
 
+    explicit FoldedLines(Writer write) : m_write(std::move(write)) {}
+
+    // Tells the counts whose second is over, then writes `line`, or counts it. Returns what writing
+    // it returned, or writing the first of those that it is counted with. A count that could not be
+    // told is told later, and until then nothing new is written.
+    int Print(LogLine line, Time now);
+
+    // Tells the counts that are left, until one cannot be. From now on every line is written.
+    void Stop(Time now);
+
+private:
     struct Repeated {
         LogLine line;
         int result = 0;         // of writing the first
@@ -43,31 +54,21 @@ public:
         bool isUsed = false;
     };
 
+    static bool IsOver(const Repeated& repeated, Time now);
+    static std::string TextOf(const Repeated& repeated, Time now);
+
     // Counts `line` when one like it is remembered, and returns that one; null otherwise. A line
     // that has not come for a second is forgotten.
     const Repeated* Count(const LogLine& line, Time now);
+    int TellDue(Time now);
+    int Tell(Repeated& repeated, Time now);
+    int WriteNew(LogLine line, Time now);
+    // The place of the line whose count was told the longest ago, or a free one.
+    Repeated& Oldest();
 
-    // Returns a line whose count is to be told: because its second is over; because its place is
-    // needed for another line; because it has a count at all. Null for none.
-    Repeated* Due(Time now);
-    Repeated* InTheWay();
-    Repeated* AnyCounted();
-
-    // The count has been told.
-    static void Told(Repeated& repeated, Time now);
-
-    // `line` was written with this result, and is remembered. When there is no place left, the one
-    // whose count was told the longest ago is forgotten.
-    void Written(LogLine&& line, int result, Time now) noexcept;
-
-private:
-    Repeated* Oldest();
-
+    const Writer m_write;
+    bool m_folds = true;
     std::array<Repeated, kMost> m_lines;
 };
-
-// Returns what to write in place of the repeats: "3 times more: TEXT". When nothing has been
-// written for long after the last of them, it says how long ago that was.
-std::string TextOf(const FoldedLines::Repeated& repeated, FoldedLines::Time now);
 
 }  // namespace applist

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 using applist::FoldedLines;
@@ -15,22 +16,12 @@ namespace {
 // A log that folds its lines, under a clock that a test moves.
 class AFoldingLog : public ::testing::Test {
 protected:
-    void Log(const std::string& text, int priority = 6, const std::string& tag = "applist") {
+    int Log(const std::string& text, int priority = 6, const std::string& tag = "applist") {
         LogLine line;
         line.priority = priority;
         line.tag = tag;
         line.text = text;
-        const bool isCounted = m_folded.Count(line, m_now) != nullptr;
-        while (FoldedLines::Repeated* due = m_folded.Due(m_now)) Tell(*due);
-        if (isCounted) return;
-        if (FoldedLines::Repeated* inTheWay = m_folded.InTheWay()) Tell(*inTheWay);
-        m_written.push_back(text);
-        m_folded.Written(std::move(line), 0, m_now);
-    }
-
-    void Tell(FoldedLines::Repeated& repeated) {
-        m_written.push_back(TextOf(repeated, m_now));
-        FoldedLines::Told(repeated, m_now);
+        return m_folded.Print(std::move(line), m_now);
     }
 
     Strings Take() {
@@ -39,9 +30,16 @@ protected:
         return written;
     }
 
-    FoldedLines m_folded;
+    // Each line has the result 1 more than the one before it, or else -11.
+    FoldedLines m_folded{[this](const LogLine&, const std::string& text) {
+        if (!m_takesLines) return -11;
+        m_written.push_back(text);
+        return ++m_result;
+    }};
     FoldedLines::Time m_now{123456};
     Strings m_written;
+    bool m_takesLines = true;
+    int m_result = 0;
 };
 
 }  // namespace
@@ -57,9 +55,48 @@ TEST_F(AFoldingLog, WritesTheFirstOfManyAndTellsTheirNumberOnceASecond) {
     for (int millisecond = 0; millisecond < 2500; ++millisecond, m_now += milliseconds(1)) Log("a");
 
     EXPECT_EQ((Strings{"a", "1000 times more: a", "1000 times more: a"}), Take());
-    Tell(*m_folded.AnyCounted());
+    m_folded.Stop(m_now);
     EXPECT_EQ(Strings{"499 times more: a"}, Take());
-    EXPECT_EQ(nullptr, m_folded.AnyCounted());
+    m_folded.Stop(m_now);
+    EXPECT_EQ(Strings{}, Take());
+}
+
+TEST_F(AFoldingLog, WritesEveryLineOnceItIsStopped) {
+    Log("a");
+    m_folded.Stop(m_now);
+    Log("a");
+    Log("b");
+    Log("b");
+
+    EXPECT_EQ((Strings{"a", "a", "b", "b"}), Take());
+}
+
+TEST_F(AFoldingLog, ReturnsForALineThatIsCountedWhatItReturnedForTheFirst) {
+    EXPECT_EQ(1, Log("a"));
+    EXPECT_EQ(2, Log("b"));
+    EXPECT_EQ(1, Log("a"));
+}
+
+TEST_F(AFoldingLog, RemembersNoLineThatCouldNotBeWritten) {
+    m_takesLines = false;
+    EXPECT_EQ(-11, Log("a"));
+    m_takesLines = true;
+    Log("a");
+
+    EXPECT_EQ(Strings{"a"}, Take());
+}
+
+TEST_F(AFoldingLog, TellsANumberLaterThatCouldNotBeToldAndWritesNothingNewBeforeIt) {
+    Log("a");
+    Log("a");
+    m_now += FoldedLines::kEvery;
+    m_takesLines = false;
+    EXPECT_EQ(1, Log("a"));
+    EXPECT_EQ(-11, Log("b"));
+    m_takesLines = true;
+    Log("c");
+
+    EXPECT_EQ((Strings{"a", "2 times more: a", "c"}), Take());
 }
 
 TEST_F(AFoldingLog, TellsTheNumberWithTheNextLineOfAnyKind) {
@@ -128,6 +165,22 @@ TEST_F(AFoldingLog, TellsTheNumberOfALineWhosePlaceIsNeeded) {
     const Strings written = Take();
     ASSERT_EQ(FoldedLines::kMost + 2, written.size());
     EXPECT_EQ("1 time more: a", written[written.size() - 2]);
+}
+
+TEST_F(AFoldingLog, LosesNoNumberWhenEachPlaceIsNeeded) {
+    for (std::size_t line = 0; line < 2 * FoldedLines::kMost; ++line) {
+        for (int time = 0; time < 2; ++time) Log(std::to_string(line));
+        m_now += milliseconds(1);
+    }
+    Take();
+    for (std::size_t line = 0; line < FoldedLines::kMost; ++line)
+        Log("new " + std::to_string(line));
+
+    Strings told;
+    for (const std::string& line : Take()) {
+        if (line.compare(0, 8, "1 time m") == 0) told.push_back(line);
+    }
+    EXPECT_EQ(FoldedLines::kMost, told.size());
 }
 
 TEST_F(AFoldingLog, TellsLinesApartByPriorityAndTag) {
