@@ -84,8 +84,9 @@ int BusProbe::OnAnswer(sd_bus_message* answer, void* userdata, sd_bus_error*) {
 }
 
 // The library has taken a stranger's answer for the bus's, and drops the true one when it comes.
+// The bus is not to be blamed for that.
 void BusProbe::Deceived() {
-    if (!Send()) Enter(State::Due);
+    Enter(Send() ? State::Asked : State::Due);
 }
 
 int BusProbe::OnTime(sd_event_source*, std::uint64_t, void* userdata) {
@@ -100,7 +101,8 @@ void BusProbe::TimeIsUp() {
         case State::Due:
             if (!Ask()) Enter(State::Due);
             return;
-        case State::Asked:
+        case State::Asked: Send(); return Enter(State::AskedAgain);
+        case State::AskedAgain:
             if (CouldGoOn()) return Enter(State::Late);
             break;
         case State::Late: break;

@@ -1,19 +1,20 @@
 // Questions to the bus, which handles what it gets in order. So its answer tells two things: it has
 // taken everything that was sent before, and everything that it had for us has come in.
 //
-// The first may fail to be: a bus reads nothing more from a connection for which it keeps too much,
-// because somebody does not read his share. That shows nowhere else, as the socket still takes
-// hundreds of messages, and no call gets an answer any more. So while something is sent, the bus is
-// asked from time to time; a silent connection asks nothing.
+// The first cannot be taken for granted: a bus reads nothing more from a connection for which it
+// keeps too much, because somebody does not read what is for him. That shows nowhere else, as the
+// socket still takes hundreds of messages; but no call is answered any more. So the bus is asked
+// from time to time while something is sent. A silent connection asks nothing.
 //
-//         Sent                 a second later                   kProbePatience later
-//   Quiet ───────────▶ Due ─────────────────────▶ Asked ─────────────────────▶ onStuck
-//     ▲                              Ask          │   │ ▲                         ▲
-//     └───────────────────────────────────────────┘   ▼ │ answer of a stranger    │
-//                         answer                     Late ────────────────────────┘
+//         Sent          after kProbeDelay           after kProbePatience
+//   Quiet ───────▶ Due ───────────────────▶ Asked ───────────────────────▶ AskedAgain ───▶ onStuck
+//     ▲                       Ask           │                              │      │           ▲
+//     └─────────────────────────────────────┴──────────────────────────────┤      ▼           │
+//                                answer                                    └──── Late ────────┘
 //
-// Asked becomes Late instead of stuck when there is something to read or to send: then it may have
-// been this process that was held up.
+// Twice, as a bus drops what it says to a connection that somebody floods. And AskedAgain becomes
+// Late first when there is something to read or to send: then it may have been this process that
+// was held up.
 //
 // Threads: the main loop's. Lifetime: call Detach before the bus goes.
 
@@ -50,7 +51,7 @@ public:
     bool Ask();
 
 private:
-    enum class State { Quiet, Due, Asked, Late };
+    enum class State { Quiet, Due, Asked, AskedAgain, Late };
 
     static int OnAnswer(sd_bus_message* answer, void* userdata, sd_bus_error* error);
     static int OnTime(sd_event_source* source, std::uint64_t now, void* userdata);

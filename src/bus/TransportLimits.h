@@ -58,11 +58,11 @@ constexpr std::size_t kMaxHeldSenders = 64;
 // is known before its turn comes: several times what one sender may have waiting.
 constexpr std::size_t kReadAhead = 4 * kMaxHeldCalls;
 
-// How long after something was sent the bus is asked whether it has taken it, and how long it may
-// take to answer. Far more than a bus needs, and together little enough that its other partners
-// have their answer within ten seconds, even when the second passes twice.
+// How long after something was sent the bus is asked whether it has taken it, and how long each of
+// two questions may be without an answer. Far more than a bus needs, and five seconds together, so
+// that nobody waits for ten.
 constexpr std::chrono::microseconds kProbeDelay = std::chrono::seconds(1);
-constexpr std::chrono::microseconds kProbePatience = std::chrono::seconds(4);
+constexpr std::chrono::microseconds kProbePatience = std::chrono::seconds(2);
 
 // What one partner may get between two answers of the bus, for some time after replies that nobody
 // read have filled it: an eighth of what a bus with built-in limits keeps for one connection, which
