@@ -39,6 +39,12 @@ std::size_t BytesOf(const RemoteAppListItem& item) {
     return item.VisibleName().size() + item.UniqueId().size();
 }
 
+std::size_t BytesOf(const vector<RemoteAppListItem*>& items) {
+    std::size_t sum = 0;
+    for (const RemoteAppListItem* item : items) sum += BytesOf(*item);
+    return sum;
+}
+
 // Returns the item in `text`; an empty one when there is none.
 RemoteAppListItem ItemOf(const std::optional<ItemText>& text) {
     if (!text) return RemoteAppListItem();
@@ -406,7 +412,7 @@ void LocalAppListModel::PrivateRemoveItem(RemoteAppListItem item) {
     APPLIST_LOG(kDebug, "Removing item name: %s, uniqueId: %s", (*itr)->VisibleName().c_str(),
                 (*itr)->UniqueId().c_str());
     m_appList->RemoveItem(*itr);
-    m_bytes -= BytesOf(**itr);
+    GiveBack(BytesOf(**itr));
     delete *itr;
     m_items.erase(itr);
 }
@@ -433,21 +439,31 @@ void LocalAppListModel::PrivateModifyItem(RemoteAppListItem oldItem, RemoteAppLi
         HoldInDoubt(at, at + 2);
         throw;
     }
-    m_bytes += bytes - before;
+    GiveBack(before);
+    m_bytes += bytes;
     delete replaced;
     m_items[at] = item;
 }
 
-bool LocalAppListModel::HasRoomFor(const char* call, std::size_t items, std::size_t bytes) const {
+// The application may have changed items where they are, to any length, so the count is not always
+// right: nobody is refused over it before it is made anew.
+bool LocalAppListModel::HasRoomFor(const char* call, std::size_t items, std::size_t bytes) {
     // A list that ran out of memory may hold more than the limits, see Settle.
     const std::size_t present = m_items.size();
-    if (present <= m_limits.items && items <= m_limits.items - present &&
-        m_bytes <= m_limits.bytes && bytes <= m_limits.bytes - m_bytes) {
-        return true;
-    }
+    const bool fit = present <= m_limits.items && items <= m_limits.items - present;
+    const auto bytesFit = [&] {
+        return m_bytes <= m_limits.bytes && bytes <= m_limits.bytes - m_bytes;
+    };
+    if (fit && !bytesFit()) m_bytes = BytesOf(m_items);
+    if (fit && bytesFit()) return true;
     APPLIST_LOG(kError, "%s refused at a limit: partners have %zu of %zu items, %zu of %zu bytes",
                 call, present, m_limits.items, m_bytes, m_limits.bytes);
     return false;
+}
+
+// No more than are counted: the item may have grown since.
+void LocalAppListModel::GiveBack(std::size_t bytes) {
+    m_bytes -= std::min(m_bytes, bytes);
 }
 
 // REQUIRES: there is room for it.
@@ -470,7 +486,7 @@ void LocalAppListModel::Settle() {
         if (std::binary_search(listed.begin(), listed.end(), item, std::less<AppListItem*>())) {
             return false;
         }
-        m_bytes -= BytesOf(*item);
+        GiveBack(BytesOf(*item));
         delete item;
         return true;
     };

@@ -82,7 +82,8 @@ private:
     void SendEvent(int event, const std::string& partner);
 
     // Whether the limits allow that much more; logs it when they do not.
-    bool HasRoomFor(const char* call, std::size_t items, std::size_t bytes) const;
+    bool HasRoomFor(const char* call, std::size_t items, std::size_t bytes);
+    void GiveBack(std::size_t bytes);
 
     void Append(RemoteAppListItem* item);
 

@@ -174,6 +174,29 @@ TEST_F(AServiceWithLimits, HasRoomAgainAfterARemoval) {
     EXPECT_EQ(3u, m_model.Items().size());
 }
 
+// The application may change a partner's item where it is.
+TEST_F(AServiceWithLimits, HasTheSameRoomWhenAnItemHasGrownBeforeItsRemoval) {
+    Add("A", "a");
+    dynamic_cast<RemoteAppListItem&>(*m_model.Items().at(0)) =
+        RemoteAppListItem(string(1000, 'A'), "a");
+    Call(APPLIST_REMOVE_ITEM_FNC, Text("", "a"));
+
+    Add("B", string(29, 'b'));
+    Add("C", "c");
+
+    EXPECT_EQ(1u, m_model.Items().size());
+}
+
+TEST_F(AServiceWithLimits, HasTheSameRoomWhenAnItemHasShrunkBeforeItsRemoval) {
+    Add("A", string(29, 'a'));
+    dynamic_cast<RemoteAppListItem&>(*m_model.Items().at(0)) = RemoteAppListItem("", "a");
+    Call(APPLIST_REMOVE_ITEM_FNC, Text("", "a"));
+
+    Add("B", string(29, 'b'));
+
+    EXPECT_EQ(1u, m_model.Items().size());
+}
+
 TEST_F(AServiceWithLimits, HasAllItsRoomAgainAfterTheRemovalOfAll) {
     FillWithBytes();
     Call(APPLIST_REMOVE_ALL_ITEMS_FNC);
