@@ -4,7 +4,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -87,8 +86,7 @@ void Attacker::Attack() {
 }
 
 void Attacker::EnsurePresence() {
-    const Strings clients = m_bus.Clients();
-    if (std::find(clients.begin(), clients.end(), m_name) == clients.end()) m_name = m_bus.LetIn();
+    if (!m_bus.IsStranger(m_name)) m_name = m_bus.LetIn();
 }
 
 std::string Attacker::AnyVictim() {

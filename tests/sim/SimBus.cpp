@@ -180,9 +180,14 @@ void SimBus::ShowOut(const std::string& name) {
     if (stranger != nullptr) Drop(stranger);
 }
 
+bool SimBus::IsStranger(const std::string& name) const {
+    const Client client = Find(name);
+    return client != nullptr && client->stream == nullptr;
+}
+
 void SimBus::SendAs(const std::string& sender, WireMessage message) {
     const Client stranger = Find(sender);
-    if (stranger == nullptr) return;
+    if (stranger == nullptr) return;  // shown out in the middle of what they do
     message.serial = ++m_serial;
     message.fdCount = static_cast<std::uint32_t>(message.fds.Count());
     Route(stranger, message);

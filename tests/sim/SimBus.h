@@ -56,7 +56,10 @@ public:
     // Lets somebody in who is not simulated, and returns their unique name.
     std::string LetIn();
     void ShowOut(const std::string& name);
-    // Routes `message` as sent by `sender`. Nothing happens when they have been thrown out.
+    // Whether `name` is theirs still: after a restart it may be a process's.
+    bool IsStranger(const std::string& name) const;
+    // Routes `message` as sent by `sender`, a stranger. Nothing happens when they have been shown
+    // out.
     void SendAs(const std::string& sender, WireMessage message);
 
     // ---- What can be asked
