@@ -1,5 +1,7 @@
 #include "remote/BusCalls.h"
 
+#include <signal.h>
+
 #include <cerrno>
 #include <cstdint>
 #include <utility>
@@ -39,6 +41,25 @@ int ReadFd(sd_bus_message* reply, std::size_t limit, std::vector<char>& body) {
     }
     return ReadSealedBody(fd, body);
 }
+
+// Signals to this thread, for as long as this lives.
+class SignalsHeldBack {
+public:
+    SignalsHeldBack() {
+        sigset_t all;
+        sigfillset(&all);
+        m_result = pthread_sigmask(SIG_SETMASK, &all, &m_before);
+    }
+    ~SignalsHeldBack() {
+        if (m_result == 0) pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+    }
+    SignalsHeldBack(const SignalsHeldBack&) = delete;
+    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+
+private:
+    sigset_t m_before;
+    int m_result;
+};
 
 }  // namespace
 
@@ -110,6 +131,8 @@ int BusCalls::SendAwaited(const std::vector<char>& request, std::chrono::microse
     const int result = MakeMessage(request, WantsFd(request), message);
     if (result < 0) return result;
     sd_bus_error error = SD_BUS_ERROR_NULL;
+    // Interrupted, the library forgets the answer, and to send again would be to write twice.
+    const SignalsHeldBack untilAnswered;
     const int answer = sd_bus_call(m_bus, message.get(),
                                    static_cast<std::uint64_t>(timeout.count()), &error, nullptr);
     const bool hasFailed = sd_bus_error_has_name(&error, endpoint_names::kHandlerFailed) > 0;

@@ -68,16 +68,22 @@ void RemoteLink::Close() {
 }
 
 // A bus discards what it has not read yet of a connection that closes. Its answer to any question
-// shows that it has read all that was sent before.
+// shows that it has read all that was sent before. After a signal to this process the answer to the
+// first question is not waited for any more, so another one is asked.
 void RemoteLink::AwaitBus(Time deadline) {
-    const Time left = deadline - Now();
-    if (left.count() <= 0 || sd_bus_is_ready(m_link.Bus()) <= 0) return;
+    if (sd_bus_is_ready(m_link.Bus()) <= 0) return;
+    Time left = deadline - Now();
+    while (left.count() > 0 && AskBus(left) == -EINTR) left = deadline - Now();
+}
+
+int RemoteLink::AskBus(Time timeout) {
     sd_bus_message* ask = nullptr;
     const int result =
         sd_bus_message_new_method_call(m_link.Bus(), &ask, bus_names::kDriver,
                                        bus_names::kDriverPath, bus_names::kDriver, "GetId");
     const UniqueMessage message(ask);
-    if (result >= 0) sd_bus_call(m_link.Bus(), ask, Microseconds(left), nullptr, nullptr);
+    if (result < 0) return result;
+    return sd_bus_call(m_link.Bus(), ask, Microseconds(timeout), nullptr, nullptr);
 }
 
 void RemoteLink::Post(std::vector<char> request, ReplyHandler onReply) {

@@ -87,6 +87,7 @@ private:
 
     // Waits until the bus has read everything that was sent.
     void AwaitBus(Time deadline);
+    int AskBus(Time timeout);
     int NewCall(UniqueMessage& message, const char* interface, const char* member) const;
     // How many messages the bus has not taken yet.
     std::uint64_t Queued() const;

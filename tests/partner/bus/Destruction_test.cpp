@@ -1,7 +1,10 @@
 // A partner is destroyed right after a write, or from inside its own waiting; and what it may not
 // do from inside.
 
+#include <sys/time.h>
+
 #include <algorithm>
+#include <csignal>
 #include <future>
 #include <optional>
 #include <thread>
@@ -70,6 +73,29 @@ private:
     std::string m_left;
 };
 
+// A thousand signals a second, as of a profiler, for as long as it lives.
+class Interruptions {
+public:
+    Interruptions() {
+        struct sigaction action = {};
+        action.sa_handler = [](int) {};
+        sigaction(SIGALRM, &action, &m_before);
+        Every(1000);
+    }
+    ~Interruptions() {
+        Every(0);
+        sigaction(SIGALRM, &m_before, nullptr);
+    }
+
+private:
+    static void Every(suseconds_t time) {
+        const itimerval timer = {{0, time}, {0, time}};
+        setitimer(ITIMER_REAL, &timer, nullptr);
+    }
+
+    struct sigaction m_before = {};
+};
+
 }  // namespace
 
 class ADestroyedPartner : public PartnerBusTest {
@@ -109,6 +135,22 @@ TEST_P(ADestroyedPartner, HasSentItsWritesAlsoWhenTheBusReadsThemLate) {
     EXPECT_TRUE(RunUntil([this] { return m_model->GetItemsCount() == 60; }));
 }
 
+TEST_P(ADestroyedPartner, HasSentItsWritesAlsoWhenSignalsInterruptTheWaitForTheBus) {
+    StartService();
+    StartPartner();
+    m_model->Synchronize();
+
+    m_bus->Stop();
+    Write(60, std::string(30000, 'x'));
+    {
+        const Interruptions interruptions;
+        EndPartnerWhileTheBusStands();
+    }
+
+    StartPartner();
+    EXPECT_TRUE(RunUntil([this] { return m_model->GetItemsCount() == 60; }));
+}
+
 // Nobody waits for its answers, and the bus keeps the calls; but no more than the service takes
 // from one partner at a time, two of which are the reads of the list and the selection.
 TEST_P(ADestroyedPartner, HasSentSixtyThreeCallsToAServiceThatStands) {
@@ -133,6 +175,21 @@ TEST_P(ADestroyedPartner, HasSentManyMoreWritesThanMayBeUnderWay) {
 
     Write(10000);
     EndPartner();
+
+    StartPartner();
+    EXPECT_TRUE(RunUntil([this] { return m_model->GetItemsCount() == 10000; }));
+}
+
+TEST_P(ADestroyedPartner, HasSentManyWritesAlsoWhenSignalsInterruptTheWaitForTheService) {
+    StartService();
+    StartPartner();
+    m_model->Synchronize();
+
+    Write(10000);
+    {
+        const Interruptions interruptions;
+        EndPartner();
+    }
 
     StartPartner();
     EXPECT_TRUE(RunUntil([this] { return m_model->GetItemsCount() == 10000; }));
