@@ -10,7 +10,8 @@ import random
 import sys
 import time
 
-from daemon_cases import BusRestartCases, DaemonCases, StallCases, StartCases, StopCases
+from daemon_cases import (BusRestartCases, DaemonCases, EntriesCases, StallCases, StartCases,
+                          StopCases)
 from follower_cases import FollowerCases
 from tool_cases import ToolCases
 
@@ -20,6 +21,7 @@ MOST_OCCURRENCES = 20
 PROGRAMS = {
     "applistctl": ToolCases,
     "applistd": DaemonCases,
+    "applistd-entries": EntriesCases,
     "applistd-restart": BusRestartCases,
     "applistd-stall": StallCases,
     "applistd-start": StartCases,

@@ -21,7 +21,7 @@ class Victim:
         self._log = tempfile.TemporaryFile(mode="w+", prefix="applist-log-")
         self.process = subprocess.Popen(
             arguments, stdin=subprocess.DEVNULL, stdout=stdout, stderr=self._log, text=True,
-            env=dict(os.environ, LC_ALL="C.UTF-8", **variables, **faults.variables()))
+            env={**os.environ, "LC_ALL": "C.UTF-8", **variables, **faults.variables()})
         self._end = os.pidfd_open(self.process.pid)
 
     def ends_within(self, seconds):

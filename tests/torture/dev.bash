@@ -20,8 +20,8 @@ torture() {
     [ -z "$seconds" ] || limit=(--seconds $((seconds / 3)))
     say "seed $seed; the same again: ./dev torture '$seconds' $seed"
     fault_matrix --seed "$seed" "${limit[@]}" calls \
-        applistctl applistd applistd-start applistd-stop applistd-stall applistd-restart follow ||
-        failed=1
+        applistctl applistd applistd-start applistd-entries applistd-stop applistd-stall \
+        applistd-restart follow || failed=1
     fault_matrix --seed "$seed" "${limit[@]}" memory \
         applistctl applistd applistd-start applistd-stop || failed=1
     build/torture/bin/torture $((${seconds:-1800} / 3)) "$seed" || failed=1
