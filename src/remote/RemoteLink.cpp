@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "bus/BusNames.h"
+#include "bus/BusProbe.h"
 #include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
 #include "remote/BusCallback.h"
@@ -77,13 +78,9 @@ void RemoteLink::AwaitBus(Time deadline) {
 }
 
 int RemoteLink::AskBus(Time timeout) {
-    sd_bus_message* ask = nullptr;
-    const int result =
-        sd_bus_message_new_method_call(m_link.Bus(), &ask, bus_names::kDriver,
-                                       bus_names::kDriverPath, bus_names::kDriver, "GetId");
-    const UniqueMessage message(ask);
-    if (result < 0) return result;
-    return sd_bus_call(m_link.Bus(), ask, Microseconds(timeout), nullptr, nullptr);
+    const UniqueMessage question = QuestionToTheBus(m_link.Bus());
+    if (!question) return -ENOMEM;
+    return sd_bus_call(m_link.Bus(), question.get(), Microseconds(timeout), nullptr, nullptr);
 }
 
 void RemoteLink::Post(std::vector<char> request, ReplyHandler onReply) {
