@@ -155,6 +155,19 @@ void Round::Check() {
     for (const auto& partner : m_partners) partner->Check();
     for (const Follower* each : m_followers) CheckStaying(*each, m_weather.forgivesPartners);
     CheckStaying(m_service, m_weather.forgivesService);
+    CheckReturn();
+}
+
+// The others do not suffer from it for long.
+void Round::CheckReturn() {
+    if (m_weather.backWithin == kNever || !m_service.IsUp()) return;
+    if (m_stuck == 0 || m_world.Now() < m_stuck + m_weather.backWithin) return;
+    const Usec since = m_world.Now() - m_weather.backWithin;
+    for (Follower* each : m_followers) {
+        if (each->IsUp() && !m_service.List().Past().HasShown(each->Shown(), since)) {
+            Complain(each->Where()->name + " shows what is old, long after the bus stuck");
+        }
+    }
 }
 
 // A connection that works is not given up because somebody else comes, goes, fails or attacks.
@@ -199,7 +212,7 @@ Usec Round::AnyTime() {
 // ---- What befalls them --------------------------------------------------------------------------
 
 void Round::Disturb() {
-    switch (m_world.m_random.Below(10)) {
+    switch (m_world.m_random.Below(11)) {
         case 0: return RestartBus();
         case 1: return Kill();
         case 2: return Stop();
@@ -209,6 +222,7 @@ void Round::Disturb() {
         case 6: return TakeName();
         case 7: return RefuseCalls();
         case 8: return BeAway();
+        case 9: return Stick();
         default: return RefuseNames();
     }
 }
@@ -265,6 +279,16 @@ void Round::Stall() {
     Process* const client = AnyProgram().Where();
     client->wasHeldUp = true;
     m_bus.StallUntil(client, until);
+}
+
+// What the service has sent to somebody who does not read fills the bus, which then reads nothing
+// more from this connection, and does not even see it end.
+void Round::Stick() {
+    if (!m_weather.sticks) return;
+    m_world.Fault("stuck bus");
+    m_stuck = m_world.Now();
+    m_service.Where()->wasHeldUp = true;
+    m_bus.StallUntil(m_service.Where(), m_stuck + 10 * kLongestAnswer);
 }
 
 // Somebody sets the clock; or the machine was suspended, and all stood still.

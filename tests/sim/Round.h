@@ -52,6 +52,7 @@ private:
     void Act(std::uint64_t dice);
     void Edit();
     void Check();
+    void CheckReturn();
     void CheckStaying(const Program& program, bool isForgiven);
     Partner& AnyPartner();
     Program& AnyProgram();
@@ -67,6 +68,7 @@ private:
     void BeAway();
     void Later(Usec time, std::function<void()> disturbance);
     void Stall();
+    void Stick();
     void JumpInTime();
     void Disconnect();
     void TakeName();
@@ -86,6 +88,7 @@ private:
     SimBus m_bus;
     Weather m_weather;
     bool m_isHealed = false;
+    Usec m_stuck = 0;  // when it last began to be
     std::string m_verdict;
     std::uint64_t m_errorLines = 0;
     Service m_service;

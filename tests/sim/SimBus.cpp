@@ -23,7 +23,7 @@ bool SimBus::Accept(const std::shared_ptr<Stream>& stream) {
     connection->stream = stream;
     m_connections[stream->Id()] = std::move(connection);
     if (m_world.Strikes(m_world.m_faults.silentAccept, "silent bus")) {
-        stream->StallUntil(m_world.Now() + kSecond * (1 + m_world.m_random.Below(60)));
+        stream->BeSilentUntil(m_world.Now() + kSecond * (1 + m_world.m_random.Below(60)));
     }
     return true;
 }
@@ -292,8 +292,17 @@ bool SimBus::IsWanted(const Connection& by, const WireMessage& message) const {
     });
 }
 
+// Where it reads nothing, a bus sees that a client has gone when it has something to send to it.
+void SimBus::DropSoon(int id) {
+    m_world.At(m_world.Now(), [this, id] {
+        const auto found = m_connections.find(id);
+        if (found != m_connections.end()) Drop(Client(found->second));
+    });
+}
+
 void SimBus::Send(Connection& to, WireMessage& message) {
     if (to.stream == nullptr) return;
+    if (!to.stream->IsOpenHere()) return DropSoon(to.id);
     FdList fds;
     fds.AddCopiesOf(message.fds);
     to.stream->SendToClient(Serialized(message), std::move(fds));

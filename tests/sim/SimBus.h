@@ -102,6 +102,7 @@ private:
     bool TakeMessages(const Client& client);
     bool TakeMessage(const Client& client, std::size_t size);
     void Drop(const Client& client);
+    void DropSoon(int id);
     void EndDebts(const Connection& leaver);
     void EndNames(const Connection& leaver);
     Client Find(const std::string& name) const;

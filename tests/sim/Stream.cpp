@@ -176,7 +176,7 @@ void Stream::Break() {
 
 void Stream::Hurry(bool alsoSilent) {
     const Usec now = m_world.Now();
-    if (alsoSilent || m_stalledUntil < now + kSilence) m_stalledUntil = 0;
+    if (alsoSilent || !m_isSilent || m_stalledUntil < now + kSilence) m_stalledUntil = 0;
     for (Chunk& chunk : m_toBus) chunk.due = std::min(chunk.due, now);
     for (Chunk& chunk : m_toClient) chunk.due = std::min(chunk.due, now);
     m_lastToBus = m_lastToClient = 0;

@@ -54,6 +54,11 @@ public:
     void CloseByBus();
     // The bus does not read until then.
     void StallUntil(Usec time) { m_stalledUntil = time; }
+    // Nor answers the handshake: it let the client in, and that is all.
+    void BeSilentUntil(Usec time) {
+        m_isSilent = true;
+        StallUntil(time);
+    }
 
     // ---- The world's.
 
@@ -85,6 +90,7 @@ private:
     Usec m_lastToBus = 0;  // when the newest chunk is due: none overtakes another
     Usec m_lastToClient = 0;
     Usec m_stalledUntil = 0;
+    bool m_isSilent = false;
 };
 
 }  // namespace sim

@@ -85,6 +85,7 @@ void DrawProcesses(Forecast& forecast, Weather& weather) {
     weather.kills = forecast.Has("kill");
     weather.stops = forecast.Has("stop");
     weather.stalls = forecast.Has("stall");
+    weather.sticks = forecast.HasRarely("stick", 100);
     weather.disconnects = forecast.Has("disconnect");
     weather.squats = forecast.Has("squat");
     weather.refusesCalls = forecast.HasRarely("policy", 150);
@@ -138,6 +139,7 @@ Weather Weather::Draw(Random& random, const std::string& only) {
     Forgive(weather);
     weather.isChatty = forecast.HasRarely("chatty", 50);
     weather.isGood = climate < kStorms;
+    if (forecast.IsAskedFor("stick")) weather.backWithin = 10 * kSecond;
     weather.freshWithin = Promise(climate, weather);
     return weather;
 }

@@ -21,6 +21,8 @@ struct Weather {
     bool isGood = false;
     // Whatever the list shows, a partner shows this much later at the latest; kNever: no promise.
     Usec freshWithin = kNever;
+    // And this much later after the bus stuck to the service; kNever: no promise.
+    Usec backWithin = kNever;
 
     Faults faults;
     BusKind bus;
@@ -35,6 +37,7 @@ struct Weather {
     bool stops = false;
     bool absences = false;
     bool stalls = false;
+    bool sticks = false;
     bool jumps = false;
     bool disconnects = false;
     bool squats = false;
