@@ -65,6 +65,9 @@ FAULTS = [
      '    m_session.Gone', ''),
     ('held-calls-overtaken', 'platform/CallTurns.cpp',
      'return m_held.Empty() && !m_outbox.Stalled()', 'return !m_outbox.Stalled()', ''),
+    # A bus that takes nothing more.
+    ('stuck-bus-not-left', 'platform/Endpoint.cpp', 'm_link.Abandon(-ETIMEDOUT);', '', ''),
+    ('name-left-to-a-stuck-bus', 'platform/Endpoint.cpp', '        KnockAtLeft();\n', '', ''),
     # What strangers may do.
     ('owner-believed-from-anybody', 'remote/ServiceOwner.cpp',
      '!bus_names::IsFromDriver(signal) ||', '', ''),
@@ -87,6 +90,8 @@ FAULTS = [
 # For what is too rare to be found in ordinary rounds: the one kind of fault that brings it about.
 ONLY = {
     'large-reply-not-asked-for-again': ['only=huge'],
+    'stuck-bus-not-left': ['only=stick'],
+    'name-left-to-a-stuck-bus': ['only=stick'],
 }
 
 
