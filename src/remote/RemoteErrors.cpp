@@ -114,7 +114,7 @@ RemoteError RemoteErrors::FromBus(const std::string& name, const std::string& te
     if (name == kLimitsExceeded) {
         return Make(Cause::NotExecuted,
                     "the service or its bus had no room for another call and did not execute it (" +
-                        said + "); try again later, or with less");
+                        said + "); try again later, or send less at once");
     }
     return Make(Cause::ServiceError,
                 "the service answered with an error: " + said + "; its log may say more");
