@@ -77,6 +77,7 @@ if(APPLIST_OPEN_TRANSPORT)
         bus/BusProbe.cpp
         bus/BusSelection.cpp
         bus/NotificationQueue.cpp
+        bus/OwnedFd.cpp
         bus/Outbox.cpp
         bus/SealedMemfd.cpp
         bus/TransportLimits.cpp)

@@ -5,6 +5,7 @@ if(APPLIST_OPEN_TRANSPORT)
     add_executable(transport_parts_tests
         bus/BusSelection_test.cpp
         bus/NotificationQueue_test.cpp
+        bus/OwnedFd_test.cpp
         bus/SealedMemfd_test.cpp
         bus/TransportLimits_test.cpp
         platform/HeldCalls_test.cpp

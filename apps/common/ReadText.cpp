@@ -10,7 +10,7 @@
 #include <system_error>
 #include <vector>
 
-#include "bus/SealedMemfd.h"
+#include "bus/OwnedFd.h"
 
 namespace applist {
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <utility>
 
 namespace applist {
 
@@ -32,10 +33,6 @@ std::uint64_t BytesInMemory(const struct stat& status) {
 }
 
 }  // namespace
-
-OwnedFd::~OwnedFd() {
-    if (m_fd >= 0) close(m_fd);
-}
 
 std::string WhyNoSealedBody(int fd, std::size_t limit) {
     // The seals before the size: until they are known to be there, the size means nothing. Asking
@@ -83,9 +80,9 @@ int ReadSealedBody(int fd, std::vector<char>& body) {
     return 0;
 }
 
-int MakeMemfd() {
+OwnedFd MakeMemfd() {
     const int fd = memfd_create("applist", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    return fd < 0 ? -errno : fd;
+    return OwnedFd(fd < 0 ? -errno : fd);
 }
 
 int FillAndSeal(int fd, const std::vector<char>& body) {
@@ -94,13 +91,11 @@ int FillAndSeal(int fd, const std::vector<char>& body) {
     return fcntl(fd, F_ADD_SEALS, kFixedSeals | F_SEAL_SEAL) != 0 ? -errno : 0;
 }
 
-int MakeSealedBody(const std::vector<char>& body) {
-    const int fd = MakeMemfd();
-    if (fd < 0) return fd;
-    const int result = FillAndSeal(fd, body);
-    if (result == 0) return fd;
-    close(fd);
-    return result;
+OwnedFd MakeSealedBody(const std::vector<char>& body) {
+    OwnedFd fd = MakeMemfd();
+    if (fd.Get() < 0) return fd;
+    const int result = FillAndSeal(fd.Get(), body);
+    return result < 0 ? OwnedFd(result) : std::move(fd);
 }
 
 }  // namespace applist

@@ -8,21 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "bus/OwnedFd.h"
+
 namespace applist {
-
-// A descriptor, closed with its owner.
-class OwnedFd {
-public:
-    explicit OwnedFd(int fd) : m_fd(fd) {}
-    ~OwnedFd();
-    OwnedFd(const OwnedFd&) = delete;
-    OwnedFd& operator=(const OwnedFd&) = delete;
-
-    int Get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
 
 // Says why the body behind `fd` cannot be taken, in words for the sender; empty when it can: a
 // memfd of at most `limit` bytes, all of them in memory, whose contents and size are sealed.
@@ -37,14 +25,14 @@ std::size_t SizeOfMemfd(int fd);
 // descriptor's position is. Returns 0 or a negative errno. Throws std::bad_alloc.
 int ReadSealedBody(int fd, std::vector<char>& body);
 
-// Returns a new memfd, still empty, or a negative errno.
-int MakeMemfd();
+// Returns a new memfd, still empty.
+OwnedFd MakeMemfd();
 
 // Writes `body` into an empty memfd and seals it for good. Returns 0 or a negative errno; for an
 // empty body 0.
 int FillAndSeal(int fd, const std::vector<char>& body);
 
-// Returns a new memfd that holds `body`, sealed for good, or a negative errno.
-int MakeSealedBody(const std::vector<char>& body);
+// Returns a new memfd that holds `body`, sealed for good.
+OwnedFd MakeSealedBody(const std::vector<char>& body);
 
 }  // namespace applist

@@ -10,7 +10,7 @@
 #include <optional>
 #include <utility>
 
-#include "bus/SealedMemfd.h"
+#include "bus/OwnedFd.h"
 
 namespace applist {
 

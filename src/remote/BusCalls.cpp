@@ -156,7 +156,7 @@ int BusCalls::MakeMessage(const std::vector<char>& request, bool inFd,
     message.reset(made);
     if (result < 0) return result;
     if (!inFd) return sd_bus_message_append_array(made, 'y', request.data(), request.size());
-    const OwnedFd fd(MakeSealedBody(request));  // appending duplicates it
+    const OwnedFd fd = MakeSealedBody(request);  // appending duplicates it
     return fd.Get() < 0 ? fd.Get() : sd_bus_message_append(made, "h", fd.Get());
 }
 

@@ -46,7 +46,7 @@ FAULTS = [
     ('calls-not-ended', 'remote/CallQueue.cpp',
      'if (at < m_sent) m_route.Forget(call.id);\n        call.isDone = true;',
      'if (at < m_sent) m_route.Forget(call.id);', ''),
-    ('descriptor-leaks', 'bus/SealedMemfd.cpp', 'if (m_fd >= 0) close(m_fd);', '', ''),
+    ('descriptor-leaks', 'bus/OwnedFd.cpp', 'if (m_fd >= 0) close(m_fd);', '', ''),
     ('held-calls-kept-over-a-lost-bus', 'platform/CallTurns.cpp',
      '    m_turn.reset();\n    m_held.Clear();', '    m_turn.reset();', ''),
     ('serial-does-not-count', 'platform/Endpoint.cpp', 'if (partner.empty()) ++m_serial;', '', ''),

@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "bus/SealedMemfd.h"
+#include "bus/OwnedFd.h"
 
 using namespace applist;
 
