@@ -21,6 +21,7 @@ endfunction()
 applist_add_library(applist_common
     applist/RemoteAppListItem.cpp
     common/ItemText.cpp
+    common/ItemTextWriter.cpp
     common/PrintableText.cpp
     common/ZeroWidth.cpp)
 

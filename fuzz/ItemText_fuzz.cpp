@@ -2,6 +2,7 @@
 // writes it with a plain writer, whatever the bytes are.
 
 #include "common/ItemText.h"
+#include "common/ItemTextWriter.h"
 
 #include <optional>
 #include <sstream>

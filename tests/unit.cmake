@@ -24,6 +24,7 @@ add_executable(unit_tests
     common/ListenerList_test.cpp
     common/AppListRemoteControl_test.cpp
     common/ItemText_test.cpp
+    common/ItemTextWriter_test.cpp
     ipc/IPCApplist_test.cpp
     support/PlainModel.cpp
     support/RecordingAllocator.cpp

@@ -12,6 +12,7 @@
 #include "common/AppListRemoteControl.h"
 #include "common/Guarded.h"
 #include "common/ItemText.h"
+#include "common/ItemTextWriter.h"
 
 using applist::Guarded;
 using applist::ItemText;

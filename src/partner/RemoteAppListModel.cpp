@@ -6,6 +6,7 @@
 #include "common/AppListRemoteControl.h"
 #include "common/Guarded.h"
 #include "common/ItemText.h"
+#include "common/ItemTextWriter.h"
 
 namespace applist {
 
