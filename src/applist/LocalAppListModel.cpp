@@ -5,18 +5,26 @@
 #include <memory>
 #include <new>
 #include <optional>
-#include <string_view>
 #include <utility>
 
+#include "applist/Registry.h"
+#include "applist/Request.h"
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
 #include "common/Guarded.h"
 #include "common/ItemText.h"
 #include "common/ItemTextWriter.h"
 
+using applist::Batch;
+using applist::BytesOf;
+using applist::DeleteAppListItem;
+using applist::Find;
 using applist::Guarded;
+using applist::ItemOf;
 using applist::ItemText;
 using applist::ItemTextWriter;
+using applist::MakeRoom;
+using applist::Request;
 using applist::logging::kDebug;
 using applist::logging::kError;
 using std::string;
@@ -30,101 +38,6 @@ const char kSendingAnEvent[] = "sending an event";
 // many short items do not use is kept as long as the reply, so there is a bound.
 constexpr std::size_t kUsualTextSize = 64;
 constexpr std::size_t kMostReplyRoom = std::size_t{64} << 10;
-
-class DeleteAppListItem {
-public:
-    void operator()(RemoteAppListItem* item) const { delete item; }
-};
-
-std::size_t BytesOf(const RemoteAppListItem& item) {
-    return item.VisibleName().size() + item.UniqueId().size();
-}
-
-std::size_t BytesOf(const vector<RemoteAppListItem*>& items) {
-    std::size_t sum = 0;
-    for (const RemoteAppListItem* item : items) sum += BytesOf(*item);
-    return sum;
-}
-
-// Returns the item in `text`; an empty one when there is none.
-RemoteAppListItem ItemOf(const std::optional<ItemText>& text) {
-    if (!text) return RemoteAppListItem();
-    return RemoteAppListItem(text->VisibleName(), text->UniqueId());
-}
-
-// The items of a request, read in place, just as the extraction operator reads them from a stream:
-// after a line that is not an item, or at the end of the data, there are no more.
-class Request {
-public:
-    struct Amount {
-        std::size_t items = 0;
-        std::size_t bytes = 0;  // of their strings
-    };
-
-    explicit Request(const vector<char>& data) : m_left(data.data(), data.size()) {}
-
-    std::optional<ItemText> Next() {
-        const std::optional<ItemText> text = ItemText::Take(m_left);
-        if (!text) m_left = std::string_view();
-        return text;
-    }
-
-    // Measures all the items that are left, without making or taking any.
-    Amount Measure() const {
-        Amount amount;
-        Request left(*this);
-        while (const std::optional<ItemText> text = left.Next()) {
-            ++amount.items;
-            amount.bytes += text->StringsSize();
-        }
-        return amount;
-    }
-
-private:
-    std::string_view m_left;
-};
-
-// Returns where the first item with the id of `wanted` stands. The registry holds items of the
-// service's own making alone, so their ids are compared where they are, lengths first: a search
-// through copies of them would let one request with a huge id take the service's time for seconds.
-vector<RemoteAppListItem*>::iterator Find(vector<RemoteAppListItem*>& registry,
-                                          const RemoteAppListItem& wanted) {
-    return std::find_if(registry.begin(), registry.end(), [&](const RemoteAppListItem* item) {
-        return item->UniqueId() == wanted.UniqueId();
-    });
-}
-
-// The items that one call appends to the registry. Takes them back unless they are kept: the
-// registry never holds an item that the model has not been given.
-class Batch {
-public:
-    Batch(vector<RemoteAppListItem*>& registry, std::size_t& bytes)
-        : m_registry(registry), m_bytes(bytes), m_before(registry.size()), m_bytesBefore(bytes) {}
-    ~Batch() {
-        if (m_isKept) return;
-        m_bytes = m_bytesBefore;
-        const auto first = m_registry.begin() + static_cast<std::ptrdiff_t>(m_before);
-        std::for_each(first, m_registry.end(), DeleteAppListItem());
-        m_registry.erase(first, m_registry.end());
-    }
-    Batch(const Batch&) = delete;
-    Batch& operator=(const Batch&) = delete;
-
-    void Keep() { m_isKept = true; }
-
-private:
-    vector<RemoteAppListItem*>& m_registry;
-    std::size_t& m_bytes;
-    const std::size_t m_before;
-    const std::size_t m_bytesBefore;
-    bool m_isKept = false;
-};
-
-// Reserves room for `more`, growing like push_back, which cannot fail after it.
-void MakeRoom(vector<RemoteAppListItem*>& registry, std::size_t more) {
-    if (more <= registry.capacity() - registry.size()) return;
-    registry.reserve(std::max(registry.size() + more, 2 * registry.capacity()));
-}
 
 // Calls each of the item's getters once, the name's first.
 void Append(AppListItem& item, ItemTextWriter& reply) {
