@@ -98,7 +98,7 @@ void DrawSizes(Forecast& forecast, Weather& weather) {
     const bool isSlow = weather.faults.socketRoom < 4096;
     if (!isSlow || weather.bus.passesFds) weather.largeNames = forecast.Rate("large", 15);
     const bool canBeHuge = !isSlow && weather.bus.passesFds;
-    weather.hasHugeName = forecast.HasRarely("huge", 5) && canBeHuge;
+    weather.hasHugeName = forecast.HasRarely("huge", 1) && canBeHuge;
 }
 
 // How late a partner may be. A frame and the read on a day without any faults; the longest pause
