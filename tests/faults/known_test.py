@@ -32,9 +32,6 @@ class ADaemon(Cases):
             for error in ("ENOBUFS", "ENOMEM"):
                 self.check(Fault("sendmsg", error, nth))
 
-    def test_ends_with_the_true_cause_when_its_timer_cannot_be_set(self):
-        self.check(Fault("timerfd_settime", "EINVAL", 1))
-
 
 class ADaemonWhoseBusIsSlow(Cases):
     PROGRAM = StallCases
@@ -50,6 +47,9 @@ class ADaemonWhoseBusIsReplaced(Cases):
     def test_watches_the_new_bus_when_that_failed_once(self):
         for nth in range(1, 4):
             self.check(Fault("epoll_ctl", "ENOSPC", nth))
+
+    def test_ends_with_the_true_cause_when_its_timer_cannot_be_set(self):
+        self.check(Fault("timerfd_settime", "EINVAL", 1))
 
 
 class ATool(Cases):

@@ -139,16 +139,17 @@ class AnIdleDaemon(AppTest):
         return counts
 
     def wait_until_asleep(self, daemon):
-        """Waits until the daemon has answered its last caller and taken up nothing new."""
+        """Waits until the daemon has answered its last caller, and has heard from the bus, a second
+        later, that this has taken the answer."""
         ui = self.partner()
         ui.events()
         ui.close()
         before, after = None, self.wake_ups(daemon)
         process_end = os.pidfd_open(daemon.process.pid)
         self.addCleanup(os.close, process_end)
-        rounds = int(DEADLINE / 0.5)
+        rounds = int(DEADLINE / 2)
         while before != after and rounds > 0:
-            select.select([process_end], [], [], 0.5)
+            select.select([process_end], [], [], 2)
             before, after = after, self.wake_ups(daemon)
             rounds -= 1
         self.assertGreater(rounds, 0, f"the daemon never came to rest: {after}")
