@@ -7,8 +7,8 @@ namespace sim {
 
 namespace {
 
-// Longer than anybody asks back for.
-constexpr Usec kKeptFor = 60 * kSecond;
+// Longer than anybody asks back for: who synchronizes may be stopped for a minute and more.
+constexpr Usec kKeptFor = 600 * kSecond;
 
 std::string Shortened(std::string text) {
     constexpr std::size_t kLong = 160;
