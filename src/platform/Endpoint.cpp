@@ -360,6 +360,7 @@ int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error
     Endpoint* const endpoint = static_cast<Endpoint*>(userdata);
     const std::uint32_t primaryOwner = 1;  // 2, 3, 4: queued, taken, ours already
     std::uint32_t answer = 0;
+    if (sd_bus_is_open(endpoint->m_link.Bus()) <= 0) return kReplyTaken;  // the bus went away again
     // A stranger's answer has used up the question: see bus_names::IsAnswerOf.
     if (!bus_names::IsFromDriver(message)) {
         if (endpoint->TakeNameBack() < 0) endpoint->m_link.GiveUp();
@@ -371,7 +372,6 @@ int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error
         endpoint->m_link.Settled();
         return kReplyTaken;
     }
-    if (sd_bus_is_open(endpoint->m_link.Bus()) <= 0) return kReplyTaken;  // the bus went away again
     // Now the bus has seen that the other connection has ended.
     if (!std::exchange(endpoint->m_left, "").empty() && endpoint->TakeNameBack() >= 0) {
         return kReplyTaken;
