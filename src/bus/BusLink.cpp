@@ -17,6 +17,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// Not the loop's own clock: that stands still while somebody waits without running the loop.
+std::chrono::microseconds Now() {
+    return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now().time_since_epoch());
+}
+
 TransportError CannotReach(const BusLocation& location, int error) {
     return TransportError("cannot reach " + location.description + ": " + std::strerror(-error) +
                           "; " + location.advice);
@@ -171,31 +176,48 @@ void BusLink::MakeTimer() {
 
 void BusLink::ScheduleRetry(std::chrono::microseconds delay) {
     m_isComingBack = true;
-    const auto time = static_cast<std::uint64_t>(delay.count());
-    int result = sd_event_source_set_time_relative(m_timer.get(), time);
+    const auto time = static_cast<std::uint64_t>((Now() + delay).count());
+    int result = sd_event_source_set_time(m_timer.get(), time);
     if (result >= 0) result = sd_event_source_set_enabled(m_timer.get(), SD_EVENT_ONESHOT);
     if (result < 0) APPLIST_LOG(kError, "cannot reconnect: %s", std::strerror(-result));
 }
 
+std::chrono::microseconds BusLink::Due() const {
+    int isSet = SD_EVENT_OFF;
+    std::uint64_t time = 0;
+    if (!m_timer || sd_event_source_get_enabled(m_timer.get(), &isSet) <= 0 ||
+        sd_event_source_get_time(m_timer.get(), &time) < 0) {
+        return std::chrono::microseconds::max();
+    }
+    return std::chrono::microseconds(time);
+}
+
+void BusLink::CatchUp() {
+    if (Due() <= Now()) TimeIsUp();
+}
+
 int BusLink::OnRetry(sd_event_source*, std::uint64_t, void* userdata) {
-    BusLink* const link = static_cast<BusLink*>(userdata);
-    if (link->m_isSetUp) {  // given up, or not settled in time
+    static_cast<BusLink*>(userdata)->TimeIsUp();
+    return 0;
+}
+
+// Each way sets the timer anew.
+void BusLink::TimeIsUp() {
+    if (m_isSetUp) {  // given up, or not settled in time
         // Closed now, not when the next attempt begins: an ssh behind it may still be asking for a
         // password that would be of no use any more.
-        sd_bus_close(link->m_bus.get());
-        const std::chrono::microseconds left = link->m_retryDelay - link->m_policy.attempt;
-        link->ScheduleRetry(std::max(left, std::chrono::microseconds(0)));
-        link->Leave();
-        return 0;
+        sd_bus_close(m_bus.get());
+        const std::chrono::microseconds left = m_retryDelay - m_policy.attempt;
+        ScheduleRetry(std::max(left, std::chrono::microseconds(0)));
+        return Leave();
     }
     try {
-        link->TryAgain();
+        TryAgain();
     } catch (const std::exception& error) {
-        link->Failed(error.what());
+        Failed(error.what());
     } catch (...) {
-        link->Failed("unknown exception");
+        Failed("unknown exception");
     }
-    return 0;
 }
 
 void BusLink::Failed(const char* why) {

@@ -50,6 +50,12 @@ public:
     // that is freed before costs the bus a call.
     void Close();
 
+    // When the link does something by itself next, on the monotonic clock; max() when it does
+    // nothing. The loop sees to that. Whoever waits without running it calls CatchUp, which does
+    // what is due; not from inside the connection's dispatching. It may call `lost`.
+    std::chrono::microseconds Due() const;
+    void CatchUp();
+
     // Says that the connection has failed with a negative errno although the bus has not gone:
     // closes it, calls `lost`, and reconnects as after a loss. `lost` may destroy the link.
     void Abandon(int error);
@@ -58,6 +64,7 @@ private:
     static int OnDisconnected(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnRetry(sd_event_source* source, std::uint64_t now, void* userdata);
 
+    void TimeIsUp();
     void Start();     // sets up a connection that has been opened
     void ComeBack();  // after a loss
     void Leave();

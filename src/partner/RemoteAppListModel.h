@@ -79,7 +79,8 @@ public:
     // Waits until every write so far has been executed and the replica shows the list after them,
     // for SetTimeout's time at most, or twice that when too many writes are waiting to be sent.
     // Listeners may be called meanwhile. Throws RemoteError: the first failure of a write since the
-    // last call, or else why the list could not be read.
+    // last call, or else why the list could not be read. A program that never runs the loop finds a
+    // bus that was lost by calling this again.
     // REQUIRES: not called from inside a listener; there it fails at once.
     void Synchronize();
 

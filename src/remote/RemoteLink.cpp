@@ -319,11 +319,12 @@ bool RemoteLink::IsDispatching() const {
 }
 
 bool RemoteLink::Dispatch(Time deadline) {
+    if (!IsDispatching()) CatchUp();
     sd_bus* const bus = m_link.Bus();
     if (bus == nullptr) return false;
     const int result = sd_bus_process(bus, nullptr);
     if (result != 0) return result > 0;
-    const Time left = deadline - Now();
+    const Time left = std::min(deadline, m_link.Due()) - Now();
     if (left.count() <= 0) return true;  // false would say that the connection has ended
     const int waited = sd_bus_wait(bus, Microseconds(left));
     return waited >= 0 || waited == -EINTR;

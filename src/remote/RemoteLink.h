@@ -61,6 +61,7 @@ public:
     int AskToConnect() override;
     int AskForCount() override;
     bool IsDispatching() const override;
+    void CatchUp() override { m_link.CatchUp(); }
     bool Dispatch(Time deadline) override;
 
 private:

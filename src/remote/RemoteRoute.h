@@ -57,8 +57,12 @@ public:
     // Whether something that has arrived is being handled. Nothing else can be handled meanwhile.
     virtual bool IsDispatching() const = 0;
 
-    // Handles one thing that arrives, waiting for it until `deadline` at most. Returns false when
-    // nothing came and nothing will.
+    // Does what the route would have done by itself by now, such as look for a bus that was lost:
+    // nobody may have run its loop. Not while something that has arrived is being handled.
+    virtual void CatchUp() = 0;
+
+    // Handles one thing that arrives, waiting for it until `deadline` at most, and catches up
+    // meanwhile. Returns false when nothing came and nothing will.
     virtual bool Dispatch(Time deadline) = 0;
 
 protected:

@@ -30,9 +30,14 @@ void RemoteSession::Post(std::vector<char> request, ReplyHandler onReply) {
 }
 
 // Inside a reply handler no other reply is delivered, and inside any other callback of the route
-// nothing arrives: waiting there would always end in a timeout.
+// nothing arrives: waiting there would always end in a timeout. The owner is told of the connection
+// inside one or by a timer, and there it always fails, rather than now and then.
 std::vector<char> RemoteSession::Send(std::vector<char> request) {
-    if (m_calls.IsDelivering() || m_route.IsDispatching()) throw m_errors.WaitingInsideListener();
+    if (m_calls.IsDelivering() || m_isTelling || m_route.IsDispatching()) {
+        throw m_errors.WaitingInsideListener();
+    }
+    m_route.CatchUp();  // so that the service may be back, for a program that does nothing but wait
+    if (IsClosed()) throw m_errors.DestroyedWhileWaiting();
     const Time deadline = m_route.Now() + m_timeout;
     DispatchUntil([&] { return m_calls.HasRoomFor(request.size()) || IsClosed(); }, deadline);
     if (IsClosed()) throw m_errors.DestroyedWhileWaiting();
@@ -179,7 +184,9 @@ void RemoteSession::Notified(std::vector<char> body, bool toEveryone) {
 // What the owner throws is no reason to doubt the connection.
 void RemoteSession::TellReady(bool state, std::string service) {
     if (IsClosed()) return;
+    m_isTelling = true;
     Guarded("telling of a connection", [&] { m_owner->HandleConnectionReady(state, service); });
+    m_isTelling = false;
 }
 
 void RemoteSession::Answered(CallId call, std::optional<RemoteReply> reply) {

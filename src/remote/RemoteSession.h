@@ -92,6 +92,7 @@ private:
     std::function<void()> m_later;
     Time m_laterAt = Time::max();
     Time m_timeout;
+    bool m_isTelling = false;  // the owner of the connection's beginning or end
     bool m_hasNotified = false;
 };
 

@@ -61,6 +61,9 @@ public:
         return m_result;
     }
     bool IsDispatching() const override { return m_isDispatching; }
+    void CatchUp() override {
+        if (m_onCatchUp) m_onCatchUp();
+    }
     bool Dispatch(Time deadline) override {
         if (m_onDispatch && m_onDispatch()) return true;
         m_now = deadline;
@@ -74,6 +77,7 @@ public:
     bool m_hasNoMemory = false;  // to ask for the count
     int m_result = 0;
     std::size_t m_unansweredRoom = 1000000;
+    std::function<void()> m_onCatchUp;
     // Lets something arrive; false when there is nothing, and time passes instead.
     std::function<bool()> m_onDispatch;
     std::vector<Call> m_sent;

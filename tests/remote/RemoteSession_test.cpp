@@ -266,12 +266,44 @@ TEST_F(ARemoteSession, WaitsNoLongerThanItsTimeout) {
     EXPECT_EQ(2, m_route.m_questions) << "whether the service is still there is asked at once";
 }
 
+// A program that does nothing but wait runs no loop in which its connection could come back.
+TEST_F(ARemoteSession, LetsItsRouteCatchUpBeforeItSaysThatThereIsNoService) {
+    m_session->Gone("the bus");
+    m_route.m_onCatchUp = [this] { Appear(); };
+    m_route.m_onDispatch = [this] {
+        Answer(0);
+        return true;
+    };
+
+    EXPECT_EQ("ok", Send("a"));
+}
+
+TEST_F(ARemoteSession, SaysSoWhenItIsClosedWhileItsRouteCatchesUp) {
+    m_route.m_onCatchUp = [this] { m_session->Close(m_route.m_now); };
+
+    EXPECT_EQ("OutcomeUnknown", Send("a"));
+    EXPECT_TRUE(m_route.m_sent.empty());
+}
+
 TEST_F(ARemoteSession, DoesNotWaitFromInsideACallback) {
     Appear();
     m_route.m_isDispatching = true;
+    m_route.m_onCatchUp = [] { FAIL() << "that may end the connection under the callback"; };
 
     EXPECT_EQ("Failed", Send("a"));
     EXPECT_TRUE(m_route.m_sent.empty());
+}
+
+// Such as when a timer finds that the connection is lost.
+TEST_F(ARemoteSession, DoesNotWaitWhileItTellsOfTheConnection) {
+    Appear();
+    std::string inside;
+    m_owner.m_onTold = [&] { inside = Send("a"); };
+
+    m_session->Gone("the bus");
+
+    EXPECT_EQ("Failed", inside);
+    m_owner.m_onTold = nullptr;
 }
 
 TEST_F(ARemoteSession, DoesNotWaitFromInsideAReplysHandler) {

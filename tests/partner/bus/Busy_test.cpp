@@ -1,12 +1,17 @@
 // A partner that is busy with other things, or is kept busy; and a bus that is away for long.
 
+#include <chrono>
 #include <cstring>
+#include <functional>
 
 #include "bus/BusSelection.h"
 #include "partner/bus/HostileService.h"
 #include "partner/bus/PartnerBusTest.h"
 #include "support/SilentBus.h"
 
+using applist::BusLocation;
+using applist::BusRetry;
+using applist::SelectBus;
 using applist::SetBusTimeout;
 namespace transport_limits = applist::transport_limits;
 
@@ -108,4 +113,64 @@ TEST_P(ABusThatIsAwayForLong, IsLookedForEverySecondAndItsServiceShownSoonAfterI
     StartService();
 
     EXPECT_TRUE(Shows(m_service->Ask("add maps"), kBack));
+}
+
+// ---- A partner that only ever waits -------------------------------------------------------------
+
+// It has no loop in which a timer could go off.
+class APartnerThatRunsNoLoop : public PartnerBusTest {
+protected:
+    // A bus that comes back and says nothing is given up soon.
+    APartnerThatRunsNoLoop() {
+        BusLocation location;
+        location.description = "the bus";
+        location.address = m_bus->Address();
+        location.retry = BusRetry{milliseconds(10), milliseconds(10), milliseconds(200)};
+        SelectBus(location);
+        StartService();
+        StartPartner();
+        m_model->SetTimeout(milliseconds(100));
+    }
+
+    void LoseBus() {
+        m_bus->Kill();
+        m_service.reset();
+        EXPECT_NE("", CauseOfSynchronize());
+    }
+
+    void ExpectToComeBack() {
+        m_bus->Start();
+        StartService();
+        const std::string content = m_service->Ask("add maps");
+        EXPECT_TRUE(TriesUntil([this] { return CauseOfSynchronize().empty(); }));
+        EXPECT_EQ(content, DigestOf(*m_model));
+    }
+
+    // Asks again and again; false when `done` has not said so by the deadline.
+    static bool TriesUntil(const std::function<bool()>& done) {
+        const Clock::time_point start = Clock::now();
+        while (!done()) {
+            if (Clock::now() - start > kTestDeadline) return false;
+        }
+        return true;
+    }
+};
+
+ON_BOTH_BUSES(APartnerThatRunsNoLoop);
+
+TEST_P(APartnerThatRunsNoLoop, ComesBackWithItsBus) {
+    LoseBus();
+
+    ExpectToComeBack();
+}
+
+TEST_P(APartnerThatRunsNoLoop, GivesUpABusThatComesBackAndSaysNothing) {
+    LoseBus();
+    const SilentBus silent(m_bus->Address().substr(std::strlen("unix:path=")));
+    ASSERT_TRUE(TriesUntil([&] {
+        CauseOfSynchronize();
+        return silent.HasVisitor();
+    }));
+
+    ExpectToComeBack();
 }

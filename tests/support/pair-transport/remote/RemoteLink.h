@@ -51,6 +51,7 @@ public:
     int AskToConnect() override;
     int AskForCount() override;
     bool IsDispatching() const override { return m_isDispatching; }
+    void CatchUp() override {}  // nothing is ever lost here
     bool Dispatch(Time deadline) override;
 
     // For the bus.
