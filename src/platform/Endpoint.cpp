@@ -297,24 +297,12 @@ void Endpoint::Export() {
     if (result >= 0) result = m_probe.Attach(m_link.Bus(), m_link.Loop());
     if (result >= 0) result = m_outbox.Attach(m_link.Bus(), m_link.Loop());
     if (result >= 0 && m_isBuilt) {
-        KnockAtLeft();
+        m_retakes = kNameRetakes;
         result = TakeNameBack();
     }
     if (result >= 0) return;
     throw TransportError("cannot serve " + m_path + " on " + m_link.Location().description + ": " +
                          std::strerror(-result));
-}
-
-// A bus that reads nothing from a connection does not see that it has ended, and leaves it its
-// name, until there is something to send to it.
-void Endpoint::KnockAtLeft() {
-    if (m_left.empty()) return;
-    sd_bus_message* made = nullptr;
-    int result = sd_bus_message_new_signal(m_link.Bus(), &made, m_path.c_str(),
-                                           endpoint_names::kInterface, "Knock");
-    const UniqueMessage knock(made);
-    if (result >= 0) result = sd_bus_message_set_destination(made, m_left.c_str());
-    if (result >= 0) sd_bus_send(m_link.Bus(), made, nullptr);
 }
 
 int Endpoint::TakeNameBack() {
@@ -349,8 +337,6 @@ void Endpoint::Stuck() {
                     "%s takes nothing more, as if a partner did not read its replies (%s got most "
                     "of the last ones): leaving it, to come back at once",
                     m_link.Location().description.c_str(), most.empty() ? "nobody" : most.c_str());
-        const char* name = nullptr;
-        if (sd_bus_get_unique_name(m_link.Bus(), &name) >= 0) m_left = name;
     });
     m_rations.Begin(ReplyRations::Clock::now());
     m_link.Abandon(-ETIMEDOUT);
@@ -368,13 +354,13 @@ int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error
     }
     if (sd_bus_message_read(message, "u", &answer) >= 0 && answer == primaryOwner) {
         endpoint->m_owned = true;
-        endpoint->m_left.clear();
         endpoint->m_link.Settled();
         return kReplyTaken;
     }
-    // Now the bus has seen that the other connection has ended.
-    if (!std::exchange(endpoint->m_left, "").empty() && endpoint->TakeNameBack() >= 0) {
-        return kReplyTaken;
+    if (endpoint->m_retakes > 0) {
+        --endpoint->m_retakes;
+        KnockAtOwner(endpoint->m_link.Bus(), endpoint->m_busName);
+        if (endpoint->TakeNameBack() >= 0) return kReplyTaken;
     }
     const sd_bus_error* refusal = sd_bus_message_get_error(message);
     APPLIST_LOG(kError, "cannot own %s again: %s; trying again", endpoint->m_busName.c_str(),

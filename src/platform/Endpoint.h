@@ -79,7 +79,6 @@ private:
     int AddObject();
     void Export();  // on a connection that has just come up
     int TakeNameBack();
-    void KnockAtLeft();
     void Lost();      // undoes it all
     void Answered();  // the bus has taken everything
     void Stuck();     // the bus takes nothing more
@@ -97,8 +96,7 @@ private:
     PartnerTracker m_partners;
     CallTurns m_turns;
     ReplyRations m_rations;
-    // The unique name of a connection that was stuck and was left.
-    std::string m_left;
+    int m_retakes = 0;       // how often the name is still asked for again on this connection
     bool m_owned = false;    // there is a bus now, and the name on it is ours
     bool m_isBuilt = false;  // the constructor has finished
     // Notifications to the default destination so far, merged and dropped ones included.

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 
+#include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
 #include "common/PrintableText.h"
 
@@ -55,8 +56,20 @@ int RequestName(sd_bus* bus, const std::string& name, std::chrono::microseconds 
 
 }  // namespace
 
+void KnockAtOwner(sd_bus* bus, const std::string& name) {
+    sd_bus_message* made = nullptr;
+    int result = sd_bus_message_new_signal(bus, &made, "/", endpoint_names::kInterface, "Knock");
+    const UniqueMessage knock(made);
+    if (result >= 0) result = sd_bus_message_set_destination(made, name.c_str());
+    if (result >= 0) sd_bus_send(bus, made, nullptr);
+}
+
 void OwnName(sd_bus* bus, const std::string& name, const BusLocation& location) {
-    const int result = RequestName(bus, name, location.timeout);
+    int result = RequestName(bus, name, location.timeout);
+    for (int again = 0; result == -EEXIST && again < kNameRetakes; ++again) {
+        KnockAtOwner(bus, name);
+        result = RequestName(bus, name, location.timeout);
+    }
     if (result < 0) throw TransportError(WhyNotOwned(bus, name, location, result));
 }
 

@@ -118,3 +118,14 @@ TEST_P(AnEndpointWhoseRepliesAreNotRead, SaysOnceThatTheBusWasStuckAndWhoGotMost
     EXPECT_EQ(WasStuck() ? 1u : 0u, ErrorsLogged(who)) << WholeLog();
     EXPECT_EQ(0u, ErrorsLogged("cannot own")) << WholeLog();
 }
+
+// The bus reads nothing from the one that was, so it does not see by itself that it has gone.
+TEST_P(AnEndpointWhoseRepliesAreNotRead, LeavesItsNameToTheNextOne) {
+    m_deaf->StopReading();
+    AskForDescriptors(*m_deaf, 400);
+
+    EndEndpoint();
+    ASSERT_NO_THROW(NewEndpoint());
+
+    EXPECT_EQ("hello", m_other->Message("hello").body);
+}

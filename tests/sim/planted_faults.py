@@ -67,7 +67,8 @@ FAULTS = [
      'return m_held.Empty() && !m_outbox.Stalled()', 'return !m_outbox.Stalled()', ''),
     # A bus that takes nothing more.
     ('stuck-bus-not-left', 'platform/Endpoint.cpp', 'm_link.Abandon(-ETIMEDOUT);', '', ''),
-    ('name-left-to-a-stuck-bus', 'platform/Endpoint.cpp', '        KnockAtLeft();\n', '', ''),
+    ('name-left-to-a-stuck-bus', 'platform/Endpoint.cpp',
+     'KnockAtOwner(endpoint->m_link.Bus(), endpoint->m_busName);', '', ''),
     # What strangers may do.
     ('owner-believed-from-anybody', 'remote/ServiceOwner.cpp',
      '!bus_names::IsFromDriver(signal) ||', '', ''),
