@@ -71,6 +71,11 @@ constexpr std::size_t kRation = std::size_t{16} << 20;
 constexpr std::size_t kDescriptorInRation = std::size_t{2} << 20;
 constexpr std::chrono::microseconds kRationing = std::chrono::minutes(1);
 
+// How long calls may take together until the bus is asked whether it has others for us. So asking,
+// which takes a tenth of that, costs little; and a call in the bus waits little longer than the one
+// that is executed.
+constexpr std::chrono::microseconds kTurnTime = std::chrono::milliseconds(1);
+
 // Descriptors that must be free for a call to wait, if the process may have twice as many. A
 // message may bring 253, whatever its signature says, and the bus library tells nobody how many
 // they are; one that finds no room for them ends the connection.

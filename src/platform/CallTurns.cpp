@@ -33,11 +33,13 @@ void CallTurns::Detach() {
     m_turn.reset();
     m_held.Clear();
     m_isAsking = false;
+    m_spent = m_spent.zero();
 }
 
 // Looking for more costs a system call, but not knowing would cost whoever comes behind.
 bool CallTurns::IsFree() const {
-    return m_held.Empty() && !m_outbox.Stalled() && !m_outbox.HasInput();
+    return m_held.Empty() && m_spent < transport_limits::kTurnTime && !m_outbox.Stalled() &&
+           !m_outbox.HasInput();
 }
 
 // The lowest free descriptor is close to how many are open.
@@ -77,6 +79,7 @@ void CallTurns::TakeTurn() {
     ReadAhead();
     if (m_held.Empty()) return;  // or the bus went away meanwhile
     if (m_outbox.Stalled()) return m_outbox.AwaitDrain();
+    if (m_spent >= transport_limits::kTurnTime) return AskWhetherEverythingIsIn();
     const std::optional<Call> call = m_held.Pop();
     if (!call) return AskWhetherEverythingIsIn();
     GoOn();  // first, as executing may take the bus away
@@ -89,7 +92,6 @@ void CallTurns::ReadAhead() {
     }
 }
 
-// Now that only flooders wait.
 void CallTurns::AskWhetherEverythingIsIn() {
     if (m_isAsking) return;
     m_isAsking = true;
@@ -99,6 +101,7 @@ void CallTurns::AskWhetherEverythingIsIn() {
 
 void CallTurns::EverythingIsIn() {
     if (!std::exchange(m_isAsking, false)) return;
+    m_spent = m_spent.zero();
     m_held.Pardon();
     GoOn();
 }

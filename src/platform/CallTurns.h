@@ -3,14 +3,16 @@
 // they have sent.
 //
 // What has come in is read before each turn, since whoever has sent much must not win by it: of the
-// calls that the bus has in line, the last one may be the only one of its sender. So whoever sends
-// more than may wait has no turn until the bus has been asked, and its answer has come in behind
-// everything that it had for this process.
+// calls that the bus has in line, the last one may be the only one of its sender. Reading shows
+// only what the bus has passed on, and some pass on a few messages at a time. So the bus is asked a
+// question, whose answer comes in behind everything that it had for this process: when calls have
+// taken their time, before the next one; and before whoever sends more than may wait has a turn.
 //
 // Threads: the main loop's. Lifetime: its endpoint's; call Detach before the bus goes.
 
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <string>
 
@@ -46,6 +48,9 @@ public:
     // Whether a call that has just come in is to be executed at once.
     bool IsFree() const;
 
+    // That took so long. Calls of any sender count.
+    void Spent(std::chrono::steady_clock::duration time) { m_spent += time; }
+
     // Whether so many descriptors are open that no call should wait with those that it has brought.
     bool LacksDescriptors() const;
 
@@ -72,6 +77,8 @@ private:
     HeldCalls<Call> m_held;
     UniqueSource m_turn;      // on while a call waits, and neither for the outbox nor the probe
     bool m_isAsking = false;  // the probe
+    // What calls have taken since everything was in.
+    std::chrono::steady_clock::duration m_spent{0};
 };
 
 }  // namespace applist

@@ -1,6 +1,7 @@
 #include "platform/Endpoint.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <new>
 #include <system_error>
@@ -204,7 +205,10 @@ void Endpoint::Answer(sd_bus_message* call, Work work) noexcept {
 
 template <Endpoint::Method method>
 void Endpoint::Execute(Endpoint& endpoint, sd_bus_message* call) noexcept {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
     endpoint.Answer(call, [&] { (endpoint.*method)(call); });
+    endpoint.m_turns.Spent(Clock::now() - start);
 }
 
 void Endpoint::Hold(CallTurns::Call held) {

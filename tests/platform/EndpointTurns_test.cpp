@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 
+#include "bus/TransportLimits.h"
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
 
@@ -20,10 +22,13 @@ protected:
         return answers;
     }
 
-    // Each call of the flood takes as long as the bus needs to catch up.
+    // Each call of the flood takes as long as the bus needs to catch up, and some time.
     void MakeTheFloodExpensive() {
         m_endpoint->m_answer = [this](const std::string& request) {
+            using Clock = std::chrono::steady_clock;
+            const Clock::time_point end = Clock::now() + applist::transport_limits::kTurnTime;
             if (request == "flood") m_bus.WaitUntilIdle();
+            while (request == "flood" && Clock::now() < end) continue;
             return request;
         };
     }
