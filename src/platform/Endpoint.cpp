@@ -280,16 +280,16 @@ void Endpoint::Report(bool state, const std::string& partner) {
 
 // ---- The bus ------------------------------------------------------------------------------------
 
-// Tries twice. When the first attempt runs out of memory, libsystemd forgets some of what it made,
-// and fails an assertion about that when the connection is freed; the second one finds it again.
+// When it runs out of memory, libsystemd forgets some of what it made: entries of a table, whose
+// names it has freed. It would read those at the next attempt, and fail an assertion when it frees
+// the connection. So such a connection is closed, and never freed.
 int Endpoint::AddObject() {
-    int result = -ENOMEM;
-    for (int tries = 0; result == -ENOMEM && tries < 2; ++tries) {
-        sd_bus_slot* slot = nullptr;
-        result = sd_bus_add_object_vtable(m_link.Bus(), &slot, m_path.c_str(),
-                                          endpoint_names::kInterface, kVtable, this);
-        m_object.reset(slot);
-    }
+    sd_bus_slot* slot = nullptr;
+    const int result = sd_bus_add_object_vtable(m_link.Bus(), &slot, m_path.c_str(),
+                                                endpoint_names::kInterface, kVtable, this);
+    m_object.reset(slot);
+    [[maybe_unused]] static sd_bus* neverFreed = nullptr;
+    if (result == -ENOMEM) neverFreed = sd_bus_ref(m_link.Bus());
     return result;
 }
 
