@@ -37,9 +37,13 @@ void CallTurns::Detach() {
 }
 
 // Looking for more costs a system call, but not knowing would cost whoever comes behind.
-bool CallTurns::IsFree() const {
-    return m_held.Empty() && m_spent < transport_limits::kTurnTime && !m_outbox.Stalled() &&
-           !m_outbox.HasInput();
+bool CallTurns::IsFree() {
+    if (!m_held.Empty() || m_spent >= transport_limits::kTurnTime || m_outbox.Stalled() ||
+        m_outbox.HasInput()) {
+        return false;
+    }
+    m_spent = m_spent.zero();
+    return true;
 }
 
 // The lowest free descriptor is close to how many are open.

@@ -45,8 +45,9 @@ public:
     // Drops the calls that wait.
     void Detach();
 
-    // Whether a call that has just come in is to be executed at once.
-    bool IsFree() const;
+    // Whether a call that has just come in is to be executed at once. Then nothing else is there,
+    // and what earlier calls took does not matter any more.
+    bool IsFree();
 
     // That took so long. Calls of any sender count.
     void Spent(std::chrono::steady_clock::duration time) { m_spent += time; }
