@@ -61,6 +61,8 @@ void KnockAtOwner(sd_bus* bus, const std::string& name) {
     int result = sd_bus_message_new_signal(bus, &made, "/", endpoint_names::kInterface, "Knock");
     const UniqueMessage knock(made);
     if (result >= 0) result = sd_bus_message_set_destination(made, name.c_str());
+    // If the owner has just left, nothing is to be started in its place.
+    if (result >= 0) result = sd_bus_message_set_auto_start(made, 0);
     if (result >= 0) sd_bus_send(bus, made, nullptr);
 }
 
