@@ -197,8 +197,11 @@ void Outbox::Pump() {
 }
 
 // When the loop has ended already, neither call puts anything on it; Flush then sends the rest.
+//
+// Not when the connection is ending: the library closes the descriptor then, and if a child of this
+// process has a copy of it, the loop goes on watching it for a gate that is long gone.
 void Outbox::AwaitDrain() {
-    if (m_gate) return;
+    if (m_gate || sd_bus_is_open(m_bus) <= 0) return;
     // Off the loop first: epoll refuses to watch one descriptor twice.
     sd_bus_detach_event(m_bus);
     sd_event_source* source = nullptr;
@@ -237,6 +240,7 @@ int Outbox::OnWritable(sd_event_source*, int, std::uint32_t, void* userdata) {
 }
 
 void Outbox::Drain() {
+    if (sd_bus_is_open(m_bus) <= 0) return OpenGate();
     const int result = sd_bus_process(m_bus, nullptr);
     if (!m_gate) return;  // the bus went away meanwhile
     // Giving up, as the descriptor stays writable and the failure may last: trying again would

@@ -1,6 +1,7 @@
 // Partners that send much, and others who have to wait for them.
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -109,6 +110,33 @@ TEST_P(AnEndpointWithAFlood, TakesALargeCallRightBehindConnect) {
     m_bus.WaitUntilIdle();
 
     EXPECT_EQ(large.size(), m_partner->Wait(answer).body.size()) << answer->text;
+}
+
+// A child of the application has copies of its sockets between fork and exec: what is closed here
+// is open there, and the loop must not be told of it.
+TEST_P(AnEndpointWithAFlood, MayLoseTheBusWhileAChildHasCopiesOfItsSockets) {
+    m_endpoint->m_answer = [this](const std::string& request) {
+        using Clock = std::chrono::steady_clock;
+        const Clock::time_point end = Clock::now() + applist::transport_limits::kTurnTime;
+        m_bus.Stop();
+        while (Clock::now() < end) continue;
+        return request;
+    };
+    Ask(*m_flood, 3, "flood");
+    m_bus.WaitUntilIdle();
+    RunUntil([this] { return !m_endpoint->m_events.empty(); });
+    RunWhatIsReady();
+    m_endpoint->Clog();
+    std::vector<TestFd> copies;
+    for (int fd = 3; fd < 100; ++fd) {
+        struct stat kind;
+        if (fstat(fd, &kind) == 0 && S_ISSOCK(kind.st_mode)) copies.emplace_back(dup(fd));
+    }
+
+    m_bus.Kill();
+
+    EXPECT_TRUE(RunUntil([] { return ErrorsLogged("lost") == 1; })) << WholeLog();
+    RunWhatIsReady();
 }
 
 // Any call may bring descriptors, and one that waits keeps them open.
