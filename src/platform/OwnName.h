@@ -15,7 +15,7 @@ namespace applist {
 constexpr int kNameRetakes = 3;
 
 // Has the bus look whether the owner of `name` is still there. A bus that reads nothing from a
-// connection, for somebody else does not read what that one sent, does not see that it has ended,
+// connection, since somebody does not read what that one sent, does not see that it has ended,
 // and leaves it its name until there is something to send to it.
 void KnockAtOwner(sd_bus* bus, const std::string& name);
 
