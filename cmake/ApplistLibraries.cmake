@@ -77,6 +77,7 @@ if(APPLIST_OPEN_TRANSPORT)
         bus/BusLink.cpp
         bus/BusProbe.cpp
         bus/BusSelection.cpp
+        bus/ChannelEnd.cpp
         bus/NotificationQueue.cpp
         bus/OwnedFd.cpp
         bus/Outbox.cpp

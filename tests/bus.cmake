@@ -4,6 +4,7 @@
 if(APPLIST_OPEN_TRANSPORT)
     add_executable(transport_parts_tests
         bus/BusSelection_test.cpp
+        bus/ChannelEnd_test.cpp
         bus/NotificationQueue_test.cpp
         bus/OwnedFd_test.cpp
         bus/SealedMemfd_test.cpp
@@ -14,6 +15,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/SilentBus.cpp
         support/TestFd.cpp)
     target_link_libraries(transport_parts_tests PRIVATE applist::transport test_options
+                                                        PkgConfig::APPLIST_SYSTEMD
                                                         GTest::gtest_main)
     applist_add_unit_tests(transport_parts_tests 60)
 

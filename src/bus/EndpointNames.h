@@ -12,6 +12,8 @@ namespace endpoint_names {
 // The 1 is the version of the interface: a change that a partner would notice makes it a 2.
 constexpr char kInterface[] = "org.tessel.Local1";
 constexpr char kNotification[] = "Notification";
+constexpr char kLost[] = "Lost";
+constexpr char kChannel[] = "Channel";
 
 // The errors of our own that a call can end with; docs/protocol.md tells a partner what each means.
 constexpr char kHandlerFailed[] = "org.tessel.Local1.Error.HandlerFailed";

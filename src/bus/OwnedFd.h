@@ -17,6 +17,9 @@ public:
 
     int Get() const { return m_fd; }
 
+    // Returns the descriptor, which is the caller's from now on.
+    int Release() { return std::exchange(m_fd, -1); }
+
 private:
     int m_fd;
 };

@@ -76,6 +76,17 @@ constexpr std::chrono::microseconds kRationing = std::chrono::minutes(1);
 // that is executed.
 constexpr std::chrono::microseconds kTurnTime = std::chrono::milliseconds(1);
 
+// Direct channels. Each has a queue of its own and two buffers in the kernel.
+constexpr std::size_t kMaxChannels = 64;
+
+// How long a partner may take from its request for a channel to its first call over it. A partner
+// needs milliseconds; one that has died with the descriptor in its hands leaves no other trace.
+constexpr std::chrono::microseconds kChannelConfirmation = std::chrono::seconds(5);
+
+// What the kernel keeps of what a peer has not read, before it counts its own costs twice: as much
+// as a bus's socket would.
+constexpr int kChannelSendBuffer = 64 << 10;
+
 // Descriptors that must be free for a call to wait, if the process may have twice as many. A
 // message may bring 253, whatever its signature says, and the bus library tells nobody how many
 // they are; one that finds no room for them ends the connection.

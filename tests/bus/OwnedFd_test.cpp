@@ -47,3 +47,14 @@ TEST(AnOwnedFd, IsClosedByItsNewOwnerOnly) {
 TEST(AnOwnedFd, KeepsTheReasonWhyThereIsNone) {
     EXPECT_EQ(-EMFILE, OwnedFd(-EMFILE).Get());
 }
+
+TEST(AnOwnedFd, IsNotClosedOnceItIsReleased) {
+    int number = -1;
+    {
+        OwnedFd fd = Opened();
+        number = fd.Release();
+        EXPECT_EQ(-1, fd.Get());
+    }
+    EXPECT_TRUE(IsOpen(number));
+    const OwnedFd last(number);
+}
