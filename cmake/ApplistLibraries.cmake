@@ -89,11 +89,13 @@ if(APPLIST_OPEN_TRANSPORT)
     applist_add_library(applist_transport
         platform/CallMessage.cpp
         platform/CallTurns.cpp
+        platform/Channels.cpp
         platform/Endpoint.cpp
         platform/OwnName.cpp
         platform/PartnerTracker.cpp
         platform/ReplyRations.cpp
-        platform/TesselDbusLocal.cpp)
+        platform/TesselDbusLocal.cpp
+        platform/Wire.cpp)
     target_link_libraries(applist_transport PUBLIC applist_bus PRIVATE PkgConfig::APPLIST_SYSTEMD)
     add_library(applist::transport ALIAS applist_transport)
     applist_add_service(applist_service)

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "bus/ChannelEnd.h"
 #include "bus/EndpointNames.h"
 #include "bus/TransportLimits.h"
 
@@ -53,6 +54,9 @@ void Outbox::Detach() {
     m_queue.Clear();
     m_waitingReply.reset();
     m_bytesInLibrary = 0;
+    m_fds = 0;
+    m_fdBytes = 0;
+    m_hasLost = false;
     m_bus = nullptr;
 }
 
@@ -66,10 +70,10 @@ void Outbox::Notify(Notification notification) {
     }
     if (m_queue.Empty() && !m_waitingReply && LibraryHasRoom(notification.Bytes())) {
         Transmit(notification);
-    } else if (!m_queue.Push(std::move(notification)) && !m_lossLogged) {
+    } else if (!m_queue.Push(std::move(notification)) && !std::exchange(m_hasLost, true)) {
         // Once for each stall: a log line for every lost notification would make it worse.
-        m_lossLogged = true;
-        APPLIST_LOG(kError, "the bus takes nothing more: the oldest notifications are dropped");
+        APPLIST_LOG(kError, "%s takes nothing more: the oldest notifications are dropped",
+                    sd_bus_is_bus_client(m_bus) > 0 ? "the bus" : "a partner's channel");
     }
     if (InLibrary() > 0) AwaitDrain();
 }
@@ -84,6 +88,16 @@ void Outbox::Reply(UniqueMessage reply) {
     if (InLibrary() > 0) AwaitDrain();
 }
 
+void Outbox::ReplyWithFd(UniqueMessage reply, std::size_t bytes) {
+    if (m_bus == nullptr) return;
+    // A bus does not tell what was read.
+    if (sd_bus_is_bus_client(m_bus) > 0) return Reply(std::move(reply));
+    if (UnreadOf(m_bus) == 0) m_fds = m_fdBytes = 0;
+    ++m_fds;
+    m_fdBytes += bytes;
+    Reply(std::move(reply));
+}
+
 // Past the queue on purpose: the answer says that nothing was executed, so there is no order to
 // keep, and waiting here would be one more thing that a flood makes us hold.
 void Outbox::Refuse(UniqueMessage answer) {
@@ -93,7 +107,14 @@ void Outbox::Refuse(UniqueMessage answer) {
 }
 
 bool Outbox::Stalled() const {
-    return m_bus != nullptr && (!m_queue.Empty() || m_waitingReply || InLibrary() > 0);
+    return m_bus != nullptr &&
+           (!m_queue.Empty() || m_waitingReply || InLibrary() > 0 || HasMuchUnread());
+}
+
+bool Outbox::HasMuchUnread() const {
+    return (m_fds >= transport_limits::kMaxUnreadFds ||
+            m_fdBytes >= transport_limits::kMaxUnreadFdBytes) &&
+           UnreadOf(m_bus) > 0;
 }
 
 void Outbox::Flush(std::chrono::microseconds timeout) {
@@ -141,11 +162,17 @@ bool Outbox::LibraryHasRoom(std::size_t bytes) {
            m_bytesInLibrary <= kMaxWaitingBytes - bytes;
 }
 
-void Outbox::Transmit(const Notification& notification) {
+int Outbox::NewSignal(UniqueMessage& signal, const char* member) const {
     sd_bus_message* made = nullptr;
-    int result = sd_bus_message_new_signal(m_bus, &made, m_path.c_str(), endpoint_names::kInterface,
-                                           endpoint_names::kNotification);
-    const UniqueMessage message(made);
+    const int result =
+        sd_bus_message_new_signal(m_bus, &made, m_path.c_str(), endpoint_names::kInterface, member);
+    signal.reset(made);
+    return result;
+}
+
+void Outbox::Transmit(const Notification& notification) {
+    UniqueMessage message;
+    int result = NewSignal(message, endpoint_names::kNotification);
     if (result >= 0 && !notification.partner.empty()) {
         result = sd_bus_message_set_destination(message.get(), notification.partner.c_str());
     }
@@ -164,6 +191,15 @@ void Outbox::Transmit(const Notification& notification) {
                 std::strerror(-result));
     // That is a name which the application has got wrong.
     if (result != -EINVAL) FailSoon(result);
+}
+
+// Behind all that was not lost, so that whoever reads anew then has missed nothing.
+void Outbox::TellOfLoss() {
+    UniqueMessage message;
+    int result = NewSignal(message, endpoint_names::kLost);
+    if (result >= 0) result = sd_bus_send(m_bus, message.get(), nullptr);
+    m_probe.Sent();
+    if (result < 0) FailSoon(result);
 }
 
 void Outbox::TransmitReply(UniqueMessage reply) {
@@ -193,7 +229,9 @@ void Outbox::Pump() {
         Transmit(m_queue.Front());
         m_queue.Pop();
     }
-    if (m_queue.Empty() && m_waitingReply) TransmitReply(std::move(m_waitingReply));
+    if (!m_queue.Empty()) return;
+    if (std::exchange(m_hasLost, false)) TellOfLoss();
+    if (m_waitingReply) TransmitReply(std::move(m_waitingReply));
 }
 
 // When the loop has ended already, neither call puts anything on it; Flush then sends the rest.
@@ -204,14 +242,30 @@ void Outbox::AwaitDrain() {
     if (m_gate || sd_bus_is_open(m_bus) <= 0) return;
     // Off the loop first: epoll refuses to watch one descriptor twice.
     sd_bus_detach_event(m_bus);
-    sd_event_source* source = nullptr;
-    const int result =
-        sd_event_add_io(m_event, &source, sd_bus_get_fd(m_bus), EPOLLOUT, OnWritable, this);
-    m_gate.reset(source);
+    const int result = InLibrary() > 0 ? WatchUntilWritable() : LookAgainSoon();
     if (result >= 0) return;
     // On the loop again, the connection would answer; but what waits here would wait for ever.
     sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL);
     FailSoon(result);
+}
+
+int Outbox::WatchUntilWritable() {
+    sd_event_source* source = nullptr;
+    const int result =
+        sd_event_add_io(m_event, &source, sd_bus_get_fd(m_bus), EPOLLOUT, OnWritable, this);
+    m_gate.reset(source);
+    return result;
+}
+
+// Nothing tells when everything was read: a socket is writable long before.
+int Outbox::LookAgainSoon() {
+    sd_event_source* source = nullptr;
+    const int result = sd_event_add_time_relative(
+        m_event, &source, CLOCK_MONOTONIC,
+        static_cast<std::uint64_t>(transport_limits::kUnreadPause.count()),
+        /* accuracy, the default */ 0, OnTimeToLook, this);
+    m_gate.reset(source);
+    return result;
 }
 
 // sd-bus answers some calls by itself (introspection, properties, pings), and those answers pile up
@@ -228,7 +282,8 @@ int Outbox::OnIncoming(sd_bus_message* message, void* userdata, sd_bus_error*) {
 
 void Outbox::OpenGate() {
     m_gate.reset();
-    m_lossLogged = false;
+    m_fds = 0;
+    m_fdBytes = 0;
     const int result = sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL);
     if (result < 0) m_onFailed(result);
 }
@@ -251,9 +306,30 @@ void Outbox::Drain() {
     }
     if (sd_bus_is_open(m_bus) <= 0) return OpenGate();
     Pump();
+    GoOn();
+    if (m_gate && InLibrary() == 0) CloseGate();
+}
+
+// Asked again each time: what was just called may have filled the connection anew, or detached it.
+void Outbox::GoOn() {
     if (!Stalled()) m_onDrained();
-    // Asked again: what was just called may have filled the connection anew, or detached it.
     if (m_gate && !Stalled()) OpenGate();
+}
+
+int Outbox::OnTimeToLook(sd_event_source*, std::uint64_t, void* userdata) {
+    Outbox* const outbox = static_cast<Outbox*>(userdata);
+    Guarded("looking at what is unread", [outbox] {
+        outbox->GoOn();
+        if (outbox->m_gate) outbox->CloseGate();
+    });
+    return 0;
+}
+
+// The one that fits what is waited for, in place of another.
+void Outbox::CloseGate() {
+    m_gate.reset();
+    const int result = InLibrary() > 0 ? WatchUntilWritable() : LookAgainSoon();
+    if (result < 0) m_onFailed(result);
 }
 
 }  // namespace applist

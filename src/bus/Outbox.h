@@ -1,10 +1,14 @@
-// What an endpoint sends: notifications and replies, in order, without ever waiting for the bus.
+// What an endpoint sends over one connection: notifications and replies, in order, without ever
+// waiting for the other end, which is a bus, or a partner's end of a direct channel.
 //
-// While the bus does not take what we send, the outbox takes the connection off the loop and
+// While the other end does not take what we send, the outbox takes the connection off the loop and
 // watches only for its becoming writable (the "gate"). Then one incoming message is read for each
-// time that something leaves, so the bus's own flow control slows our partners down.
+// time that something leaves, so the connection's own flow control slows our partners down.
 //
-// Threads: the main loop's. Lifetime: call Detach before the bus goes.
+// A channel takes more descriptors than a process should have lost sight of, and each may hold a
+// whole list. But it tells what was read; so when many are unread, the gate is closed until all is.
+//
+// Threads: the main loop's. Lifetime: call Detach before the connection goes.
 
 #pragma once
 
@@ -42,6 +46,8 @@ public:
     void Notify(Notification notification);
     // REQUIRES: Stalled() was false when the execution of its call began.
     void Reply(UniqueMessage reply);
+    // The same with a descriptor in the reply, which keeps `bytes` in memory until it is read.
+    void ReplyWithFd(UniqueMessage reply, std::size_t bytes);
 
     // Sends an answer to a call that was not executed, ahead of what waits here.
     void Refuse(UniqueMessage answer);
@@ -50,10 +56,11 @@ public:
     // queue keeps the order. Merged ones count.
     std::uint64_t WaitingToEveryone() const { return m_queue.ToEveryone(); }
 
-    // True while something that was sent has not left this process.
+    // True while something that was sent has not left this process, or too much lies unread in a
+    // channel.
     bool Stalled() const;
 
-    // Calls `onDrained` once everything has left, and keeps the connection off the loop until then.
+    // Calls `onDrained` once that is over, and keeps the connection off the loop until then.
     // REQUIRES: Stalled().
     void AwaitDrain();
 
@@ -73,13 +80,21 @@ private:
     static int OnIncoming(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnFailure(sd_event_source* source, void* userdata);
     static int OnWritable(sd_event_source* source, int fd, std::uint32_t events, void* userdata);
+    static int OnTimeToLook(sd_event_source* source, std::uint64_t time, void* userdata);
 
     std::uint64_t InLibrary() const;
+    bool HasMuchUnread() const;
+    int WatchUntilWritable();
+    int LookAgainSoon();
     bool LibraryHasRoom(std::size_t bytes);
+    int NewSignal(UniqueMessage& signal, const char* member) const;
     void Transmit(const Notification& notification);
+    void TellOfLoss();
     void TransmitReply(UniqueMessage reply);
     void Pump();
     void Drain();
+    void GoOn();
+    void CloseGate();
     void OpenGate();
 
     const std::string m_path;
@@ -92,14 +107,17 @@ private:
     NotificationQueue m_queue;
     // A call is executed only when nothing waits, so no more than one reply ever does.
     UniqueMessage m_waitingReply;
-    // Set while the bus is off the loop because it does not drain.
+    // Set while the connection is off the loop because it does not drain.
     UniqueSource m_gate;
+    // Descriptors sent over a channel since nothing was unread, and what they hold.
+    std::size_t m_fds = 0;
+    std::size_t m_fdBytes = 0;
     // Disabled until something has failed.
     UniqueSource m_failure;
     int m_error = 0;
     // Bytes of notifications handed over since the library was last empty.
     std::size_t m_bytesInLibrary = 0;
-    bool m_lossLogged = false;
+    bool m_hasLost = false;  // notifications, since the last time that everything had left
 };
 
 }  // namespace applist

@@ -14,12 +14,13 @@
 
 namespace applist {
 
-CallTurns::CallTurns(Endpoint& endpoint, Outbox& outbox, BusProbe& probe,
-                     const TransportLimits& limits)
-    : m_endpoint(endpoint),
+CallTurns::CallTurns(Wire& wire, Outbox& outbox, BusProbe& probe, const TransportLimits& limits,
+                     bool isShared)
+    : m_wire(wire),
       m_outbox(outbox),
       m_probe(probe),
-      m_held(limits.heldBytes, limits.heldSenders) {}
+      m_held(limits.heldBytes, limits.heldSenders),
+      m_isShared(isShared) {}
 
 int CallTurns::Attach(sd_event* event) {
     sd_event_source* source = nullptr;
@@ -38,10 +39,8 @@ void CallTurns::Detach() {
 
 // Looking for more costs a system call, but not knowing would cost whoever comes behind.
 bool CallTurns::IsFree() {
-    if (!m_held.Empty() || m_spent >= transport_limits::kTurnTime || m_outbox.Stalled() ||
-        m_outbox.HasInput()) {
-        return false;
-    }
+    if (!m_held.Empty() || m_outbox.Stalled()) return false;
+    if (m_isShared && (m_spent >= transport_limits::kTurnTime || m_outbox.HasInput())) return false;
     m_spent = m_spent.zero();
     return true;
 }
@@ -87,10 +86,11 @@ void CallTurns::TakeTurn() {
     const std::optional<Call> call = m_held.Pop();
     if (!call) return AskWhetherEverythingIsIn();
     GoOn();  // first, as executing may take the bus away
-    call->execute(m_endpoint, call->message.get());
+    call->execute(m_wire, call->message.get());
 }
 
 void CallTurns::ReadAhead() {
+    if (!m_isShared) return;
     for (std::size_t count = 0; count < transport_limits::kReadAhead; ++count) {
         if (m_outbox.Stalled() || !m_outbox.HasInput() || !m_outbox.ReadOne()) return;
     }

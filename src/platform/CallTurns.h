@@ -1,6 +1,7 @@
-// When the calls of an endpoint are executed. A call for which nobody waits is executed at once;
+// When the calls of a wire are executed. A call for which nobody waits is executed at once;
 // otherwise the senders take turns. So a partner waits for one call of each other, however many
-// they have sent.
+// they have sent. The loop lets the wires take turns in the same way: a call of each is executed,
+// then one of the next.
 //
 // What has come in is read before each turn, since whoever has sent much must not win by it: of the
 // calls that the bus has in line, the last one may be the only one of its sender. Reading shows
@@ -8,7 +9,7 @@
 // question, whose answer comes in behind everything that it had for this process: when calls have
 // taken their time, before the next one; and before whoever sends more than may wait has a turn.
 //
-// Threads: the main loop's. Lifetime: its endpoint's; call Detach before the bus goes.
+// Threads: the main loop's. Lifetime: its wire's; call Detach before the bus goes.
 
 #pragma once
 
@@ -24,18 +25,20 @@
 
 namespace applist {
 
-class Endpoint;
+class Wire;
 
 class CallTurns {
 public:
     struct Call {
         UniqueMessage message;
-        void (*execute)(Endpoint& endpoint, sd_bus_message* message);
+        void (*execute)(Wire& wire, sd_bus_message* message);
     };
     using Outcome = HeldCalls<Call>::Outcome;
 
-    // While something waits in `outbox` nobody has a turn: so replies do not pile up.
-    CallTurns(Endpoint& endpoint, Outbox& outbox, BusProbe& probe, const TransportLimits& limits);
+    // While something waits in `outbox` nobody has a turn: so replies do not pile up. `isShared`
+    // says whether there can be more than one sender.
+    CallTurns(Wire& wire, Outbox& outbox, BusProbe& probe, const TransportLimits& limits,
+              bool isShared);
     CallTurns(const CallTurns&) = delete;
     CallTurns& operator=(const CallTurns&) = delete;
 
@@ -72,10 +75,11 @@ private:
     void AskWhetherEverythingIsIn();
     bool Schedule();
 
-    Endpoint& m_endpoint;
+    Wire& m_wire;
     Outbox& m_outbox;
     BusProbe& m_probe;
     HeldCalls<Call> m_held;
+    const bool m_isShared;
     UniqueSource m_turn;      // on while a call waits, and neither for the outbox nor the probe
     bool m_isAsking = false;  // the probe
     // What calls have taken since everything was in.

@@ -1,0 +1,197 @@
+#include "platform/Channels.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "bus/ChannelEnd.h"
+#include "bus/TransportError.h"
+#include "bus/TransportLimits.h"
+#include "platform/Endpoint.h"
+#include "platform/Wire.h"
+
+namespace applist {
+
+using logging::kDebug;
+using Clock = std::chrono::steady_clock;
+
+struct Channels::Channel {
+    Channel(Channels& itsOwner, Endpoint& endpoint, const std::string& itsPartner)
+        : owner(itsOwner),
+          partner(itsPartner),
+          wire(endpoint, itsPartner, [this](int) { owner.End(*this); }) {}
+
+    ~Channel() { wire.Detach(); }
+
+    Channels& owner;
+    const std::string partner;
+    UniqueBus bus;
+    UniqueSlot disconnected;
+    UniqueSource timer;  // until the first call
+    Wire wire;
+    bool hasEnded = false;
+};
+
+namespace {
+
+// What is still to be read goes nowhere: a call that comes now is not executed.
+bool ReadsToTheEnd(int fd) {
+    char rest[4096];
+    for (;;) {
+        const ssize_t size = recv(fd, rest, sizeof(rest), MSG_DONTWAIT);
+        if (size > 0 || (size < 0 && errno == EINTR)) continue;
+        return size == 0 || errno != EAGAIN;
+    }
+}
+
+// Waits until all have been closed by their other ends.
+void AwaitEndsOf(std::vector<pollfd> open, Clock::time_point deadline) {
+    while (!open.empty()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        if (left.count() <= 0) return;
+        if (poll(open.data(), open.size(), static_cast<int>(left.count())) <= 0) continue;
+        open.erase(std::remove_if(
+                       open.begin(), open.end(),
+                       [](const pollfd& one) { return one.revents != 0 && ReadsToTheEnd(one.fd); }),
+                   open.end());
+    }
+}
+
+}  // namespace
+
+Channels::Channels(Endpoint& endpoint)
+    : m_endpoint(endpoint),
+      m_partners(transport_limits::kMaxChannels,
+                 [this](const std::string& partner) { m_channels.erase(partner); }) {}
+
+Channels::~Channels() = default;
+
+int Channels::Attach(sd_event* event) {
+    m_event = event;
+    sd_event_source* source = nullptr;
+    int result = sd_event_add_defer(event, &source, OnSweep, this);
+    m_sweep.reset(source);
+    if (result >= 0) result = sd_event_source_set_enabled(source, SD_EVENT_OFF);
+    if (result >= 0) result = sd_event_source_set_priority(source, SD_EVENT_PRIORITY_IMPORTANT);
+    return result;
+}
+
+OwnedFd Channels::Open(sd_bus* bus, const std::string& partner) {
+    Forget(partner);
+    if (m_channels.size() >= transport_limits::kMaxChannels) return OwnedFd(-ENOSPC);
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0) {
+        return OwnedFd(-errno);
+    }
+    OwnedFd ours(ends[0]);
+    OwnedFd theirs(ends[1]);
+    Channel& channel =
+        *m_channels.emplace(partner, std::make_unique<Channel>(*this, m_endpoint, partner))
+             .first->second;
+    int result = SetUp(channel, std::move(ours));
+    if (result >= 0 && m_partners.Add(bus, partner) != PartnerTracker::Outcome::Tracked) {
+        result = -ENOTRECOVERABLE;
+    }
+    if (result >= 0) return theirs;
+    Forget(partner);
+    return OwnedFd(result);
+}
+
+void Channels::Forget(const std::string& partner) {
+    m_partners.Remove(partner);
+    m_channels.erase(partner);
+}
+
+int Channels::SetUp(Channel& channel, OwnedFd end) {
+    try {
+        channel.bus = OpenServiceEnd(std::move(end));
+    } catch (const TransportError& error) {
+        APPLIST_LOG(kDebug, "%s: %s", channel.partner.c_str(), error.what());
+        return -ENOMEM;
+    }
+    sd_bus_slot* slot = nullptr;
+    int result =
+        sd_bus_match_signal(channel.bus.get(), &slot, nullptr, "/org/freedesktop/DBus/Local",
+                            "org.freedesktop.DBus.Local", "Disconnected", OnDisconnected, &channel);
+    channel.disconnected.reset(slot);
+    sd_event_source* source = nullptr;
+    if (result >= 0) {
+        result = sd_event_add_time_relative(
+            m_event, &source, CLOCK_MONOTONIC,
+            static_cast<std::uint64_t>(transport_limits::kChannelConfirmation.count()),
+            /* accuracy, the default */ 0, OnUnconfirmed, &channel);
+    }
+    channel.timer.reset(source);
+    if (result >= 0) result = channel.wire.Attach(channel.bus.get(), m_event);
+    return result;
+}
+
+void Channels::TellAll(const std::vector<char>& body) {
+    for (const auto& [partner, channel] : m_channels) {
+        if (channel->wire.IsConfirmed() && !channel->hasEnded) channel->wire.Tell("", body);
+    }
+}
+
+bool Channels::Tell(const std::string& partner, const std::vector<char>& body) {
+    const auto found = m_channels.find(partner);
+    if (found == m_channels.end() || found->second->hasEnded) return false;
+    if (!found->second->wire.IsConfirmed()) return false;
+    found->second->wire.Tell(partner, body);
+    return true;
+}
+
+void Channels::Close() {
+    while (!m_partners.Empty()) m_partners.RemoveOne();
+    m_channels.clear();
+    m_sweep.reset();
+}
+
+void Channels::SendLast(Clock::time_point deadline) {
+    for (const auto& [partner, channel] : m_channels) channel->wire.StopServing();
+    for (const auto& [partner, channel] : m_channels) channel->wire.SendLast(deadline);
+}
+
+// A reply that lies in the socket would be lost if the partner, which does not know yet, writes
+// after we have closed it: so only our direction is shut down, and the partner is the first to
+// close.
+void Channels::AwaitEnds(Clock::time_point deadline) {
+    std::vector<pollfd> open;
+    for (const auto& [partner, channel] : m_channels) {
+        const int fd = sd_bus_get_fd(channel->bus.get());
+        if (fd >= 0 && shutdown(fd, SHUT_WR) == 0) open.push_back({fd, POLLIN, 0});
+    }
+    AwaitEndsOf(std::move(open), deadline);
+}
+
+int Channels::OnUnconfirmed(sd_event_source*, std::uint64_t, void* userdata) {
+    Channel& channel = *static_cast<Channel*>(userdata);
+    if (!channel.wire.IsConfirmed()) channel.owner.End(channel);
+    return 0;
+}
+
+int Channels::OnDisconnected(sd_bus_message*, void* userdata, sd_bus_error*) {
+    Channel& channel = *static_cast<Channel*>(userdata);
+    channel.owner.End(channel);
+    return 0;
+}
+
+void Channels::End(Channel& channel) {
+    channel.hasEnded = true;
+    channel.wire.Detach();
+    sd_event_source_set_enabled(m_sweep.get(), SD_EVENT_ONESHOT);
+}
+
+int Channels::OnSweep(sd_event_source*, void* userdata) {
+    Channels& self = *static_cast<Channels*>(userdata);
+    for (auto at = self.m_channels.begin(); at != self.m_channels.end();) {
+        const auto one = at++;
+        if (one->second->hasEnded) self.Forget(one->first);
+    }
+    return 0;
+}
+
+}  // namespace applist

@@ -1,0 +1,81 @@
+// The direct channels of an endpoint: connections to one partner each, on which the same object
+// answers, without the bus between.
+//
+// The bus introduces: it lets a partner's request for a channel through or not, and says who the
+// partner is. One end of a socket pair goes to it in the reply. The channel is used from the
+// partner's first call over it, which is Connect, and closed when that does not come soon, when
+// the partner leaves the bus or asks for another channel, and when the service leaves the bus.
+//
+// A channel may end while one of its calls is executed or one of its callbacks runs, so it is
+// removed later, from the loop.
+//
+// Threads: the main loop's. Lifetime: its endpoint's; call Close before the bus goes.
+
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bus/OwnedFd.h"
+#include "bus/SdBus.h"
+#include "platform/PartnerTracker.h"
+
+namespace applist {
+
+class Endpoint;
+class Wire;
+
+class Channels {
+public:
+    explicit Channels(Endpoint& endpoint);
+    ~Channels();
+    Channels(const Channels&) = delete;
+    Channels& operator=(const Channels&) = delete;
+
+    // Makes what the loop `event` needs to remove channels. Returns 0 or a negative errno.
+    int Attach(sd_event* event);
+
+    // Makes a channel for `partner`, whose name is on `bus`, and closes the one that it has.
+    // Returns the partner's end, or the negative errno that says why there is none: -ENOSPC when
+    // there are too many, -ENOTRECOVERABLE when the bus's connection must end. Throws
+    // std::bad_alloc.
+    OwnedFd Open(sd_bus* bus, const std::string& partner);
+
+    // Sends a notification to all partners whose channel is in use.
+    void TellAll(const std::vector<char>& body);
+
+    // Sends a notification to `partner`, if its channel is in use. Returns whether it is.
+    bool Tell(const std::string& partner, const std::vector<char>& body);
+
+    // Closes all at once.
+    void Close();
+
+    // Executes nothing more, and sends what waits, until `deadline` at most.
+    void SendLast(std::chrono::steady_clock::time_point deadline);
+
+    // Says that nothing more comes, and lets the partners read all, until `deadline` at most.
+    void AwaitEnds(std::chrono::steady_clock::time_point deadline);
+
+private:
+    struct Channel;
+
+    static int OnUnconfirmed(sd_event_source* source, std::uint64_t time, void* userdata);
+    static int OnDisconnected(sd_bus_message* signal, void* userdata, sd_bus_error* error);
+    static int OnSweep(sd_event_source* source, void* userdata);
+
+    int SetUp(Channel& channel, OwnedFd end);
+    void End(Channel& channel);
+    void Forget(const std::string& partner);
+
+    Endpoint& m_endpoint;
+    sd_event* m_event = nullptr;
+    std::map<std::string, std::unique_ptr<Channel>> m_channels;
+    // Their partners on the bus.
+    PartnerTracker m_partners;
+    UniqueSource m_sweep;  // on while a channel has ended
+};
+
+}  // namespace applist
