@@ -20,6 +20,7 @@ if(APPLIST_OPEN_TRANSPORT)
     applist_add_unit_tests(transport_parts_tests 60)
 
     add_executable(bus_tests
+        platform/EndpointChannel_test.cpp
         platform/EndpointDescriptors_test.cpp
         platform/EndpointForgery_test.cpp
         platform/EndpointLimits_test.cpp
@@ -55,7 +56,7 @@ if(APPLIST_OPEN_TRANSPORT)
                                             GTest::gtest_main)
     # Its calls of these pass through support/BusFaults.cpp.
     foreach(call sd_bus_process sd_bus_send sd_event_add_io sd_event_add_time
-                 sd_event_add_time_relative sd_bus_message_read_array sd_bus_add_match_async)
+                 sd_event_add_time_relative sd_bus_message_read_array sd_bus_add_match_async socketpair)
         target_link_options(bus_tests PRIVATE LINKER:--wrap=${call})
     endforeach()
     gtest_discover_tests(bus_tests DISCOVERY_MODE PRE_TEST

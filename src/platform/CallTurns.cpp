@@ -40,7 +40,7 @@ void CallTurns::Detach() {
 // Looking for more costs a system call, but not knowing would cost whoever comes behind.
 bool CallTurns::IsFree() {
     if (!m_held.Empty() || m_outbox.Stalled()) return false;
-    if (m_isShared && (m_spent >= transport_limits::kTurnTime || m_outbox.HasInput())) return false;
+    if (m_isShared && (HaveTakenTime() || m_outbox.HasInput())) return false;
     m_spent = m_spent.zero();
     return true;
 }
@@ -82,7 +82,7 @@ void CallTurns::TakeTurn() {
     ReadAhead();
     if (m_held.Empty()) return;  // or the bus went away meanwhile
     if (m_outbox.Stalled()) return m_outbox.AwaitDrain();
-    if (m_spent >= transport_limits::kTurnTime) return AskWhetherEverythingIsIn();
+    if (m_isShared && HaveTakenTime()) return AskWhetherEverythingIsIn();
     const std::optional<Call> call = m_held.Pop();
     if (!call) return AskWhetherEverythingIsIn();
     GoOn();  // first, as executing may take the bus away

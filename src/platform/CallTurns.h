@@ -69,6 +69,7 @@ public:
     void EverythingIsIn();
 
 private:
+    bool HaveTakenTime() const { return m_spent >= transport_limits::kTurnTime; }
     static int OnTurn(sd_event_source* source, void* userdata);
     void TakeTurn();
     void ReadAhead();

@@ -98,8 +98,35 @@ void BusClient::Subscribe() {
     Match(std::string("type='signal',interface='") + kInterface + "',member='Notification'");
 }
 
+Answer BusClient::TakeChannel() {
+    Answer answer = Wait(Start("Channel"));
+    if (!answer.error.empty()) return answer;
+    const int socket = fcntl(answer.fd->Get(), F_DUPFD_CLOEXEC, 3);
+    answer.fd.reset();
+    sd_bus* made = nullptr;
+    Check(sd_bus_new(&made), "sd_bus_new");
+    m_channel.reset(made);
+    Check(sd_bus_set_fd(made, socket, socket), "sd_bus_set_fd");
+    Check(sd_bus_negotiate_fds(made, 1), "sd_bus_negotiate_fds");
+    Check(sd_bus_set_close_on_exit(made, 0), "sd_bus_set_close_on_exit");
+    Check(sd_bus_start(made), "sd_bus_start");
+    Check(sd_bus_add_filter(made, nullptr, OnSignal, this), "sd_bus_add_filter");
+    Check(sd_bus_attach_event(made, TestLoop(), SD_EVENT_PRIORITY_NORMAL), "sd_bus_attach_event");
+    return answer;
+}
+
+sd_bus* BusClient::Carrier(const char* destination) const {
+    return m_channel && std::strcmp(destination, kService) == 0 ? m_channel.get() : m_bus.get();
+}
+
 void BusClient::StopReading() {
-    Check(sd_bus_detach_event(m_bus.get()), "sd_bus_detach_event");
+    sd_bus* const bus = m_channel ? m_channel.get() : m_bus.get();
+    Check(sd_bus_detach_event(bus), "sd_bus_detach_event");
+}
+
+void BusClient::ReadAgain() {
+    sd_bus* const bus = m_channel ? m_channel.get() : m_bus.get();
+    Check(sd_bus_attach_event(bus, TestLoop(), SD_EVENT_PRIORITY_NORMAL), "sd_bus_attach_event");
 }
 
 BusClient::PendingAnswer BusClient::StartReadSerial() {
@@ -128,14 +155,15 @@ BusClient::PendingAnswer BusClient::StartAny(const char* destination, const char
                                              const Appender& append) {
     using std::chrono::microseconds;
     sd_bus_message* call = nullptr;
-    Check(sd_bus_message_new_method_call(m_bus.get(), &call, destination, path, interface, member),
+    sd_bus* const carrier = Carrier(destination);
+    Check(sd_bus_message_new_method_call(carrier, &call, destination, path, interface, member),
           "sd_bus_message_new_method_call");
     std::unique_ptr<Pending> pending(
         new Pending{this, member, std::make_shared<Answer>(), nullptr});
     const PendingAnswer answer = pending->answer;
     int result = append(call);
     if (result >= 0) {
-        result = sd_bus_call_async(m_bus.get(), &pending->slot, call, OnAnswer, pending.get(),
+        result = sd_bus_call_async(carrier, &pending->slot, call, OnAnswer, pending.get(),
                                    static_cast<std::uint64_t>(microseconds(kTestDeadline).count()));
     }
     sd_bus_message_unref(call);
@@ -153,11 +181,12 @@ Answer BusClient::Wait(const PendingAnswer& answer) {
 
 void BusClient::SendWithoutReply(const char* member, const std::string& body) {
     sd_bus_message* call = nullptr;
-    Check(sd_bus_message_new_method_call(m_bus.get(), &call, kService, kPath, kInterface, member),
+    sd_bus* const carrier = Carrier(kService);
+    Check(sd_bus_message_new_method_call(carrier, &call, kService, kPath, kInterface, member),
           "sd_bus_message_new_method_call");
     int result = AppendBytes(call, body);
     if (result >= 0) result = sd_bus_message_set_expect_reply(call, 0);
-    if (result >= 0) result = sd_bus_send(m_bus.get(), call, nullptr);
+    if (result >= 0) result = sd_bus_send(carrier, call, nullptr);
     sd_bus_message_unref(call);
     Check(result, member);
 }
@@ -211,8 +240,12 @@ int BusClient::OnAnswer(sd_bus_message* message, void* userdata, sd_bus_error*) 
 
 int BusClient::OnSignal(sd_bus_message* message, void* userdata, sd_bus_error*) {
     BusClient& client = *static_cast<BusClient*>(userdata);
+    const bool isDirect = sd_bus_message_get_bus(message) == client.m_channel.get();
+    const std::string way = isDirect ? "channel " : "";
     if (sd_bus_message_is_signal(message, kInterface, "Notification") > 0) {
-        client.m_arrivals.push_back("notification " + BytesOf(message));
+        client.m_arrivals.push_back(way + "notification " + BytesOf(message));
+    } else if (sd_bus_message_is_signal(message, kInterface, "Lost") > 0) {
+        client.m_arrivals.push_back(way + "lost");
     } else if (sd_bus_message_is_signal(message, kDriver, "NameOwnerChanged") > 0) {
         const char* name = nullptr;
         const char* before = nullptr;

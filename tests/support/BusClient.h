@@ -45,8 +45,16 @@ public:
     // From now on the broadcast notifications of every endpoint arrive.
     void Subscribe();
 
-    // From now on nothing is read: the partner hangs.
+    // Asks the endpoint for a direct channel, over which everything that is for the endpoint goes
+    // from now on. Returns the answer; after an error the bus is used as before.
+    Answer TakeChannel();
+    sd_bus* Channel() const { return m_channel.get(); }
+    // The channel ends, but this client stays on the bus.
+    void LeaveChannel() { m_channel.reset(); }
+
+    // From now on nothing is read: the partner hangs. And it goes on.
     void StopReading();
+    void ReadAgain();
 
     // Calls a method of the endpoint "Applist", and runs the loop until the answer is there.
     Answer Connect() { return Wait(Start("Connect")); }
@@ -77,7 +85,8 @@ public:
     bool WaitForOwner(const std::string& name);
     bool WaitForNoOwner(const std::string& name);
 
-    // What has come in, in order: "reply MEMBER", "error NAME", "notification BODY".
+    // What has come in, in order: "reply MEMBER", "error NAME", "notification BODY", "lost"; with
+    // "channel " in front when a notification came over the channel.
     std::vector<std::string> m_arrivals;
 
 private:
@@ -92,7 +101,10 @@ private:
     bool WaitForOwned(const std::string& name, bool owned);
     void Check(int result, const char* what) const;
 
+    sd_bus* Carrier(const char* destination) const;
+
     std::unique_ptr<sd_bus, Closer> m_bus;
+    std::unique_ptr<sd_bus, Closer> m_channel;
     std::string m_name;
     std::map<const Pending*, std::unique_ptr<Pending>> m_pending;
     std::map<std::string, std::string> m_owners;

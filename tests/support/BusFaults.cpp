@@ -2,9 +2,11 @@
 
 #include "support/BusFaults.h"
 
+#include <sys/socket.h>
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 
@@ -52,6 +54,12 @@ int __wrap_sd_event_add_time(sd_event* event, sd_event_source** source, clockid_
     return error != 0
                ? error
                : __real_sd_event_add_time(event, source, clock, time, accuracy, callback, userdata);
+}
+
+int __real_socketpair(int domain, int type, int protocol, int* sockets);
+int __wrap_socketpair(int domain, int type, int protocol, int* sockets) {
+    errno = -ErrorOf(BusCall::SocketPair);
+    return errno != 0 ? -1 : __real_socketpair(domain, type, protocol, sockets);
 }
 
 // The same call in other words.

@@ -1,4 +1,4 @@
-// An error of sd-bus or sd-event where the code under test calls it. What the two call themselves,
+// An error of sd-bus, sd-event or the kernel where the code under test calls it. What the two call themselves,
 // such as the loop when it processes a bus, goes on.
 //
 // Threads: one. Lifetime: the calls fail as long as the object lives.
@@ -12,6 +12,7 @@ enum class BusCall {
     MakeTimer,        // sd_event_add_time and sd_event_add_time_relative
     ReadArray,        // sd_bus_message_read_array
     AddMatch,         // sd_bus_add_match_async
+    SocketPair,       // socketpair
     Count
 };
 
