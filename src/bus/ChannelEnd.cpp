@@ -21,6 +21,7 @@ int SetUpServer(sd_bus* bus) {
     sd_id128_t id;
     int result = sd_id128_randomize(&id);
     if (result >= 0) result = sd_bus_set_server(bus, 1, id);
+    if (result >= 0) result = sd_bus_set_connected_signal(bus, 1);
     return result;
 }
 

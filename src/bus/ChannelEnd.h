@@ -17,7 +17,7 @@ bool MayUseChannels();
 
 // Return a connection over `socket`, which has been started; its handshake goes on when it is
 // dispatched. Throw TransportError.
-UniqueBus OpenServiceEnd(OwnedFd socket);
+UniqueBus OpenServiceEnd(OwnedFd socket);  // hears Connected, a signal of its own, when it is up
 UniqueBus OpenPartnerEnd(OwnedFd socket);
 
 // Returns how much of what was sent over `channel` the other end has not read yet: bytes of the

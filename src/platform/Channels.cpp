@@ -27,11 +27,23 @@ struct Channels::Channel {
 
     ~Channel() { wire.Detach(); }
 
+    // A signal of the library's own.
+    int Hear(const char* member, sd_bus_message_handler_t callback, UniqueSlot& slot) {
+        sd_bus_slot* made = nullptr;
+        const int result =
+            sd_bus_match_signal(bus.get(), &made, nullptr, "/org/freedesktop/DBus/Local",
+                                "org.freedesktop.DBus.Local", member, callback, this);
+        slot.reset(made);
+        return result;
+    }
+
     Channels& owner;
     const std::string partner;
     UniqueBus bus;
+    UniqueSlot connected;
     UniqueSlot disconnected;
-    UniqueSource timer;  // until the first call
+    UniqueSource timer;      // until the first call
+    UniqueSource firstRead;  // once, when it is up
     Wire wire;
     bool hasEnded = false;
 };
@@ -113,19 +125,20 @@ int Channels::SetUp(Channel& channel, OwnedFd end) {
         APPLIST_LOG(kDebug, "%s: %s", channel.partner.c_str(), error.what());
         return -ENOMEM;
     }
-    sd_bus_slot* slot = nullptr;
-    int result =
-        sd_bus_match_signal(channel.bus.get(), &slot, nullptr, "/org/freedesktop/DBus/Local",
-                            "org.freedesktop.DBus.Local", "Disconnected", OnDisconnected, &channel);
-    channel.disconnected.reset(slot);
+    int result = channel.Hear("Connected", OnConnected, channel.connected);
+    if (result >= 0) result = channel.Hear("Disconnected", OnDisconnected, channel.disconnected);
     sd_event_source* source = nullptr;
+    if (result >= 0) result = sd_event_add_defer(m_event, &source, OnFirstRead, &channel);
+    channel.firstRead.reset(source);
+    if (result >= 0) result = sd_event_source_set_enabled(source, SD_EVENT_OFF);
+    sd_event_source* timer = nullptr;
     if (result >= 0) {
         result = sd_event_add_time_relative(
-            m_event, &source, CLOCK_MONOTONIC,
+            m_event, &timer, CLOCK_MONOTONIC,
             static_cast<std::uint64_t>(transport_limits::kChannelConfirmation.count()),
             /* accuracy, the default */ 0, OnUnconfirmed, &channel);
     }
-    channel.timer.reset(source);
+    channel.timer.reset(timer);
     if (result >= 0) result = channel.wire.Attach(channel.bus.get(), m_event);
     return result;
 }
@@ -170,6 +183,23 @@ void Channels::AwaitEnds(Clock::time_point deadline) {
 int Channels::OnUnconfirmed(sd_event_source*, std::uint64_t, void* userdata) {
     Channel& channel = *static_cast<Channel*>(userdata);
     if (!channel.wire.IsConfirmed()) channel.owner.End(channel);
+    return 0;
+}
+
+int Channels::OnConnected(sd_bus_message*, void* userdata, sd_bus_error*) {
+    const Channel& channel = *static_cast<Channel*>(userdata);
+    sd_event_source_set_enabled(channel.firstRead.get(), SD_EVENT_ONESHOT);
+    return 0;
+}
+
+// The library may have read the first calls together with the end of the handshake. It would look
+// at them when more comes in, and a partner that waits for its answer sends no more.
+int Channels::OnFirstRead(sd_event_source*, void* userdata) {
+    const Channel& channel = *static_cast<Channel*>(userdata);
+    std::size_t count = 0;
+    while (++count < transport_limits::kReadAhead && !channel.hasEnded) {
+        if (sd_bus_process(channel.bus.get(), nullptr) <= 0) break;
+    }
     return 0;
 }
 

@@ -63,6 +63,8 @@ private:
     struct Channel;
 
     static int OnUnconfirmed(sd_event_source* source, std::uint64_t time, void* userdata);
+    static int OnConnected(sd_bus_message* signal, void* userdata, sd_bus_error* error);
+    static int OnFirstRead(sd_event_source* source, void* userdata);
     static int OnDisconnected(sd_bus_message* signal, void* userdata, sd_bus_error* error);
     static int OnSweep(sd_event_source* source, void* userdata);
 

@@ -20,11 +20,17 @@ def blocks(language):
 class TheProtocolsDescription(ExampleTest):
     def test_shows_a_partner_in_python_that_adds_an_item_and_lists_all(self):
         self.publish()
-        (partner,) = blocks("python")
+        partner, _ = blocks("python")
         self.assertLessEqual(len(partner.splitlines()), 6)
         out, _ = self.run_to_end("/usr/bin/python3", "-c", partner)
         self.assertEqual(out, "Maps\tmaps\nMusic\tmusic\nPhone\tphone\nRadio\tradio\n")
         self.assertEqual(self.partner().all_items()[3:], [("Radio", "radio")])
+
+    def test_shows_a_partner_in_python_that_lists_all_over_a_channel(self):
+        self.publish()
+        _, partner = blocks("python")
+        out, _ = self.run_to_end("/usr/bin/python3", "-c", partner)
+        self.assertEqual(out, "Maps\tmaps\nMusic\tmusic\nPhone\tphone\n")
 
     def test_shows_commands_and_what_they_answer(self):
         self.publish()

@@ -20,6 +20,25 @@ namespace {
 
 constexpr std::size_t kKilobyte = 1024;
 constexpr char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied";
+// The bytes of a call: a header of fixed size, and the fields path, interface and member.
+std::string ConnectOnTheWire() {
+    std::string fields;
+    const auto add = [&](char field, char type, const std::string& value) {
+        fields.resize((fields.size() + 7) / 8 * 8);
+        fields += {field, 1, type, 0, static_cast<char>(value.size()), 0, 0, 0};
+        fields += value;
+        fields += '\0';
+    };
+    add(1, 'o', kApplistPath);
+    add(2, 's', kApplistInterface);
+    add(3, 's', "Connect");
+    std::string message{'l', 1, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, static_cast<char>(fields.size()),
+                        0,   0, 0};
+    message += fields;
+    message.resize((message.size() + 7) / 8 * 8);
+    return message;
+}
+
 constexpr char kNotSupported[] = "org.freedesktop.DBus.Error.NotSupported";
 
 }  // namespace
@@ -127,6 +146,21 @@ TEST_P(AChannelToAnEndpoint, SendsNothingBeforeConnect) {
     EXPECT_EQ(
         (Strings{"reply AddMatch", "reply Channel", "notification news", "notification for you"}),
         client->m_arrivals);
+}
+
+// Some libraries send their first call together with the end of the handshake.
+TEST_P(AChannelToAnEndpoint, TakesACallThatComesWithTheHandshake) {
+    const Answer answer = m_other->Wait(m_other->Start("Channel"));
+    ASSERT_TRUE(answer.fd);
+    const char handshake[] = "\0AUTH ANONYMOUS\r\nNEGOTIATE_UNIX_FD\r\nBEGIN\r\n";
+    std::string start(handshake, sizeof(handshake) - 1);
+    start += ConnectOnTheWire();
+
+    ASSERT_EQ(static_cast<ssize_t>(start.size()),
+              send(answer.fd->Get(), start.data(), start.size(), MSG_NOSIGNAL));
+
+    EXPECT_TRUE(
+        RunUntil([&] { return m_endpoint->m_events.back() == "ready " + m_other->Name(); }));
 }
 
 TEST_P(AChannelToAnEndpoint, IsClosedWhenNobodyUsesItSoon) {

@@ -99,5 +99,9 @@ class AClientOnPythonDbus(AForeignClient, AppTest):
     client_class = foreign.PythonDbus
 
 
+class AClientOnAChannel(AForeignClient, AppTest):
+    client_class = foreign.PythonGioOnAChannel
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -7,8 +7,9 @@ which waits for the next notification and returns its number.
 import json
 import re
 import subprocess
+import time
 
-from gi.repository import GLib
+from gi.repository import Gio, GLib
 
 from support import items
 from support.partner import Partner, wait_for_match_rule
@@ -110,3 +111,49 @@ class PythonDbus:
 
     def next_event(self):
         return self._partner.wait_for_any_event()
+
+
+class PythonGioOnAChannel:
+    """Over a direct channel, to which the bus has only introduced it."""
+
+    def __init__(self, bus):
+        flags = Gio.DBusConnectionFlags
+        self._bus = Gio.DBusConnection.new_for_address_sync(
+            bus.address, flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
+        _, descriptors = self._bus.call_with_unix_fd_list_sync(
+            items.BUS_NAME, items.OBJECT_PATH, items.INTERFACE, "Channel", None, None,
+            Gio.DBusCallFlags.NONE, DEADLINE * 1000, None, None)
+        socket = Gio.Socket.new_from_fd(descriptors.get(0))
+        self._channel = Gio.DBusConnection.new_sync(
+            socket.connection_factory_create_connection(), None, flags.AUTHENTICATION_CLIENT)
+        self._events = []
+        self._channel.signal_subscribe(None, items.INTERFACE, "Notification", items.OBJECT_PATH,
+                                       None, Gio.DBusSignalFlags.NONE, self._heard)
+        self._call("Connect", None)
+        # Event 4, which says that it is connected.
+        items.event(self._next())
+
+    def close(self):
+        self._channel.close_sync()
+        self._bus.close_sync()
+
+    def _call(self, member, body):
+        return self._channel.call_sync(None, items.OBJECT_PATH, items.INTERFACE, member, body,
+                                       None, Gio.DBusCallFlags.NONE, DEADLINE * 1000)
+
+    def _heard(self, _channel, _sender, _path, _interface, _member, body):
+        self._events.append(bytes(body.get_child_value(0).unpack()))
+
+    def _next(self):
+        deadline = time.monotonic() + DEADLINE
+        while not self._events:
+            assert time.monotonic() < deadline, "no event"
+            GLib.MainContext.default().iteration(False)
+        return self._events.pop(0)
+
+    def call(self, function, payload=b""):
+        request = GLib.Variant("(ay)", [items.request(function, payload)])
+        return bytes(self._call("Message", request).get_child_value(0).unpack())
+
+    def next_event(self):
+        return items.event(self._next())
