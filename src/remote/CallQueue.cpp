@@ -74,20 +74,25 @@ void CallQueue::Close(const std::string& where) {
     m_state = State::Absent;
     Guarded("ending the calls", [&] { m_where = where; });
     // All are ended before any handler is called: a handler may post, and must find the new state.
-    for (std::size_t at = 0; at < m_calls.size(); ++at) {
+    Interrupt();
+    for (std::size_t at = m_sent; at < m_calls.size(); ++at) {
         Call& call = *m_calls[at];
-        if (call.isDone) continue;
-        if (at < m_sent) m_route.Forget(call.id);
         call.isDone = true;
-        if (at < m_sent) {
-            call.reply.error = m_outcomeUnknown;
-        } else {
-            Guarded("ending a call", [&] { call.reply.error = m_errors.NoService(m_where); });
-        }
+        Guarded("ending a call", [&] { call.reply.error = m_errors.NoService(m_where); });
     }
     m_sent = m_calls.size();
     m_sentBytes += std::exchange(m_waitingBytes, 0);
     Deliver();
+}
+
+void CallQueue::Interrupt() {
+    for (std::size_t at = 0; at < m_sent; ++at) {
+        Call& call = *m_calls[at];
+        if (call.isDone) continue;
+        m_route.Forget(call.id);
+        call.isDone = true;
+        call.reply.error = m_outcomeUnknown;
+    }
 }
 
 // With nothing under way a call is sent whatever its size, and even if the other end is not

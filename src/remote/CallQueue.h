@@ -3,7 +3,7 @@
 //            Expect            Open                 Close
 //   Unknown <------- any state -----> Open   any state -----> Absent
 //
-// Unknown: nobody has said yet who the service is, and calls wait. Open: calls are sent. Absent:
+// Unknown: nobody has said yet where calls go to, and they wait. Open: calls are sent. Absent:
 // there is no service. Then calls that were under way end with an unknown outcome, calls that
 // waited end as not sent, and new ones are refused at once.
 //
@@ -50,6 +50,10 @@ public:
     void Open();
     void Close(const std::string& where);
 
+    // Ends the calls under way with an unknown outcome. Those behind them keep waiting, and nobody
+    // is told before Open or Close.
+    void Interrupt();
+
     // Takes what came for `call`; nothing means that there was no memory for it. Does nothing for a
     // call that has ended already.
     void Answer(CallId call, std::optional<RemoteReply> reply);
@@ -69,6 +73,8 @@ public:
     bool IsOpen() const { return m_state == State::Open; }
     // True while a posted call has not been handed to the route.
     bool HasWaiting() const { return m_sent < m_calls.size(); }
+    // True while one that was handed to it has not ended.
+    bool HasUnderWay() const { return m_sent > 0; }
     bool IsEmpty() const { return m_calls.empty(); }
     // True inside a reply handler, during which no other reply is delivered.
     bool IsDelivering() const { return m_isDelivering; }

@@ -9,8 +9,9 @@ using remote_limits::kCompareAfterBurst;
 using remote_limits::kCompareAtRest;
 using remote_limits::kCompareTimeout;
 
-bool LossWatch::Start(Time now) {
+bool LossWatch::Start(Time now, bool isReliable) {
     *this = LossWatch();
+    m_isReliable = isReliable;
     m_state = State::Joining;
     return Ask(now);
 }
@@ -31,10 +32,11 @@ void LossWatch::Notified(bool toEveryone, Time now) {
     if (m_state == State::Absent) return;
     if (toEveryone) ++m_received;
     m_lastNotified = now;
+    if (m_isReliable) return;
     m_due = std::min(m_due, now + (m_isAsking ? m_patience : kCompareAfterBurst));
 }
 
-bool LossWatch::Silence(Time now) {
+bool LossWatch::Doubt(Time now) {
     if (m_state == State::Following) m_state = State::Doubtful;
     return m_state != State::Absent && !m_isAsking && Ask(now);
 }
@@ -58,12 +60,16 @@ void LossWatch::NotAsked(Time now) {
     m_due = m_latest = now + kCompareAtRest;
 }
 
+LossWatch::Time LossWatch::AtRest(Time now) const {
+    return m_isReliable ? Time::max() : now + kCompareAtRest;
+}
+
 // The answer comes after every notification that it counts: what is still missing was lost.
 bool LossWatch::Counted(std::optional<std::uint64_t> count, Time now) {
     if (m_state == State::Absent) return false;
     m_isAsking = false;
     m_patience = kCompareAtRest;
-    m_due = m_latest = now + kCompareAtRest;
+    m_due = m_latest = AtRest(now);
     // The bus itself refuses at once, before the service can answer Connect. Its policy may forbid
     // only the count, or every call; Joined says which.
     if (!count && m_state == State::Joining) return false;

@@ -1,10 +1,11 @@
 // Whether a service can be used, and whether all of its notifications have arrived: the service's
-// count of them is compared with ours when a burst is over, and every few seconds.
+// count of them is compared with ours when a burst is over, and every few seconds. On a reliable
+// way, where only the service itself drops any and says so, nothing is compared and no time passes.
 //
 //   Absent ---- Start ----> Joining ---- the service answers Connect ----> Joined
 //   Joining, Joined ---- a count; or Joined, and the count refused ----> Following  (usable)
 //   Following ---- a count that differs ----> Following                            (usable again)
-//   Following ---- something was not answered in time ----> Doubtful
+//   Following ---- no answer in time, or the service dropped some ----> Doubtful
 //   Doubtful ---- a count, or the count refused ----> Following                    (usable again)
 //   any ---- Stop ----> Absent
 //
@@ -28,7 +29,7 @@ class LossWatch {
 public:
     using Time = std::chrono::microseconds;
 
-    [[nodiscard]] bool Start(Time now);
+    [[nodiscard]] bool Start(Time now, bool isReliable);
     void Stop();
 
     // The service answered Connect: it is alive, whatever a policy says about its count.
@@ -37,8 +38,8 @@ public:
     // A notification came, to everyone or to this partner alone; only the former are counted.
     void Notified(bool toEveryone, Time now);
 
-    // A call was not answered in time.
-    [[nodiscard]] bool Silence(Time now);
+    // A call was not answered in time, or the service says that it had to drop notifications.
+    [[nodiscard]] bool Doubt(Time now);
 
     [[nodiscard]] bool TimePassed(Time now);
     // When to call TimePassed; Time::max() for never.
@@ -57,8 +58,11 @@ private:
     enum class State { Absent, Joining, Joined, Following, Doubtful };
 
     bool Ask(Time now);
+    // When to compare next if nothing happens.
+    Time AtRest(Time now) const;
 
     State m_state = State::Absent;
+    bool m_isReliable = false;
     bool m_isAsking = false;
     Time m_due = Time::max();  // when to ask, or to ask again
     Time m_latest{0};          // when to ask, whether or not a burst is over

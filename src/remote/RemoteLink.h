@@ -52,6 +52,7 @@ public:
     Time Now() const override;
     bool IsOpen() const override;
     bool IsClogged() const override { return Queued() > 0; }
+    bool IsReliable() const override { return false; }  // a bus drops what nobody reads
     int SendCall(CallId call, const std::vector<char>& request) override;
     void Forget(CallId call) override { m_calls.Forget(call); }
     int SendUnanswered(const std::vector<char>& request) override;

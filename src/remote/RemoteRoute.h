@@ -26,6 +26,9 @@ public:
     // Whether the other end is not reading, so that sending more would only pile it up here.
     virtual bool IsClogged() const = 0;
 
+    // Whether nothing that the service sends is lost on its way unless the service says so.
+    virtual bool IsReliable() const = 0;
+
     // Sends a call. Its answer is told to the session under the id `call`. Returns 0 or a negative
     // errno.
     virtual int SendCall(CallId call, const std::vector<char>& request) = 0;

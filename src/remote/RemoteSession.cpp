@@ -47,7 +47,7 @@ std::vector<char> RemoteSession::Send(std::vector<char> request) {
     DispatchUntil([&] { return reply->has_value() || IsClosed(); }, deadline);
     if (IsClosed()) throw m_errors.DestroyedWhileWaiting();
     if (!reply->has_value()) {
-        OnSilence();
+        OnDoubt();
         throw m_errors.NoAnswer();
     }
     if ((*reply)->error) throw RemoteError(*(*reply)->error);
@@ -59,7 +59,7 @@ std::vector<char> RemoteSession::Send(std::vector<char> request) {
 template <class Done>
 void RemoteSession::DispatchUntil(Done done, Time deadline) {
     while (!done() && m_route.Dispatch(std::min(deadline, m_calls.Due()))) {
-        if (m_calls.EndOverdue()) OnSilence();
+        if (m_calls.EndOverdue()) OnDoubt();
         if (m_route.Now() >= deadline) return;
     }
 }
@@ -100,6 +100,7 @@ bool RemoteSession::Close(Time deadline) {
     m_laterAt = Time::max();
     m_calls.DropHandlers();
     const bool hasSent = !m_calls.IsEmpty() || m_hasNotified;
+    Release();  // the way stays as it is
     // Inside a callback of the route nothing arrives. By then the service is known, or there is
     // nobody to send to.
     DispatchUntil([this] { return !m_calls.HasWaiting() || m_calls.IsOpen(); }, deadline);
@@ -115,16 +116,41 @@ bool RemoteSession::Close(Time deadline) {
 bool RemoteSession::Appeared(const std::string& service) {
     m_service = service;
     StopAskingForAPlace();
-    const bool counts = m_watch.Start(m_route.Now());
-    if (m_route.AskToConnect() < 0 || (counts && m_route.AskForCount() < 0)) return false;
+    return Follow(/* isConnected */ false);
+}
+
+bool RemoteSession::Follow(bool isConnected) {
+    const bool counts = m_watch.Start(m_route.Now(), m_route.IsReliable());
+    if (!isConnected && m_route.AskToConnect() < 0) return false;
+    if (counts && m_route.AskForCount() < 0) return false;
+    if (isConnected) AskForCount(m_watch.Joined(m_route.Now()));
+    m_isHeld = false;
     m_calls.Open();
     return true;
+}
+
+void RemoteSession::Hold() {
+    m_isHeld = true;
+    m_calls.Expect();
+}
+
+void RemoteSession::Release() {
+    if (std::exchange(m_isHeld, false)) m_calls.Open();
+}
+
+// An answer that was still to come, to the question for a place as well, does not come any more.
+bool RemoteSession::Moved(bool isConnected) {
+    m_calls.Interrupt();
+    if (!isConnected) StopAskingForAPlace();
+    if (m_placePause > Time(0)) m_placeAt = m_route.Now() + m_placePause;
+    return Follow(isConnected);
 }
 
 void RemoteSession::Gone(const std::string& where) {
     const std::string service = std::exchange(m_service, std::string());
     m_watch.Stop();
     StopAskingForAPlace();
+    m_isHeld = false;
     m_calls.Close(where);
     // Even if it was never reported as usable: it may have answered calls all the same.
     if (!service.empty()) TellReady(false, service);
@@ -181,6 +207,10 @@ void RemoteSession::Notified(std::vector<char> body, bool toEveryone) {
     Guarded("telling of a notification", [&] { m_owner->HandleNotification(body); });
 }
 
+void RemoteSession::LostSome() {
+    OnDoubt();
+}
+
 // What the owner throws is no reason to doubt the connection.
 void RemoteSession::TellReady(bool state, std::string service) {
     if (IsClosed()) return;
@@ -194,7 +224,7 @@ void RemoteSession::Answered(CallId call, std::optional<RemoteReply> reply) {
 }
 
 void RemoteSession::TimePassed() {
-    if (m_calls.EndOverdue()) OnSilence();
+    if (m_calls.EndOverdue()) OnDoubt();
     AskForCount(m_watch.TimePassed(m_route.Now()));
     AskForAPlace();
     if (m_route.Now() < m_laterAt) return;
@@ -208,8 +238,8 @@ RemoteSession::Time RemoteSession::Due() const {
     return std::min({m_calls.Due(), m_watch.Due(), m_placeAt, m_laterAt});
 }
 
-void RemoteSession::OnSilence() {
-    AskForCount(m_watch.Silence(m_route.Now()));
+void RemoteSession::OnDoubt() {
+    AskForCount(m_watch.Doubt(m_route.Now()));
 }
 
 // Whatever keeps it from being sent, the watch must know: it would wait a minute for the answer,

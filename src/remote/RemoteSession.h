@@ -48,6 +48,17 @@ public:
     void Gone(const std::string& where);
     // It is not known yet whether there is one.
     void Unknown();
+    // The route is about to change the way that it takes to the service: calls wait from now on.
+    // Release: it does not after all.
+    void Hold();
+    void Release();
+    // It has changed. What is under way on the former one ends with an unknown outcome, calls that
+    // wait go on, and the owner is told that the service is usable again. `isConnected` says
+    // whether the service regards this partner as connected on the new way. Returns as Appeared
+    // does.
+    bool Moved(bool isConnected);
+    // Whether a call was sent and has not ended.
+    bool HasUnderWay() const { return m_calls.HasUnderWay(); }
     // The service has answered that this partner is connected.
     void Joined();
     // The service has answered that it has no place for this partner now, and why. Asks it again
@@ -57,6 +68,8 @@ public:
     void Counted(std::optional<std::uint64_t> count, const std::string& why);
     // A notification came, to everyone who listens or to this partner alone.
     void Notified(std::vector<char> body, bool toEveryone);
+    // The service says that it had to drop notifications to this partner.
+    void LostSome();
     // The answer to `call`; nothing when there was no memory for it.
     void Answered(CallId call, std::optional<RemoteReply> reply);
     void TimePassed();
@@ -73,8 +86,10 @@ private:
     void AskForCount(bool wanted);
     void AskForAPlace();
     void StopAskingForAPlace();
-    // A call was not answered in time.
-    void OnSilence();
+    // Follows the service from here on, and lets calls go to it.
+    bool Follow(bool isConnected);
+    // The owner's copy of the service's state may be out of date: see LossWatch.
+    void OnDoubt();
     // Handles what arrives until `done` returns true, `deadline` at the latest.
     template <class Done>
     void DispatchUntil(Done done, Time deadline);
@@ -94,6 +109,7 @@ private:
     Time m_timeout;
     bool m_isTelling = false;  // the owner of the connection's beginning or end
     bool m_hasNotified = false;
+    bool m_isHeld = false;
 };
 
 }  // namespace applist

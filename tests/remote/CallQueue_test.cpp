@@ -368,6 +368,51 @@ TEST_F(ACallQueue, CountsTheTimeFromWhenACallIsSent) {
     EXPECT_EQ(m_route.m_now + milliseconds(100), m_queue.Due());
 }
 
+// ---- Another way to the same service ------------------------------------------------------------
+
+TEST_F(ACallQueue, LetsCallsWaitWhileThoseUnderWayAreAnswered) {
+    m_queue.Open();
+    Post("a");
+    m_queue.Expect();
+    Post("b");
+    EXPECT_TRUE(m_queue.HasUnderWay());
+
+    Answer(0);
+
+    EXPECT_FALSE(m_queue.HasUnderWay());
+    EXPECT_EQ(Strings{"a"}, Sent());
+    m_queue.Open();
+    EXPECT_EQ((Strings{"a", "b"}), Sent());
+}
+
+TEST_F(ACallQueue, EndsWhatIsUnderWayAndKeepsWhatWaitsWhenItIsInterrupted) {
+    m_queue.Open();
+    Post("a");
+    Post("b");
+    m_queue.Expect();
+    Post("c");
+
+    m_queue.Interrupt();
+    EXPECT_EQ(Strings{}, m_outcomes) << "told before the new way is open";
+    m_queue.Open();
+    Answer(2);
+
+    EXPECT_EQ((Strings{"a", "b", "c"}), Sent()) << "each once";
+    EXPECT_EQ((Strings{"a!OutcomeUnknown", "b!OutcomeUnknown", "c=ok"}), m_outcomes);
+}
+
+TEST_F(ACallQueue, KeepsAnAnswerThatCameBeforeTheInterruption) {
+    m_queue.Open();
+    Post("a");
+    Post("b");
+    Answer(1);
+
+    m_queue.Interrupt();
+    m_queue.Open();
+
+    EXPECT_EQ((Strings{"a!OutcomeUnknown", "b=ok"}), m_outcomes);
+}
+
 // ---- The end ------------------------------------------------------------------------------------
 
 TEST_F(ACallQueue, CallsNobodyOnceItsHandlersAreDropped) {

@@ -22,6 +22,7 @@ public:
     Time Now() const override { return m_now; }
     bool IsOpen() const override { return m_isOpen; }
     bool IsClogged() const override { return m_isClogged; }
+    bool IsReliable() const override { return m_isReliable; }
     int SendCall(CallId call, const std::vector<char>& request) override {
         if (m_result < 0) return m_result;
         m_sent.push_back({call, std::string(request.begin(), request.end())});
@@ -73,6 +74,7 @@ public:
     Time m_now{1000000};
     bool m_isOpen = true;
     bool m_isClogged = false;
+    bool m_isReliable = false;
     bool m_isDispatching = false;
     bool m_hasNoMemory = false;  // to ask for the count
     int m_result = 0;

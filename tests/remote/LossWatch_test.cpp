@@ -15,12 +15,14 @@ namespace {
 
 constexpr bool kToEveryone = true;
 constexpr bool kToUsAlone = false;
+constexpr bool kMayLose = false;
+constexpr bool kReliable = true;
 
 class ALossWatch : public ::testing::Test {
 protected:
     // A service that is followed, after `count` notifications.
     void Follow(std::uint64_t count = 0) {
-        EXPECT_TRUE(m_watch.Start(m_now));
+        EXPECT_TRUE(m_watch.Start(m_now, kMayLose));
         EXPECT_FALSE(m_watch.Joined(m_now));
         EXPECT_TRUE(m_watch.Counted(count, m_now));
     }
@@ -49,13 +51,13 @@ protected:
 
 TEST_F(ALossWatch, WaitsForNothingWithoutAService) {
     EXPECT_EQ(LossWatch::Time::max(), m_watch.Due());
-    EXPECT_FALSE(m_watch.Silence(m_now));
+    EXPECT_FALSE(m_watch.Doubt(m_now));
     EXPECT_FALSE(m_watch.Counted(1, m_now));
     EXPECT_FALSE(m_watch.IsFollowing());
 }
 
 TEST_F(ALossWatch, IsUsableWithTheFirstCount) {
-    EXPECT_TRUE(m_watch.Start(m_now));
+    EXPECT_TRUE(m_watch.Start(m_now, kMayLose));
     EXPECT_FALSE(m_watch.IsFollowing());
 
     EXPECT_TRUE(m_watch.Counted(7, m_now));
@@ -64,7 +66,7 @@ TEST_F(ALossWatch, IsUsableWithTheFirstCount) {
 }
 
 TEST_F(ALossWatch, TakesTheFirstCountForAllThatCameBefore) {
-    EXPECT_TRUE(m_watch.Start(m_now));
+    EXPECT_TRUE(m_watch.Start(m_now, kMayLose));
     Notify(3);
     EXPECT_TRUE(m_watch.Counted(7, m_now));
     AskedAfter();
@@ -73,7 +75,7 @@ TEST_F(ALossWatch, TakesTheFirstCountForAllThatCameBefore) {
 }
 
 TEST_F(ALossWatch, IsUsableWithoutACountWhenTheServiceHasAnswered) {
-    EXPECT_TRUE(m_watch.Start(m_now));
+    EXPECT_TRUE(m_watch.Start(m_now, kMayLose));
     EXPECT_FALSE(m_watch.Counted(std::nullopt, m_now)) << "perhaps nobody may call it";
 
     EXPECT_TRUE(m_watch.Joined(m_now)) << "the question was refused, so it is asked once more";
@@ -83,7 +85,7 @@ TEST_F(ALossWatch, IsUsableWithoutACountWhenTheServiceHasAnswered) {
 }
 
 TEST_F(ALossWatch, AsksAServiceThatDoesNotAnswerNowAndThen) {
-    EXPECT_TRUE(m_watch.Start(m_now));
+    EXPECT_TRUE(m_watch.Start(m_now, kMayLose));
     EXPECT_FALSE(m_watch.Counted(std::nullopt, m_now));
 
     EXPECT_EQ(kCompareAtRest, AskedAfter());
@@ -180,7 +182,7 @@ TEST_F(ALossWatch, AsksOnceAtATime) {
     Follow();
     AskedAfter();
 
-    EXPECT_FALSE(m_watch.Silence(m_now));
+    EXPECT_FALSE(m_watch.Doubt(m_now));
     EXPECT_FALSE(m_watch.TimePassed(m_now + kCompareTimeout - milliseconds(1)));
     EXPECT_TRUE(m_watch.TimePassed(m_now + kCompareTimeout));
 }
@@ -194,23 +196,66 @@ TEST_F(ALossWatch, AsksAgainWhenTheServiceRunsAndTheAnswerWasDropped) {
 }
 
 TEST_F(ALossWatch, AsksAgainWhenItCouldNotAsk) {
-    EXPECT_TRUE(m_watch.Start(m_now));
+    EXPECT_TRUE(m_watch.Start(m_now, kMayLose));
     m_watch.NotAsked(m_now);
 
     EXPECT_EQ(kCompareAtRest, AskedAfter());
 }
 
-// ---- Silence ------------------------------------------------------------------------------------
+// ---- Doubt --------------------------------------------------------------------------------------
 
 TEST_F(ALossWatch, AsksAtOnceAfterASilenceAndIsUsableAgain) {
     Follow(10);
 
-    EXPECT_TRUE(m_watch.Silence(m_now));
+    EXPECT_TRUE(m_watch.Doubt(m_now));
     EXPECT_TRUE(m_watch.IsFollowing());
 
     EXPECT_TRUE(m_watch.Counted(10, m_now));
     AskedAfter();
     EXPECT_FALSE(m_watch.Counted(10, m_now));
+}
+
+// ---- A reliable way -----------------------------------------------------------------------------
+
+class AReliableLossWatch : public ALossWatch {
+protected:
+    AReliableLossWatch() {
+        EXPECT_TRUE(m_watch.Start(m_now, kReliable));
+        EXPECT_FALSE(m_watch.Joined(m_now));
+    }
+};
+
+TEST_F(AReliableLossWatch, NeverAsksAgainOnceItIsUsable) {
+    EXPECT_TRUE(m_watch.Counted(7, m_now));
+
+    EXPECT_EQ(LossWatch::Time::max(), m_watch.Due());
+    Notify(3);
+    EXPECT_EQ(LossWatch::Time::max(), m_watch.Due()) << "no loss after a burst either";
+}
+
+TEST_F(AReliableLossWatch, HasPatienceWithTheFirstCountWhateverComesBefore) {
+    Notify(3);
+
+    EXPECT_EQ(kCompareTimeout, AskedAfter());
+}
+
+TEST_F(AReliableLossWatch, AsksOnceInDoubtAndIsUsableAgain) {
+    EXPECT_TRUE(m_watch.Counted(7, m_now));
+    Notify(3);
+
+    EXPECT_TRUE(m_watch.Doubt(m_now));
+    EXPECT_FALSE(m_watch.Doubt(m_now)) << "the answer to the first question will do";
+    EXPECT_TRUE(m_watch.Counted(7, m_now));
+
+    EXPECT_EQ(LossWatch::Time::max(), m_watch.Due());
+}
+
+TEST_F(AReliableLossWatch, AsksAgainWhenItCouldNotAsk) {
+    EXPECT_TRUE(m_watch.Counted(7, m_now));
+    EXPECT_TRUE(m_watch.Doubt(m_now));
+    m_watch.NotAsked(m_now);
+
+    EXPECT_EQ(kCompareAtRest, AskedAfter());
 }
 
 TEST_F(ALossWatch, ForgetsEverythingWithTheService) {

@@ -487,3 +487,101 @@ TEST_F(ARemoteSession, TellsItsOwnerNothingOnceItIsClosed) {
     EXPECT_EQ(Strings{}, m_owner.m_told);
     EXPECT_EQ(Strings{}, m_outcomes);
 }
+
+// ---- Another way to the same service ------------------------------------------------------------
+
+TEST_F(ARemoteSession, SendsNothingWhileItIsHeld) {
+    Appear();
+    m_session->Hold();
+    Post("a");
+    EXPECT_EQ(0u, m_route.m_sent.size());
+
+    m_session->Release();
+
+    EXPECT_EQ(1u, m_route.m_sent.size());
+}
+
+TEST_F(ARemoteSession, SendsWhatWaitsWhenItIsClosedWhileItIsHeld) {
+    Appear();
+    m_session->Hold();
+    Post("a");
+
+    EXPECT_TRUE(m_session->Close(m_route.m_now + milliseconds(1)));
+
+    EXPECT_EQ(1u, m_route.m_sent.size());
+    EXPECT_EQ(Strings{}, m_outcomes);
+}
+
+TEST_F(ARemoteSession, IsNotReleasedForAServiceThatHasGone) {
+    Appear();
+    m_session->Hold();
+    Post("a");
+    m_session->Gone("the bus");
+
+    m_session->Release();
+
+    EXPECT_EQ(0u, m_route.m_sent.size());
+    EXPECT_EQ(Strings{"a!NoService"}, m_outcomes);
+}
+
+TEST_F(ARemoteSession, IsUsableAgainOnAnotherWayAndDoesNotConnectTwice) {
+    Appear();
+    m_session->Hold();
+    Post("a");
+    m_route.m_isReliable = true;
+
+    EXPECT_TRUE(m_session->Moved(true));
+    EXPECT_EQ(1u, m_route.m_sent.size());
+    EXPECT_EQ(1, m_route.m_connects);
+    EXPECT_EQ(2, m_route.m_questions);
+    m_session->Counted(0, "");
+
+    EXPECT_EQ(Strings{"usable :1.7"}, m_owner.m_told);
+    Answer(0);
+    EXPECT_EQ(RemoteSession::Time::max(), m_session->Due()) << "on a reliable way nothing is due";
+}
+
+TEST_F(ARemoteSession, ConnectsAnewWhenItsWayHasEndedAndDoesNotRepeatACall) {
+    Appear();
+    Post("a");
+
+    EXPECT_TRUE(m_session->Moved(false));
+
+    EXPECT_EQ(Strings{"a!OutcomeUnknown"}, m_outcomes);
+    EXPECT_EQ(1u, m_route.m_sent.size());
+    EXPECT_EQ(2, m_route.m_connects);
+    EXPECT_EQ(Strings{}, m_owner.m_told) << "the service has not gone";
+    m_session->Joined();
+    m_session->Counted(0, "");
+    EXPECT_EQ(Strings{"usable :1.7"}, m_owner.m_told);
+}
+
+TEST_F(ARemoteSession, GoesOnAskingForAPlaceOnAnotherWay) {
+    Appear();
+    m_session->HadNoPlace("full");
+
+    EXPECT_TRUE(m_session->Moved(true));
+    EXPECT_EQ(1, m_route.m_connects);
+    m_route.m_now += applist::remote_limits::kFirstPlacePause;
+    m_session->TimePassed();
+
+    EXPECT_EQ(2, m_route.m_connects);
+}
+
+TEST_F(ARemoteSession, CannotGoOnWhenNothingCanBeSentOnTheOtherWay) {
+    Appear();
+    m_route.m_result = -ENOTCONN;
+
+    EXPECT_FALSE(m_session->Moved(true));
+    EXPECT_FALSE(m_session->Moved(false));
+}
+
+TEST_F(ARemoteSession, IsUsableAgainWhenTheServiceSaysThatItDroppedNotifications) {
+    Appear();
+    m_session->LostSome();
+    EXPECT_EQ(2, m_route.m_questions);
+
+    m_session->Counted(0, "");
+
+    EXPECT_EQ(Strings{"usable :1.7"}, m_owner.m_told);
+}

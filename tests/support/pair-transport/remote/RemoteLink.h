@@ -39,6 +39,7 @@ public:
     Time Now() const override;
     bool IsOpen() const override { return !Service().empty(); }
     bool IsClogged() const override { return false; }
+    bool IsReliable() const override { return false; }
     int SendCall(CallId call, const std::vector<char>& request) override;
     void Forget(CallId) override {}
     int SendUnanswered(const std::vector<char>& request) override;
