@@ -104,7 +104,9 @@ if(APPLIST_OPEN_TRANSPORT)
     # The partner's end, and the partner over it.
     applist_add_library(applist_remote
         remote/BusCalls.cpp
+        remote/Carrier.cpp
         remote/RemoteLink.cpp
+        remote/ServiceChannel.cpp
         remote/ServiceOwner.cpp
         remote/TesselDbusRemote.cpp)
     target_link_libraries(applist_remote PUBLIC applist_remote_core applist_bus

@@ -71,6 +71,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/Bounds_test.cpp
         partner/bus/Busy_test.cpp
         partner/bus/Calls_test.cpp
+        partner/bus/Channel_test.cpp
         partner/bus/Descriptors_test.cpp
         partner/bus/Destruction_test.cpp
         partner/bus/Following_test.cpp

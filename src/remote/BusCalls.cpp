@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <utility>
 
-#include "bus/BusNames.h"
 #include "bus/EndpointNames.h"
 #include "bus/SealedMemfd.h"
 #include "bus/TransportLimits.h"
@@ -72,21 +71,22 @@ struct BusCalls::Open {
     std::uint64_t cookie = 0;  // the bus's number for it
 };
 
-BusCalls::BusCalls(const RemoteErrors& errors, std::function<std::shared_ptr<void>()> keepAlive,
-                   AnswerHandler onAnswer)
-    : m_errors(errors),
+BusCalls::BusCalls(const Way& way, const RemoteErrors& errors,
+                   std::function<std::shared_ptr<void>()> keepAlive, AnswerHandler onAnswer)
+    : m_way(way),
+      m_errors(errors),
       m_keepAlive(std::move(keepAlive)),
       m_onAnswer(std::move(onAnswer)),
       m_fdLimit(CurrentTransportLimits().fdBytes) {}
 
 BusCalls::~BusCalls() = default;
 
-void BusCalls::SetDestination(sd_bus* bus, const std::string& service) {
-    m_bus = bus;
-    m_service = service;
+void BusCalls::Restart() {
     m_open.clear();
+    m_incoming.reset();
+    if (m_way.IsDirect()) return;  // there are no strangers
     sd_bus_slot* slot = nullptr;
-    sd_bus_add_filter(bus, &slot, OnIncoming, this);
+    sd_bus_add_filter(m_way.connection, &slot, OnIncoming, this);
     m_incoming.reset(slot);
 }
 
@@ -109,7 +109,7 @@ int BusCalls::Transmit(Open& call, const std::vector<char>& request) {
     int result = MakeMessage(request, call.isInFd, message);
     if (result < 0) return result;
     sd_bus_slot* slot = nullptr;
-    result = sd_bus_call_async(m_bus, &slot, message.get(), OnReply, &call, kNoTimeout);
+    result = sd_bus_call_async(m_way.connection, &slot, message.get(), OnReply, &call, kNoTimeout);
     call.slot.reset(slot);
     if (result >= 0) sd_bus_message_get_cookie(message.get(), &call.cookie);
     return result;
@@ -123,7 +123,7 @@ int BusCalls::SendUnanswered(const std::vector<char>& request) {
     UniqueMessage message;
     int result = MakeMessage(request, WantsFd(request), message);
     if (result >= 0) result = sd_bus_message_set_expect_reply(message.get(), 0);
-    return result < 0 ? result : sd_bus_send(m_bus, message.get(), nullptr);
+    return result < 0 ? result : sd_bus_send(m_way.connection, message.get(), nullptr);
 }
 
 int BusCalls::SendAwaited(const std::vector<char>& request, std::chrono::microseconds timeout) {
@@ -133,7 +133,7 @@ int BusCalls::SendAwaited(const std::vector<char>& request, std::chrono::microse
     sd_bus_error error = SD_BUS_ERROR_NULL;
     // Interrupted, the library forgets the answer, and to send again would be to write twice.
     const SignalsHeldBack untilAnswered;
-    const int answer = sd_bus_call(m_bus, message.get(),
+    const int answer = sd_bus_call(m_way.connection, message.get(),
                                    static_cast<std::uint64_t>(timeout.count()), &error, nullptr);
     const bool hasFailed = sd_bus_error_has_name(&error, endpoint_names::kHandlerFailed) > 0;
     sd_bus_error_free(&error);
@@ -141,20 +141,19 @@ int BusCalls::SendAwaited(const std::vector<char>& request, std::chrono::microse
 }
 
 bool BusCalls::WantsFd(const std::vector<char>& request) const {
-    return sd_bus_can_send(m_bus, 'h') > 0 && (request.size() > remote_limits::kFdBytes ||
-                                               (!request.empty() && request == m_largeRequest));
+    return sd_bus_can_send(m_way.connection, 'h') > 0 &&
+           (request.size() > remote_limits::kFdBytes ||
+            (!request.empty() && request == m_largeRequest));
 }
 
 int BusCalls::MakeMessage(const std::vector<char>& request, bool inFd,
                           UniqueMessage& message) const {
     // A bus would close the whole connection over a message that is too large.
     if (!inFd && request.size() > remote_limits::kMaxInlineBytes) return -EMSGSIZE;
-    sd_bus_message* made = nullptr;
-    const int result = sd_bus_message_new_method_call(
-        m_bus, &made, m_service.c_str(), endpoint_names::PathOf(m_errors.Endpoint()).c_str(),
-        endpoint_names::kInterface, inFd ? "MessageFd" : "Message");
-    message.reset(made);
+    const int result = m_way.NewCall(message, m_errors.Endpoint(), endpoint_names::kInterface,
+                                     inFd ? "MessageFd" : "Message");
     if (result < 0) return result;
+    sd_bus_message* const made = message.get();
     if (!inFd) return sd_bus_message_append_array(made, 'y', request.data(), request.size());
     const OwnedFd fd = MakeSealedBody(request);  // appending duplicates it
     return fd.Get() < 0 ? fd.Get() : sd_bus_message_append(made, "h", fd.Get());
@@ -169,7 +168,7 @@ int BusCalls::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*) {
     BusCalls* const calls = call->calls;
     const CallId id = call->id;
     // Not forgotten: OnIncoming hears the service's own answer.
-    if (!bus_names::IsAnswerOf(calls->m_service, reply)) return kReplyTaken;
+    if (!calls->m_way.IsAnswer(reply)) return kReplyTaken;
     const std::shared_ptr<void> owner = calls->m_keepAlive();
     if (!Guarded("receiving a reply", [&] { calls->Receive(*call, reply); })) {
         calls->Forget(id);
@@ -220,7 +219,7 @@ RemoteError BusCalls::ErrorFrom(const Open& call, const sd_bus_error& error) con
 bool BusCalls::AskAgainInFd(Open& call, const sd_bus_error& error) {
     if (call.isInFd || call.request.empty() ||
         sd_bus_error_has_name(&error, endpoint_names::kTooLarge) <= 0 ||
-        sd_bus_can_send(m_bus, 'h') <= 0) {
+        sd_bus_can_send(m_way.connection, 'h') <= 0) {
         return false;
     }
     call.isInFd = true;

@@ -1,4 +1,4 @@
-// Calls to a service over sd-bus, and the answers to them.
+// Calls to a service over sd-bus, by bus or channel, and the answers to them.
 //
 // A body goes in the message itself, or in a file descriptor when it is large and the connection
 // can pass one. A request whose last reply was large asks for the next one in a descriptor. A reply
@@ -21,6 +21,7 @@
 #include "remote/RemoteErrors.h"
 #include "remote/RemoteReply.h"
 #include "remote/RemoteRoute.h"
+#include "remote/Way.h"
 
 namespace applist {
 
@@ -30,16 +31,16 @@ public:
     // `reply` is nothing when there was no memory for it.
     using AnswerHandler = std::function<void(CallId call, std::optional<RemoteReply> reply)>;
 
-    // `onAnswer` may lead to the end of this object's owner, which is kept alive until then by what
-    // `keepAlive` returns.
-    BusCalls(const RemoteErrors& errors, std::function<std::shared_ptr<void>()> keepAlive,
-             AnswerHandler onAnswer);
+    // Calls go `way`, which the caller changes. `onAnswer` may lead to the end of this object's
+    // owner, which is kept alive until then by what `keepAlive` returns.
+    BusCalls(const Way& way, const RemoteErrors& errors,
+             std::function<std::shared_ptr<void>()> keepAlive, AnswerHandler onAnswer);
     ~BusCalls();
     BusCalls(const BusCalls&) = delete;
     BusCalls& operator=(const BusCalls&) = delete;
 
-    // From now on calls go to `service` on `bus`. Forgets every call to an earlier one.
-    void SetDestination(sd_bus* bus, const std::string& service);
+    // The way has changed: forgets every call on the former one.
+    void Restart();
 
     // Sends a call, with an answer to come or without. Returns 0 or a negative errno.
     int Send(CallId call, const std::vector<char>& request);
@@ -68,12 +69,11 @@ private:
     bool AskAgainInFd(Open& call, const sd_bus_error& error);
     void RememberSize(const Open& call, std::size_t replyBytes);
 
+    const Way& m_way;
     const RemoteErrors& m_errors;
     const std::function<std::shared_ptr<void>()> m_keepAlive;
     const AnswerHandler m_onAnswer;
     const std::size_t m_fdLimit;
-    sd_bus* m_bus = nullptr;
-    std::string m_service;
     UniqueSlot m_incoming;
     // Each by pointer, because sd-bus keeps its address until the answer comes.
     std::map<CallId, std::unique_ptr<Open>> m_open;

@@ -50,6 +50,14 @@ constexpr std::chrono::microseconds kCompareAtRest = std::chrono::seconds(3);
 // which is how we learn that it does.
 constexpr std::chrono::microseconds kCompareTimeout = std::chrono::seconds(60);
 
+// How long a direct channel may take, from asking for one to the first answer over it. A service
+// that runs needs a few milliseconds; the partner is not reported as connected before.
+constexpr std::chrono::microseconds kChannelTimeout = std::chrono::seconds(1);
+
+// How long reading what a service that has left wrote into its channel may take. It is there and
+// has an end, unless the service is hostile.
+constexpr std::chrono::microseconds kLastWordsTimeout = std::chrono::seconds(1);
+
 // When a service had no place for a partner, how long until it is asked again: at first, and after
 // many refusals. A place is free when another partner leaves, which may be soon or never.
 constexpr std::chrono::microseconds kFirstPlacePause = std::chrono::seconds(1);

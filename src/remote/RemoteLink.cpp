@@ -8,11 +8,9 @@
 #include <optional>
 #include <utility>
 
-#include "bus/BusNames.h"
-#include "bus/BusProbe.h"
+#include "bus/ChannelEnd.h"
 #include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
-#include "remote/BusCallback.h"
 #include "remote/RemoteLimits.h"
 
 namespace applist {
@@ -21,19 +19,26 @@ using logging::kError;
 
 namespace {
 
-const char kProperties[] = "org.freedesktop.DBus.Properties";
-
 constexpr std::uint64_t kTimerAccuracy = 1000;  // microseconds
 
 std::uint64_t Microseconds(std::chrono::microseconds time) {
     return static_cast<std::uint64_t>(time.count());
 }
 
-// True for an error that the service itself sent, and neither the bus nor the bus library.
-bool IsOfTheServicesOwn(const sd_bus_error& error) {
-    return sd_bus_error_has_names(&error, SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_SERVICE_UNKNOWN,
-                                  SD_BUS_ERROR_NAME_HAS_NO_OWNER, SD_BUS_ERROR_NO_REPLY,
-                                  SD_BUS_ERROR_TIMEOUT) <= 0;
+// What a connection waits for, and until when; `until` is moved there. Nothing for one that has
+// ended, which poll does not look at.
+struct pollfd WaitOf(sd_bus* connection, std::chrono::microseconds& until) {
+    const int events = connection == nullptr ? -ENOTCONN : sd_bus_get_events(connection);
+    if (events < 0) return {-1, 0, 0};
+    std::uint64_t time = UINT64_MAX;
+    if (sd_bus_get_timeout(connection, &time) >= 0 && time < Microseconds(until)) {
+        until = std::chrono::microseconds(time);
+    }
+    return {sd_bus_get_fd(connection), static_cast<short>(events), 0};
+}
+
+bool IsInside(sd_bus* connection) {
+    return connection != nullptr && sd_bus_get_current_message(connection) != nullptr;
 }
 
 }  // namespace
@@ -50,37 +55,23 @@ RemoteLink::RemoteLink(TesselDbusRemote& owner, const std::string& name)
       m_service(
           m_link, endpoint_names::BusNameOf(name), [this] { return KeepAlive(); },
           [this](const std::string& service) { OwnedBy(service); }),
-      m_calls(
-          m_session.Errors(), [this] { return KeepAlive(); },
-          [this](CallId call, std::optional<RemoteReply> reply) {
-              m_session.Answered(call, std::move(reply));
-          }) {
+      m_channel(m_session.Errors(), m_link.Loop(), *this),
+      m_carrier(m_session, *this) {
     MakeTimer();
 }
 
 // ---- For the owner ------------------------------------------------------------------------------
 
 void RemoteLink::Close() {
+    m_isClosing = true;
+    if (!IsReliable()) m_channel.Close();
     bool hasSent = true;
     Guarded("sending the last calls",
             [&] { hasSent = m_session.Close(Now() + remote_limits::kFlushTimeout); });
-    if (hasSent) AwaitBus(Now() + remote_limits::kFlushTimeout);
+    if (hasSent) m_carrier.AwaitRead(Now() + remote_limits::kFlushTimeout);
+    m_channel.Close();
     m_link.Close();
-}
-
-// A bus discards what it has not read yet of a connection that closes. Its answer to any question
-// shows that it has read all that was sent before. After a signal to this process the answer to the
-// first question is not waited for any more, so another one is asked.
-void RemoteLink::AwaitBus(Time deadline) {
-    if (sd_bus_is_ready(m_link.Bus()) <= 0) return;
-    Time left = deadline - Now();
-    while (left.count() > 0 && AskBus(left) == -EINTR) left = deadline - Now();
-}
-
-int RemoteLink::AskBus(Time timeout) {
-    const UniqueMessage question = QuestionToTheBus(m_link.Bus());
-    if (!question) return -ENOMEM;
-    return sd_bus_call(m_link.Bus(), question.get(), Microseconds(timeout), nullptr, nullptr);
+    m_carrier.Drop();
 }
 
 void RemoteLink::Post(std::vector<char> request, ReplyHandler onReply) {
@@ -131,39 +122,81 @@ void RemoteLink::OwnedBy(const std::string& service) {
 }
 
 void RemoteLink::Appeared(const std::string& service) {
-    // By the unique name: the service that owns the name next has a match of its own.
-    const std::string match = "type='signal',sender='" + service + "',path='" +
-                              endpoint_names::PathOf(m_session.Errors().Endpoint()) +
-                              "',interface='" + endpoint_names::kInterface + "',member='" +
-                              endpoint_names::kNotification + "'";
-    sd_bus_slot* slot = nullptr;
-    const int result = sd_bus_add_match_async(
-        m_link.Bus(), &slot, match.c_str(), kOnSignal<RemoteLink, &RemoteLink::OnNotification>,
-        kOnReply<RemoteLink, &RemoteLink::OnSubscribed>, this);
-    m_signalMatch.reset(slot);
-    m_calls.SetDestination(m_link.Bus(), service);
+    m_asksForChannel = !m_isClosing && MayUseChannels();
+    m_lacksAnswer = false;
+    const int result = m_carrier.Use(Way{m_link.Bus(), service});
     if (result >= 0 && m_session.Appeared(service)) return;
     APPLIST_LOG(kError, "%s: cannot follow the service: %s", m_session.Errors().Endpoint().c_str(),
                 result < 0 ? std::strerror(-result) : "nothing can be sent");
     m_link.GiveUp();
 }
 
+// Whatever has arrived counts, although the bus was faster with the news that the service has left.
+// Calls that its answers lead to must not go to it any more.
 void RemoteLink::Gone() {
-    m_signalMatch.reset();
-    m_connectAnswer.reset();
-    m_countAnswer.reset();
+    if (IsReliable()) {
+        m_session.Hold();
+        m_channel.ReadToEnd(Now() + remote_limits::kLastWordsTimeout);
+    }
+    m_carrier.Drop();
+    m_channel.Close();
     m_session.Gone(m_link.Location().description);
 }
 
-// Without this callback sd-bus would close the whole connection when one match is refused.
-void RemoteLink::OnSubscribed(sd_bus_message* answer) {
-    const sd_bus_error* const refusal = sd_bus_message_get_error(answer);
-    if (refusal == nullptr || !bus_names::IsFromDriver(answer) ||
-        sd_bus_is_open(m_link.Bus()) <= 0) {
+// ---- The way ------------------------------------------------------------------------------------
+
+void RemoteLink::OnChannelConfirmed(const std::optional<std::string>& noPlace) {
+    if (noPlace) {
+        m_session.HadNoPlace(*noPlace);
+    } else {
+        m_session.Joined();
+    }
+    m_session.Hold();
+    Switch();
+}
+
+// A call that was given up may still be executed, and then it must not be after those that follow
+// it. Only over the bus are they sure to stay behind it.
+void RemoteLink::Switch() {
+    if (IsReliable() || !m_channel.IsConfirmed()) return;
+    if (m_lacksAnswer) return m_channel.GiveUp("a call over the bus was not answered in time");
+    if (m_session.HasUnderWay()) return;
+    if (Guarded("taking a channel", [this] {
+            if (m_carrier.Use(m_channel.GetWay()) < 0 || !m_session.Moved(/* isConnected */ true)) {
+                m_channel.GiveUp("nothing can be sent over it");
+            }
+        })) {
         return;
     }
-    APPLIST_LOG(kError, "%s: the bus does not let the service's notifications through: %s",
-                m_session.Errors().Endpoint().c_str(), TextOf(*refusal).c_str());
+    OnStuck();
+}
+
+// What has begun over the bus goes on there.
+void RemoteLink::OnChannelEnded() {
+    if (!Guarded("going on over the bus", [this] { UseBusAgain(); })) m_link.GiveUp();
+}
+
+void RemoteLink::UseBusAgain() {
+    const bool wasUsed = IsReliable();
+    int result = 0;
+    if (wasUsed) {
+        result = m_carrier.Use(Way{m_link.Bus(), m_session.Service()});
+        if (result >= 0 && !m_session.Moved(/* isConnected */ false)) result = -ENOTCONN;
+    } else {
+        result = m_carrier.AskToConnect();
+        m_session.Release();
+    }
+    if (result < 0) m_link.GiveUp();
+}
+
+void RemoteLink::OnStuck() {
+    if (!IsReliable()) return m_link.GiveUp();
+    m_channel.Failed();
+}
+
+void RemoteLink::OnAnswer(CallId call, std::optional<RemoteReply> reply) {
+    m_session.Answered(call, std::move(reply));
+    Switch();
 }
 
 // ---- For the session ----------------------------------------------------------------------------
@@ -173,161 +206,78 @@ RemoteLink::Time RemoteLink::Now() const {
 }
 
 bool RemoteLink::IsOpen() const {
-    return !m_session.Service().empty() && sd_bus_is_open(m_link.Bus()) > 0;
-}
-
-std::uint64_t RemoteLink::Queued() const {
-    std::uint64_t queued = 0;
-    return sd_bus_get_n_queued_write(m_link.Bus(), &queued) < 0 ? 0 : queued;
+    return !m_session.Service().empty() && m_carrier.IsOpen();
 }
 
 int RemoteLink::SendCall(CallId call, const std::vector<char>& request) {
-    return m_calls.Send(call, request);
+    return m_carrier.Calls().Send(call, request);
+}
+
+void RemoteLink::Forget(CallId call) {
+    m_lacksAnswer = true;
+    m_carrier.Calls().Forget(call);
 }
 
 int RemoteLink::SendUnanswered(const std::vector<char>& request) {
-    return m_calls.SendUnanswered(request);
+    return m_carrier.Calls().SendUnanswered(request);
 }
 
 int RemoteLink::SendAwaited(const std::vector<char>& request, Time deadline) {
     const Time left = std::max(deadline - Now(), Time(1));  // 0 would mean the library's default
-    return m_calls.SendAwaited(request, left);
+    return m_carrier.Calls().SendAwaited(request, left);
 }
 
 // Ends early when the connection does.
 void RemoteLink::Pause(Time until) {
-    struct pollfd connection = {sd_bus_get_fd(m_link.Bus()), 0, 0};
+    struct pollfd connection = {sd_bus_get_fd(m_carrier.GetWay().connection), 0, 0};
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Now());
     if (left.count() > 0) poll(&connection, 1, static_cast<int>(left.count()));
 }
 
-int RemoteLink::NewCall(UniqueMessage& message, const char* interface, const char* member) const {
-    sd_bus_message* made = nullptr;
-    const int result = sd_bus_message_new_method_call(
-        m_link.Bus(), &made, m_session.Service().c_str(),
-        endpoint_names::PathOf(m_session.Errors().Endpoint()).c_str(), interface, member);
-    message.reset(made);
-    return result;
-}
-
-int RemoteLink::SendNotification(const std::vector<char>& body) {
-    // No reply will tell whether the bus reads these, so only this bounds how many pile up.
-    if (Queued() >= remote_limits::kMaxQueuedMessages) return -ENOBUFS;
-    UniqueMessage message;
-    int result = NewCall(message, endpoint_names::kInterface, "Notify");
-    if (result >= 0) result = sd_bus_message_set_expect_reply(message.get(), 0);
-    if (result >= 0) {
-        result = sd_bus_message_append_array(message.get(), 'y', body.data(), body.size());
-    }
-    return result < 0 ? result : sd_bus_send(m_link.Bus(), message.get(), nullptr);
-}
-
+// When a channel can be had, connecting over it is what confirms it. If it fails, this is made up
+// for.
 int RemoteLink::AskToConnect() {
-    UniqueMessage message;
-    int result = NewCall(message, endpoint_names::kInterface, "Connect");
-    sd_bus_slot* slot = nullptr;
-    if (result >= 0) {
-        result = sd_bus_call_async(m_link.Bus(), &slot, message.get(),
-                                   kOnReply<RemoteLink, &RemoteLink::OnConnected>, this, 0);
+    if (std::exchange(m_asksForChannel, false) &&
+        m_channel.Ask(m_carrier.GetWay(), Now() + remote_limits::kChannelTimeout) >= 0) {
+        return 0;
     }
-    m_connectAnswer.reset(slot);
-    return result;
-}
-
-void RemoteLink::OnConnected(sd_bus_message* answer) {
-    m_connectAnswer.reset();
-    const sd_bus_error* const refusal = sd_bus_message_get_error(answer);
-    if (!IsFromService(answer) || (refusal != nullptr && IsSilence(*refusal))) {
-        // It stands, or we were away for long. Without its answer it may never become usable.
-        if (sd_bus_is_open(m_link.Bus()) > 0 && AskToConnect() < 0) m_link.GiveUp();
-        return;
-    }
-    if (refusal != nullptr && sd_bus_error_has_name(refusal, SD_BUS_ERROR_LIMITS_EXCEEDED) > 0) {
-        return m_session.HadNoPlace(TextOf(*refusal));
-    }
-    if (refusal != nullptr) {
-        APPLIST_LOG(kError, "%s: cannot connect to the service: %s",
-                    m_session.Errors().Endpoint().c_str(), TextOf(*refusal).c_str());
-    }
-    // Even a service that refuses has shown that it is alive.
-    if (refusal == nullptr || IsOfTheServicesOwn(*refusal)) m_session.Joined();
-}
-
-// A stranger's answer has used up the question: it is asked again.
-bool RemoteLink::IsFromService(sd_bus_message* answer) const {
-    return bus_names::IsAnswerOf(m_session.Service(), answer);
-}
-
-int RemoteLink::AskForCount() {
-    UniqueMessage message;
-    int result = NewCall(message, kProperties, "Get");
-    if (result >= 0) {
-        result = sd_bus_message_append(message.get(), "ss", endpoint_names::kInterface, "Serial");
-    }
-    sd_bus_slot* slot = nullptr;
-    if (result >= 0) {
-        result = sd_bus_call_async(m_link.Bus(), &slot, message.get(),
-                                   kOnReply<RemoteLink, &RemoteLink::OnCount>, this, 0);
-    }
-    m_countAnswer.reset(slot);  // and with it goes an earlier question
-    return result;
-}
-
-void RemoteLink::OnCount(sd_bus_message* answer) {
-    m_countAnswer.reset();
-    if (!IsFromService(answer)) {
-        if (AskForCount() < 0) m_link.GiveUp();
-        return;
-    }
-    const sd_bus_error* const error = sd_bus_message_get_error(answer);
-    std::uint64_t count = 0;
-    if (error == nullptr) {
-        if (sd_bus_message_read(answer, "v", "t", &count) >= 0) {
-            return m_session.Counted(count, std::string());
-        }
-        return m_session.Counted(std::nullopt, "it is not a number");
-    }
-    if (sd_bus_error_has_names(error, SD_BUS_ERROR_SERVICE_UNKNOWN,
-                               SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
-        return m_service.Ask();  // it has left: who owns the name now?
-    }
-    // Silence says nothing about the count; the watch asks again by itself.
-    if (IsSilence(*error)) return;
-    m_session.Counted(std::nullopt, TextOf(*error));
-}
-
-// The match does not prove who the sender is: a signal sent to us alone bypasses it, and anybody
-// can send one. So the sender is looked at, and the type of the body, too.
-void RemoteLink::OnNotification(sd_bus_message* signal) {
-    const char* const sender = sd_bus_message_get_sender(signal);
-    const void* bytes = nullptr;
-    std::size_t size = 0;
-    if (sender == nullptr || m_session.Service() != sender ||
-        sd_bus_message_has_signature(signal, "ay") <= 0 ||
-        sd_bus_message_read_array(signal, 'y', &bytes, &size) < 0) {
-        return;
-    }
-    const char* const begin = static_cast<const char*>(bytes);
-    m_session.Notified(std::vector<char>(begin, begin + size),
-                       sd_bus_message_get_destination(signal) == nullptr);
+    return m_carrier.AskToConnect();
 }
 
 // A message is current exactly while one of its callbacks runs. sd-bus refuses to dispatch another
 // one then.
 bool RemoteLink::IsDispatching() const {
-    return m_link.Bus() != nullptr && sd_bus_get_current_message(m_link.Bus()) != nullptr;
+    return IsInside(m_link.Bus()) || IsInside(m_channel.Connection());
+}
+
+void RemoteLink::CatchUp() {
+    m_link.CatchUp();
+    Switch();
 }
 
 bool RemoteLink::Dispatch(Time deadline) {
-    if (!IsDispatching()) CatchUp();
-    sd_bus* const bus = m_link.Bus();
-    if (bus == nullptr) return false;
-    const int result = sd_bus_process(bus, nullptr);
-    if (result != 0) return result > 0;
-    const Time left = std::min(deadline, m_link.Due()) - Now();
-    if (left.count() <= 0) return true;  // false would say that the connection has ended
-    const int waited = sd_bus_wait(bus, Microseconds(left));
-    return waited >= 0 || waited == -EINTR;
+    if (IsDispatching()) return false;
+    CatchUp();
+    const bool hasRead = m_channel.Process();
+    if (m_link.Bus() == nullptr) return false;
+    const int result = sd_bus_process(m_link.Bus(), nullptr);
+    if (result != 0 || hasRead) return result >= 0;
+    m_channel.CatchUp(Now());
+    return Wait(std::min({deadline, m_link.Due(), m_channel.Due()}));
+}
+
+// Returns false when the connection to the bus has ended.
+bool RemoteLink::Wait(Time until) const {
+    struct pollfd connections[] = {WaitOf(m_link.Bus(), until),
+                                   WaitOf(m_channel.Connection(), until)};
+    if (connections[0].fd < 0) return false;
+    const Time left = until - Now();
+    if (left.count() <= 0) return true;
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+    const std::chrono::nanoseconds rest = left - seconds;
+    const struct timespec timeout = {seconds.count(), static_cast<long>(rest.count())};
+    ppoll(connections, 2, &timeout, nullptr);  // interrupted, it has waited for a little less
+    return true;
 }
 
 // ---- Time ---------------------------------------------------------------------------------------
@@ -352,6 +302,7 @@ int RemoteLink::OnTime(sd_event_source*, std::uint64_t, void* userdata) {
     // A handler of what is overdue may destroy the owner.
     const auto self = static_cast<RemoteLink*>(userdata)->shared_from_this();
     Guarded("handling the timer", [&] { self->m_session.TimePassed(); });
+    self->Switch();
     return 0;
 }
 

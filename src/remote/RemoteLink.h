@@ -1,5 +1,9 @@
-// A partner's session over sd-bus: the connection, who the service on it is, and what goes to the
-// service and comes from it.
+// A partner's session over sd-bus: the connection to the bus, who the service on it is, and which
+// way leads to the service.
+//
+// That is the bus at first. When the service gives a direct channel, calls are held until none is
+// under way over the bus, and from then on everything goes over the channel. When the channel ends
+// while the service stays, everything goes over the bus again, until the service changes.
 //
 // Lifetime: a running callback shares it with its owner, so that the owner may be destroyed from
 // inside one. After Close the owner is not called any more.
@@ -9,20 +13,25 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "bus/BusLink.h"
 #include "bus/SdBus.h"
-#include "remote/BusCalls.h"
+#include "remote/Carrier.h"
 #include "remote/RemoteRoute.h"
 #include "remote/RemoteSession.h"
+#include "remote/ServiceChannel.h"
 #include "remote/ServiceOwner.h"
 #include "remote/TesselDbusRemote.h"
 
 namespace applist {
 
-class RemoteLink final : public RemoteRoute, public std::enable_shared_from_this<RemoteLink> {
+class RemoteLink final : public RemoteRoute,
+                         public Carrier::User,
+                         public ServiceChannel::User,
+                         public std::enable_shared_from_this<RemoteLink> {
 public:
     // For the endpoint `name`. Throws TransportError.
     RemoteLink(TesselDbusRemote& owner, const std::string& name);
@@ -43,26 +52,32 @@ public:
     void Notify(const std::vector<char>& body) { m_session.Notify(body); }
     void CallLater(Time delay, std::function<void()> callback);
 
-    // For the callbacks of the bus. One that was not carried through, for want of memory as a rule,
-    // leaves a state that nothing leads out of but another connection.
-    std::shared_ptr<void> KeepAlive() { return shared_from_this(); }
-    void Failed() { m_link.GiveUp(); }
+    // For the carrier and the channel.
+    std::shared_ptr<void> KeepAlive() override { return shared_from_this(); }
+    void OnAnswer(CallId call, std::optional<RemoteReply> reply) override;
+    void OnLeft() override { m_service.Ask(); }
+    void OnStuck() override;
+    void OnChannelConfirmed(const std::optional<std::string>& noPlace) override;
+    void OnChannelEnded() override;
 
     // For the session, as in RemoteRoute.h.
     Time Now() const override;
     bool IsOpen() const override;
-    bool IsClogged() const override { return Queued() > 0; }
-    bool IsReliable() const override { return false; }  // a bus drops what nobody reads
+    bool IsClogged() const override { return m_carrier.IsClogged(); }
+    // A bus drops what nobody reads.
+    bool IsReliable() const override { return m_carrier.GetWay().IsDirect(); }
     int SendCall(CallId call, const std::vector<char>& request) override;
-    void Forget(CallId call) override { m_calls.Forget(call); }
+    void Forget(CallId call) override;
     int SendUnanswered(const std::vector<char>& request) override;
     int SendAwaited(const std::vector<char>& request, Time deadline) override;
     void Pause(Time until) override;
-    int SendNotification(const std::vector<char>& body) override;
+    int SendNotification(const std::vector<char>& body) override {
+        return m_carrier.SendNotification(body);
+    }
     int AskToConnect() override;
-    int AskForCount() override;
+    int AskForCount() override { return m_carrier.AskForCount(); }
     bool IsDispatching() const override;
-    void CatchUp() override { m_link.CatchUp(); }
+    void CatchUp() override;
     bool Dispatch(Time deadline) override;
 
 private:
@@ -75,33 +90,27 @@ private:
     void Appeared(const std::string& service);
     void Gone();
 
-    // What the bus and the service send.
-    void OnSubscribed(sd_bus_message* answer);
-    void OnConnected(sd_bus_message* answer);
-    void OnNotification(sd_bus_message* signal);
-    void OnCount(sd_bus_message* answer);
-    bool IsFromService(sd_bus_message* answer) const;
+    // Takes the channel, if it is confirmed and nothing is under way over the bus.
+    void Switch();
+    void UseBusAgain();
+
+    // Waits until something can be done for a connection, `until` at most.
+    bool Wait(Time until) const;
 
     // Whenever the loop is about to wait, the timer is set to what the session waits for.
     void MakeTimer();
     static int OnPrepare(sd_event_source* source, void* userdata);
     static int OnTime(sd_event_source* source, std::uint64_t time, void* userdata);
 
-    // Waits until the bus has read everything that was sent.
-    void AwaitBus(Time deadline);
-    int AskBus(Time timeout);
-    int NewCall(UniqueMessage& message, const char* interface, const char* member) const;
-    // How many messages the bus has not taken yet.
-    std::uint64_t Queued() const;
-
     // First, so that it is destroyed last: what follows has slots and calls on its connection.
     BusLink m_link;
     RemoteSession m_session;
     ServiceOwner m_service;
-    BusCalls m_calls;
-    UniqueSlot m_signalMatch;
-    UniqueSlot m_connectAnswer;
-    UniqueSlot m_countAnswer;
+    ServiceChannel m_channel;
+    Carrier m_carrier;
+    bool m_asksForChannel = false;  // in place of asking to connect, once for each service
+    bool m_lacksAnswer = false;     // to a call over the bus that was given up
+    bool m_isClosing = false;
     UniqueSource m_timer;
 };
 

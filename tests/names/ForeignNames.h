@@ -15,6 +15,7 @@
     EACH(BusLocation)           \
     EACH(Call)                  \
     EACH(CallQueue)             \
+    EACH(Carrier)               \
     EACH(Cause)                 \
     EACH(Change)                \
     EACH(Channel)               \
@@ -73,6 +74,7 @@
     EACH(Replica)               \
     EACH(ReplicaItem)           \
     EACH(SdReleaser)            \
+    EACH(ServiceChannel)        \
     EACH(ServiceListener)       \
     EACH(ServiceOwner)          \
     EACH(Session)               \
@@ -83,7 +85,8 @@
     EACH(TransportError)        \
     EACH(TransportLimits)       \
     EACH(UsageError)            \
-    EACH(Watch)
+    EACH(Watch)                 \
+    EACH(Way)
 
 // All of it inline, so that no definition clashes with another: what happens is up to the linker.
 #define DEFINE_FOREIGN_TYPE(Name)                                                   \

@@ -14,12 +14,25 @@ std::vector<std::string>& Lines() {
     return lines;
 }
 
+std::vector<std::string>& News() {
+    static std::vector<std::string> lines;
+    return lines;
+}
+
+std::size_t CountIn(const std::vector<std::string>& lines, const std::string& part) {
+    return static_cast<std::size_t>(std::count_if(
+        lines.begin(), lines.end(),
+        [&](const std::string& line) { return line.find(part) != std::string::npos; }));
+}
+
 }  // namespace
 
 std::size_t ErrorsLogged(const std::string& part) {
-    return static_cast<std::size_t>(std::count_if(
-        Lines().begin(), Lines().end(),
-        [&](const std::string& line) { return line.find(part) != std::string::npos; }));
+    return CountIn(Lines(), part);
+}
+
+std::size_t NewsLogged(const std::string& part) {
+    return CountIn(News(), part);
 }
 
 std::string WholeLog() {
@@ -30,15 +43,16 @@ std::string WholeLog() {
 
 void ForgetLog() {
     Lines().clear();
+    News().clear();
 }
 
 int PlatformLogPrint(int, int priority, const char*, const char* format, ...) {
-    if (priority < applist::logging::kError) return 0;
+    if (priority < applist::logging::kInfo) return 0;
     char text[4096];
     va_list arguments;
     va_start(arguments, format);
     const int length = vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
-    Lines().emplace_back(text);
+    (priority < applist::logging::kError ? News() : Lines()).emplace_back(text);
     return length;
 }

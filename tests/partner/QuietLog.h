@@ -11,6 +11,9 @@
 // How many error lines hold `part`.
 std::size_t ErrorsLogged(const std::string& part);
 
+// How many lines that tell the operator what happens, and are no errors, hold `part`.
+std::size_t NewsLogged(const std::string& part);
+
 // The error lines, for the text of a failure.
 std::string WholeLog();
 

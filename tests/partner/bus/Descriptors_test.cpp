@@ -10,7 +10,8 @@ using applist::remote_limits::kFdBytes;
 class ALargeBody : public PartnerBusTest {
 protected:
     ALargeBody() {
-        EXPECT_TRUE(RunUntil([&] { return m_remote.m_isReady; }));
+        EXPECT_TRUE(
+            RunUntil([&] { return m_remote.m_isReady && m_hostile.CountOf("Connect") == 1; }));
         m_hostile.m_calls.clear();
     }
 

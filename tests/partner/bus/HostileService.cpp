@@ -1,10 +1,13 @@
 #include "partner/bus/HostileService.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
 
+#include "bus/ChannelEnd.h"
 #include "common/AppListRemoteControl.h"
 #include "support/TestFd.h"
 #include "support/TestLoop.h"
@@ -68,22 +71,54 @@ int HostileService::ReplyText(sd_bus_message* call, const std::string& text) {
     return result;
 }
 
+int HostileService::GiveChannel(sd_bus_message* call) {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) < 0) return -errno;
+    const TestFd partners(ends[1]);
+    m_channel = applist::OpenServiceEnd(applist::OwnedFd(ends[0]));
+    Check(sd_bus_add_object(m_channel.get(), nullptr, "/org/tessel/Local/Applist", OnCall, this),
+          "the object on a channel");
+    Check(sd_bus_attach_event(m_channel.get(), TestLoop(), SD_EVENT_PRIORITY_NORMAL), "the loop");
+    return sd_bus_reply_method_return(call, "h", partners.Get());
+}
+
+void HostileService::CutChannel() {
+    m_channel.reset();
+}
+
+void HostileService::LeaveChannel() {
+    Check(sd_bus_flush(m_channel.get()), "flushing a channel");
+    Check(shutdown(sd_bus_get_fd(m_channel.get()), SHUT_WR), "shutting a channel down");
+}
+
+void HostileService::IgnoreChannel() {
+    sd_bus_detach_event(m_channel.get());
+}
+
 void HostileService::Notify(const std::string& body) {
-    Signal(body, nullptr);
+    Signal(Connection(), body, nullptr);
     ++m_serial;
 }
 
-void HostileService::NotifyOnly(const std::string& partner, const std::string& body) {
-    Signal(body, partner.c_str());
+void HostileService::SayLost() {
+    Check(sd_bus_emit_signal(Connection(), "/org/tessel/Local/Applist", "org.tessel.Local1", "Lost",
+                             ""),
+          "saying so");
 }
 
-void HostileService::Signal(const std::string& body, const char* destination) {
+void HostileService::NotifyOnly(const std::string& partner, const std::string& body) {
+    Signal(m_bus, body, partner.c_str());
+}
+
+void HostileService::Signal(sd_bus* connection, const std::string& body, const char* destination) {
     sd_bus_message* signal = nullptr;
-    Check(sd_bus_message_new_signal(m_bus, &signal, "/org/tessel/Local/Applist",
+    Check(sd_bus_message_new_signal(connection, &signal, "/org/tessel/Local/Applist",
                                     "org.tessel.Local1", "Notification"),
           "a signal");
     Check(sd_bus_message_append_array(signal, 'y', body.data(), body.size()), "its body");
-    Check(sd_bus_send_to(m_bus, signal, destination, nullptr), "sending it");
+    Check(destination == nullptr ? sd_bus_send(connection, signal, nullptr)
+                                 : sd_bus_send_to(connection, signal, destination, nullptr),
+          "sending it");
     sd_bus_message_unref(signal);
 }
 
@@ -109,13 +144,17 @@ int HostileService::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) 
 int HostileService::Handle(sd_bus_message* call) {
     const std::string member = sd_bus_message_get_member(call);
     m_calls.push_back(member);
-    m_lastCaller = sd_bus_message_get_sender(call);
+    const char* const sender = sd_bus_message_get_sender(call);
+    (sender == nullptr ? m_overChannel : m_overBus).push_back(member);
+    if (sender != nullptr) m_lastCaller = sender;
+    if (member == "Channel") return m_answerChannel(call);
     if (member == "Connect") return m_answerConnect(call);
     if (member == "Get") return m_answerSerial(call);
     if (member != "Message" && member != "MessageFd") return sd_bus_reply_method_return(call, "");
-    switch (MessageIdOf(BodyOf(call))) {
+    const std::string body = BodyOf(call);
+    switch (MessageIdOf(body)) {
         case APPLIST_GET_ALL_ITEMS_FNC: return m_answerList(call);
         case APPLIST_GET_SELECTION_FNC: return m_answerSelection(call);
-        default: return ReplyText(call, "");
+        default: m_written.push_back(body); return m_answerWrite(call);
     }
 }

@@ -1,0 +1,96 @@
+// Carries a session's calls and notifications to its service and back, one way at a time: over the
+// bus, or over a direct channel. Nobody above it has to know which.
+//
+// Threads: the main loop's. Lifetime: destroyed before the connections that it has used.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "bus/SdBus.h"
+#include "remote/BusCalls.h"
+#include "remote/RemoteRoute.h"
+#include "remote/RemoteSession.h"
+#include "remote/Way.h"
+
+namespace applist {
+
+class Carrier {
+public:
+    using Time = RemoteRoute::Time;
+    using CallId = RemoteRoute::CallId;
+
+    // Whose the carrier is. What is told to it or to the session may lead to its end; it stays
+    // alive until then by what KeepAlive returns.
+    class User {
+    public:
+        virtual std::shared_ptr<void> KeepAlive() = 0;
+        virtual void OnAnswer(CallId call, std::optional<RemoteReply> reply) = 0;
+        // The bus says that the service has left it.
+        virtual void OnLeft() = 0;
+        // Something was not carried through, for want of memory as a rule. That leaves a state that
+        // nothing leads out of but another connection.
+        virtual void OnStuck() = 0;
+
+    protected:
+        ~User() = default;
+    };
+
+    Carrier(RemoteSession& session, User& user);
+    Carrier(const Carrier&) = delete;
+    Carrier& operator=(const Carrier&) = delete;
+
+    // From now on everything goes this way, and from there notifications come. Returns 0 or a
+    // negative errno.
+    int Use(Way way);
+    // Nothing goes any way.
+    void Drop();
+    const Way& GetWay() const { return m_way; }
+
+    // As in RemoteRoute.h.
+    bool IsOpen() const { return sd_bus_is_open(m_way.connection) > 0; }
+    bool IsClogged() const { return Queued() > 0; }
+    int SendNotification(const std::vector<char>& body);
+    int AskToConnect();
+    int AskForCount();
+
+    BusCalls& Calls() { return m_calls; }
+
+    // Waits until the other end of the way has read everything that was sent; until `deadline` at
+    // most.
+    void AwaitRead(Time deadline);
+
+    // For the callbacks of the bus.
+    std::shared_ptr<void> KeepAlive() { return m_user.KeepAlive(); }
+    void Failed() { m_user.OnStuck(); }
+
+private:
+    int Subscribe();
+    int Ask(UniqueSlot& slot, sd_bus_message* question, sd_bus_message_handler_t onAnswer);
+    int AwaitAnswer(Time timeout);
+    UniqueMessage QuestionToTheOtherEnd() const;
+    // How many messages the connection has not taken yet.
+    std::uint64_t Queued() const;
+
+    void OnSubscribed(sd_bus_message* answer);
+    void OnSignal(sd_bus_message* signal);
+    void OnConnected(sd_bus_message* answer);
+    void OnCount(sd_bus_message* answer);
+    void OnNotification(sd_bus_message* signal);
+
+    const char* Endpoint() const { return m_session.Errors().Endpoint().c_str(); }
+
+    RemoteSession& m_session;
+    User& m_user;
+    Way m_way;
+    BusCalls m_calls;
+    UniqueSlot m_signals;
+    UniqueSlot m_connectAnswer;
+    UniqueSlot m_countAnswer;
+};
+
+}  // namespace applist
