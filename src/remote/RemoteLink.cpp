@@ -16,6 +16,7 @@
 namespace applist {
 
 using logging::kError;
+using logging::kInfo;
 
 namespace {
 
@@ -155,20 +156,23 @@ void RemoteLink::OnChannelConfirmed(const std::optional<std::string>& noPlace) {
     Switch();
 }
 
-// A call that was given up may still be executed, and then it must not be after those that follow
-// it. Only over the bus are they sure to stay behind it.
+// A call that was given up may still be executed, and a notification will be when its turn comes:
+// both must not come after what follows them. Only over the bus are they sure not to.
 void RemoteLink::Switch() {
     if (IsReliable() || !m_channel.IsConfirmed()) return;
-    if (m_lacksAnswer) return m_channel.GiveUp("a call over the bus was not answered in time");
+    if (m_lacksAnswer)
+        return m_channel.GiveUp("something is on its way over the bus that nobody will answer");
     if (m_session.HasUnderWay()) return;
-    if (Guarded("taking a channel", [this] {
-            if (m_carrier.Use(m_channel.GetWay()) < 0 || !m_session.Moved(/* isConnected */ true)) {
-                m_channel.GiveUp("nothing can be sent over it");
-            }
-        })) {
-        return;
+    if (!Guarded("taking a channel", [this] { TakeChannel(); })) OnStuck();
+}
+
+void RemoteLink::TakeChannel() {
+    // Said, because whoever watches the bus sees nothing more of this partner.
+    APPLIST_LOG(kInfo, "%s: the service is called over a direct channel",
+                m_session.Errors().Endpoint().c_str());
+    if (m_carrier.Use(m_channel.GetWay()) < 0 || !m_session.Moved(/* isConnected */ true)) {
+        m_channel.GiveUp("nothing can be sent over it");
     }
-    OnStuck();
 }
 
 // What has begun over the bus goes on there.
@@ -225,6 +229,11 @@ int RemoteLink::SendUnanswered(const std::vector<char>& request) {
 int RemoteLink::SendAwaited(const std::vector<char>& request, Time deadline) {
     const Time left = std::max(deadline - Now(), Time(1));  // 0 would mean the library's default
     return m_carrier.Calls().SendAwaited(request, left);
+}
+
+int RemoteLink::SendNotification(const std::vector<char>& body) {
+    m_lacksAnswer = true;
+    return m_carrier.SendNotification(body);
 }
 
 // Ends early when the connection does.

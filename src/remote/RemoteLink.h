@@ -71,9 +71,7 @@ public:
     int SendUnanswered(const std::vector<char>& request) override;
     int SendAwaited(const std::vector<char>& request, Time deadline) override;
     void Pause(Time until) override;
-    int SendNotification(const std::vector<char>& body) override {
-        return m_carrier.SendNotification(body);
-    }
+    int SendNotification(const std::vector<char>& body) override;
     int AskToConnect() override;
     int AskForCount() override { return m_carrier.AskForCount(); }
     bool IsDispatching() const override;
@@ -92,6 +90,7 @@ private:
 
     // Takes the channel, if it is confirmed and nothing is under way over the bus.
     void Switch();
+    void TakeChannel();
     void UseBusAgain();
 
     // Waits until something can be done for a connection, `until` at most.
@@ -109,7 +108,7 @@ private:
     ServiceChannel m_channel;
     Carrier m_carrier;
     bool m_asksForChannel = false;  // in place of asking to connect, once for each service
-    bool m_lacksAnswer = false;     // to a call over the bus that was given up
+    bool m_lacksAnswer = false;     // to something over the bus, and none will be waited for
     bool m_isClosing = false;
     UniqueSource m_timer;
 };

@@ -215,12 +215,38 @@ TEST_P(AChannel, IsNotTakenAfterACallOverTheBusThatWasNotAnswered) {
     EXPECT_TRUE(RunUntil([&] { return CountIn(m_service.m_overBus, "Connect") == 1; }));
 }
 
-TEST_P(AChannel, IsReportedAsTheServiceThatIsUsableAgain) {
+TEST_P(AChannel, IsNotTakenAfterANotificationOverTheBus) {
+    UniqueMessage connect;
+    m_service.m_answerConnect = [&](sd_bus_message* call) {
+        if (IsOverBus(call)) return ReplyEmpty(call);
+        connect.reset(sd_bus_message_ref(call));
+        return 0;
+    };
     BareRemote remote;
-    ASSERT_TRUE(IsTaken());
-    RunWhatIsReady();
+    ASSERT_TRUE(RunUntil([&] { return remote.m_isReady && connect; }));
+    std::vector<char> body{1, 0, 0, 0};
+    remote.SendNotification(body);
 
-    EXPECT_EQ(2, remote.m_readies) << "over the bus, then over the channel";
+    ReplyEmpty(connect.get());
+
+    EXPECT_TRUE(RunUntil([&] { return CountIn(m_service.m_overBus, "Connect") == 1; }));
+    remote.SendNotification(body);
+    EXPECT_TRUE(RunUntil([&] { return CountIn(m_service.m_overBus, "Notify") == 2; }));
+}
+
+TEST_P(AChannel, IsReportedAsTheServiceThatIsUsableAgain) {
+    UniqueMessage connect;
+    m_service.m_answerConnect = [&](sd_bus_message* call) {
+        connect.reset(sd_bus_message_ref(call));
+        return 0;
+    };
+    BareRemote remote;
+    ASSERT_TRUE(RunUntil([&] { return remote.m_isReady && connect; }));
+    EXPECT_EQ(1, remote.m_readies);
+
+    ReplyEmpty(connect.get());
+
+    EXPECT_TRUE(RunUntil([&] { return remote.m_readies == 2; }));
 }
 
 TEST_P(AChannel, IsAskedForAnewFromTheNextService) {
@@ -603,4 +629,109 @@ TEST_P(AChannel, EndsWhenItsOtherEndCallsAndReadsNoAnswers) {
     }));
 
     EXPECT_TRUE(RunUntil([&] { return CountIn(m_service.m_overBus, "Connect") == 1; }));
+}
+
+// ---- A real service, in another process ---------------------------------------------------------
+
+class AServiceWithChannels : public PartnerBusTest {
+protected:
+    AServiceWithChannels() {
+        StartService();
+        StartPartner();
+    }
+
+    static bool IsTaken() { return NewsLogged("over a direct channel") == 1; }
+
+    void Write(int number) {
+        RemoteAppListItem item("Name", "id" + std::to_string(number));
+        m_model->AddItemAtEnd(&item);
+    }
+};
+
+ON_BOTH_BUSES(AServiceWithChannels);
+
+TEST_P(AServiceWithChannels, NeedsNoBusForCallsOnceItsChannelIsTaken) {
+    ASSERT_TRUE(RunUntil(IsTaken));
+    m_bus->Stop();
+    Write(1);
+
+    EXPECT_EQ("", CauseOfSynchronize());
+
+    m_bus->Continue();
+    EXPECT_EQ("Name/id1 ()", DigestOf(*m_model));
+}
+
+TEST_P(AServiceWithChannels, IsFollowedWithoutABus) {
+    ASSERT_TRUE(RunUntil(IsTaken));
+    m_model->Synchronize();
+    m_bus->Stop();
+
+    EXPECT_TRUE(Shows(m_service->Ask("add maps"), kBack));
+
+    m_bus->Continue();
+}
+
+// Nobody runs the loop: what takes the channel is a wait for something else.
+TEST_P(AServiceWithChannels, GivesItsChannelAlsoToWhoOnlyWaits) {
+    const auto end = std::chrono::steady_clock::now() + kTestDeadline;
+    while (!IsTaken() && std::chrono::steady_clock::now() < end) m_model->Synchronize();
+    m_bus->Stop();
+    Write(1);
+
+    EXPECT_EQ("", CauseOfSynchronize());
+
+    m_bus->Continue();
+    EXPECT_EQ("Name/id1 ()", DigestOf(*m_model));
+}
+
+TEST_P(AServiceWithChannels, GetsWhatStillWaitsOfAPartnerThatIsDestroyed) {
+    ASSERT_TRUE(RunUntil(IsTaken));
+    m_bus->Stop();
+    for (int number = 0; number < 300; ++number) Write(number);
+
+    EndPartner();
+
+    const std::string content = m_service->Ask("content");
+    m_bus->Continue();
+    EXPECT_NE(std::string::npos, content.find("Name/id299 ()")) << content;
+}
+
+TEST_P(AServiceWithChannels, IsUsableAgainWhenItWasStopped) {
+    ASSERT_TRUE(RunUntil(IsTaken));
+    m_model->Synchronize();
+    m_service->Stop();
+    m_model->SetTimeout(milliseconds(100));
+    Write(1);
+    EXPECT_EQ("TimedOut", CauseOfSynchronize());
+
+    m_service->Continue();
+
+    EXPECT_TRUE(Shows("Name/id1 ()", kBack));
+}
+
+TEST_P(AServiceWithChannels, LeavesTheOutcomeUnknownWhenItIsKilled) {
+    ASSERT_TRUE(RunUntil(IsTaken));
+    m_model->Synchronize();
+    m_service->Stop();
+    Write(1);
+    RunWhatIsReady();
+
+    m_service->Kill();
+
+    EXPECT_EQ("OutcomeUnknown", CauseOfSynchronize());
+    EXPECT_TRUE(RunUntil([this] { return !m_model->IsServiceThere(); }));
+}
+
+// At the end of it everything that was executed has been answered.
+TEST_P(AServiceWithChannels, AnswersWhatItHasExecutedBeforeItEnds) {
+    ASSERT_TRUE(RunUntil(IsTaken));
+    m_model->Synchronize();
+    Write(1);
+    RunWhatIsReady();
+    ASSERT_EQ("Name/id1 ()", m_service->Ask("content"));
+
+    EXPECT_EQ(0, m_service->End());
+
+    EXPECT_TRUE(RunUntil([this] { return !m_model->IsServiceThere(); }));
+    EXPECT_EQ("", WholeLog());
 }
