@@ -1,5 +1,6 @@
 #include "apps/applistctl/Commands.h"
 
+#include <cstdlib>
 #include <stdexcept>
 
 #include "apps/applistctl/Failure.h"
@@ -37,6 +38,8 @@ const Command kCommands[] = {
 }  // namespace
 
 void RunCommand(const Options& options, const Output& output) {
+    // One question is answered before a direct channel could be opened.
+    if (options.command != "watch") setenv("APPLIST_DIRECT", "0", /* overwrite */ 1);
     for (const Command& command : kCommands) {
         if (options.command == command.name) return command.run(options, output);
     }

@@ -39,6 +39,11 @@ class Service(dbus.service.Object):
     def Connect(self):
         pass
 
+    @dbus.service.method(INTERFACE)
+    def Channel(self):
+        print("channel", flush=True)
+        raise dbus.DBusException("as told", name="org.freedesktop.DBus.Error.UnknownMethod")
+
     @dbus.service.method("org.freedesktop.DBus.Properties", "ss", "v")
     def Get(self, _interface, _name):
         return dbus.UInt64(self.notified)

@@ -141,6 +141,11 @@ class ScriptedService:
         self.process.stdin.close()
         return self.process.wait(DEADLINE)
 
+    def all_calls(self):
+        """Ends it, and returns the calls that were not waited for."""
+        self.stop()
+        return self._calls.rest()
+
 
 class ToolTest(AppTest):
     """A bus, on it a service with two items, Maps (selected) and Music, and the tool."""

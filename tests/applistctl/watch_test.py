@@ -141,6 +141,23 @@ class AWatchOfInstalledApplications(ToolTest):
                          ["renamed\tZoo\tmaps.desktop\tMaps\tmaps.desktop", "reordered"])
 
 
+class AChannel(ToolTest):
+    """Opening one takes longer than a single question over the bus."""
+
+    ITEMS = None
+
+    def test_is_asked_for_by_whoever_stays(self):
+        service = self.script()
+        self.watch()
+        service.wait_for_call("channel")
+
+    def test_is_not_asked_for_by_whoever_asks_once(self):
+        service = self.script()
+        for command in (("list",), ("select", "maps"), ("call", "GetAllItems")):
+            self.assertEqual(self.run_tool(*command).status, 0, command)
+        self.assertNotIn("channel", service.all_calls())
+
+
 class AWatchOfAScriptedService(ToolTest):
     ITEMS = None
     MUSIC_IS_SELECTED = "2001=Music\\tmusic\\n"
