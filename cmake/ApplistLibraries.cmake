@@ -51,6 +51,7 @@ endfunction()
 # The partner's end of a transport, as far as it knows no bus.
 applist_add_library(applist_remote_core
     remote/CallQueue.cpp
+    remote/EventSeam.cpp
     remote/LossWatch.cpp
     remote/RemoteErrors.cpp
     remote/RemoteSession.cpp)

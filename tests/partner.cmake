@@ -37,6 +37,7 @@ add_executable(remote_tests
     partner/CauseName.cpp
     partner/QuietLog.cpp
     remote/CallQueue_test.cpp
+    remote/EventSeam_test.cpp
     remote/LossWatch_test.cpp
     remote/RemoteErrors_test.cpp
     remote/RemoteSession_test.cpp)

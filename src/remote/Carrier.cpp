@@ -48,6 +48,7 @@ int Carrier::Use(Way way) {
     Drop();
     m_way = std::move(way);
     m_calls.Restart();
+    if (m_way.IsDirect()) m_seam.Begin(m_toldOverBus);
     return Subscribe();
 }
 
@@ -55,6 +56,9 @@ void Carrier::Drop() {
     m_signals.reset();
     m_connectAnswer.reset();
     m_countAnswer.reset();
+    m_seamAnswer.reset();
+    m_seam = EventSeam();
+    m_isPastSeam = false;
     m_way = Way();
 }
 
@@ -105,9 +109,11 @@ int Carrier::SendNotification(const std::vector<char>& body) {
 }
 
 // An earlier question that was not answered goes with its slot.
-int Carrier::Ask(UniqueSlot& slot, sd_bus_message* question, sd_bus_message_handler_t onAnswer) {
+int Carrier::Ask(UniqueSlot& slot, sd_bus_message* question, sd_bus_message_handler_t onAnswer,
+                 Time timeout) {
     sd_bus_slot* made = nullptr;
-    const int result = sd_bus_call_async(m_way.connection, &made, question, onAnswer, this, 0);
+    const int result = sd_bus_call_async(m_way.connection, &made, question, onAnswer, this,
+                                         static_cast<std::uint64_t>(timeout.count()));
     slot.reset(made);
     return result;
 }
@@ -120,14 +126,26 @@ int Carrier::AskToConnect() {
                : Ask(m_connectAnswer, message.get(), kOnReply<Carrier, &Carrier::OnConnected>);
 }
 
+int Carrier::NewQuestionForCount(UniqueMessage& message) const {
+    const int result = m_way.NewCall(message, Endpoint(), kProperties, "Get");
+    if (result < 0) return result;
+    return sd_bus_message_append(message.get(), "ss", endpoint_names::kInterface, "Serial");
+}
+
 int Carrier::AskForCount() {
     UniqueMessage message;
-    int result = m_way.NewCall(message, Endpoint(), kProperties, "Get");
-    if (result >= 0) {
-        result = sd_bus_message_append(message.get(), "ss", endpoint_names::kInterface, "Serial");
-    }
+    const int result = NewQuestionForCount(message);
     return result < 0 ? result
                       : Ask(m_countAnswer, message.get(), kOnReply<Carrier, &Carrier::OnCount>);
+}
+
+int Carrier::AskForSeam() {
+    m_toldOverBus.reset();
+    UniqueMessage message;
+    const int result = NewQuestionForCount(message);
+    return result < 0 ? result
+                      : Ask(m_seamAnswer, message.get(), kOnReply<Carrier, &Carrier::OnSeam>,
+                            remote_limits::kChannelTimeout);
 }
 
 // A bus discards what it has not read yet of a connection that closes, and a service what it has
@@ -176,6 +194,29 @@ void Carrier::OnConnected(sd_bus_message* answer) {
     if (refusal == nullptr || IsOfTheServicesOwn(*refusal)) m_session.Joined();
 }
 
+// Whoever may not count can still tell where the answer lies between the notifications.
+void Carrier::OnSeam(sd_bus_message* answer) {
+    m_seamAnswer.reset();
+    const sd_bus_error* const error = sd_bus_message_get_error(answer);
+    std::uint64_t count = 0;
+    if (error == nullptr && sd_bus_message_read(answer, "v", "t", &count) >= 0) {
+        m_toldOverBus = count;
+    }
+    m_isPastSeam = true;
+    m_user.OnSeam(m_way.IsAnswer(answer) && (error == nullptr || !IsSilence(*error)));
+}
+
+bool Carrier::ForgetSeam() {
+    m_seamAnswer.reset();
+    return std::exchange(m_isPastSeam, false);
+}
+
+void Carrier::CloseSeam(std::optional<std::uint64_t> count) {
+    for (EventSeam::Event& event : m_seam.End(count)) {
+        m_session.Notified(std::move(event.body), event.toEveryone);
+    }
+}
+
 void Carrier::OnCount(sd_bus_message* answer) {
     m_countAnswer.reset();
     if (!m_way.IsAnswer(answer)) {
@@ -186,8 +227,10 @@ void Carrier::OnCount(sd_bus_message* answer) {
     std::uint64_t count = 0;
     if (error == nullptr) {
         if (sd_bus_message_read(answer, "v", "t", &count) >= 0) {
+            CloseSeam(count);
             return m_session.Counted(count, std::string());
         }
+        CloseSeam(std::nullopt);
         return m_session.Counted(std::nullopt, "it is not a number");
     }
     if (sd_bus_error_has_names(error, SD_BUS_ERROR_SERVICE_UNKNOWN,
@@ -196,11 +239,12 @@ void Carrier::OnCount(sd_bus_message* answer) {
     }
     // Silence says nothing about the count; the watch asks again by itself.
     if (IsSilence(*error)) return;
+    CloseSeam(std::nullopt);
     m_session.Counted(std::nullopt, TextOf(*error));
 }
 
 void Carrier::OnSignal(sd_bus_message* signal) {
-    if (!m_way.IsSignal(signal)) return;
+    if (m_isPastSeam || !m_way.IsSignal(signal)) return;
     const std::string member = sd_bus_message_get_member(signal);
     if (member == endpoint_names::kNotification) return OnNotification(signal);
     if (member == endpoint_names::kLost) m_session.LostSome();
@@ -214,8 +258,10 @@ void Carrier::OnNotification(sd_bus_message* signal) {
         return;
     }
     const char* const begin = static_cast<const char*>(bytes);
-    m_session.Notified(std::vector<char>(begin, begin + size),
-                       sd_bus_message_get_destination(signal) == nullptr);
+    EventSeam::Event event{std::vector<char>(begin, begin + size),
+                           sd_bus_message_get_destination(signal) == nullptr};
+    if (!m_seam.Hold(event)) return m_session.Notified(std::move(event.body), event.toEveryone);
+    if (m_seam.IsFull()) CloseSeam(std::nullopt);
 }
 
 }  // namespace applist

@@ -13,6 +13,7 @@
 
 #include "bus/SdBus.h"
 #include "remote/BusCalls.h"
+#include "remote/EventSeam.h"
 #include "remote/RemoteRoute.h"
 #include "remote/RemoteSession.h"
 #include "remote/Way.h"
@@ -32,6 +33,8 @@ public:
         virtual void OnAnswer(CallId call, std::optional<RemoteReply> reply) = 0;
         // The bus says that the service has left it.
         virtual void OnLeft() = 0;
+        // The answer to AskForSeam; nothing when there will be none.
+        virtual void OnSeam(bool isAnswered) = 0;
         // Something was not carried through, for want of memory as a rule. That leaves a state that
         // nothing leads out of but another connection.
         virtual void OnStuck() = 0;
@@ -58,6 +61,12 @@ public:
     int AskToConnect();
     int AskForCount();
 
+    // Asks the service, over the bus, how many notifications there were. What comes over the next
+    // way, which has been open already, is told from there on.
+    int AskForSeam();
+    // The bus stays after all. Returns whether something on it may not have been told.
+    bool ForgetSeam();
+
     BusCalls& Calls() { return m_calls; }
 
     // Waits until the other end of the way has read everything that was sent; until `deadline` at
@@ -70,7 +79,9 @@ public:
 
 private:
     int Subscribe();
-    int Ask(UniqueSlot& slot, sd_bus_message* question, sd_bus_message_handler_t onAnswer);
+    int Ask(UniqueSlot& slot, sd_bus_message* question, sd_bus_message_handler_t onAnswer,
+            Time timeout = Time(0));
+    int NewQuestionForCount(UniqueMessage& message) const;
     int AwaitAnswer(Time timeout);
     UniqueMessage QuestionToTheOtherEnd() const;
     // How many messages the connection has not taken yet.
@@ -81,6 +92,9 @@ private:
     void OnConnected(sd_bus_message* answer);
     void OnCount(sd_bus_message* answer);
     void OnNotification(sd_bus_message* signal);
+    void OnSeam(sd_bus_message* answer);
+    // Tells what was held at the seam.
+    void CloseSeam(std::optional<std::uint64_t> count);
 
     const char* Endpoint() const { return m_session.Errors().Endpoint().c_str(); }
 
@@ -91,6 +105,10 @@ private:
     UniqueSlot m_signals;
     UniqueSlot m_connectAnswer;
     UniqueSlot m_countAnswer;
+    UniqueSlot m_seamAnswer;
+    EventSeam m_seam;
+    std::optional<std::uint64_t> m_toldOverBus;
+    bool m_isPastSeam = false;  // what comes over the bus now comes the next way, too
 };
 
 }  // namespace applist

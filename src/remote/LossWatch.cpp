@@ -20,6 +20,13 @@ void LossWatch::Stop() {
     *this = LossWatch();
 }
 
+bool LossWatch::Move(Time now, bool isReliable) {
+    const State before = m_state;
+    const bool asks = Start(now, isReliable);
+    m_state = before == State::Following ? State::Doubtful : before;
+    return asks;
+}
+
 bool LossWatch::Joined(Time now) {
     if (m_state != State::Joining) return false;
     m_state = State::Joined;

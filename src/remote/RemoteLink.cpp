@@ -153,6 +153,13 @@ void RemoteLink::OnChannelConfirmed(const std::optional<std::string>& noPlace) {
         m_session.Joined();
     }
     m_session.Hold();
+    m_seam = Seam::None;
+    Switch();
+}
+
+void RemoteLink::OnSeam(bool isAnswered) {
+    if (!isAnswered) return m_channel.GiveUp("a question over the bus was not answered");
+    m_seam = Seam::Known;
     Switch();
 }
 
@@ -162,15 +169,22 @@ void RemoteLink::Switch() {
     if (IsReliable() || !m_channel.IsConfirmed()) return;
     if (m_lacksAnswer)
         return m_channel.GiveUp("something is on its way over the bus that nobody will answer");
-    if (m_session.HasUnderWay()) return;
+    if (m_session.HasUnderWay() || m_seam == Seam::Asked) return;
+    if (m_seam == Seam::None) return AskForSeam();
     if (!Guarded("taking a channel", [this] { TakeChannel(); })) OnStuck();
+}
+
+void RemoteLink::AskForSeam() {
+    m_seam = Seam::Asked;
+    if (m_carrier.AskForSeam() < 0) m_channel.GiveUp("the bus takes no question");
 }
 
 void RemoteLink::TakeChannel() {
     // Said, because whoever watches the bus sees nothing more of this partner.
     APPLIST_LOG(kInfo, "%s: the service is called over a direct channel",
                 m_session.Errors().Endpoint().c_str());
-    if (m_carrier.Use(m_channel.GetWay()) < 0 || !m_session.Moved(/* isConnected */ true)) {
+    if (m_carrier.Use(m_channel.GetWay()) < 0 || m_channel.Resume() < 0 ||
+        !m_session.Moved(/* isConnected */ true)) {
         m_channel.GiveUp("nothing can be sent over it");
     }
 }
@@ -188,6 +202,7 @@ void RemoteLink::UseBusAgain() {
         if (result >= 0 && !m_session.Moved(/* isConnected */ false)) result = -ENOTCONN;
     } else {
         result = m_carrier.AskToConnect();
+        if (m_carrier.ForgetSeam()) m_session.LostSome();
         m_session.Release();
     }
     if (result < 0) m_link.GiveUp();
@@ -278,7 +293,7 @@ bool RemoteLink::Dispatch(Time deadline) {
 // Returns false when the connection to the bus has ended.
 bool RemoteLink::Wait(Time until) const {
     struct pollfd connections[] = {WaitOf(m_link.Bus(), until),
-                                   WaitOf(m_channel.Connection(), until)};
+                                   WaitOf(m_channel.Readable(), until)};
     if (connections[0].fd < 0) return false;
     const Time left = until - Now();
     if (left.count() <= 0) return true;

@@ -56,6 +56,7 @@ public:
     std::shared_ptr<void> KeepAlive() override { return shared_from_this(); }
     void OnAnswer(CallId call, std::optional<RemoteReply> reply) override;
     void OnLeft() override { m_service.Ask(); }
+    void OnSeam(bool isAnswered) override;
     void OnStuck() override;
     void OnChannelConfirmed(const std::optional<std::string>& noPlace) override;
     void OnChannelEnded() override;
@@ -90,6 +91,7 @@ private:
 
     // Takes the channel, if it is confirmed and nothing is under way over the bus.
     void Switch();
+    void AskForSeam();
     void TakeChannel();
     void UseBusAgain();
 
@@ -108,7 +110,9 @@ private:
     ServiceChannel m_channel;
     Carrier m_carrier;
     bool m_asksForChannel = false;  // in place of asking to connect, once for each service
-    bool m_lacksAnswer = false;     // to something over the bus, and none will be waited for
+    enum class Seam { None, Asked, Known };
+    Seam m_seam = Seam::None;    // see EventSeam.h
+    bool m_lacksAnswer = false;  // to something over the bus, and none will be waited for
     bool m_isClosing = false;
     UniqueSource m_timer;
 };

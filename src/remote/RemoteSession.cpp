@@ -116,14 +116,13 @@ bool RemoteSession::Close(Time deadline) {
 bool RemoteSession::Appeared(const std::string& service) {
     m_service = service;
     StopAskingForAPlace();
-    return Follow(/* isConnected */ false);
+    const bool counts = m_watch.Start(m_route.Now(), m_route.IsReliable());
+    return Begin(/* connects */ true, counts);
 }
 
-bool RemoteSession::Follow(bool isConnected) {
-    const bool counts = m_watch.Start(m_route.Now(), m_route.IsReliable());
-    if (!isConnected && m_route.AskToConnect() < 0) return false;
+bool RemoteSession::Begin(bool connects, bool counts) {
+    if (connects && m_route.AskToConnect() < 0) return false;
     if (counts && m_route.AskForCount() < 0) return false;
-    if (isConnected) AskForCount(m_watch.Joined(m_route.Now()));
     m_isHeld = false;
     m_calls.Open();
     return true;
@@ -143,7 +142,7 @@ bool RemoteSession::Moved(bool isConnected) {
     m_calls.Interrupt();
     if (!isConnected) StopAskingForAPlace();
     if (m_placePause > Time(0)) m_placeAt = m_route.Now() + m_placePause;
-    return Follow(isConnected);
+    return Begin(!isConnected, m_watch.Move(m_route.Now(), m_route.IsReliable()));
 }
 
 void RemoteSession::Gone(const std::string& where) {

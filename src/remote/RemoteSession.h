@@ -86,8 +86,8 @@ private:
     void AskForCount(bool wanted);
     void AskForAPlace();
     void StopAskingForAPlace();
-    // Follows the service from here on, and lets calls go to it.
-    bool Follow(bool isConnected);
+    // Asks what there is to ask, and lets calls go to the service.
+    bool Begin(bool connects, bool counts);
     // The owner's copy of the service's state may be out of date: see LossWatch.
     void OnDoubt();
     // Handles what arrives until `done` returns true, `deadline` at the latest.

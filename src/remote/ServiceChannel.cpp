@@ -143,7 +143,14 @@ void ServiceChannel::OnConnected(sd_bus_message* answer) {
     m_state = State::Confirmed;
     m_due = Time::max();
     m_timer.reset();
+    m_isPaused = true;
+    sd_bus_detach_event(m_connection.get());
     m_user.OnChannelConfirmed(noPlace);
+}
+
+int ServiceChannel::Resume() {
+    m_isPaused = false;
+    return sd_bus_attach_event(m_connection.get(), m_loop, SD_EVENT_PRIORITY_NORMAL);
 }
 
 void ServiceChannel::CatchUp(Time now) {
@@ -153,7 +160,7 @@ void ServiceChannel::CatchUp(Time now) {
 // ---- The end ------------------------------------------------------------------------------------
 
 bool ServiceChannel::Process() {
-    if (!m_connection || m_state == State::Off) return false;
+    if (!m_connection || m_state == State::Off || m_isPaused) return false;
     const int result = sd_bus_process(m_connection.get(), nullptr);
     if (result < 0) Fail(kInfo, std::strerror(-result));
     return result != 0;
@@ -199,6 +206,7 @@ void ServiceChannel::Fail(int priority, const char* why) {
 }
 
 void ServiceChannel::Shut() {
+    m_isPaused = false;
     m_due = Time::max();
     m_timer.reset();
     m_answer.reset();

@@ -61,6 +61,12 @@ public:
     bool IsOn() const { return m_state != State::Off; }
     bool IsConfirmed() const { return m_state == State::Confirmed; }
 
+    // Once it is confirmed nothing more is read until this is called. Returns 0 or a negative
+    // errno.
+    int Resume();
+    // The connection to wait for; null while nothing is read.
+    sd_bus* Readable() const { return m_isPaused ? nullptr : Connection(); }
+
     // Its connection; null while there is none.
     sd_bus* Connection() const { return m_connection.get(); }
     Way GetWay() const { return Way{Connection(), std::string()}; }
@@ -102,6 +108,7 @@ private:
     User& m_user;
     State m_state = State::Off;
     Time m_due = Time::max();
+    bool m_isPaused = false;
     Way m_bus;
     // Closed at the channel's end, and released later: that may come from inside its dispatching.
     UniqueBus m_connection;

@@ -30,6 +30,7 @@
     EACH(Endpoint)              \
     EACH(Entry)                 \
     EACH(Event)                 \
+    EACH(EventSeam)             \
     EACH(EventSource)           \
     EACH(Failure)               \
     EACH(Fetcher)               \

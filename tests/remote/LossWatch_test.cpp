@@ -215,6 +215,26 @@ TEST_F(ALossWatch, AsksAtOnceAfterASilenceAndIsUsableAgain) {
     EXPECT_FALSE(m_watch.Counted(10, m_now));
 }
 
+TEST_F(ALossWatch, GoesOnTellingOnAnotherWayAndIsUsableAgainWithTheCount) {
+    Follow(10);
+    Notify(2);
+
+    EXPECT_TRUE(m_watch.Move(m_now, kReliable));
+    EXPECT_TRUE(m_watch.IsFollowing());
+    EXPECT_TRUE(m_watch.Counted(12, m_now));
+
+    EXPECT_EQ(LossWatch::Time::max(), m_watch.Due());
+}
+
+TEST_F(ALossWatch, IsNotUsableOnAnotherWayEither) {
+    EXPECT_TRUE(m_watch.Start(m_now, kMayLose));
+    EXPECT_FALSE(m_watch.Joined(m_now));
+
+    EXPECT_TRUE(m_watch.Move(m_now, kReliable));
+    EXPECT_FALSE(m_watch.IsFollowing());
+    EXPECT_TRUE(m_watch.Counted(std::nullopt, m_now)) << "it has joined all the same";
+}
+
 // ---- A reliable way -----------------------------------------------------------------------------
 
 class AReliableLossWatch : public ALossWatch {
