@@ -1,5 +1,7 @@
 #include "remote/Carrier.h"
 
+#include <poll.h>
+
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -22,6 +24,12 @@ const char kPeer[] = "org.freedesktop.DBus.Peer";
 Carrier::Time Now() {
     return std::chrono::duration_cast<Carrier::Time>(
         std::chrono::steady_clock::now().time_since_epoch());
+}
+
+// Whether the other end of a socket sends nothing more.
+bool HasLeft(int socket) {
+    struct pollfd end = {socket, POLLRDHUP, 0};
+    return poll(&end, 1, 0) > 0;
 }
 
 // True for an error that the service itself sent, and neither the bus nor the bus library.
@@ -87,6 +95,13 @@ void Carrier::OnSubscribed(sd_bus_message* answer) {
     if (refusal == nullptr || !bus_names::IsFromDriver(answer) || !IsOpen()) return;
     APPLIST_LOG(kError, "%s: the bus does not let the service's notifications through: %s",
                 Endpoint(), TextOf(*refusal).c_str());
+}
+
+// A service that leaves may have sent replies before. Whoever writes to a channel that was closed
+// loses them: the bus library reads no more then.
+bool Carrier::IsOpen() const {
+    if (sd_bus_is_open(m_way.connection) <= 0) return false;
+    return !m_way.IsDirect() || !HasLeft(sd_bus_get_fd(m_way.connection));
 }
 
 // ---- To the service -----------------------------------------------------------------------------

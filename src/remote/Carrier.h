@@ -55,7 +55,7 @@ public:
     const Way& GetWay() const { return m_way; }
 
     // As in RemoteRoute.h.
-    bool IsOpen() const { return sd_bus_is_open(m_way.connection) > 0; }
+    bool IsOpen() const;
     bool IsClogged() const { return Queued() > 0; }
     int SendNotification(const std::vector<char>& body);
     int AskToConnect();

@@ -20,11 +20,13 @@ void LossWatch::Stop() {
     *this = LossWatch();
 }
 
+// Back from a way that has ended, nobody knows what became of the notifications in between.
 bool LossWatch::Move(Time now, bool isReliable) {
-    const State before = m_state;
-    const bool asks = Start(now, isReliable);
-    m_state = before == State::Following ? State::Doubtful : before;
-    return asks;
+    m_isReliable = isReliable;
+    if (m_state == State::Following && !isReliable) m_state = State::Doubtful;
+    m_isAsking = false;
+    m_patience = kCompareAtRest;
+    return m_state != State::Absent && Ask(now);
 }
 
 bool LossWatch::Joined(Time now) {

@@ -5,7 +5,7 @@
 //   Absent ---- Start ----> Joining ---- the service answers Connect ----> Joined
 //   Joining, Joined ---- a count; or Joined, and the count refused ----> Following  (usable)
 //   Following ---- a count that differs ----> Following                            (usable again)
-//   Following ---- no answer in time, some dropped, or another way ----> Doubtful
+//   Following ---- no answer in time, or some dropped ----> Doubtful
 //   Doubtful ---- a count, or the count refused ----> Following                    (usable again)
 //   any ---- Stop ----> Absent
 //
@@ -31,8 +31,8 @@ public:
 
     [[nodiscard]] bool Start(Time now, bool isReliable);
     void Stop();
-    // Everything comes another way from now on. What may be missing is read anew; what comes is
-    // told meanwhile.
+    // Everything comes another way from now on, each notification once. The count tells whether any
+    // was lost before; on a way that is not reliable, it is not believed to.
     [[nodiscard]] bool Move(Time now, bool isReliable);
 
     // The service answered Connect: it is alive, whatever a policy says about its count.

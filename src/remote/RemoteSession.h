@@ -52,10 +52,10 @@ public:
     // Release: it does not after all.
     void Hold();
     void Release();
-    // It has changed. What is under way on the former one ends with an unknown outcome, calls that
-    // wait go on, and the owner is told that the service is usable again. `isConnected` says
-    // whether the service regards this partner as connected on the new way. Returns as Appeared
-    // does.
+    // It has changed. What is under way on the former one ends with an unknown outcome, and calls
+    // that wait go on. The owner is told that the service is usable again, if anything may have
+    // been lost. `isConnected` says whether the service regards this partner as connected on the
+    // new way. Returns as Appeared does.
     bool Moved(bool isConnected);
     // Whether a call was sent and has not ended.
     bool HasUnderWay() const { return m_calls.HasUnderWay(); }

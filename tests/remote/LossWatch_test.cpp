@@ -215,15 +215,36 @@ TEST_F(ALossWatch, AsksAtOnceAfterASilenceAndIsUsableAgain) {
     EXPECT_FALSE(m_watch.Counted(10, m_now));
 }
 
-TEST_F(ALossWatch, GoesOnTellingOnAnotherWayAndIsUsableAgainWithTheCount) {
+TEST_F(ALossWatch, GoesOnTellingOnAReliableWayAndComparesOnce) {
     Follow(10);
     Notify(2);
 
     EXPECT_TRUE(m_watch.Move(m_now, kReliable));
     EXPECT_TRUE(m_watch.IsFollowing());
-    EXPECT_TRUE(m_watch.Counted(12, m_now));
+    Notify(1);
+    EXPECT_FALSE(m_watch.Counted(13, m_now)) << "nothing was lost";
 
     EXPECT_EQ(LossWatch::Time::max(), m_watch.Due());
+}
+
+TEST_F(ALossWatch, IsUsableAgainOnAReliableWayWhenSomethingWasLostBefore) {
+    Follow(10);
+    Notify(2);
+
+    EXPECT_TRUE(m_watch.Move(m_now, kReliable));
+
+    EXPECT_TRUE(m_watch.Counted(13, m_now));
+}
+
+TEST_F(ALossWatch, IsUsableAgainInAnyCaseOnAWayThatMayLose) {
+    EXPECT_TRUE(m_watch.Start(m_now, kReliable));
+    EXPECT_TRUE(m_watch.Counted(10, m_now));
+
+    EXPECT_TRUE(m_watch.Move(m_now, kMayLose));
+    EXPECT_TRUE(m_watch.IsFollowing());
+    EXPECT_TRUE(m_watch.Counted(10, m_now));
+
+    EXPECT_EQ(kCompareAtRest, AskedAfter()) << "as ever on such a way";
 }
 
 TEST_F(ALossWatch, IsNotUsableOnAnotherWayEither) {

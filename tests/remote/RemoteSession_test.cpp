@@ -524,7 +524,7 @@ TEST_F(ARemoteSession, IsNotReleasedForAServiceThatHasGone) {
     EXPECT_EQ(Strings{"a!NoService"}, m_outcomes);
 }
 
-TEST_F(ARemoteSession, IsUsableAgainOnAnotherWayAndDoesNotConnectTwice) {
+TEST_F(ARemoteSession, DoesNotConnectTwiceOnAWayThatItIsConnectedOn) {
     Appear();
     m_session->Hold();
     Post("a");
@@ -534,9 +534,10 @@ TEST_F(ARemoteSession, IsUsableAgainOnAnotherWayAndDoesNotConnectTwice) {
     EXPECT_EQ(1u, m_route.m_sent.size());
     EXPECT_EQ(1, m_route.m_connects);
     EXPECT_EQ(2, m_route.m_questions);
-    m_session->Counted(0, "");
+    m_session->Notified(Bytes("b"), true);
+    m_session->Counted(1, "");
 
-    EXPECT_EQ(Strings{"usable :1.7"}, m_owner.m_told);
+    EXPECT_EQ(Strings{"notification b"}, m_owner.m_told) << "nothing was lost";
     Answer(0);
     EXPECT_EQ(RemoteSession::Time::max(), m_session->Due()) << "on a reliable way nothing is due";
 }

@@ -118,11 +118,20 @@ protected:
         });
     }
 
+    // The channel is not confirmed before m_connect is answered.
+    void HoldConnect() {
+        m_service.m_answerConnect = [this](sd_bus_message* call) {
+            m_connect.reset(sd_bus_message_ref(call));
+            return 0;
+        };
+    }
+
     static std::size_t CountIn(const Strings& calls, const std::string& member) {
         return static_cast<std::size_t>(std::count(calls.begin(), calls.end(), member));
     }
 
     HostileService m_service;
+    UniqueMessage m_connect;
 };
 
 ON_BOTH_BUSES(AChannel);
@@ -130,20 +139,16 @@ ON_BOTH_BUSES(AChannel);
 // ---- Beginning ----------------------------------------------------------------------------------
 
 TEST_P(AChannel, IsNotWaitedForToReadTheFirstList) {
-    UniqueMessage connect;
-    m_service.m_answerConnect = [&](sd_bus_message* call) {
-        connect.reset(sd_bus_message_ref(call));
-        return 0;
-    };
+    HoldConnect();
     m_service.m_answerList = [](sd_bus_message* call) {
         return HostileService::ReplyText(call, "Maps\tmaps\n");
     };
     StartPartner();
     ASSERT_TRUE(Shows("Maps/maps ()", kBack));
-    ASSERT_TRUE(RunUntil([&] { return connect != nullptr; }));
+    ASSERT_TRUE(RunUntil([&] { return m_connect != nullptr; }));
     EXPECT_EQ(Strings{"Connect"}, m_service.m_overChannel);
 
-    ReplyEmpty(connect.get());
+    ReplyEmpty(m_connect.get());
     ASSERT_TRUE(IsTaken());
     m_service.m_answerList = [](sd_bus_message* call) {
         return HostileService::ReplyText(call, "Radio\tradio\n");
@@ -156,17 +161,13 @@ TEST_P(AChannel, IsNotWaitedForToReadTheFirstList) {
 }
 
 TEST_P(AChannel, KeepsTheOrderOfAThousandWritesAndRepeatsNone) {
-    UniqueMessage connect;
-    m_service.m_answerConnect = [&](sd_bus_message* call) {
-        connect.reset(sd_bus_message_ref(call));
-        return 0;
-    };
+    HoldConnect();
     BareRemote remote;
     for (int number = 0; number < 1000; ++number) remote.Ask(Writing(number));
     // In the middle of them the channel is confirmed.
-    ASSERT_TRUE(RunUntil([&] { return m_service.m_written.size() > 300 && connect; }));
+    ASSERT_TRUE(RunUntil([&] { return m_service.m_written.size() > 300 && m_connect; }));
     const std::size_t overBus = CountIn(m_service.m_overBus, "Message");
-    ReplyEmpty(connect.get());
+    ReplyEmpty(m_connect.get());
     ASSERT_TRUE(RunUntil([&] { return remote.m_outcomes.size() == 1000; }));
 
     Strings expected;
@@ -234,17 +235,27 @@ TEST_P(AChannel, IsNotTakenAfterANotificationOverTheBus) {
     EXPECT_TRUE(RunUntil([&] { return CountIn(m_service.m_overBus, "Notify") == 2; }));
 }
 
-TEST_P(AChannel, IsReportedAsTheServiceThatIsUsableAgain) {
-    UniqueMessage connect;
-    m_service.m_answerConnect = [&](sd_bus_message* call) {
-        connect.reset(sd_bus_message_ref(call));
-        return 0;
-    };
+// To read the list once more would cost as much as all that a channel saves at the beginning.
+TEST_P(AChannel, LeadsToNoSecondReadOfWhatWasReadOverTheBus) {
+    HoldConnect();
     BareRemote remote;
-    ASSERT_TRUE(RunUntil([&] { return remote.m_isReady && connect; }));
-    EXPECT_EQ(1, remote.m_readies);
+    ASSERT_TRUE(RunUntil([&] { return remote.m_isReady && m_connect; }));
 
-    ReplyEmpty(connect.get());
+    ReplyEmpty(m_connect.get());
+    ASSERT_TRUE(IsTaken());
+    remote.Ask();  // answered after the count
+    ASSERT_TRUE(RunUntil([&] { return remote.m_outcomes.size() == 1; }));
+
+    EXPECT_EQ(1, remote.m_readies);
+}
+
+TEST_P(AChannel, LeadsToAReadOfWhatTheBusHadLostBefore) {
+    HoldConnect();
+    BareRemote remote;
+    ASSERT_TRUE(RunUntil([&] { return remote.m_isReady && m_connect; }));
+    m_service.NotifyInVain();
+
+    ReplyEmpty(m_connect.get());
 
     EXPECT_TRUE(RunUntil([&] { return remote.m_readies == 2; }));
 }
@@ -589,6 +600,28 @@ TEST_P(AChannel, IsReadToItsEndWhenTheServiceLeaves) {
 
     EXPECT_EQ((Strings{"first", "second", "OutcomeUnknown"}), remote.m_outcomes);
     EXPECT_TRUE(RunUntil([&] { return !remote.m_isReady; }));
+}
+
+// The event leads to a call before the reply is read.
+TEST_P(AChannel, IsReadToItsEndBeforeAnythingIsWrittenToIt) {
+    const auto remote = PartnerOverChannel();
+    UniqueMessage write;
+    m_service.m_answerWrite = [&](sd_bus_message* call) {
+        if (IsOverBus(call)) return HostileService::ReplyText(call, "over the bus");
+        write.reset(sd_bus_message_ref(call));
+        return 0;
+    };
+    remote->Ask(Writing(0));
+    ASSERT_TRUE(RunUntil([&] { return write != nullptr; }));
+    remote->m_onNotification = [&] { remote->Ask(Writing(1)); };
+
+    m_service.TellOfChange();
+    HostileService::ReplyText(write.get(), "over the channel");
+    m_service.LeaveChannel();
+    m_service.CutChannel();
+    ASSERT_TRUE(RunUntil([&] { return remote->m_outcomes.size() == 2; }));
+
+    EXPECT_EQ((Strings{"over the channel", "over the bus"}), remote->m_outcomes);
 }
 
 TEST_P(AChannel, EndsWithTheBus) {
