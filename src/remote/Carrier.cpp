@@ -66,7 +66,6 @@ void Carrier::Drop() {
     m_countAnswer.reset();
     m_seamAnswer.reset();
     m_seam = EventSeam();
-    m_isPastSeam = false;
     m_way = Way();
 }
 
@@ -217,13 +216,7 @@ void Carrier::OnSeam(sd_bus_message* answer) {
     if (error == nullptr && sd_bus_message_read(answer, "v", "t", &count) >= 0) {
         m_toldOverBus = count;
     }
-    m_isPastSeam = true;
     m_user.OnSeam(m_way.IsAnswer(answer) && (error == nullptr || !IsSilence(*error)));
-}
-
-bool Carrier::ForgetSeam() {
-    m_seamAnswer.reset();
-    return std::exchange(m_isPastSeam, false);
 }
 
 void Carrier::CloseSeam(std::optional<std::uint64_t> count) {
@@ -259,7 +252,7 @@ void Carrier::OnCount(sd_bus_message* answer) {
 }
 
 void Carrier::OnSignal(sd_bus_message* signal) {
-    if (m_isPastSeam || !m_way.IsSignal(signal)) return;
+    if (!m_way.IsSignal(signal)) return;
     const std::string member = sd_bus_message_get_member(signal);
     if (member == endpoint_names::kNotification) return OnNotification(signal);
     if (member == endpoint_names::kLost) m_session.LostSome();

@@ -33,7 +33,7 @@ public:
         virtual void OnAnswer(CallId call, std::optional<RemoteReply> reply) = 0;
         // The bus says that the service has left it.
         virtual void OnLeft() = 0;
-        // The answer to AskForSeam; nothing when there will be none.
+        // The answer to AskForSeam has come, or there will be none.
         virtual void OnSeam(bool isAnswered) = 0;
         // Something was not carried through, for want of memory as a rule. That leaves a state that
         // nothing leads out of but another connection.
@@ -61,11 +61,10 @@ public:
     int AskToConnect();
     int AskForCount();
 
-    // Asks the service, over the bus, how many notifications there were. What comes over the next
-    // way, which has been open already, is told from there on.
+    // Asks the service, over the bus, how many notifications there were. What comes the next way,
+    // which is open already, is told from there on: whoever takes it does so from inside OnSeam.
     int AskForSeam();
-    // The bus stays after all. Returns whether something on it may not have been told.
-    bool ForgetSeam();
+    void ForgetSeam() { m_seamAnswer.reset(); }
 
     BusCalls& Calls() { return m_calls; }
 
@@ -108,7 +107,6 @@ private:
     UniqueSlot m_seamAnswer;
     EventSeam m_seam;
     std::optional<std::uint64_t> m_toldOverBus;
-    bool m_isPastSeam = false;  // what comes over the bus now comes the next way, too
 };
 
 }  // namespace applist

@@ -152,31 +152,32 @@ void RemoteLink::OnChannelConfirmed(const std::optional<std::string>& noPlace) {
     } else {
         m_session.Joined();
     }
-    m_session.Hold();
-    m_seam = Seam::None;
-    Switch();
-}
-
-void RemoteLink::OnSeam(bool isAnswered) {
-    if (!isAnswered) return m_channel.GiveUp("a question over the bus was not answered");
-    m_seam = Seam::Known;
-    Switch();
+    AskForSeam();
 }
 
 // A call that was given up may still be executed, and a notification will be when its turn comes:
 // both must not come after what follows them. Only over the bus are they sure not to.
 void RemoteLink::Switch() {
     if (IsReliable() || !m_channel.IsConfirmed()) return;
-    if (m_lacksAnswer)
+    if (m_lacksAnswer) {
         return m_channel.GiveUp("something is on its way over the bus that nobody will answer");
-    if (m_session.HasUnderWay() || m_seam == Seam::Asked) return;
-    if (m_seam == Seam::None) return AskForSeam();
-    if (!Guarded("taking a channel", [this] { TakeChannel(); })) OnStuck();
+    }
+    if (!m_asksForSeam && !m_session.HasUnderWay()) AskForSeam();
 }
 
 void RemoteLink::AskForSeam() {
-    m_seam = Seam::Asked;
+    m_asksForSeam = true;
     if (m_carrier.AskForSeam() < 0) m_channel.GiveUp("the bus takes no question");
+}
+
+// As a rule what was under way has been answered before. If not, or if more was sent meanwhile,
+// nothing new is sent until those are answered, and then it is asked once more.
+void RemoteLink::OnSeam(bool isAnswered) {
+    m_asksForSeam = false;
+    if (!isAnswered) return m_channel.GiveUp("a question over the bus was not answered");
+    if (m_lacksAnswer) return Switch();
+    if (m_session.HasUnderWay()) return m_session.Hold();
+    if (!Guarded("taking a channel", [this] { TakeChannel(); })) OnStuck();
 }
 
 void RemoteLink::TakeChannel() {
@@ -202,7 +203,7 @@ void RemoteLink::UseBusAgain() {
         if (result >= 0 && !m_session.Moved(/* isConnected */ false)) result = -ENOTCONN;
     } else {
         result = m_carrier.AskToConnect();
-        if (m_carrier.ForgetSeam()) m_session.LostSome();
+        m_carrier.ForgetSeam();
         m_session.Release();
     }
     if (result < 0) m_link.GiveUp();

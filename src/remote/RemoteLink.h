@@ -1,9 +1,9 @@
 // A partner's session over sd-bus: the connection to the bus, who the service on it is, and which
 // way leads to the service.
 //
-// That is the bus at first. When the service gives a direct channel, calls are held until none is
-// under way over the bus, and from then on everything goes over the channel. When the channel ends
-// while the service stays, everything goes over the bus again, until the service changes.
+// That is the bus at first. When the service gives a direct channel, everything goes over that as
+// soon as nothing is under way over the bus. When it ends while the service stays, everything goes
+// over the bus again, until the service changes.
 //
 // Lifetime: a running callback shares it with its owner, so that the owner may be destroyed from
 // inside one. After Close the owner is not called any more.
@@ -89,7 +89,7 @@ private:
     void Appeared(const std::string& service);
     void Gone();
 
-    // Takes the channel, if it is confirmed and nothing is under way over the bus.
+    // Takes the channel once it is confirmed and nothing is under way over the bus.
     void Switch();
     void AskForSeam();
     void TakeChannel();
@@ -110,9 +110,8 @@ private:
     ServiceChannel m_channel;
     Carrier m_carrier;
     bool m_asksForChannel = false;  // in place of asking to connect, once for each service
-    enum class Seam { None, Asked, Known };
-    Seam m_seam = Seam::None;    // see EventSeam.h
-    bool m_lacksAnswer = false;  // to something over the bus, and none will be waited for
+    bool m_asksForSeam = false;     // see EventSeam.h
+    bool m_lacksAnswer = false;     // to something over the bus, and none will be waited for
     bool m_isClosing = false;
     UniqueSource m_timer;
 };
