@@ -106,14 +106,14 @@ TEST_P(AChannelToAnEndpoint, CarriesNotificationsOfThePartner) {
 TEST_P(AChannelToAnEndpoint, TellsItsPartnerWhatEverybodyHearsOnce) {
     m_endpoint->Tell("news");
 
-    EXPECT_EQ(Strings{"channel notification news"}, Heard(*m_client));
+    EXPECT_EQ(Strings{"notification news"}, Heard(*m_client));
     EXPECT_EQ(Strings{"notification news"}, Heard(*m_other));
 }
 
 TEST_P(AChannelToAnEndpoint, TellsItsPartnerWhatIsForItAlone) {
     m_endpoint->Tell("for you", m_client->Name());
 
-    EXPECT_EQ(Strings{"channel notification for you"}, Heard(*m_client));
+    EXPECT_EQ(Strings{"notification for you"}, Heard(*m_client));
     EXPECT_EQ(Strings(), Heard(*m_other));
 }
 
@@ -390,10 +390,10 @@ TEST_P(AChannelThatNobodyReads, TellsThatNotificationsWereLost) {
 
     const Strings& arrivals = m_client->m_arrivals;
     EXPECT_LT(arrivals.size(), 5000u);
-    const auto lost = std::find(arrivals.begin(), arrivals.end(), "channel lost");
+    const auto lost = std::find(arrivals.begin(), arrivals.end(), "lost");
     ASSERT_NE(arrivals.end(), lost);
-    EXPECT_EQ("channel notification 19999", *(lost - 1)) << "behind what was not lost";
-    EXPECT_EQ(1, std::count(arrivals.begin(), arrivals.end(), "channel lost"));
+    EXPECT_EQ("notification 19999", *(lost - 1)) << "behind what was not lost";
+    EXPECT_EQ(1, std::count(arrivals.begin(), arrivals.end(), "lost"));
     EXPECT_EQ(1u, ErrorsLogged("channel takes nothing more")) << WholeLog();
 }
 
@@ -403,7 +403,7 @@ TEST_P(AChannelThatNobodyReads, LosesNothingWhileLittleWaits) {
     m_client->Message("the end");
 
     EXPECT_EQ(501u, m_client->m_arrivals.size());
-    EXPECT_EQ("channel notification 499", m_client->m_arrivals[499]);
+    EXPECT_EQ("notification 499", m_client->m_arrivals[499]);
 }
 
 // ---- Turns --------------------------------------------------------------------------------------

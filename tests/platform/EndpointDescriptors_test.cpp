@@ -31,7 +31,7 @@ protected:
     std::unique_ptr<BusClient> m_client = NewClient();
 };
 
-ON_EVERY_BUS(AnEndpointsMessageFd);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointsMessageFd);
 
 TEST_P(AnEndpointsMessageFd, CarriesAMessageAndItsAnswerInMemfds) {
     m_endpoint->m_answer = [](const std::string& request) { return "answer to " + request; };

@@ -46,7 +46,7 @@ protected:
     const std::string m_name = OwnName();
 };
 
-ON_EVERY_BUS(AnEndpointThatIsLiedTo);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointThatIsLiedTo);
 
 TEST_P(AnEndpointThatIsLiedTo, KeepsAPartnerThatIsSaidToHaveLeft) {
     ExpectNoReactionTo(NameOwnerChanged(m_partner->Name(), m_partner->Name(), ""));

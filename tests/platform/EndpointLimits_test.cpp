@@ -34,7 +34,7 @@ protected:
     std::unique_ptr<BusClient> m_client = NewClient();
 };
 
-ON_EVERY_BUS(AnEndpointWithLimitsOfItsOwn);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointWithLimitsOfItsOwn);
 
 TEST_P(AnEndpointWithLimitsOfItsOwn, TakesADescriptorOfThatManyBytes) {
     EXPECT_EQ("", Send(3999).error);

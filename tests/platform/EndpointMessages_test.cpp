@@ -7,7 +7,7 @@
 
 class AnEndpoint : public EndpointTest {};
 
-ON_EVERY_BUS(AnEndpoint);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpoint);
 
 TEST_P(AnEndpoint, HandsAMessageToTheApplicationAndItsAnswerBack) {
     const auto client = NewClient();
@@ -156,7 +156,7 @@ protected:
     std::unique_ptr<BusClient> m_client = NewClient();
 };
 
-ON_EVERY_BUS(AnEndpointWithMuchToSay);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointWithMuchToSay);
 
 TEST_P(AnEndpointWithMuchToSay, SendsAnAnswerOfOneByteLessThanItMay) {
     const Answer answer = AskFor(kMaxReply - 1);
@@ -218,7 +218,7 @@ protected:
     std::unique_ptr<BusClient> m_client = NewClient();
 };
 
-ON_EVERY_BUS(AnEndpointWhoseApplicationThrows);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointWhoseApplicationThrows);
 
 TEST_P(AnEndpointWhoseApplicationThrows, AnswersWithTheTextOfTheException) {
     EXPECT_EQ("the application failed: disk full",
@@ -286,7 +286,7 @@ protected:
     std::unique_ptr<BusClient> m_client = NewClient();
 };
 
-ON_EVERY_BUS(AnEndpointsObject);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointsObject);
 
 TEST_P(AnEndpointsObject, NamesEveryArgumentInItsIntrospectionData) {
     const std::string xml = Ask("org.freedesktop.DBus.Introspectable", "Introspect").body;

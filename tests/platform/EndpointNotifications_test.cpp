@@ -33,7 +33,7 @@ protected:
     }
 };
 
-ON_EVERY_BUS(AnEndpointsNotification);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointsNotification);
 
 TEST_P(AnEndpointsNotification, ReachesEveryoneWhoListensWhenItIsForEveryone) {
     const auto one = NewSubscriber();

@@ -12,7 +12,7 @@ protected:
     const std::string m_name = m_client->Name();
 };
 
-ON_EVERY_BUS(AnEndpointsPartner);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointsPartner);
 
 TEST_P(AnEndpointsPartner, IsReportedByItsUniqueNameWhenItConnects) {
     const Answer answer = m_client->Connect();

@@ -39,7 +39,7 @@ protected:
     }
 };
 
-ON_EVERY_BUS(AnEndpointWhoseBusDies);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointWhoseBusDies);
 
 TEST_P(AnEndpointWhoseBusDies, ReportsItsPartnersGone) {
     const auto one = NewClient();

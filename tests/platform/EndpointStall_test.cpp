@@ -72,7 +72,7 @@ protected:
     std::unique_ptr<BusClient> m_client = NewClient();
 };
 
-ON_EVERY_BUS(AnEndpointOnABusThatStands);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointOnABusThatStands);
 
 TEST_P(AnEndpointOnABusThatStands, LosesNothingWhileLittleWaits) {
     m_bus.Stop();
@@ -355,7 +355,7 @@ protected:
     BusClient::PendingAnswer m_slow;
 };
 
-ON_EVERY_BUS(AnEndpointWithASlowReply);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointWithASlowReply);
 
 TEST_P(AnEndpointWithASlowReply, ExecutesSixtyFourCallsOfEachOfTwoBusyPartners) {
     const auto one = NewClient();

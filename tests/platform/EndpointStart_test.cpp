@@ -37,7 +37,7 @@ protected:
     AnEndpointThatCannotStart() { EndEndpoint(); }
 };
 
-ON_EVERY_BUS(AnEndpointThatCannotStart);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointThatCannotStart);
 
 TEST_P(AnEndpointThatCannotStart, NamesTheProcessThatHasTheNameAlready) {
     const auto owner = NewClient();
@@ -133,7 +133,7 @@ protected:
     AnEndpointThatStarts() { EndEndpoint(); }
 };
 
-ON_EVERY_BUS(AnEndpointThatStarts);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointThatStarts);
 
 // Whoever sees the name may call at once: the first call that reaches the owner of the name finds
 // the object.
@@ -190,7 +190,7 @@ protected:
     std::unique_ptr<BusClient> m_client = NewClient();
 };
 
-ON_EVERY_BUS(AnEndpointThatEnds);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointThatEnds);
 
 TEST_P(AnEndpointThatEnds, StillDeliversWhatItHadJustSent) {
     Strings expected;
@@ -304,7 +304,7 @@ TEST_P(AnEndpointThatEnds, LeavesNothingAlsoWhenItsBusIsGone) {
 
 class AnIdleEndpoint : public EndpointTest {};
 
-ON_EVERY_BUS(AnIdleEndpoint);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnIdleEndpoint);
 
 TEST_P(AnIdleEndpoint, HasNothingToDoAndNoTimerSet) {
     RunWhatIsReady();

@@ -46,7 +46,7 @@ protected:
     std::unique_ptr<BusClient> m_partner = NewClient();
 };
 
-ON_EVERY_BUS(AnEndpointWithAFlood);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointWithAFlood);
 
 TEST_P(AnEndpointWithAFlood, ExecutesACallAfterTwoOfTheOthersAtMost) {
     MakeTheFloodExpensive();

@@ -108,7 +108,7 @@ protected:
     std::uint64_t m_told = 0;
 };
 
-ON_EVERY_BUS(AnEndpointUnderAttack);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointUnderAttack);
 
 TEST_P(AnEndpointUnderAttack, AnswersEveryRightCallRightly) {
     for (int round = 0; round < 40; ++round) {

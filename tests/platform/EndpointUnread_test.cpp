@@ -64,7 +64,7 @@ protected:
     std::unique_ptr<BusClient> m_other = NewClient();
 };
 
-ON_EVERY_BUS(AnEndpointWhoseRepliesAreNotRead);
+ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointWhoseRepliesAreNotRead);
 
 // So few that the sockets take them: nothing waits here.
 TEST_P(AnEndpointWhoseRepliesAreNotRead, AnswersTheOthersWhenThoseHoldDescriptors) {

@@ -95,6 +95,7 @@ void BusClient::Match(const std::string& rule) {
 }
 
 void BusClient::Subscribe() {
+    if (m_channel) return;
     Match(std::string("type='signal',interface='") + kInterface + "',member='Notification'");
 }
 
@@ -240,12 +241,10 @@ int BusClient::OnAnswer(sd_bus_message* message, void* userdata, sd_bus_error*) 
 
 int BusClient::OnSignal(sd_bus_message* message, void* userdata, sd_bus_error*) {
     BusClient& client = *static_cast<BusClient*>(userdata);
-    const bool isDirect = sd_bus_message_get_bus(message) == client.m_channel.get();
-    const std::string way = isDirect ? "channel " : "";
     if (sd_bus_message_is_signal(message, kInterface, "Notification") > 0) {
-        client.m_arrivals.push_back(way + "notification " + BytesOf(message));
+        client.m_arrivals.push_back("notification " + BytesOf(message));
     } else if (sd_bus_message_is_signal(message, kInterface, "Lost") > 0) {
-        client.m_arrivals.push_back(way + "lost");
+        client.m_arrivals.push_back("lost");
     } else if (sd_bus_message_is_signal(message, kDriver, "NameOwnerChanged") > 0) {
         const char* name = nullptr;
         const char* before = nullptr;

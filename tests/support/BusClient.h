@@ -42,7 +42,8 @@ public:
     sd_bus* Bus() const { return m_bus.get(); }
     bool IsOnBus() const { return sd_bus_is_open(Bus()) > 0; }
 
-    // From now on the broadcast notifications of every endpoint arrive.
+    // From now on the broadcast notifications of every endpoint arrive. Over a channel they do so
+    // anyway, and would come twice.
     void Subscribe();
 
     // Asks the endpoint for a direct channel, over which everything that is for the endpoint goes
@@ -85,8 +86,7 @@ public:
     bool WaitForOwner(const std::string& name);
     bool WaitForNoOwner(const std::string& name);
 
-    // What has come in, in order: "reply MEMBER", "error NAME", "notification BODY", "lost"; with
-    // "channel " in front when a notification came over the channel.
+    // What has come in, in order: "reply MEMBER", "error NAME", "notification BODY", "lost".
     std::vector<std::string> m_arrivals;
 
 private:

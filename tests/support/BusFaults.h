@@ -1,5 +1,5 @@
-// An error of sd-bus, sd-event or the kernel where the code under test calls it. What the two call themselves,
-// such as the loop when it processes a bus, goes on.
+// An error of sd-bus, sd-event or the kernel where the code under test calls it. What the two call
+// themselves, such as the loop when it processes a bus, goes on.
 //
 // Threads: one. Lifetime: the calls fail as long as the object lives.
 

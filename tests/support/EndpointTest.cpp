@@ -24,6 +24,16 @@ EndpointTest::EndpointTest() : m_bus(GetParam()) {
     }
 }
 
+std::unique_ptr<BusClient> EndpointTest::NewClient() {
+    auto client = std::make_unique<BusClient>(m_bus.Address());
+    if (!GetParam().withChannels) return client;
+    EXPECT_EQ("", client->TakeChannel().text);
+    EXPECT_EQ("", client->Connect().text);
+    client->m_arrivals.clear();
+    m_endpoint->m_events.clear();
+    return client;
+}
+
 EndpointTest::~EndpointTest() {
     EndEndpoint();
     SelectBus(BusKind::Automatic);

@@ -30,8 +30,9 @@ protected:
     EndpointTest();
     ~EndpointTest() override;
 
-    // Returns a new client of the bus.
-    std::unique_ptr<BusClient> NewClient() { return std::make_unique<BusClient>(m_bus.Address()); }
+    // Returns a new client of the bus. With channels it has one, and what the endpoint has heard of
+    // that is forgotten.
+    std::unique_ptr<BusClient> NewClient();
 
     // Destroys the endpoint, builds it again.
     void EndEndpoint() { m_endpoint.reset(); }
@@ -46,3 +47,9 @@ std::string NameOfBus(const ::testing::TestParamInfo<BusVariety>& info);
 // Instantiates the tests of a fixture on every bus.
 #define ON_EVERY_BUS(fixture) \
     INSTANTIATE_TEST_SUITE_P(OnEveryBus, fixture, ::testing::ValuesIn(EveryBus()), NameOfBus)
+
+// The same, and once more with clients that call over channels.
+#define ON_EVERY_BUS_AND_OVER_CHANNELS(fixture)                                                  \
+    ON_EVERY_BUS(fixture);                                                                       \
+    INSTANTIATE_TEST_SUITE_P(OverChannels, fixture, ::testing::ValuesIn(EveryBusWithChannels()), \
+                             NameOfBus)

@@ -173,9 +173,15 @@ std::vector<BusVariety> EveryBus() {
             {BusProgram::Broker, BusLimits::BuiltIn}};
 }
 
+std::vector<BusVariety> EveryBusWithChannels() {
+    return {{BusProgram::Daemon, BusLimits::BuiltIn, true},
+            {BusProgram::Broker, BusLimits::BuiltIn, true}};
+}
+
 std::string NameOf(const BusVariety& variety) {
     return std::string(variety.program == BusProgram::Daemon ? "DbusDaemon" : "DbusBroker") +
-           (variety.limits == BusLimits::Session ? "WithSessionLimits" : "WithBuiltInLimits");
+           (variety.limits == BusLimits::Session ? "WithSessionLimits" : "WithBuiltInLimits") +
+           (variety.withChannels ? "AndChannels" : "");
 }
 
 std::ostream& operator<<(std::ostream& out, const BusVariety& variety) {

@@ -18,13 +18,16 @@
 enum class BusProgram { Daemon, Broker };
 enum class BusLimits { Session, BuiltIn };
 
+// Whether clients have a direct channel is the fixture's business; the bus knows nothing of it.
 struct BusVariety {
     BusProgram program;
     BusLimits limits;
+    bool withChannels = false;
 };
 
-// All four, and the words for one in a test's name.
+// All four; both programs with channels; and the words for one in a test's name.
 std::vector<BusVariety> EveryBus();
+std::vector<BusVariety> EveryBusWithChannels();
 std::string NameOf(const BusVariety& variety);
 std::ostream& operator<<(std::ostream& out, const BusVariety& variety);
 
