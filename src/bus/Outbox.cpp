@@ -62,12 +62,6 @@ void Outbox::Detach() {
 
 void Outbox::Notify(Notification notification) {
     if (m_bus == nullptr) return;
-    // sd-bus would accept it, and the bus would then throw the whole connection out.
-    if (notification.body.size() > transport_limits::kMaxReplyBytes) {
-        APPLIST_LOG(kError, "a notification of %zu bytes is too large for a bus: dropped",
-                    notification.body.size());
-        return;
-    }
     if (m_queue.Empty() && !m_waitingReply && LibraryHasRoom(notification.Bytes())) {
         Transmit(notification);
     } else if (!m_queue.Push(std::move(notification)) && !std::exchange(m_hasLost, true)) {
@@ -75,6 +69,13 @@ void Outbox::Notify(Notification notification) {
         APPLIST_LOG(kError, "%s takes nothing more: the oldest notifications are dropped",
                     sd_bus_is_bus_client(m_bus) > 0 ? "the bus" : "a partner's channel");
     }
+    if (InLibrary() > 0) AwaitDrain();
+}
+
+void Outbox::LoseOne() {
+    if (m_bus == nullptr) return;
+    m_hasLost = true;
+    Pump();
     if (InLibrary() > 0) AwaitDrain();
 }
 

@@ -44,6 +44,8 @@ public:
     // Send. Without a bus nothing happens. A notification may be merged or dropped as
     // NotificationQueue says; a reply follows the notifications that were sent before it.
     void Notify(Notification notification);
+    // Says that a notification which was due now is lost.
+    void LoseOne();
     // REQUIRES: Stalled() was false when the execution of its call began.
     void Reply(UniqueMessage reply);
     // The same with a descriptor in the reply, which keeps `bytes` in memory until it is read.

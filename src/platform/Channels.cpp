@@ -27,6 +27,8 @@ struct Channels::Channel {
 
     ~Channel() { wire.Detach(); }
 
+    bool IsUsed() const { return wire.IsConfirmed() && !hasEnded; }
+
     // A signal of the library's own.
     int Hear(const char* member, sd_bus_message_handler_t callback, UniqueSlot& slot) {
         sd_bus_slot* made = nullptr;
@@ -82,17 +84,24 @@ Channels::Channels(Endpoint& endpoint)
 
 Channels::~Channels() = default;
 
-int Channels::Attach(sd_event* event) {
+int Channels::Attach(sd_bus* bus, sd_event* event) {
     m_event = event;
-    sd_event_source* source = nullptr;
-    int result = sd_event_add_defer(event, &source, OnSweep, this);
-    m_sweep.reset(source);
-    if (result >= 0) result = sd_event_source_set_enabled(source, SD_EVENT_OFF);
-    if (result >= 0) result = sd_event_source_set_priority(source, SD_EVENT_PRIORITY_IMPORTANT);
+    int result = m_sweep ? 0 : MakeSweep();
+    if (result >= 0 && !m_partners.Follow(bus)) result = -ENOMEM;
     return result;
 }
 
-OwnedFd Channels::Open(sd_bus* bus, const std::string& partner) {
+int Channels::MakeSweep() {
+    sd_event_source* source = nullptr;
+    int result = sd_event_add_defer(m_event, &source, OnSweep, this);
+    UniqueSource sweep(source);
+    if (result >= 0) result = sd_event_source_set_enabled(source, SD_EVENT_OFF);
+    if (result >= 0) result = sd_event_source_set_priority(source, SD_EVENT_PRIORITY_IMPORTANT);
+    if (result >= 0) m_sweep = std::move(sweep);
+    return result;
+}
+
+OwnedFd Channels::Open(const std::string& partner) {
     Forget(partner);
     if (m_channels.size() >= transport_limits::kMaxChannels) return OwnedFd(-ENOSPC);
     int ends[2];
@@ -105,7 +114,7 @@ OwnedFd Channels::Open(sd_bus* bus, const std::string& partner) {
         *m_channels.emplace(partner, std::make_unique<Channel>(*this, m_endpoint, partner))
              .first->second;
     int result = SetUp(channel, std::move(ours));
-    if (result >= 0 && m_partners.Add(bus, partner) != PartnerTracker::Outcome::Tracked) {
+    if (result >= 0 && m_partners.Add(partner) != PartnerTracker::Outcome::Tracked) {
         result = -ENOTRECOVERABLE;
     }
     if (result >= 0) return theirs;
@@ -143,24 +152,21 @@ int Channels::SetUp(Channel& channel, OwnedFd end) {
     return result;
 }
 
-void Channels::TellAll(const std::vector<char>& body) {
+Wire* Channels::WireOf(const std::string& partner) const {
+    const auto found = m_channels.find(partner);
+    if (found == m_channels.end() || !found->second->IsUsed()) return nullptr;
+    return &found->second->wire;
+}
+
+void Channels::ForEach(const std::function<void(Wire&)>& work) const {
     for (const auto& [partner, channel] : m_channels) {
-        if (channel->wire.IsConfirmed() && !channel->hasEnded) channel->wire.Tell("", body);
+        if (channel->IsUsed()) work(channel->wire);
     }
 }
 
-bool Channels::Tell(const std::string& partner, const std::vector<char>& body) {
-    const auto found = m_channels.find(partner);
-    if (found == m_channels.end() || found->second->hasEnded) return false;
-    if (!found->second->wire.IsConfirmed()) return false;
-    found->second->wire.Tell(partner, body);
-    return true;
-}
-
-void Channels::Close() {
-    while (!m_partners.Empty()) m_partners.RemoveOne();
+void Channels::CloseAll() {
+    m_partners.RemoveAll();
     m_channels.clear();
-    m_sweep.reset();
 }
 
 void Channels::SendLast(Clock::time_point deadline) {
@@ -219,7 +225,10 @@ int Channels::OnSweep(sd_event_source*, void* userdata) {
     Channels& self = *static_cast<Channels*>(userdata);
     for (auto at = self.m_channels.begin(); at != self.m_channels.end();) {
         const auto one = at++;
-        if (one->second->hasEnded) self.Forget(one->first);
+        if (!one->second->hasEnded) continue;
+        const std::string partner = one->first;
+        self.Forget(partner);
+        self.m_endpoint.ChannelEnded(partner);
     }
     return 0;
 }

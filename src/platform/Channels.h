@@ -4,20 +4,23 @@
 // The bus introduces: it lets a partner's request for a channel through or not, and says who the
 // partner is. One end of a socket pair goes to it in the reply. The channel is used from the
 // partner's first call over it, which is Connect, and closed when that does not come soon, when
-// the partner leaves the bus or asks for another channel, and when the service leaves the bus.
+// the partner leaves the bus or asks for another channel, and when the bus has gone.
+//
+// A service that leaves a bus which stays, because that is stuck, keeps its channels: those who
+// call over them notice nothing. When it is back it asks the bus who is still there.
 //
 // A channel may end while one of its calls is executed or one of its callbacks runs, so it is
 // removed later, from the loop.
 //
-// Threads: the main loop's. Lifetime: its endpoint's; call Close before the bus goes.
+// Threads: the main loop's. Lifetime: its endpoint's.
 
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "bus/OwnedFd.h"
 #include "bus/SdBus.h"
@@ -35,23 +38,27 @@ public:
     Channels(const Channels&) = delete;
     Channels& operator=(const Channels&) = delete;
 
-    // Makes what the loop `event` needs to remove channels. Returns 0 or a negative errno.
-    int Attach(sd_event* event);
+    // From now on `bus` says which partners leave it; its loop is `event`. Returns 0 or a negative
+    // errno.
+    int Attach(sd_bus* bus, sd_event* event);
 
-    // Makes a channel for `partner`, whose name is on `bus`, and closes the one that it has.
+    // The connection to the bus ends; the channels stay.
+    void Detach() { m_partners.Follow(nullptr); }
+
+    // Makes a channel for `partner`, whose name is on the bus, and closes the one that it has.
     // Returns the partner's end, or the negative errno that says why there is none: -ENOSPC when
     // there are too many, -ENOTRECOVERABLE when the bus's connection must end. Throws
     // std::bad_alloc.
-    OwnedFd Open(sd_bus* bus, const std::string& partner);
+    OwnedFd Open(const std::string& partner);
 
-    // Sends a notification to all partners whose channel is in use.
-    void TellAll(const std::vector<char>& body);
+    // Returns the wire of `partner`'s channel, or null when it has none that is in use.
+    Wire* WireOf(const std::string& partner) const;
 
-    // Sends a notification to `partner`, if its channel is in use. Returns whether it is.
-    bool Tell(const std::string& partner, const std::vector<char>& body);
+    // Calls `work` with the wire of each channel that is in use.
+    void ForEach(const std::function<void(Wire&)>& work) const;
 
     // Closes all at once.
-    void Close();
+    void CloseAll();
 
     // Executes nothing more, and sends what waits, until `deadline` at most.
     void SendLast(std::chrono::steady_clock::time_point deadline);
@@ -68,6 +75,7 @@ private:
     static int OnDisconnected(sd_bus_message* signal, void* userdata, sd_bus_error* error);
     static int OnSweep(sd_event_source* source, void* userdata);
 
+    int MakeSweep();
     int SetUp(Channel& channel, OwnedFd end);
     void End(Channel& channel);
     void Forget(const std::string& partner);

@@ -25,7 +25,7 @@ Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
       m_path(endpoint_names::PathOf(name)),
       m_limits(CurrentTransportLimits()),
       m_link([this] { Export(); }, [this] { Lost(); }),
-      m_bus(*this, std::string(), [this](int error) { m_link.Abandon(error); }),
+      m_bus(*this, std::string(), [this](int error) { Leave(error); }),
       m_channels(*this),
       m_partners(m_limits.partners,
                  [this](const std::string& partner) { Report(false, partner); }) {
@@ -38,7 +38,7 @@ Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
     // The object first (Open exports it): whoever sees the name may call at once.
     m_link.Open();
     OwnName(m_link.Bus(), m_busName, m_link.Location());
-    m_owned = true;
+    Owned();
     m_isBuilt = true;
 }
 
@@ -48,7 +48,7 @@ Endpoint::~Endpoint() {
     // goes that could, then what waits is sent.
     const Clock::time_point deadline = Clock::now() + transport_limits::kFlushTimeout;
     m_nameAnswer.reset();
-    while (!m_partners.Empty()) m_partners.RemoveOne();
+    m_partners.RemoveAll();
     m_bus.StopServing();
     m_channels.SendLast(Clock::now() + transport_limits::kFlushTimeout / 2);
     if (m_owned) m_bus.SendLast(deadline);
@@ -61,11 +61,20 @@ Endpoint::~Endpoint() {
 void Endpoint::SendNotification(const std::vector<char>& body, const std::string& partner) {
     // Counted even when it is lost: a partner compares the serial with what it has heard.
     if (partner.empty()) ++m_serial;
-    // Without a name on the bus nobody listens; who comes later reads the list first.
-    if (!m_owned) return;
-    if (!partner.empty() && m_channels.Tell(partner, body)) return;
-    m_bus.Tell(partner, body);
-    if (partner.empty()) m_channels.TellAll(body);
+    // sd-bus would accept it, and the bus would then throw the whole connection out.
+    if (body.size() > transport_limits::kMaxReplyBytes) {
+        APPLIST_LOG(kError, "a notification of %zu bytes is too large for a bus: dropped",
+                    body.size());
+        return ForEachWireTo(partner, [](Wire& wire) { wire.Out().LoseOne(); });
+    }
+    ForEachWireTo(partner, [&](Wire& wire) { wire.Tell(partner, body); });
+}
+
+// Without a name on the bus nobody listens there; who comes later reads the list first.
+void Endpoint::ForEachWireTo(const std::string& partner, const std::function<void(Wire&)>& work) {
+    if (Wire* const channel = m_channels.WireOf(partner)) return work(*channel);
+    if (m_owned) work(m_bus);
+    if (partner.empty()) m_channels.ForEach(work);
 }
 
 // ---- For its wires ------------------------------------------------------------------------------
@@ -74,7 +83,7 @@ void Endpoint::Connect(Wire& wire, sd_bus_message* call) {
     const std::string partner = wire.SenderOf(call);
     UniqueMessage reply = ReplyTo(call);  // first: nothing may fail once the partner is tracked
     wire.Confirm();
-    switch (m_partners.Add(m_link.Bus(), partner)) {
+    switch (m_partners.Add(partner)) {
         case PartnerTracker::Outcome::Tracked: break;
         case PartnerTracker::Outcome::Full:
             return wire.ReplyError(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
@@ -104,7 +113,7 @@ void Endpoint::Channel(Wire& wire, sd_bus_message* call) {
                                    : "this is a direct channel already");
     }
     if (wire.RefuseBeyondRation(call, partner)) return;
-    const OwnedFd end = m_channels.Open(m_link.Bus(), partner);
+    const OwnedFd end = m_channels.Open(partner);
     if (end.Get() == -ENOSPC) {
         return wire.ReplyError(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
                                "too many partners have a direct channel; go on over the bus");
@@ -135,7 +144,8 @@ void Endpoint::Report(bool state, const std::string& partner) {
 // nothing may wait, so the answer arrives in the loop.
 void Endpoint::Export() {
     int result = m_bus.Attach(m_link.Bus(), m_link.Loop());
-    if (result >= 0) result = m_channels.Attach(m_link.Loop());
+    if (result >= 0) result = m_channels.Attach(m_link.Bus(), m_link.Loop());
+    if (result >= 0 && !m_partners.Follow(m_link.Bus())) result = -ENOMEM;
     if (result >= 0 && m_isBuilt) {
         m_retakes = kNameRetakes;
         result = TakeNameBack();
@@ -153,13 +163,45 @@ int Endpoint::TakeNameBack() {
     return result;
 }
 
-// The partners last: what a report calls may send notifications, which must find the bus gone.
+// On another bus the names of the partners mean nothing.
+void Endpoint::Owned() {
+    m_owned = true;
+    sd_id128_t id{};
+    if (sd_bus_get_bus_id(m_link.Bus(), &id) < 0 || sd_id128_equal(id, m_busId) == 0) {
+        const auto wasKept = [this](const std::string& partner) {
+            return m_channels.WireOf(partner) != nullptr;
+        };
+        while (const auto partner = m_partners.RemoveFirst(wasKept)) Report(false, *partner);
+        m_channels.CloseAll();
+    }
+    m_busId = id;
+}
+
+void Endpoint::Leave(int error) {
+    m_isLeaving = true;
+    m_link.Abandon(error);
+    m_isLeaving = false;
+}
+
+// Those who are called over a channel stay when we have left, or have tried in vain to come back:
+// the bus may be the same. The reports last: what they call may send notifications, which must find
+// the bus gone.
 void Endpoint::Lost() {
-    m_owned = false;
+    const bool hasBusGone = std::exchange(m_owned, false) && !m_isLeaving;
     m_bus.Detach();
-    m_channels.Close();
+    m_channels.Detach();
     m_nameAnswer.reset();
-    while (!m_partners.Empty()) Report(false, m_partners.RemoveOne());
+    m_partners.Follow(nullptr);
+    if (hasBusGone) m_channels.CloseAll();
+    const auto hasGone = [this](const std::string& partner) {
+        return m_channels.WireOf(partner) == nullptr;
+    };
+    while (const auto partner = m_partners.RemoveFirst(hasGone)) Report(false, *partner);
+}
+
+// Who is on a bus goes on there; with the bus away there is no other way to the partner.
+void Endpoint::ChannelEnded(const std::string& partner) {
+    if (!m_partners.HasBus() && m_partners.Remove(partner)) Report(false, partner);
 }
 
 int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error*) {
@@ -173,7 +215,7 @@ int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error
         return kReplyTaken;
     }
     if (sd_bus_message_read(message, "u", &answer) >= 0 && answer == primaryOwner) {
-        endpoint->m_owned = true;
+        endpoint->Owned();
         endpoint->m_link.Settled();
         return kReplyTaken;
     }

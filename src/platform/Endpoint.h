@@ -5,7 +5,10 @@
 
 #pragma once
 
+#include <systemd/sd-id128.h>
+
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -45,14 +48,20 @@ public:
     void Disconnect(Wire& wire, sd_bus_message* call);
     void Channel(Wire& wire, sd_bus_message* call);
 
+    // For its channels: that of `partner` has ended.
+    void ChannelEnded(const std::string& partner);
+
 private:
     static int OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error* error);
 
+    void ForEachWireTo(const std::string& partner, const std::function<void(Wire&)>& work);
     void Report(bool state, const std::string& partner);
     [[noreturn]] void FollowingFailed();
 
     void Export();  // on a connection that has just come up
     int TakeNameBack();
+    void Owned();  // the name is ours
+    void Leave(int error);
     void Lost();  // undoes it all
 
     TesselDbusLocal& m_owner;
@@ -65,9 +74,11 @@ private:
     Channels m_channels;
     UniqueSlot m_nameAnswer;
     PartnerTracker m_partners;
-    int m_retakes = 0;       // how often the name is still asked for again on this connection
-    bool m_owned = false;    // there is a bus now, and the name on it is ours
-    bool m_isBuilt = false;  // the constructor has finished
+    int m_retakes = 0;         // how often the name is still asked for again on this connection
+    bool m_owned = false;      // there is a bus now, and the name on it is ours
+    bool m_isLeaving = false;  // the bus has not gone, we have
+    sd_id128_t m_busId{};      // of the bus on which the name was ours last
+    bool m_isBuilt = false;    // the constructor has finished
     // Notifications to the default destination so far, merged and dropped ones included.
     std::uint64_t m_serial = 0;
 };

@@ -3,6 +3,7 @@
 
 #include "platform/PartnerTracker.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "bus/BusNames.h"
@@ -24,23 +25,35 @@ PartnerTracker::PartnerTracker(std::size_t most, std::function<void(const std::s
 
 PartnerTracker::~PartnerTracker() = default;
 
-PartnerTracker::Outcome PartnerTracker::Add(sd_bus* bus, const std::string& name) {
+bool PartnerTracker::Follow(sd_bus* bus) {
+    m_bus = bus;
+    for (const auto& [name, partner] : m_partners) {
+        partner->leaving.reset();
+        partner->present.reset();
+        if (bus != nullptr && !Follow(*partner)) return false;
+    }
+    return true;
+}
+
+PartnerTracker::Outcome PartnerTracker::Add(const std::string& name) {
     if (m_partners.count(name) != 0) return Outcome::Tracked;
     if (m_partners.size() >= m_most) return Outcome::Full;
 
     std::unique_ptr<Partner> partner(new Partner{this, name, nullptr, nullptr});
-    const std::string match = bus_names::OwnerChangesOf(name) + ",arg2=''";
-    sd_bus_slot* slot = nullptr;
-    if (sd_bus_add_match_async(bus, &slot, match.c_str(), OnOwnerChanged, OnMatchInstalled,
-                               partner.get()) < 0) {
-        return Outcome::Failed;
-    }
-    partner->leaving.reset(slot);
-    // Asked after the match: a partner that left before the match was in place is found by this,
-    // one that leaves later by the match. The other way round one could slip through in between.
-    if (!AskWhetherPresent(bus, *partner)) return Outcome::Failed;
+    if (m_bus != nullptr && !Follow(*partner)) return Outcome::Failed;
     m_partners.emplace(name, std::move(partner));
     return Outcome::Tracked;
+}
+
+// Asked after the match: a partner that left before the match was in place is found by the answer,
+// one that leaves later by the match. The other way round one could slip through in between.
+bool PartnerTracker::Follow(Partner& partner) const {
+    const std::string match = bus_names::OwnerChangesOf(partner.name) + ",arg2=''";
+    sd_bus_slot* slot = nullptr;
+    const int result = sd_bus_add_match_async(m_bus, &slot, match.c_str(), OnOwnerChanged,
+                                              OnMatchInstalled, &partner);
+    partner.leaving.reset(slot);
+    return result >= 0 && AskWhetherPresent(m_bus, partner);
 }
 
 bool PartnerTracker::AskWhetherPresent(sd_bus* bus, Partner& partner) {
@@ -52,14 +65,21 @@ bool PartnerTracker::AskWhetherPresent(sd_bus* bus, Partner& partner) {
     return result >= 0;
 }
 
-void PartnerTracker::Remove(const std::string& name) {
-    m_partners.erase(name);
+bool PartnerTracker::Remove(const std::string& name) {
+    return m_partners.erase(name) > 0;
+}
+
+void PartnerTracker::RemoveAll() {
+    m_partners.clear();
 }
 
 // Takes no memory: it may be the want of it that ends the connection.
-std::string PartnerTracker::RemoveOne() {
-    auto first = m_partners.extract(m_partners.begin());
-    return std::move(first.key());
+std::optional<std::string> PartnerTracker::RemoveFirst(
+    const std::function<bool(const std::string&)>& isOne) {
+    const auto first = std::find_if(m_partners.begin(), m_partners.end(),
+                                    [&](const auto& partner) { return isOne(partner.first); });
+    if (first == m_partners.end()) return std::nullopt;
+    return std::move(m_partners.extract(first).key());
 }
 
 int PartnerTracker::OnOwnerChanged(sd_bus_message* message, void* userdata, sd_bus_error*) {
