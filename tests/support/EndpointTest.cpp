@@ -27,6 +27,7 @@ EndpointTest::EndpointTest() : m_bus(GetParam()) {
 std::unique_ptr<BusClient> EndpointTest::NewClient() {
     auto client = std::make_unique<BusClient>(m_bus.Address());
     if (!GetParam().withChannels) return client;
+    EXPECT_TRUE(client->WaitForOwner(kApplistName)) << WholeLog();
     EXPECT_EQ("", client->TakeChannel().text);
     EXPECT_EQ("", client->Connect().text);
     client->m_arrivals.clear();
