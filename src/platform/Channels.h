@@ -7,7 +7,8 @@
 // the partner leaves the bus or asks for another channel, and when the bus has gone.
 //
 // A service that leaves a bus which stays, because that is stuck, keeps its channels: those who
-// call over them notice nothing. When it is back it asks the bus who is still there.
+// call over them notice nothing. When it is back it asks the bus who is still there. They end when
+// it finds another bus there, or another service of its name.
 //
 // A channel may end while one of its calls is executed or one of its callbacks runs, so it is
 // removed later, from the loop.

@@ -168,13 +168,17 @@ void Endpoint::Owned() {
     m_owned = true;
     sd_id128_t id{};
     if (sd_bus_get_bus_id(m_link.Bus(), &id) < 0 || sd_id128_equal(id, m_busId) == 0) {
-        const auto wasKept = [this](const std::string& partner) {
-            return m_channels.WireOf(partner) != nullptr;
-        };
-        while (const auto partner = m_partners.RemoveFirst(wasKept)) Report(false, *partner);
-        m_channels.CloseAll();
+        CloseChannels();
     }
     m_busId = id;
+}
+
+void Endpoint::CloseChannels() {
+    const auto hasOne = [this](const std::string& partner) {
+        return m_channels.WireOf(partner) != nullptr;
+    };
+    while (const auto partner = m_partners.RemoveFirst(hasOne)) Report(false, *partner);
+    m_channels.CloseAll();
 }
 
 void Endpoint::Leave(int error) {
@@ -228,6 +232,7 @@ int Endpoint::OnNameAnswer(sd_bus_message* message, void* userdata, sd_bus_error
     APPLIST_LOG(kError, "cannot own %s again: %s; trying again", endpoint->m_busName.c_str(),
                 refusal != nullptr && refusal->message != nullptr ? refusal->message
                                                                   : "taken by another process");
+    endpoint->CloseChannels();  // who is called by the name now is another service
     endpoint->m_link.GiveUp();
     return kReplyTaken;
 }

@@ -61,6 +61,7 @@ private:
     void Export();  // on a connection that has just come up
     int TakeNameBack();
     void Owned();  // the name is ours
+    void CloseChannels();
     void Leave(int error);
     void Lost();  // undoes it all
 

@@ -7,14 +7,18 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <iterator>
 #include <thread>
 
+#include "bus/SdBus.h"
 #include "bus/TransportLimits.h"
 #include "support/BusFaults.h"
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
 #include "support/HeapInUse.h"
 #include "support/ProcessState.h"
+
+using applist::UniqueBus;
 
 namespace {
 
@@ -320,6 +324,149 @@ TEST_P(AChannelToAnEndpoint, LeavesNothingBehind) {
     }
 
     EXPECT_EQ(before, ProcessState::Now());
+}
+
+// ---- A bus that its endpoint leaves, and comes back to ------------------------------------------
+
+class AChannelWhoseEndpointLeavesTheBus : public AChannelToAnEndpoint {
+protected:
+    AChannelWhoseEndpointLeavesTheBus() {
+        const FailingBusCall noMemory(BusCall::AddMatch, -ENOMEM);
+        m_other->Connect();
+        EXPECT_TRUE(RunUntil([] { return ErrorsLogged("lost the bus") > 0; }));
+        m_client->m_arrivals.clear();
+    }
+
+    void AwaitItsReturn() {
+        ASSERT_TRUE(RunUntil([] { return InfosLogged("back on") > 0; })) << WholeLog();
+    }
+
+    // Connections to the bus; meanwhile the loop does not run.
+    std::vector<UniqueBus> NewConnections(int count) const {
+        std::vector<UniqueBus> connections;
+        while (count-- > 0) {
+            sd_bus* made = nullptr;
+            EXPECT_GE(sd_bus_new(&made), 0);
+            connections.emplace_back(made);
+            EXPECT_GE(sd_bus_set_address(made, m_bus.Address().c_str()), 0);
+            EXPECT_GE(sd_bus_set_bus_client(made, 1), 0);
+            EXPECT_GE(sd_bus_start(made), 0);
+            const char* name = nullptr;
+            EXPECT_GE(sd_bus_get_unique_name(made, &name), 0);
+        }
+        return connections;
+    }
+
+    Strings Reports() const {
+        Strings reports;
+        std::copy_if(m_endpoint->m_events.begin(), m_endpoint->m_events.end(),
+                     std::back_inserter(reports),
+                     [](const std::string& event) { return event.rfind("message", 0) != 0; });
+        return reports;
+    }
+
+    const std::string m_name = m_client->Name();
+};
+
+ON_EVERY_BUS(AChannelWhoseEndpointLeavesTheBus);
+
+TEST_P(AChannelWhoseEndpointLeavesTheBus, CarriesCallsAndNotificationsMeanwhile) {
+    m_bus.Stop();
+    m_endpoint->Tell("news");
+
+    EXPECT_EQ("hello", m_client->Message("hello").body);
+
+    EXPECT_EQ((Strings{"notification news", "reply Message"}), m_client->m_arrivals);
+    m_bus.Continue();
+}
+
+TEST_P(AChannelWhoseEndpointLeavesTheBus, GoesOnWhenItIsBack) {
+    AwaitItsReturn();
+    m_endpoint->Tell("news");
+
+    EXPECT_EQ("hello", m_client->Message("hello").body);
+
+    EXPECT_EQ((Strings{"notification news", "reply Message"}), m_client->m_arrivals);
+    EXPECT_EQ(Strings{"ready " + m_name}, Reports());
+}
+
+TEST_P(AChannelWhoseEndpointLeavesTheBus, EndsWhenItsPartnerLeavesTheBusMeanwhile) {
+    const TestFd end(dup(sd_bus_get_fd(m_client->Channel())));
+    m_client.reset();
+
+    AwaitItsReturn();
+
+    EXPECT_TRUE(RunUntilReadable(end.Get()));
+    EXPECT_TRUE(RunUntil([this] { return Reports().back() == "gone " + m_name; }));
+}
+
+TEST_P(AChannelWhoseEndpointLeavesTheBus, EndsWhenItsPartnerLeavesTheBusLater) {
+    const TestFd end(dup(sd_bus_get_fd(m_client->Channel())));
+    AwaitItsReturn();
+    m_client->Message("hello");
+
+    m_client.reset();
+
+    EXPECT_TRUE(RunUntilReadable(end.Get()));
+    EXPECT_TRUE(RunUntil([this] { return Reports().back() == "gone " + m_name; }));
+}
+
+TEST_P(AChannelWhoseEndpointLeavesTheBus, IsTheOnlyWayToItsPartnerMeanwhile) {
+    m_bus.Stop();
+
+    m_client->LeaveChannel();
+
+    EXPECT_TRUE(RunUntil([this] { return Reports().back() == "gone " + m_name; }));
+    m_bus.Continue();
+}
+
+TEST_P(AChannelWhoseEndpointLeavesTheBus, MayConnectAndDisconnectMeanwhile) {
+    m_bus.Stop();
+    m_client->Disconnect();
+    m_client->Connect();
+    m_bus.Continue();
+    AwaitItsReturn();
+
+    m_client.reset();
+
+    EXPECT_TRUE(RunUntil([this] { return Reports().size() == 4; }));
+    EXPECT_EQ((Strings{"ready " + m_name, "gone " + m_name, "ready " + m_name, "gone " + m_name}),
+              Reports());
+}
+
+// There others have the same names.
+TEST_P(AChannelWhoseEndpointLeavesTheBus, EndsWhenAnotherBusIsThere) {
+    m_bus.Kill();
+    m_bus.Start();
+    const std::vector<UniqueBus> namesakes = NewConnections(8);
+
+    AwaitItsReturn();
+
+    EXPECT_TRUE(RunUntil([&] { return HasEnded(*m_client); }));
+    EXPECT_EQ((Strings{"ready " + m_name, "gone " + m_name}), Reports());
+}
+
+TEST_P(AChannelWhoseEndpointLeavesTheBus, EndsWhenAnotherHasTheNameMeanwhile) {
+    const std::vector<UniqueBus> thief = NewConnections(1);
+    ASSERT_GE(sd_bus_request_name(thief.front().get(), kApplistName, 0), 0);
+
+    EXPECT_TRUE(RunUntil([&] { return HasEnded(*m_client); }));
+
+    EXPECT_EQ((Strings{"ready " + m_name, "gone " + m_name}), Reports());
+}
+
+TEST_P(AChannelToAnEndpoint, NoticesNothingOfABusThatIsStuck) {
+    m_bus.Stop();
+    m_endpoint->Tell("news");
+    ASSERT_TRUE(RunUntil([] { return ErrorsLogged("takes nothing more") > 0; }));
+    EXPECT_EQ("hello", m_client->Message("hello").body);
+    m_bus.Continue();
+    ASSERT_TRUE(RunUntil([] { return InfosLogged("back on") > 0; })) << WholeLog();
+
+    EXPECT_EQ("hello again", m_client->Message("hello again").body);
+
+    EXPECT_EQ((Strings{"ready " + m_client->Name(), "message hello", "message hello again"}),
+              m_endpoint->m_events);
 }
 
 // ---- A partner that does not read ---------------------------------------------------------------
