@@ -9,6 +9,7 @@ if(APPLIST_OPEN_TRANSPORT)
         sim/Attacker.cpp
         sim/Basics.cpp
         sim/BusDriver.cpp
+        sim/CallWatch.cpp
         sim/FdList.cpp
         sim/Fiber.cpp
         sim/FileTable.cpp
@@ -18,6 +19,7 @@ if(APPLIST_OPEN_TRANSPORT)
         sim/LibcTime.cpp
         sim/MatchRule.cpp
         sim/Memory.cpp
+        sim/PairEnd.cpp
         sim/Partner.cpp
         sim/Program.cpp
         sim/Reader.cpp
@@ -25,6 +27,7 @@ if(APPLIST_OPEN_TRANSPORT)
         sim/Service.cpp
         sim/SimBus.cpp
         sim/Simulation.cpp
+        sim/Socket.cpp
         sim/Stream.cpp
         sim/Versions.cpp
         sim/Weather.cpp

@@ -106,7 +106,8 @@ void Endpoint::Disconnect(Wire& wire, sd_bus_message* call) {
 // In the bus this reply lies with a descriptor, as those of MessageFd do.
 void Endpoint::Channel(Wire& wire, sd_bus_message* call) {
     const std::string partner = wire.SenderOf(call);
-    if (!wire.IsBus() || !MayUseChannels()) {
+    if (!wire.IsBus() || !MayUseChannels() ||
+        sd_bus_can_send(wire.Bus(), SD_BUS_TYPE_UNIX_FD) <= 0) {
         return wire.ReplyError(call, SD_BUS_ERROR_NOT_SUPPORTED,
                                wire.IsBus()
                                    ? "this service has no direct channels; go on as you are"

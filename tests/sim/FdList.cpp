@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "sim/FileTable.h"
+
 namespace sim {
 
 FdList& FdList::operator=(FdList&& other) noexcept {
@@ -15,6 +17,7 @@ FdList& FdList::operator=(FdList&& other) noexcept {
 
 void FdList::AddCopyOf(int fd) {
     m_fds.push_back(fcntl(fd, F_DUPFD_CLOEXEC, 3));
+    InstallCopy(fd, m_fds.back());
 }
 
 void FdList::AddCopiesOf(const FdList& others) {

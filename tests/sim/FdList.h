@@ -20,6 +20,7 @@ public:
 
     bool Empty() const { return m_fds.empty(); }
     std::size_t Count() const { return m_fds.size(); }
+    const std::vector<int>& All() const { return m_fds; }
 
     void Own(int fd) { m_fds.push_back(fd); }
     void AddCopyOf(int fd);

@@ -32,13 +32,25 @@ File* FileOf(int fd) {
 File& Install(int fd, File::Kind kind) {
     if (fd >= kMostFds) std::abort();
     ++World::Current()->m_openFiles;
-    Files()[fd].reset(new File{kind, nullptr, {}});
+    Files()[fd].reset(new File{kind});
     return *Files()[fd];
+}
+
+void InstallSocket(int fd, std::shared_ptr<Socket> socket) {
+    File* const file = FileOf(fd);
+    socket->AddFd();
+    (file != nullptr ? *file : Install(fd, File::Kind::Socket)).socket = std::move(socket);
+}
+
+void InstallCopy(int fd, int copy) {
+    const File* const file = FileOf(fd);
+    if (copy >= 0 && file != nullptr && file->socket) InstallSocket(copy, file->socket);
 }
 
 void Uninstall(int fd) {
     --World::Current()->m_openFiles;
-    Files()[fd].reset();
+    const std::unique_ptr<File> file = std::move(Files()[fd]);
+    if (file->socket) file->socket->RemoveFd();
 }
 
 std::uint32_t ReadyOf(const File& file, std::uint32_t events, Usec& next) {
@@ -48,8 +60,8 @@ std::uint32_t ReadyOf(const File& file, std::uint32_t events, Usec& next) {
         case File::Kind::Socket: break;
     }
     // A socket that was never connected: as the kernel has it.
-    if (file.stream == nullptr) return (events & EPOLLOUT) | EPOLLHUP;
-    return file.stream->Ready(events, next);
+    if (file.socket == nullptr) return (events & EPOLLOUT) | EPOLLHUP;
+    return file.socket->Ready(events, next);
 }
 
 }  // namespace sim

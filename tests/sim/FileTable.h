@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "sim/Stream.h"
+#include "sim/Socket.h"
 #include "sim/Time.h"
 
 namespace sim {
@@ -24,14 +24,18 @@ struct File {
     enum class Kind { Socket, Epoll, Timer };
 
     Kind kind;
-    std::shared_ptr<Stream> stream;  // of a socket that is connected
-    std::vector<Watch> watches;      // of an epoll
-    Usec armed = kNever;             // of a timer: when it strikes
+    std::shared_ptr<Socket> socket = nullptr;  // one that is connected
+    std::vector<Watch> watches = {};           // of an epoll
+    Usec armed = kNever;                       // of a timer: when it strikes
 };
 
 // Returns null for a descriptor that is not simulated.
 File* FileOf(int fd);
 File& Install(int fd, File::Kind kind);
+// From now on the descriptor `fd` stands for `socket`.
+void InstallSocket(int fd, std::shared_ptr<Socket> socket);
+// `copy`, unless negative, was made of `fd`: if that stands for a socket, so does this.
+void InstallCopy(int fd, int copy);
 void Uninstall(int fd);
 
 // Returns which of `events`, of epoll, hold now; else lowers `next` to when to look again.

@@ -1,11 +1,15 @@
 // Sockets and the descriptors that they carry.
 
+#include <fcntl.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -13,12 +17,14 @@
 
 #include "sim/FdList.h"
 #include "sim/Libc.h"
+#include "sim/PairEnd.h"
 
 using sim::FdList;
 using sim::File;
 using sim::FileOf;
 using sim::IsInside;
 using sim::MemoryLasts;
+using sim::PairEnd;
 using sim::World;
 
 namespace {
@@ -107,28 +113,41 @@ int connect(int fd, const struct sockaddr* address, socklen_t size) {
     if (file == nullptr) return APPLIST_SIM_REAL(connect)(fd, address, size);
     World& world = *World::Current();
     if (!world.Strikes(world.m_faults.refuseConnect, "ECONNREFUSED")) {
-        file->stream = world.Connect();
+        if (auto stream = world.Connect()) sim::InstallSocket(fd, std::move(stream));
     }
-    return file->stream == nullptr ? sim::FailWith(ECONNREFUSED) : 0;
+    return file->socket == nullptr ? sim::FailWith(ECONNREFUSED) : 0;
+}
+
+int socketpair(int domain, int type, int protocol, int fds[2]) noexcept {
+    const MemoryLasts lasts;
+    if (IsInside() && IsRefused(World::Current()->m_faults.refuseSocket, "EMFILE of socketpair")) {
+        return sim::FailWith(EMFILE);
+    }
+    const int result = APPLIST_SIM_REAL(socketpair)(domain, type, protocol, fds);
+    if (!IsInside() || result != 0) return result;
+    const auto ends = PairEnd::NewPair(*World::Current());
+    sim::InstallSocket(fds[0], ends.first);
+    sim::InstallSocket(fds[1], ends.second);
+    return 0;
 }
 
 ssize_t sendmsg(int fd, const struct msghdr* message, int flags) {
     const MemoryLasts lasts;
     const File* const file = FileOf(fd);
     if (file == nullptr) return APPLIST_SIM_REAL(sendmsg)(fd, message, flags);
-    if (file->stream == nullptr) return sim::FailWith(ENOTCONN);
-    return sim::ErrnoOf(file->stream->Write(Gather(*message), CopiesOfFds(*message)));
+    if (file->socket == nullptr) return sim::FailWith(ENOTCONN);
+    return sim::ErrnoOf(file->socket->Write(Gather(*message), CopiesOfFds(*message)));
 }
 
 ssize_t recvmsg(int fd, struct msghdr* message, int flags) {
     const MemoryLasts lasts;
     const File* const file = FileOf(fd);
     if (file == nullptr) return APPLIST_SIM_REAL(recvmsg)(fd, message, flags);
-    if (file->stream == nullptr) return sim::FailWith(ENOTCONN);
+    if (file->socket == nullptr) return sim::FailWith(ENOTCONN);
     std::string bytes;
     FdList fds;
     bool isCut = false;
-    const ssize_t result = file->stream->Read(RoomOf(*message), bytes, fds, isCut);
+    const ssize_t result = file->socket->Read(RoomOf(*message), bytes, fds, isCut);
     if (result < 0) return sim::ErrnoOf(result);
     Scatter(bytes, *message);
     HandOver(std::move(fds), *message);
@@ -150,14 +169,51 @@ int setsockopt(int fd, int level, int name, const void* value, socklen_t size) n
 }
 
 int shutdown(int fd, int how) noexcept {
-    if (FileOf(fd) != nullptr) return 0;
-    return APPLIST_SIM_REAL(shutdown)(fd, how);
+    const MemoryLasts lasts;
+    const File* const file = FileOf(fd);
+    if (file == nullptr) return APPLIST_SIM_REAL(shutdown)(fd, how);
+    if (file->socket != nullptr && how != SHUT_RD) file->socket->ShutDown();
+    return 0;
+}
+
+ssize_t recv(int fd, void* buffer, size_t size, int flags) {
+    if (FileOf(fd) == nullptr) return APPLIST_SIM_REAL(recv)(fd, buffer, size, flags);
+    struct iovec part = {buffer, size};
+    struct msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    return recvmsg(fd, &message, flags);
+}
+
+// How much is still to be read at the other end, and nothing else.
+int ioctl(int fd, unsigned long request, ...) noexcept {
+    std::va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    const File* const file = FileOf(fd);
+    if (file == nullptr || file->socket == nullptr) {
+        return APPLIST_SIM_REAL(ioctl)(fd, request, argument);
+    }
+    if (request != SIOCOUTQ) return sim::FailWith(ENOTTY);
+    *static_cast<int*>(argument) = static_cast<int>(file->socket->Unread());
+    return 0;
+}
+
+int fcntl64(int fd, int command, ...) {
+    const MemoryLasts lasts;
+    std::va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    const int result = APPLIST_SIM_REAL(fcntl64)(fd, command, argument);
+    if (command == F_DUPFD || command == F_DUPFD_CLOEXEC) sim::InstallCopy(fd, result);
+    return result;
 }
 
 int close(int fd) {
     const MemoryLasts lasts;
     const File* const file = FileOf(fd);
-    if (file != nullptr && file->stream != nullptr) file->stream->CloseByClient();
     if (file != nullptr) sim::Uninstall(fd);
     return APPLIST_SIM_REAL(close)(fd);
 }

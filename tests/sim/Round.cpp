@@ -1,6 +1,7 @@
 #include "sim/Round.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "common/AppListLog.h"
@@ -39,6 +40,7 @@ Round::Round(std::uint64_t seed, std::FILE* history, const std::string& only)
       m_weather(Weather::Draw(m_world.m_random, only)),
       m_service(m_world, [this](const std::string& what) { Complain("service: " + what); }),
       m_reader(m_world, [this](const std::string& what) { Complain("reader: " + what); }),
+      m_calls(m_bus, m_service.List(), [this](const std::string& what) { Complain(what); }),
       m_attacker(m_world, m_bus, kServiceName) {
     const std::size_t partners = 1 + m_world.m_random.Below(2);
     for (std::size_t number = 1; number <= partners; ++number) {
@@ -92,9 +94,7 @@ void Round::Log(int priority, const char* text) {
 void Round::Begin() {
     m_world.m_faults = m_weather.faults;
     m_bus.m_kind = m_weather.bus;
-    m_bus.m_onCall = [this](const WireMessage& call, const std::shared_ptr<Stream>& to) {
-        m_service.List().Expect(call, to);
-    };
+    setenv("APPLIST_DIRECT", m_weather.hasChannels ? "1" : "0", 1);
     m_service.List().m_isChatty = m_weather.isChatty;
     LetMemoryEnd();
     for (Program* program : m_programs) program->Start();

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "sim/Attacker.h"
+#include "sim/CallWatch.h"
 #include "sim/Partner.h"
 #include "sim/Reader.h"
 #include "sim/Service.h"
@@ -34,6 +35,7 @@ public:
 
     const World& TheWorld() const { return m_world; }
     const SimBus& TheBus() const { return m_bus; }
+    const CallWatch& Calls() const { return m_calls; }
     std::uint64_t Synchronized() const;
     std::uint64_t ErrorLines() const { return m_errorLines; }
 
@@ -96,6 +98,7 @@ private:
     Reader m_reader;
     std::vector<Follower*> m_followers;  // the partners, and in some rounds the reader
     std::vector<Program*> m_programs;    // all of them, and the service
+    CallWatch m_calls;
     Attacker m_attacker;
 };
 

@@ -109,12 +109,12 @@ void ServiceList::RemoveItemClickedListener(ItemClickListener* listener) {
     m_clickListeners.Remove(listener);
 }
 
-void ServiceList::Expect(const WireMessage& call, const std::shared_ptr<Stream>& to) {
+void ServiceList::Expect(const WireMessage& call, const Connection& over) {
     constexpr std::size_t kLength = 4;  // before the bytes of an array
     const std::string item = call.body.substr(std::min(kLength, call.body.size()));
     const std::string name = item.substr(0, item.find('\t'));
     if (!IsSigned(name)) return;
-    if (!m_sent.emplace(name, Sent{call.sender, to}).second) m_complain(name + " was sent twice");
+    if (!m_sent.emplace(name, over).second) m_complain(name + " was sent twice");
 }
 
 // The writer knows since then that the outcome is unknown, and may have written again.
@@ -124,9 +124,9 @@ std::string ServiceList::ConnectionOf(const std::string& write) {
         m_complain(write + " was never sent");
         return std::string();
     }
-    const Sent& sent = found->second;
-    if (!sent.to->IsOpenHere()) m_complain(write + " came over a connection that has ended");
-    return std::to_string(sent.to->Id()) + sent.sender;
+    const Connection& over = found->second;
+    if (!over.isOpen()) m_complain(write + " came over a connection that has ended");
+    return over.name;
 }
 
 void ServiceList::Note() {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -42,9 +43,14 @@ public:
     // Raises more events than the bus library may hold when a partner adds an item.
     bool m_isChatty = false;
 
-    // A call is on its way here, over the service's connection `to`. It is looked at before it
-    // arrives, because the list itself is not told who has sent what.
-    void Expect(const WireMessage& call, const std::shared_ptr<Stream>& to);
+    // A connection on which calls come in: one of a partner with one of the service.
+    struct Connection {
+        std::string name;
+        std::function<bool()> isOpen;  // at the service
+    };
+
+    // A call is on its way here.
+    void Expect(const WireMessage& call, const Connection& over);
 
     void Note();
     const Versions& Past() const { return m_versions; }
@@ -52,11 +58,6 @@ public:
     Usec LastClick() const { return m_lastClick; }
 
 private:
-    struct Sent {
-        std::string sender;
-        std::shared_ptr<Stream> to;
-    };
-
     std::string ConnectionOf(const std::string& write) override;
     void ItemChanged(AppListModel*) override;
     void ItemSelected(AppListModel*) override;
@@ -68,7 +69,7 @@ private:
     const Complain m_complain;
     Versions m_versions;
     Usec m_lastClick = 0;
-    std::map<std::string, Sent> m_sent;  // by the write's name
+    std::map<std::string, Connection> m_sent;  // by the write's name
     // The service's.
     applist::ListenerList<ItemChangeListener> m_changeListeners;
     applist::ListenerList<ItemSelectionListener> m_selectionListeners;

@@ -1,6 +1,7 @@
 #include "sim/SimBus.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "bus/BusNames.h"
 
@@ -58,10 +59,16 @@ bool SimBus::Authenticate(Connection& connection) {
     return true;
 }
 
+std::string SimBus::Id() const {
+    char id[33];
+    std::snprintf(id, sizeof(id), "%032x", m_starts);
+    return id;
+}
+
 // Empty for nothing: at the end of the handshake, and to a line that it does not know.
 std::string SimBus::AnswerTo(Connection& connection, const std::string& line) const {
     if (line.find("AUTH EXTERNAL") <= 1) return "DATA\r\n";  // the first line begins with a NUL
-    if (line.compare(0, 4, "DATA") == 0) return "OK 0123456789abcdef0123456789abcdef\r\n";
+    if (line.compare(0, 4, "DATA") == 0) return "OK " + Id() + "\r\n";
     if (line == "NEGOTIATE_UNIX_FD") {
         return m_kind.passesFds ? "AGREE_UNIX_FD\r\n" : "ERROR not here\r\n";
     }
@@ -135,6 +142,7 @@ void SimBus::EndDebts(const Connection& leaver) {
 void SimBus::Stop() {
     m_isUp = false;
     m_names = 0;
+    ++m_starts;
     for (const auto& [id, client] : m_connections) {
         if (client->stream != nullptr) client->stream->CloseByBus();
     }
@@ -269,6 +277,7 @@ void SimBus::RouteCall(const Client& from, const Client& to, WireMessage& call) 
 // One that nobody has asked for goes nowhere.
 void SimBus::RouteReply(const Client& from, const Client& to, WireMessage& reply) {
     if (to == nullptr || from->owes.erase({to->name, reply.replySerial}) == 0) return;
+    m_onReply(reply, from->stream);
     if (m_world.Strikes(m_world.m_faults.loseReply, "lost reply")) return;
     Send(*to, reply);
 }

@@ -75,6 +75,9 @@ public:
     // Hears every call that it passes on to a client, and over which connection.
     std::function<void(const WireMessage& call, const std::shared_ptr<Stream>& to)> m_onCall =
         [](const WireMessage&, const std::shared_ptr<Stream>&) {};
+    // And every reply that a client sends to another, and over which connection.
+    std::function<void(const WireMessage& reply, const std::shared_ptr<Stream>& from)> m_onReply =
+        [](const WireMessage&, const std::shared_ptr<Stream>&) {};
 
     BusKind m_kind;
     // The policy, which an administrator may change at any time.
@@ -98,6 +101,7 @@ private:
 
     // ---- Connections
     bool Authenticate(Connection& connection);
+    std::string Id() const;
     std::string AnswerTo(Connection& connection, const std::string& line) const;
     bool TakeMessages(const Client& client);
     bool TakeMessage(const Client& client, std::size_t size);
@@ -140,6 +144,7 @@ private:
     World& m_world;
     bool m_isUp = true;
     int m_names = 0;
+    int m_starts = 1;  // each is another bus
     int m_strangers = 0;
     std::uint32_t m_serial = 0;
     std::uint64_t m_messages = 0;

@@ -60,6 +60,7 @@ public:
         m_virtualHours += static_cast<double>(round.TheWorld().Now() - kBeginning) / 3.6e9;
         m_messages += round.TheBus().Messages();
         m_broadcasts += round.TheBus().Broadcasts();
+        m_overChannels += round.Calls().OverChannels();
         m_synchronized += round.Synchronized();
         for (const auto& [name, count] : past.Faults()) m_faults[name] += count;
     }
@@ -72,9 +73,10 @@ public:
         }
         std::printf(
             "%llu rounds, %d failed, in %.1f s: %llu faults, %.1f virtual hours, "
-            "%llu messages, %llu of them to everyone, %llu times synchronized\n",
+            "%llu messages, %llu of them to everyone, %llu calls over channels, "
+            "%llu times synchronized\n",
             Long(rounds), failures, seconds, Long(faults), m_virtualHours, Long(m_messages),
-            Long(m_broadcasts), Long(m_synchronized));
+            Long(m_broadcasts), Long(m_overChannels), Long(m_synchronized));
         if (m_lines == 0) return;
         std::printf("history: %llu lines, hash %016llx\n", Long(m_lines), Long(m_hash));
     }
@@ -87,6 +89,7 @@ private:
     std::uint64_t m_hash = 0;
     std::uint64_t m_messages = 0;
     std::uint64_t m_broadcasts = 0;
+    std::uint64_t m_overChannels = 0;
     std::uint64_t m_synchronized = 0;
     double m_virtualHours = 0;
 };

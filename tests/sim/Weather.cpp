@@ -141,6 +141,7 @@ Weather Weather::Draw(Random& random, const std::string& only) {
     weather.isGood = climate < kStorms;
     if (forecast.IsAskedFor("stick")) weather.backWithin = 10 * kSecond;
     weather.freshWithin = Promise(climate, weather);
+    weather.hasChannels = forecast.Below(3) != 0;
     return weather;
 }
 

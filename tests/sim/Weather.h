@@ -26,7 +26,8 @@ struct Weather {
 
     Faults faults;
     BusKind bus;
-    unsigned largeNames = 0;  // of a thousand names
+    bool hasChannels = false;  // direct ones
+    unsigned largeNames = 0;   // of a thousand names
     bool hasHugeName = false;
     bool isChatty = false;  // the application tells of one write many times
     unsigned editsInARow = 1;

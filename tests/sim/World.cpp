@@ -142,7 +142,7 @@ void World::Wait(std::function<Usec()> wakeAt) {
 // ---- Connections --------------------------------------------------------------------------------
 
 std::shared_ptr<Stream> World::Connect() {
-    auto stream = std::make_shared<Stream>(*this, m_running, ++m_streamsSoFar);
+    auto stream = std::make_shared<Stream>(*this, m_running, NewSocketId());
     if (m_running->isDead || !m_bus->Accept(stream)) return nullptr;
     Log("%s connects: stream %d", m_running->name.c_str(), stream->Id());
     m_streams.push_back(stream);

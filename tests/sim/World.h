@@ -98,6 +98,7 @@ public:
     void Sever(Process* process);
     void Hurry(bool alsoSilent);
     Usec Latency();
+    int NewSocketId() { return ++m_socketsSoFar; }
 
     // ---- What happens
 
@@ -137,7 +138,7 @@ private:
     Process* m_running = nullptr;
     std::vector<std::unique_ptr<Process>> m_processes;
     std::vector<std::shared_ptr<Stream>> m_streams;
-    int m_streamsSoFar = 0;
+    int m_socketsSoFar = 0;
     std::multimap<Usec, std::function<void()>> m_events;
     std::vector<Choice> m_choices;
 };

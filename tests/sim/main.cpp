@@ -68,7 +68,6 @@ int Run(int count, char** arguments) {
 
 int main(int count, char** arguments) {
     const std::string verb = count > 1 ? arguments[1] : "";
-    setenv("APPLIST_DIRECT", "0", 1);  // the simulated kernel knows no pairs of sockets
     applist::SelectBusAddress("unix:path=/run/simulated-bus");
     if (const std::string failure = sim::WhyNotSimulated(); !failure.empty()) return Tell(failure);
     if (verb == "basics") return Tell(sim::WhyNoBasics());
