@@ -165,9 +165,12 @@ void RemoteLink::Switch() {
     if (!m_asksForSeam && !m_session.HasUnderWay()) AskForSeam();
 }
 
+// Without a question there is no answer, and what is held would wait for ever.
 void RemoteLink::AskForSeam() {
-    m_asksForSeam = true;
-    if (m_carrier.AskForSeam() < 0) m_channel.GiveUp("the bus takes no question");
+    int result = -ENOMEM;
+    Guarded("asking over the bus", [&] { result = m_carrier.AskForSeam(); });
+    m_asksForSeam = result >= 0;
+    if (!m_asksForSeam) m_channel.GiveUp("the bus takes no question");
 }
 
 // As a rule what was under way has been answered before. If not, or if more was sent meanwhile,
