@@ -67,6 +67,17 @@ FAULTS = [
     ('stuck-bus-not-left', 'platform/Wire.cpp', 'm_onFailed(-ETIMEDOUT);', '', ''),
     ('name-left-to-a-stuck-bus', 'platform/Endpoint.cpp',
      'KnockAtOwner(endpoint->m_link.Bus(), endpoint->m_busName);', '', ''),
+    # Direct channels.
+    ('channel-taken-too-early', 'remote/RemoteLink.cpp',
+     'if (m_session.HasUnderWay()) return m_session.Hold();', '', ''),
+    ('calls-held-for-ever', 'remote/RemoteLink.cpp', 'm_asksForSeam = result >= 0;',
+     'm_asksForSeam = true;', ''),
+    ('unread-looked-at-late', 'bus/Outbox.cpp', '/* accuracy */ pause / 4', '0', ''),
+    ('clicks-before-a-channel-forgotten', 'remote/Carrier.cpp',
+     '        m_session.Notified(std::move(event.body), event.toEveryone);\n    }\n}', '    }\n}',
+     ''),
+    ('end-of-a-channel-ignored', 'remote/RemoteLink.cpp',
+     'if (result >= 0 && !m_session.Moved(/* isConnected */ false)) result = -ENOTCONN;', '', ''),
     # What strangers may do.
     ('owner-believed-from-anybody', 'remote/ServiceOwner.cpp',
      '!bus_names::IsFromDriver(signal) ||', '', ''),
@@ -90,6 +101,7 @@ FAULTS = [
 ONLY = {
     'large-reply-not-asked-for-again': ['only=huge'],
     'stuck-bus-not-left': ['only=stick'],
+    'unread-looked-at-late': ['only=huge'],
     'name-left-to-a-stuck-bus': ['only=stick'],
 }
 
