@@ -67,8 +67,13 @@ FetchPlan::Read FetchPlan::BeginOutOfTurn(Time now) {
     return read;
 }
 
+bool FetchPlan::MayPassOver(const Read& read) const {
+    return m_list.isStale && !m_hasPassedOver && read.outOfTurn == 0;
+}
+
 void FetchPlan::Finish(const Read& read, Outcome outcome, Time now) {
     --m_underWay;
+    if (read.part == Part::List) m_hasPassedOver = outcome == Outcome::ListIsNeeded;
     if (!IsServiceThere()) return;
     if (m_underWay == 0) m_state = State::Waiting;
     if (outcome == Outcome::Failed) {

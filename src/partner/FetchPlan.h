@@ -70,6 +70,12 @@ public:
     Read BeginOutOfTurn(Time now);
     void Finish(const Read& read, Outcome outcome, Time now);
 
+    // Whether the answer to `read` may be passed over, with ListIsNeeded, when its list and its
+    // selection do not fit together. The list has changed since, so it is read again anyway. But
+    // not twice in a row, or a list that always changes might never be shown; and not out of turn,
+    // since somebody waits for that.
+    bool MayPassOver(const Read& read) const;
+
 private:
     //                        Unmet ---+
     //                                 | the service appears; something is stale from now on
@@ -106,6 +112,7 @@ private:
     Stale m_selection;
     std::size_t m_underWay = 0;
     std::uint64_t m_outOfTurn = 0;   // reads so far
+    bool m_hasPassedOver = false;    // the last list that was read
     Time m_frame = Time::min();      // when the next frame begins
     Time m_notBefore = Time::min();  // of any read
     Time m_retry = kFirstRetry;      // after the next failure

@@ -116,7 +116,7 @@ void Fetcher::Take(const Read& read, RemoteReply* list, const RemoteReply& selec
     Outcome outcome = Outcome::Failed;
     const RemoteReply& first = list != nullptr && list->error ? *list : selection;
     const bool isTold = Guarded("reading the list", [&] {
-        outcome = first.error ? Fail(*first.error) : Update(list, selection.body, change);
+        outcome = first.error ? Fail(*first.error) : Update(read, list, selection.body, change);
     });
     if (!isTold) m_failure = m_noMemory;
     if (outcome != Outcome::Failed) m_failure.reset();
@@ -125,17 +125,24 @@ void Fetcher::Take(const Read& read, RemoteReply* list, const RemoteReply& selec
     m_port.ReplicaChanged(change);
 }
 
-Fetcher::Outcome Fetcher::Update(RemoteReply* list, const std::vector<char>& selection,
-                                 Replica::Change& change) {
+// The service may have changed between the two answers. A list of before and a selection of after
+// that, or of what is not in the list yet, would show what the service never had.
+Replica::Taken Fetcher::TakeOver(const Read& read, RemoteReply* list,
+                                 const std::vector<char>& selection, Replica::Change& change) {
+    if (list == nullptr) return m_replica.UpdateSelection(selection, change);
+    if (m_plan.MayPassOver(read)) {
+        return m_replica.UpdateIfWhole(std::move(list->body), selection, change);
+    }
+    std::optional<Replica::Change> update = m_replica.Update(std::move(list->body), selection);
+    if (!update) return Replica::Taken::NotUnderstood;
+    change = std::move(*update);
+    return Replica::Taken::Yes;
+}
+
+Fetcher::Outcome Fetcher::Update(const Read& read, RemoteReply* list,
+                                 const std::vector<char>& selection, Replica::Change& change) {
     try {
-        if (list != nullptr) {
-            std::optional<Replica::Change> update =
-                m_replica.Update(std::move(list->body), selection);
-            if (!update) return Fail(NotMadeOfItems());
-            change = std::move(*update);
-            return Outcome::Shown;
-        }
-        switch (m_replica.UpdateSelection(selection, change)) {
+        switch (TakeOver(read, list, selection, change)) {
             case Replica::Taken::Yes: return Outcome::Shown;
             case Replica::Taken::NotInTheList: return Outcome::ListIsNeeded;
             case Replica::Taken::NotUnderstood: break;

@@ -75,7 +75,10 @@ private:
     void Send(const Read& read);
     void Post(const Read& read);
     void Take(const Read& read, RemoteReply* list, const RemoteReply& selection);
-    Outcome Update(RemoteReply* list, const std::vector<char>& selection, Replica::Change& change);
+    Outcome Update(const Read& read, RemoteReply* list, const std::vector<char>& selection,
+                   Replica::Change& change);
+    Replica::Taken TakeOver(const Read& read, RemoteReply* list, const std::vector<char>& selection,
+                            Replica::Change& change);
     // Remembers `failure`, and logs it as an error when nothing else shows it.
     Outcome Fail(const RemoteError& failure);
     void Finish(const Read& read, Outcome outcome);

@@ -198,15 +198,16 @@ Replica::Replica()
 
 std::optional<Replica::Change> Replica::Update(std::vector<char> list,
                                                const std::vector<char>& selection) {
-    // Most reads find the list unchanged: then comparing its bytes is all the work there is.
-    if (Change change; list == m_text && UpdateSelection(selection, change) == Taken::Yes) {
-        return change;
+    Change change;
+    if (Take(std::move(list), selection, /* onlyIfWhole */ false, change) != Taken::Yes) {
+        return std::nullopt;
     }
-    const std::optional<Lines> lines = ReadLines(list, kMaxItems, m_items.size());
-    const std::optional<Lines> selected = ReadLines(selection, 1, 1);
-    if (!lines || !selected || selected->empty()) return std::nullopt;
-    if (!m_spare) m_spare = std::make_unique<RemoteAppListItem>();
-    return Take(std::move(list), *lines, selected->front(), selection);
+    return change;
+}
+
+Replica::Taken Replica::UpdateIfWhole(std::vector<char> list, const std::vector<char>& selection,
+                                      Change& change) {
+    return Take(std::move(list), selection, /* onlyIfWhole */ true, change);
 }
 
 Replica::Taken Replica::UpdateSelection(const std::vector<char>& selection, Change& change) {
@@ -249,14 +250,34 @@ std::vector<AppListItem*> Replica::GetAllItems() const {
     return items;
 }
 
-Replica::Change Replica::Take(std::vector<char> text, const Lines& lines, const ItemText& selection,
-                              std::vector<char> selectionText) {
-    Plan plan = MakePlan(lines, selection);
+Replica::Taken Replica::Take(std::vector<char> list, const std::vector<char>& selection,
+                             bool onlyIfWhole, Change& change) {
+    // Most reads find the list unchanged: then comparing its bytes is all the work there is.
+    if (list == m_text && UpdateSelection(selection, change) == Taken::Yes) return Taken::Yes;
+    const std::optional<Lines> lines = ReadLines(list, kMaxItems, m_items.size());
+    const std::optional<Lines> selected = ReadLines(selection, 1, 1);
+    if (!lines || !selected || selected->empty()) return Taken::NotUnderstood;
+    if (!m_spare) m_spare = std::make_unique<RemoteAppListItem>();
+    Plan plan = MakePlan(*lines, selected->front());
+    if (onlyIfWhole && selection != m_selectionText && !IsWhole(plan, selection)) {
+        return Taken::NotInTheList;
+    }
+    Apply(std::move(list), *lines, plan, selection);
+    change = std::move(plan.change);
+    return Taken::Yes;
+}
+
+bool Replica::IsWhole(const Plan& plan, const std::vector<char>& selection) {
+    if (!plan.items.empty()) return plan.selected != kNone;
+    return std::string_view(selection.data(), selection.size()) == kNoSelection;
+}
+
+void Replica::Apply(std::vector<char> text, const Lines& lines, Plan& plan,
+                    std::vector<char> selectionText) noexcept {
     ApplyItems(lines, plan);
     ApplySelection(plan);
     m_selectionText = std::move(selectionText);
     plan.change.text = std::exchange(m_text, std::move(text));
-    return std::move(plan.change);
 }
 
 Replica::Plan Replica::MakePlan(const Lines& lines, const ItemText& selection) const {

@@ -47,9 +47,14 @@ public:
     // memory runs out. Whatever was sent, n items take no more than n log n time.
     std::optional<Change> Update(std::vector<char> list, const std::vector<char>& selection);
 
+    enum class Taken { Yes, NotInTheList, NotUnderstood };
+
+    // The same, if the two fit together: an item of the selection's id is in the list, or both are
+    // empty, or the selection is what is selected already.
+    Taken UpdateIfWhole(std::vector<char> list, const std::vector<char>& selection, Change& change);
+
     // Takes over a selection alone, if an item of its id is in the list or it is what is selected
     // already. Otherwise, and when it throws, nothing changes.
-    enum class Taken { Yes, NotInTheList, NotUnderstood };
     Taken UpdateSelection(const std::vector<char>& selection, Change& change);
 
     // Goes back to an empty list and an empty selection.
@@ -64,8 +69,11 @@ private:
     using Lines = std::vector<ItemText>;
     struct Plan;
 
-    Change Take(std::vector<char> text, const Lines& lines, const ItemText& selection,
-                std::vector<char> selectionText);
+    Taken Take(std::vector<char> list, const std::vector<char>& selection, bool onlyIfWhole,
+               Change& change);
+    static bool IsWhole(const Plan& plan, const std::vector<char>& selection);
+    void Apply(std::vector<char> text, const Lines& lines, Plan& plan,
+               std::vector<char> selectionText) noexcept;
 
     // Everything that may fail happens while the plan is made, and nothing is changed until then.
     Plan MakePlan(const Lines& lines, const ItemText& selection) const;

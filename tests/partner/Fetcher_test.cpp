@@ -48,15 +48,17 @@ public:
 
     // Answers what is under way.
     void Answer() {
-        while (!m_underWay.empty()) {
-            const Call call = std::move(m_underWay.front());
-            m_underWay.pop_front();
-            RemoteReply reply;
-            const std::string& body = call.messageId == 2002 ? m_list : m_selection;
-            reply.body.assign(body.begin(), body.end());
-            reply.error = m_error;
-            call.onReply(reply);
-        }
+        while (!m_underWay.empty()) AnswerOne();
+    }
+
+    void AnswerOne() {
+        const Call call = std::move(m_underWay.front());
+        m_underWay.pop_front();
+        RemoteReply reply;
+        const std::string& body = call.messageId == 2002 ? m_list : m_selection;
+        reply.body.assign(body.begin(), body.end());
+        reply.error = m_error;
+        call.onReply(reply);
     }
 
     // Lets time pass, and what is due then happen.
@@ -64,11 +66,16 @@ public:
         const microseconds end = m_now + time;
         Answer();
         while (m_later && m_laterAt <= end) {
-            m_now = m_laterAt;
-            std::exchange(m_later, nullptr)();
+            RunUntilAsked();
             Answer();
         }
         m_now = end;
+    }
+
+    // Lets what is due next happen, and answers nothing.
+    void RunUntilAsked() {
+        m_now = m_laterAt;
+        std::exchange(m_later, nullptr)();
     }
 
     std::vector<int> TakeRequests() { return std::exchange(m_requests, {}); }
@@ -107,6 +114,14 @@ protected:
         m_port.RunFor(milliseconds(1000));
         m_port.TakeRequests();
         m_port.TakeTold();
+    }
+
+    void AnswerListThenEmptyIt() {
+        m_port.AnswerOne();
+        m_port.m_list.clear();
+        m_port.m_selection = "\t\n";
+        m_fetcher.ListHasChanged();
+        m_fetcher.SelectionHasChanged();
     }
 
     std::string Shown() const {
@@ -155,6 +170,41 @@ TEST_F(AFetcher, ReadsTheListForASelectionThatItDoesNotHold) {
     EXPECT_EQ((Ids{2001, 2002, 2001}), m_port.TakeRequests());
     EXPECT_EQ("A B C (C)", Shown());
     EXPECT_EQ("items selection ", m_port.TakeTold());
+}
+
+// The list was answered before all items were removed, and the selection after that.
+TEST_F(AFetcher, ShowsNoSelectionThatIsNewerThanTheList) {
+    m_fetcher.ListHasChanged();
+    AnswerListThenEmptyIt();
+    m_port.Answer();
+    EXPECT_EQ("A B (A)", Shown());
+    EXPECT_EQ("", m_port.TakeTold());
+
+    m_port.RunFor(FetchPlan::kFrame);
+
+    EXPECT_EQ("()", Shown());
+    EXPECT_EQ("items selection ", m_port.TakeTold());
+}
+
+TEST_F(AFetcher, ShowsItAllTheSameToWhoWaitsForIt) {
+    m_fetcher.ReadNow();
+    AnswerListThenEmptyIt();
+    m_port.Answer();
+
+    EXPECT_EQ("A B ()", Shown());
+}
+
+TEST_F(AFetcher, ShowsItWhenTheListChangesAllTheTime) {
+    m_fetcher.ListHasChanged();
+    for (int count = 0; count < 2; ++count) {
+        EXPECT_EQ("A B (A)", Shown());
+        m_port.m_list = "A\ta\nB\tb\n";
+        AnswerListThenEmptyIt();
+        m_port.Answer();
+        m_port.RunUntilAsked();
+    }
+
+    EXPECT_EQ("A B ()", Shown());
 }
 
 TEST_F(AFetcher, TellsNobodyOfTheSameBytes) {

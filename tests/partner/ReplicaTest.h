@@ -92,6 +92,11 @@ protected:
         return change ? std::move(*change) : applist::Replica::Change();
     }
 
+    applist::Replica::Taken TakeIfWhole(const std::string& ids, const std::string& selection) {
+        return m_replica.UpdateIfWhole(replica::Bytes(replica::ListOf(ids)),
+                                       replica::Bytes(replica::ListOf(selection)), m_change);
+    }
+
     bool Refuses(const std::string& list, const std::string& selection) {
         const std::string before = Content();
         const bool refused = !m_replica.Update(replica::Bytes(list), replica::Bytes(selection));
@@ -104,4 +109,5 @@ protected:
     AppListItem* At(std::size_t place) const { return m_replica.GetAllItems().at(place); }
 
     applist::Replica m_replica;
+    applist::Replica::Change m_change;  // of TakeIfWhole
 };

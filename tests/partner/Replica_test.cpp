@@ -104,6 +104,29 @@ TEST_F(AReplica, SelectsTheFirstOfAnIdWhenItTakesASelectionAlone) {
     EXPECT_EQ(At(2), m_replica.GetSelection()) << "the one that is equal";
 }
 
+TEST_F(AReplica, TakesOverAListAndASelectionThatFitTogether) {
+    EXPECT_EQ(Replica::Taken::Yes, TakeIfWhole("a b", "b"));
+    EXPECT_EQ("A/a B/b (B/b)", Content());
+    EXPECT_EQ(Replica::Taken::Yes, TakeIfWhole("c", "b")) << "selected already";
+    EXPECT_EQ("C/c (B/b)", Content());
+    EXPECT_EQ(Replica::Taken::Yes, m_replica.UpdateIfWhole({}, Bytes("\t\n"), m_change));
+    EXPECT_EQ("(/)", Content());
+}
+
+TEST_F(AReplica, LeavesAListAndASelectionThatDoNotFitTogether) {
+    Take("a b", "a");
+
+    EXPECT_EQ(Replica::Taken::NotInTheList, TakeIfWhole("a", "x"));
+    EXPECT_EQ(Replica::Taken::NotInTheList, TakeIfWhole("a b", "x"));
+    EXPECT_EQ(Replica::Taken::NotInTheList, TakeIfWhole("", "x"));
+    EXPECT_EQ(Replica::Taken::NotInTheList,
+              m_replica.UpdateIfWhole(Bytes(ListOf("a")), Bytes("\t\n"), m_change));
+    EXPECT_EQ(Replica::Taken::NotUnderstood, m_replica.UpdateIfWhole(Bytes("a"), {}, m_change));
+
+    EXPECT_FALSE(m_change.items || m_change.selection);
+    EXPECT_EQ("A/a B/b (A/a)", Content());
+}
+
 TEST_F(AReplica, LeavesASelectionAloneThatIsNotInItsList) {
     Take("a b", "a");
 
