@@ -73,6 +73,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/Busy_test.cpp
         partner/bus/Calls_test.cpp
         partner/bus/Channel_test.cpp
+        partner/bus/Cuts_test.cpp
         partner/bus/Descriptors_test.cpp
         partner/bus/Destruction_test.cpp
         partner/bus/Following_test.cpp
@@ -88,6 +89,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/Starting_test.cpp
         partner/bus/SystemPolicy_test.cpp
         support/BusClient.cpp
+        support/ChannelCut.cpp
         support/Forger.cpp
         support/JournalStandIn.cpp
         support/LibraryTimeout.cpp
@@ -100,8 +102,10 @@ if(APPLIST_OPEN_TRANSPORT)
         support/TestLoop.cpp)
     target_link_libraries(partner_bus_tests PRIVATE applist::service applist::partner test_options
                                                     PkgConfig::APPLIST_SYSTEMD GTest::gtest_main)
-    # Its calls of this function pass through support/LibraryTimeout.cpp.
-    target_link_options(partner_bus_tests PRIVATE LINKER:--wrap=sd_bus_set_method_call_timeout)
+    # Its calls of these pass through support/LibraryTimeout.cpp and support/ChannelCut.cpp.
+    foreach(call sd_bus_set_method_call_timeout sd_bus_send)
+        target_link_options(partner_bus_tests PRIVATE LINKER:--wrap=${call})
+    endforeach()
     target_compile_definitions(partner_bus_tests PRIVATE
         PARTNER_TEST_SIDE="$<TARGET_FILE:partner_test_side>")
     add_dependencies(partner_bus_tests partner_test_side)
