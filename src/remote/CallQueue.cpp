@@ -116,9 +116,18 @@ void CallQueue::SendWaiting() {
         int result = -ENOMEM;
         Guarded("sending a call", [&] { result = Send(call); });
         if (result >= 0) continue;
+        if (!m_route.IsOpen()) return TakeBack(call);
         call.isDone = true;
         Guarded("sending a call", [&] { call.reply.error = m_errors.NotSent(-result); });
     }
+}
+
+// The connection has ended with this attempt. Nothing of the call has left, and those behind it are
+// meant to come after it, wherever they go.
+void CallQueue::TakeBack(const Call& call) {
+    --m_sent;
+    m_sentBytes -= call.bytes;
+    m_waitingBytes += call.bytes;
 }
 
 int CallQueue::Send(Call& call) {

@@ -87,6 +87,7 @@ private:
     bool MaySend() const;
     void SendWaiting();
     int Send(Call& call);
+    void TakeBack(const Call& call);
     int SendAwaited(const std::vector<char>& request, Time deadline);
     // Calls the handlers of the calls that have ended, up to the first that has not.
     void Deliver();

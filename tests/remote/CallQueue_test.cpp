@@ -333,6 +333,24 @@ TEST_F(ACallQueue, TellsOfACallThatCouldNotBeSentAndGoesOn) {
     EXPECT_EQ((Strings{"a!Failed", "b=ok"}), m_outcomes);
 }
 
+// It has ended unnoticed, and another one follows.
+TEST_F(ACallQueue, KeepsACallWithWhichTheConnectionEndsForTheNextOne) {
+    m_queue.Open();
+    m_route.m_endsWith = -ECONNRESET;
+    Post("a");
+    Post("b");
+    EXPECT_EQ(Strings{}, m_outcomes);
+    EXPECT_FALSE(m_queue.HasUnderWay());
+
+    m_route.m_isOpen = true;
+    m_queue.Open();
+    Answer(0);
+    Answer(1);
+
+    EXPECT_EQ((Strings{"a", "b"}), Sent());
+    EXPECT_EQ((Strings{"a=ok", "b=ok"}), m_outcomes);
+}
+
 // ---- Time ---------------------------------------------------------------------------------------
 
 TEST_F(ACallQueue, EndsWhatIsNotAnsweredInTime) {

@@ -25,6 +25,10 @@ public:
     bool IsReliable() const override { return m_isReliable; }
     int SendCall(CallId call, const std::vector<char>& request) override {
         if (m_result < 0) return m_result;
+        if (m_endsWith < 0) {
+            m_isOpen = false;
+            return std::exchange(m_endsWith, 0);
+        }
         m_sent.push_back({call, std::string(request.begin(), request.end())});
         return 0;
     }
@@ -73,6 +77,7 @@ public:
 
     Time m_now{1000000};
     bool m_isOpen = true;
+    int m_endsWith = 0;  // the attempt to send the next call, and the connection
     bool m_isClogged = false;
     bool m_isReliable = false;
     bool m_isDispatching = false;
