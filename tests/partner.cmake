@@ -81,10 +81,12 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/HostileService.cpp
         partner/bus/Hostile_test.cpp
         partner/bus/Killing_test.cpp
+        partner/bus/LastWords_test.cpp
         partner/bus/Owners_test.cpp
         partner/bus/PartnerBusTest.cpp
         partner/bus/Places_test.cpp
         partner/bus/Policy_test.cpp
+        partner/bus/Shortage_test.cpp
         partner/bus/SideProcess.cpp
         partner/bus/Starting_test.cpp
         partner/bus/SystemPolicy_test.cpp

@@ -21,6 +21,18 @@ namespace {
 
 constexpr std::uint64_t kTimerAccuracy = 1000;  // microseconds
 
+OwnedFd CopyOf(int fd) {
+    return OwnedFd(fcntl(fd, F_DUPFD_CLOEXEC, 3));
+}
+
+// Whether a descriptor could come in and be copied. With none left for what comes in, the bus
+// library gives up the whole connection to the bus. Returns 0 or a negative errno.
+int FindRoomForSocket(int any) {
+    const OwnedFd itself = CopyOf(any);
+    const OwnedFd copy = CopyOf(any);
+    return itself.Get() < 0 || copy.Get() < 0 ? -errno : 0;
+}
+
 }  // namespace
 
 ServiceChannel::ServiceChannel(const RemoteErrors& errors, sd_event* loop, User& user)
@@ -33,7 +45,10 @@ ServiceChannel::~ServiceChannel() = default;
 int ServiceChannel::Ask(const Way& bus, Time deadline) {
     m_bus = bus;
     UniqueMessage message;
-    int result = m_bus.NewCall(message, m_errors.Endpoint(), endpoint_names::kInterface,
+    int result = FindRoomForSocket(sd_bus_get_fd(bus.connection));
+    if (result < 0) LogNone(kInfo, std::strerror(-result));
+    if (result >= 0)
+        result = m_bus.NewCall(message, m_errors.Endpoint(), endpoint_names::kInterface,
                                endpoint_names::kChannel);
     sd_bus_slot* slot = nullptr;
     if (result >= 0) {
@@ -83,7 +98,7 @@ void ServiceChannel::OnAnswer(sd_bus_message* answer) {
         sd_bus_message_read(answer, "h", &fd) < 0) {
         return Fail(kInfo, "the answer was not understood");
     }
-    OwnedFd socket(fcntl(fd, F_DUPFD_CLOEXEC, 3));
+    OwnedFd socket = CopyOf(fd);
     if (socket.Get() < 0) return Fail(kInfo, std::strerror(errno));
     Open(std::move(socket));
 }
@@ -200,9 +215,13 @@ void ServiceChannel::Fail(int priority, const char* why) {
     if (before == State::Off || before == State::Ending) return;
     // With the bus gone, nothing goes on over it.
     if (sd_bus_is_open(m_bus.connection) <= 0) return;
+    LogNone(priority, why);
+    m_user.OnChannelEnded();
+}
+
+void ServiceChannel::LogNone(int priority, const char* why) const {
     APPLIST_LOG(priority, "%s: no direct channel to the service, so it is called over the bus: %s",
                 m_errors.Endpoint().c_str(), why);
-    m_user.OnChannelEnded();
 }
 
 void ServiceChannel::Shut() {

@@ -101,6 +101,7 @@ private:
     int SetUp();
     int AskToConnect();
     void Fail(int priority, const char* why);
+    void LogNone(int priority, const char* why) const;
     void Shut();
 
     const RemoteErrors& m_errors;

@@ -1,11 +1,16 @@
 // What a stranger on the bus sends to a partner in the name of the bus, of the service, or of the
 // bus library: the partner does nothing about any of it.
 
+#include <sys/socket.h>
+
 #include <algorithm>
 
 #include "partner/bus/HostileService.h"
 #include "partner/bus/PartnerBusTest.h"
 #include "support/Forger.h"
+#include "support/TestFd.h"
+
+using applist::UniqueMessage;
 
 namespace {
 
@@ -134,6 +139,36 @@ TEST_P(APartnerThatIsLiedTo, ShowsNoListFromAForgedReply) {
     HostileService::ReplyText(call, "Maps\tmaps\n");
     sd_bus_message_unref(call);
     EXPECT_TRUE(Shows("Maps/maps ()", kBack));
+}
+
+// Whatever it takes in place of the service's answer, it goes nowhere but to the service.
+TEST_P(APartnerThatIsLiedTo, TakesNoChannelFromAStranger) {
+    UniqueMessage call;
+    m_hostile.m_answerChannel = [&](sd_bus_message* question) {
+        call.reset(sd_bus_message_ref(question));
+        return 0;
+    };
+    StartPartner();
+    ASSERT_TRUE(RunUntil([&] { return call != nullptr; }));
+    std::uint64_t cookie = 0;
+    ASSERT_GE(sd_bus_message_get_cookie(call.get(), &cookie), 0);
+    int ends[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends));
+    const TestFd strangers(ends[0]);
+    const TestFd partners(ends[1]);
+
+    m_forger.Reply(m_hostile.m_lastCaller, cookie, cookie, [&](sd_bus_message* reply) {
+        return sd_bus_message_append(reply, "h", partners.Get());
+    });
+
+    char byte = 0;
+    EXPECT_EQ(-1, recv(strangers.Get(), &byte, 1, MSG_DONTWAIT)) << "it speaks to the stranger";
+    m_hostile.GiveChannel(call.get());
+    EXPECT_TRUE(Shows("Maps/maps ()", kBack));
+    EXPECT_TRUE(RunUntil([&] {
+        return m_hostile.CountOf("Connect") == 1 &&
+               (NewsLogged("a stranger has answered") == 1 || !m_hostile.m_overChannel.empty());
+    }));
 }
 
 TEST_P(APartnerThatIsLiedTo, LearnsNoOwnerFromAForgedReply) {

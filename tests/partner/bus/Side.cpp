@@ -20,6 +20,7 @@
 #include "bus/SdBus.h"
 #include "common/Guarded.h"
 #include "partner/EditableList.h"
+#include "partner/QuietLog.h"
 #include "partner/RemoteAppListModel.h"
 #include "partner/bus/BareRemote.h"
 #include "partner/bus/HostileService.h"
@@ -123,6 +124,8 @@ public:
             LookWhetherItIsShown();
         } else if (command == "content") {
             Say(DigestOf(m_model));
+        } else if (command == "way") {
+            Say(NewsLogged("over a direct channel") > 0 ? "a channel" : "the bus");
         } else if (command == "use") {
             UseEverything();
         } else {

@@ -56,6 +56,14 @@ protected:
         EXPECT_EQ("shown", m_partner->Ask("await " + content));
     }
 
+    bool IsPartnersChannelTaken() {
+        const auto deadline = std::chrono::steady_clock::now() + kTestDeadline;
+        while (m_partner->Ask("way") != "a channel") {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+        }
+        return true;
+    }
+
     // Asks for something that the bus refuses, and returns what the bus has said until then.
     std::string OutputBeforeARefusal() const {
         sd_bus* bus = nullptr;
@@ -106,4 +114,18 @@ TEST_P(ASystemBus, RefusesNothingThatEitherSideAsksFor) {
     EXPECT_EQ(std::string::npos, output.find("Rejected")) << output;
     EXPECT_EQ(std::string::npos, output.find("denied")) << output;
     EXPECT_EQ(std::string::npos, output.find("no refusal is ever logged"));
+}
+
+TEST_P(ASystemBus, IsNotNeededByAPartnerOfAnotherUserThatHasAChannel) {
+    StartService();
+    StartPartnerProcess();
+    ASSERT_TRUE(IsPartnersChannelTaken());
+    m_bus->Stop();
+
+    m_partner->Ask("write 2");
+    EXPECT_EQ("synchronized", m_partner->Ask("sync"));
+
+    EXPECT_EQ(m_service->Ask("content"), m_partner->Ask("content"));
+    EXPECT_NE("()", m_service->Ask("content"));
+    m_bus->Continue();
 }
