@@ -1,9 +1,12 @@
 """watch: a line per event, at once, through whatever happens to the service and the reader."""
 
+import glob
 import json
 import os
+import re
 import signal
 import subprocess
+import time
 import unittest
 
 from support import items
@@ -100,6 +103,50 @@ class AWatch(ToolTest):
         self.assertEqual(process.wait(DEADLINE), 1)
         self.assertIn("No space left", process.stderr.read())
         process.stderr.close()
+
+
+class AWatchThatIsAtRest(ToolTest):
+    """With nothing that will go off, neither process makes a system call until something happens.
+    Over the bus the partner would ask now and then whether it has missed something."""
+
+    def armed_timers(self, process):
+        """How many timers of `process` will go off some time."""
+        count = 0
+        for info in glob.glob(f"/proc/{process.pid}/fdinfo/*"):
+            with open(info, encoding="ascii") as text:
+                count += re.search(r"^it_value: \((?!0, 0\))", text.read(), re.MULTILINE) is not None
+        return count
+
+    def sleep_of(self, process):
+        """Which of its sleeps `process` is in; None while it is awake."""
+        with open(f"/proc/{process.pid}/status", encoding="ascii") as status:
+            fields = dict(line.split(":", 1) for line in status)
+        is_asleep = fields["State"].strip().startswith("S")
+        return fields["voluntary_ctxt_switches"].strip() if is_asleep else None
+
+    def sleeps_without_timer(self, process):
+        sleep = self.sleep_of(process)
+        return self.armed_timers(process) == 0 and sleep and self.sleep_of(process) == sleep
+
+    def sets_no_timer(self, process):
+        end = time.monotonic() + DEADLINE
+        while time.monotonic() < end:
+            if self.sleeps_without_timer(process):
+                return True
+            os.sched_yield()
+        return False
+
+    def test_has_set_no_timer_and_neither_has_the_service(self):
+        watch = self.watch()
+        self.assertTrue(self.sets_no_timer(watch.process))
+        self.assertTrue(self.sets_no_timer(self.daemon.process))
+
+    def test_has_set_none_after_a_change_either(self):
+        watch = self.watch()
+        self.partner().select("music")
+        self.assertEqual(watch.next(), "selected\tMusic\tmusic")
+        self.assertTrue(self.sets_no_timer(watch.process))
+        self.assertTrue(self.sets_no_timer(self.daemon.process))
 
 
 class AWatchOfAServiceWithAConsole(ToolTest):
