@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -58,6 +59,15 @@ ChildProcess::ChildProcess(const std::function<void(int readyFd)>& body) {
 
 ChildProcess::~ChildProcess() {
     End(m_pid);
+}
+
+double ChildProcess::UsedCpu() const {
+    clockid_t clock;
+    struct timespec used;
+    if (clock_getcpuclockid(m_pid, &clock) != 0 || clock_gettime(clock, &used) != 0) {
+        throw std::runtime_error("a process that the benchmark needs has ended");
+    }
+    return 1e6 * static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e3;
 }
 
 }  // namespace bench

@@ -22,6 +22,9 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
+    // Returns the CPU time that it has used so far, in microseconds.
+    double UsedCpu() const;
+
 private:
     pid_t m_pid;
 };

@@ -13,9 +13,9 @@ void PrintFigures(const char* what, const Comparison& comparison) {
 
 }  // namespace
 
-void PrintTableHead(const Rounds& plan) {
-    std::printf("\nMedians of %d interleaved rounds of 2 x %d calls, in microseconds a call\n",
-                plan.rounds, plan.blocks * plan.callsPerBlock);
+void PrintTableHead(const Rounds& plan, const char* figures) {
+    std::printf("\nMedians of %d interleaved rounds of 2 x %d %s\n", plan.rounds,
+                plan.blocks * plan.callsPerBlock, figures);
     std::printf("%-34s %10s %10s %7s %15s %7s\n", "", "ours", "baseline", "ratio", "(rounds)",
                 "target");
 }

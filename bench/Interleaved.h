@@ -23,7 +23,7 @@ struct Rounds {
 };
 
 struct Comparison {
-    double ours;      // microseconds a call: the median of the rounds' medians
+    double ours;      // microseconds, as a rule a call's: the median of the rounds' medians
     double baseline;  // the same
     double ratio;     // ours to baseline: the median of the rounds' ratios
     double lowest;    // ratio of all rounds
@@ -38,31 +38,26 @@ inline double Median(std::vector<double> values) {
 }
 
 template <class Call>
-void TimeBlock(int calls, Call&& call, std::vector<double>& microseconds) {
-    using Clock = std::chrono::steady_clock;
-    for (int done = 0; done < calls; ++done) {
-        const Clock::time_point start = Clock::now();
-        call();
-        const std::chrono::duration<double, std::micro> taken = Clock::now() - start;
-        microseconds.push_back(taken.count());
-    }
+void MeasureBlock(int calls, Call&& call, std::vector<double>& figures) {
+    for (int done = 0; done < calls; ++done) figures.push_back(call());
 }
 
-// Calls `ours` and `baseline`, functions without arguments, as `plan` says.
+// Calls `ours` and `baseline`, functions without arguments that return what they have measured, as
+// `plan` says.
 template <class Ours, class Baseline>
-Comparison Compare(const Rounds& plan, Ours&& ours, Baseline&& baseline) {
+Comparison CompareFigures(const Rounds& plan, Ours&& ours, Baseline&& baseline) {
     std::vector<double> oursMedians, baselineMedians, ratios;
     for (int round = 0; round < plan.rounds; ++round) {
-        std::vector<double> oursTimes, baselineTimes;
+        std::vector<double> oursFigures, baselineFigures;
         for (int block = 0; block < plan.blocks; ++block) {
             // Neither side always comes right after the other.
             const bool oursFirst = (round + block) % 2 == 0;
-            if (oursFirst) TimeBlock(plan.callsPerBlock, ours, oursTimes);
-            TimeBlock(plan.callsPerBlock, baseline, baselineTimes);
-            if (!oursFirst) TimeBlock(plan.callsPerBlock, ours, oursTimes);
+            if (oursFirst) MeasureBlock(plan.callsPerBlock, ours, oursFigures);
+            MeasureBlock(plan.callsPerBlock, baseline, baselineFigures);
+            if (!oursFirst) MeasureBlock(plan.callsPerBlock, ours, oursFigures);
         }
-        oursMedians.push_back(Median(oursTimes));
-        baselineMedians.push_back(Median(baselineTimes));
+        oursMedians.push_back(Median(oursFigures));
+        baselineMedians.push_back(Median(baselineFigures));
         ratios.push_back(oursMedians.back() / baselineMedians.back());
     }
     const auto extremes = std::minmax_element(ratios.begin(), ratios.end());
@@ -70,9 +65,24 @@ Comparison Compare(const Rounds& plan, Ours&& ours, Baseline&& baseline) {
             *extremes.second};
 }
 
+template <class Call>
+double TimeOf(Call&& call) {
+    const auto start = std::chrono::steady_clock::now();
+    call();
+    return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start)
+        .count();
+}
+
+// The same for functions whose calls are timed.
+template <class Ours, class Baseline>
+Comparison Compare(const Rounds& plan, Ours&& ours, Baseline&& baseline) {
+    return CompareFigures(
+        plan, [&] { return TimeOf(ours); }, [&] { return TimeOf(baseline); });
+}
+
 // The table of results. A ratio over its target is marked, and fails nothing: on a busy machine
 // even interleaved rounds scatter.
-void PrintTableHead(const Rounds& plan);
+void PrintTableHead(const Rounds& plan, const char* figures = "calls, in microseconds a call");
 void PrintTableLine(const char* what, const Comparison& comparison, double target);
 // The same for what is shown for comparison only.
 void PrintTableLine(const char* what, const Comparison& comparison);

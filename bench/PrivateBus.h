@@ -32,6 +32,9 @@ public:
     // Where it listens, in D-Bus's notation.
     const std::string& Address() const { return m_address; }
 
+    // As in ChildProcess.h: what the daemon has to do with a call.
+    double UsedCpu() const { return m_daemon.UsedCpu(); }
+
 private:
     TemporaryFolder m_folder;
     std::string m_address;

@@ -1,77 +1,48 @@
-// Remote calls over a private bus against the same bytes over bare sd-bus: what a partner waits
-// longer because the list is served by this library.
+// Remote calls over a private bus and over a direct channel against the same bytes over bare
+// sd-bus, through the bus and over a pair of sockets: what a partner waits longer because the list
+// is served by this library, and shorter because nobody is between.
 //
-// One client calls two services in turns. It calls the same member with the same request, and gets
+// One client calls services in turns. It calls the same member with the same request, and gets
 // the same bytes; only 2002's text is made and taken apart by the item's stream operators on one
 // side and by hand on the other.
+
+#include <sys/socket.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
-#include "BareBus.h"
 #include "ByHand.h"
+#include "Client.h"
 #include "Interleaved.h"
 #include "PrivateBus.h"
 #include "Services.h"
 #include "applist/RemoteAppListItem.h"
-#include "bus/EndpointNames.h"
+#include "bus/OwnedFd.h"
 #include "common/AppListRemoteControl.h"
 
-using applist::UniqueBus;
-using applist::UniqueMessage;
-namespace endpoint_names = applist::endpoint_names;
+using applist::OwnedFd;
+using bench::ChildProcess;
+using bench::Client;
+using bench::Compare;
+using bench::CompareFigures;
+using bench::PrintTableHead;
+using bench::PrintTableLine;
+using bench::PrivateBus;
+using bench::Rounds;
 
 namespace {
 
 constexpr char kOurEndpoint[] = "Applist";
-constexpr std::uint64_t kCallTimeoutMicroseconds = 5000000;
-
-class Client {
-public:
-    explicit Client(const std::string& address) : m_bus(bench::OpenBus(address)) {}
-
-    // Calls `function` of `endpoint`, and passes `use` the bytes of the reply.
-    template <class Use>
-    void Call(const char* endpoint, std::int32_t function, Use&& use) {
-        const UniqueMessage reply = Send(endpoint, function);
-        const void* bytes = nullptr;
-        std::size_t size = 0;
-        bench::Check(sd_bus_message_read_array(reply.get(), 'y', &bytes, &size));
-        use(static_cast<const char*>(bytes), size);
-    }
-
-private:
-    UniqueMessage Send(const char* endpoint, std::int32_t function) {
-        sd_bus_message* made = nullptr;
-        bench::Check(sd_bus_message_new_method_call(
-            m_bus.get(), &made, endpoint_names::BusNameOf(endpoint).c_str(),
-            endpoint_names::PathOf(endpoint).c_str(), endpoint_names::kInterface, "Message"));
-        const UniqueMessage call(made);
-        bench::Check(sd_bus_message_append_array(call.get(), 'y', &function, sizeof(function)));
-        sd_bus_message* reply = nullptr;
-        bench::Check(
-            sd_bus_call(m_bus.get(), call.get(), kCallTimeoutMicroseconds, nullptr, &reply));
-        return UniqueMessage(reply);
-    }
-
-    UniqueBus m_bus;
-};
-
-std::string TextOf(Client& client, const char* endpoint, std::int32_t function) {
+constexpr int kCallsForCpu = 100;  // the tail of one call counts for the next, that of the last not
+std::string TextOf(Client& client, std::int32_t function) {
     std::string text;
-    client.Call(endpoint, function,
-                [&](const char* bytes, std::size_t size) { text.assign(bytes, size); });
+    client.Call(function, [&](const char* bytes, std::size_t size) { text.assign(bytes, size); });
     return text;
-}
-
-void RequireSameBytes(Client& client, std::int32_t function) {
-    const std::string text = TextOf(client, kOurEndpoint, function);
-    if (!text.empty() && text == TextOf(client, bench::kBareEndpoint, function)) return;
-    throw std::runtime_error("the two services do not answer the same bytes");
 }
 
 void RequireAllItems(std::size_t count) {
@@ -96,39 +67,107 @@ void ReadListByHand(const char* bytes, std::size_t size) {
     RequireAllItems(items.size() - 1);
 }
 
-void CompareSelection(Client& client) {
-    const auto leave = [](const char*, std::size_t) {};
-    const bench::Rounds plan = {21, 10, 50};
-    RequireSameBytes(client, APPLIST_GET_SELECTION_FNC);
-    const bench::Comparison result = bench::Compare(
-        plan, [&] { client.Call(kOurEndpoint, APPLIST_GET_SELECTION_FNC, leave); },
-        [&] { client.Call(bench::kBareEndpoint, APPLIST_GET_SELECTION_FNC, leave); });
-    bench::PrintTableHead(plan);
-    bench::PrintTableLine("2001 against a bare echo", result, 1.10);
+// Each service's clients: the same one, each over its own way.
+struct Clients {
+    Client bus;
+    Client channel;
+    Client bareBus;
+    Client barePeer;
+};
+
+void RequireSameBytes(Clients& clients, std::int32_t function) {
+    const std::string text = TextOf(clients.bus, function);
+    for (Client* other : {&clients.channel, &clients.bareBus, &clients.barePeer}) {
+        if (!text.empty() && text == TextOf(*other, function)) continue;
+        throw std::runtime_error("the services do not answer the same bytes");
+    }
 }
 
-void CompareList(Client& client) {
-    const bench::Rounds plan = {21, 25, 1};
-    RequireSameBytes(client, APPLIST_GET_ALL_ITEMS_FNC);
-    const bench::Comparison result = bench::Compare(
-        plan, [&] { client.Call(kOurEndpoint, APPLIST_GET_ALL_ITEMS_FNC, ReadListWithOperator); },
-        [&] { client.Call(bench::kBareEndpoint, APPLIST_GET_ALL_ITEMS_FNC, ReadListByHand); });
-    bench::PrintTableHead(plan);
-    bench::PrintTableLine("2002, 10,000 items, against by hand", result, 1.6);
+void AskSelection(Client& client) {
+    client.Call(APPLIST_GET_SELECTION_FNC, [](const char*, std::size_t) {});
+}
+
+void CompareSelection(Clients& clients) {
+    const Rounds plan = {21, 10, 50};
+    RequireSameBytes(clients, APPLIST_GET_SELECTION_FNC);
+    const auto compare = [&plan](Client& ours, Client& baseline) {
+        return Compare(
+            plan, [&] { AskSelection(ours); }, [&] { AskSelection(baseline); });
+    };
+    PrintTableHead(plan);
+    PrintTableLine("2001 against a bare echo", compare(clients.bus, clients.bareBus), 1.10);
+    PrintTableLine("2001 over a channel, bare on a bus", compare(clients.channel, clients.bareBus),
+                   0.40);
+    PrintTableLine("2001 over a channel, bare sockets", compare(clients.channel, clients.barePeer),
+                   1.15);
+    PrintTableLine("2001 over a channel, over the bus", compare(clients.channel, clients.bus));
+}
+
+double CpuOfSelection(const ChildProcess& service, Client& client) {
+    const double before = service.UsedCpu();
+    for (int call = 0; call < kCallsForCpu; ++call) AskSelection(client);
+    return (service.UsedCpu() - before) / kCallsForCpu;
+}
+
+void CompareCpu(const ChildProcess& applist, const ChildProcess& peer, Clients& clients) {
+    const Rounds plan = {21, 5, 1};
+    const auto overChannel = [&] { return CpuOfSelection(applist, clients.channel); };
+    const auto overBus = [&] { return CpuOfSelection(applist, clients.bus); };
+    const auto bare = [&] { return CpuOfSelection(peer, clients.barePeer); };
+    PrintTableHead(plan, "x 100 calls, in microseconds of the service's CPU a call");
+    PrintTableLine("2001 over a channel, bare sockets", CompareFigures(plan, overChannel, bare));
+    PrintTableLine("2001 over a channel, over the bus", CompareFigures(plan, overChannel, overBus));
+}
+
+void CompareList(Clients& clients) {
+    const Rounds plan = {21, 25, 1};
+    RequireSameBytes(clients, APPLIST_GET_ALL_ITEMS_FNC);
+    const auto overBus = [&] { clients.bus.Call(APPLIST_GET_ALL_ITEMS_FNC, ReadListWithOperator); };
+    const auto overChannel = [&] {
+        clients.channel.Call(APPLIST_GET_ALL_ITEMS_FNC, ReadListWithOperator);
+    };
+    const auto bare = [&] { clients.bareBus.Call(APPLIST_GET_ALL_ITEMS_FNC, ReadListByHand); };
+    PrintTableHead(plan);
+    PrintTableLine("2002, 10,000 items, against by hand", Compare(plan, overBus, bare), 1.6);
+    PrintTableLine("the same over a channel, over the bus", Compare(plan, overChannel, overBus));
+}
+
+struct Pair {
+    OwnedFd service;
+    OwnedFd client;
+};
+
+Pair ConnectedPair() {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0) {
+        throw std::runtime_error("no pair of sockets");
+    }
+    return {OwnedFd(ends[0]), OwnedFd(ends[1])};
+}
+
+void Measure() {
+    const PrivateBus bus;
+    Pair pair = ConnectedPair();
+    const ChildProcess applist(
+        [&](int readyFd) { bench::RunApplistService(bus.Address(), readyFd); });
+    const ChildProcess bare([&](int readyFd) { bench::RunBareService(bus.Address(), readyFd); });
+    const ChildProcess peer(
+        [&](int readyFd) { bench::RunBarePeer(std::move(pair.service), readyFd); });
+    Clients clients{{bus.Address(), kOurEndpoint},
+                    {bus.Address(), kOurEndpoint},
+                    {bus.Address(), bench::kBareEndpoint},
+                    {std::move(pair.client), bench::kBareEndpoint}};
+    clients.channel.TakeChannel();
+    CompareSelection(clients);
+    CompareCpu(applist, peer, clients);
+    CompareList(clients);
 }
 
 }  // namespace
 
 int main() {
     try {
-        const bench::PrivateBus bus;
-        const bench::ChildProcess applist(
-            [&](int readyFd) { bench::RunApplistService(bus.Address(), readyFd); });
-        const bench::ChildProcess bare(
-            [&](int readyFd) { bench::RunBareService(bus.Address(), readyFd); });
-        Client client(bus.Address());
-        CompareSelection(client);
-        CompareList(client);
+        Measure();
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_roundtrip: %s\n", error.what());

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "BareBus.h"
@@ -9,11 +10,14 @@
 #include "SimpleModel.h"
 #include "applist/LocalAppListModel.h"
 #include "bus/BusSelection.h"
+#include "bus/ChannelEnd.h"
 #include "bus/EndpointNames.h"
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
 #include "platform/LinuxLog.h"
 
+using applist::OpenServiceEnd;
+using applist::OwnedFd;
 using applist::SelectBusAddress;
 using applist::SetMinimumLogPriority;
 using applist::UniqueBus;
@@ -25,6 +29,8 @@ namespace bench {
 namespace {
 
 struct BareService {
+    BareService() : items(SampleItems(kRoundTripItems)) { AppendByHand(items.front(), selection); }
+
     std::vector<PlainItem> items;
     std::string selection;
 };
@@ -59,6 +65,13 @@ const sd_bus_vtable kBareVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("Message", "ay", "ay", OnMessage, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
 
+void Serve(BareService& service, sd_bus* bus, int readyFd) {
+    Check(sd_bus_add_object_vtable(bus, nullptr, endpoint_names::PathOf(kBareEndpoint).c_str(),
+                                   endpoint_names::kInterface, kBareVtable, &service));
+    Check(sd_bus_attach_event(bus, nullptr, SD_EVENT_PRIORITY_NORMAL));
+    ServeUntilKilled(readyFd);
+}
+
 }  // namespace
 
 void RunApplistService(const std::string& address, int readyFd) {
@@ -70,16 +83,16 @@ void RunApplistService(const std::string& address, int readyFd) {
 }
 
 void RunBareService(const std::string& address, int readyFd) {
-    BareService service{SampleItems(kRoundTripItems), std::string()};
-    AppendByHand(service.items.front(), service.selection);
-
+    BareService service;
     const UniqueBus bus = OpenBus(address);
-    Check(sd_bus_add_object_vtable(bus.get(), nullptr,
-                                   endpoint_names::PathOf(kBareEndpoint).c_str(),
-                                   endpoint_names::kInterface, kBareVtable, &service));
     Check(sd_bus_request_name(bus.get(), endpoint_names::BusNameOf(kBareEndpoint).c_str(), 0));
-    Check(sd_bus_attach_event(bus.get(), nullptr, SD_EVENT_PRIORITY_NORMAL));
-    ServeUntilKilled(readyFd);
+    Serve(service, bus.get(), readyFd);
+}
+
+void RunBarePeer(OwnedFd socket, int readyFd) {
+    BareService service;
+    const UniqueBus bus = OpenServiceEnd(std::move(socket));
+    Serve(service, bus.get(), readyFd);
 }
 
 }  // namespace bench

@@ -1,5 +1,5 @@
-// The two services of the round trip. Each serves in the calling process until it is killed, and
-// writes a byte to `readyFd` when it can be called. Both throw when they cannot come up.
+// The services of the round trip. Each serves in the calling process until it is killed, and
+// writes a byte to `readyFd` when it can be called. They throw when they cannot come up.
 //
 // Threads: the caller's default sd-event loop.
 
@@ -7,6 +7,8 @@
 
 #include <cstddef>
 #include <string>
+
+#include "bus/OwnedFd.h"
 
 namespace bench {
 
@@ -23,5 +25,8 @@ void RunApplistService(const std::string& address, int readyFd);
 // shape, no checks. The selection's line lies ready, so that 2001 is a bare echo of as many bytes;
 // the text of 2002 is built by hand, from the same strings, for each call.
 void RunBareService(const std::string& address, int readyFd);
+
+// The same without a bus, over `socket`, whose other end is its only client's.
+void RunBarePeer(applist::OwnedFd socket, int readyFd);
 
 }  // namespace bench
