@@ -15,7 +15,7 @@ namespace bench {
 
 namespace {
 
-constexpr int kReadyTimeoutMs = 5000;
+constexpr int kReadyTimeoutMs = 30000;  // a list of a million items on a busy machine
 
 [[noreturn]] void RunChild(const std::function<void(int)>& body, int readyFd, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -15,7 +15,7 @@ class ChildProcess {
 public:
     // Runs `body` in a child and returns when it has written a byte to the descriptor that it is
     // given. What `body` throws is printed, and the child ends when `body` does. Throws
-    // std::runtime_error when the child ends first or is not ready within five seconds.
+    // std::runtime_error when the child ends first or is not ready within half a minute.
     explicit ChildProcess(const std::function<void(int readyFd)>& body);
     ~ChildProcess();
 

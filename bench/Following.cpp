@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "bus/BusSelection.h"
-
-using applist::SelectBusAddress;
 using applist::UniqueEvent;
 
 namespace bench {
@@ -20,8 +17,8 @@ constexpr std::chrono::seconds kStartTimeout{5};
 constexpr std::chrono::seconds kCallTimeout{20};
 
 // The loop that the model attaches to, on the bus that it comes up on.
-UniqueEvent LoopOn(const std::string& address) {
-    SelectBusAddress(address);
+UniqueEvent LoopOn(const std::string& address, Way way) {
+    Choose(address, way);
     sd_event* loop = nullptr;
     Check(sd_event_default(&loop));
     return UniqueEvent(loop);
@@ -29,7 +26,7 @@ UniqueEvent LoopOn(const std::string& address) {
 
 }  // namespace
 
-Following::Following(const std::string& address) : m_loop(LoopOn(address)) {
+Following::Following(const std::string& address, Way way) : m_loop(LoopOn(address, way)) {
     m_model.SetTimeout(kCallTimeout);
     if (!RunUntil([this] { return m_model.IsServiceThere(); }, kStartTimeout)) {
         throw std::runtime_error("the service of the list did not show up");
@@ -44,6 +41,12 @@ std::vector<PlainItem> Following::Items() {
     return items;
 }
 
+void Following::WriteAnew(std::vector<RemoteAppListItem>& items) {
+    m_model.RemoveAllItems();
+    for (RemoteAppListItem& item : items) m_model.AddItemAtEnd(&item);
+    m_model.Synchronize();
+}
+
 bool Following::RunUntil(const std::function<bool()>& done, std::chrono::milliseconds time) {
     const Clock::time_point deadline = Clock::now() + time;
     while (!done()) {
@@ -52,6 +55,13 @@ bool Following::RunUntil(const std::function<bool()>& done, std::chrono::millise
         Check(sd_event_run(m_loop.get(), static_cast<std::uint64_t>(left.count())));
     }
     return true;
+}
+
+std::vector<RemoteAppListItem> RemoteItems(const std::vector<PlainItem>& plain) {
+    std::vector<RemoteAppListItem> items;
+    items.reserve(plain.size());
+    for (const PlainItem& item : plain) items.emplace_back(item.visibleName, item.uniqueId);
+    return items;
 }
 
 bool AreSame(const std::vector<PlainItem>& left, const std::vector<PlainItem>& right) {

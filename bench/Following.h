@@ -11,20 +11,26 @@
 
 #include "BareBus.h"
 #include "ByHand.h"
+#include "Way.h"
+#include "applist/RemoteAppListItem.h"
 #include "partner/RemoteAppListModel.h"
 
 namespace bench {
 
 class Following {
 public:
-    // Comes up on the bus at `address`. Throws std::runtime_error when the service of the list does
-    // not show up there.
-    explicit Following(const std::string& address);
+    // Comes up on the bus at `address`, and may go on another way from there. Throws
+    // std::runtime_error when the service of the list does not show up.
+    Following(const std::string& address, Way way);
 
     applist::RemoteAppListModel& Model() { return m_model; }
 
     // What the replica holds.
     std::vector<PlainItem> Items();
+
+    // Empties the list, adds `items` to it without waiting for any, and waits until the replica
+    // shows them.
+    void WriteAnew(std::vector<RemoteAppListItem>& items);
 
     // Runs the loop until `done`, or for `time`; returns whether it was done.
     bool RunUntil(const std::function<bool()>& done, std::chrono::milliseconds time);
@@ -33,6 +39,8 @@ private:
     applist::UniqueEvent m_loop;
     applist::RemoteAppListModel m_model;
 };
+
+std::vector<RemoteAppListItem> RemoteItems(const std::vector<PlainItem>& plain);
 
 bool AreSame(const std::vector<PlainItem>& left, const std::vector<PlainItem>& right);
 

@@ -237,7 +237,7 @@ void RunFreshList(const FreshPlace& place, int readyFd) {
 
 void RunFreshReplica(const FreshPlace& place, int readyFd) {
     SetMinimumLogPriority(applist::logging::kInfo);
-    Following partner(place.address);
+    Following partner(place.address, Way::Bus);
     partner.Model().Synchronize();
     ReplicaWatcher watcher(place);
     if (place.plan.event == FreshEvent::Change) {

@@ -116,7 +116,7 @@ Burst::Burst(std::chrono::microseconds gap)
       m_list([this](int readyFd) { RunBurstList(m_bus.Address(), *m_tally, m_gap, readyFd); }) {}
 
 void Burst::Measure() const {
-    Following partner(m_bus.Address());
+    Following partner(m_bus.Address(), Way::Bus);
     partner.Model().Synchronize();
     Figures figures;
     for (int burst = 1; burst <= kRounds; ++burst) {

@@ -57,7 +57,7 @@ FetchComparison::FetchComparison(std::size_t count)
 // Each side ends with the new list in memory and the old one freed; ours has also told the two
 // apart, to keep unchanged items, and found none.
 void FetchComparison::Measure() const {
-    Following partner(m_bus.Address());
+    Following partner(m_bus.Address(), Way::Bus);
     SdBusReader sdBus(m_bus.Address());
     GDBusReader gdbus(m_bus.Address());
     std::vector<PlainItem> rows;

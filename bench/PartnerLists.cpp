@@ -48,6 +48,22 @@ private:
     std::size_t m_reads = 0;
 };
 
+class ClickedList : public SimpleModel {
+public:
+    explicit ClickedList(std::atomic<std::int64_t>& clickedAt)
+        : SimpleModel(SampleItems(1)), m_clickedAt(clickedAt) {}
+
+    void SetSelection(AppListItem*) override {
+        m_clickedAt = NowNanoseconds();
+        m_listener->ItemClicked(this);
+    }
+    void AddItemClickedListener(ItemClickListener* listener) override { m_listener = listener; }
+
+private:
+    std::atomic<std::int64_t>& m_clickedAt;
+    ItemClickListener* m_listener = nullptr;
+};
+
 PlainItem ItemOfChange(int change) {
     const std::string number = std::to_string(change);
     return {"Changed " + number, "org.example.change." + number};
@@ -127,6 +143,11 @@ void RunReplacedList(const std::string& address, std::size_t count, int readyFd)
 
 void RunEditedList(const std::string& address, int readyFd) {
     SimpleModel model(SampleItems(1));
+    Serve(address, model, readyFd);
+}
+
+void RunClickedList(const std::string& address, std::atomic<std::int64_t>& clickedAt, int readyFd) {
+    ClickedList model(clickedAt);
     Serve(address, model, readyFd);
 }
 

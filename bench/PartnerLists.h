@@ -1,7 +1,7 @@
 // The lists that a partner follows in its benchmarks, each served by LocalAppListModel on the open
 // transport, in a process of its own.
 //
-// Each of the three serves in the calling process until it is killed, and writes a byte to
+// Each serves in the calling process until it is killed, and writes a byte to
 // `readyFd` when it can be called. They throw when they cannot come up.
 //
 // Threads: the caller's default sd-event loop. Lifetime: see BurstTally.
@@ -25,6 +25,10 @@ void RunReplacedList(const std::string& address, std::size_t count, int readyFd)
 
 // A list with nothing in it but what partners add after they have removed all.
 void RunEditedList(const std::string& address, int readyFd);
+
+// The same, and whenever a partner sets the selection, an item of it is clicked: `clickedAt` is
+// when on the clock of NowNanoseconds.
+void RunClickedList(const std::string& address, std::atomic<std::int64_t>& clickedAt, int readyFd);
 
 // What a burst's two processes tell each other besides what goes over the bus. Lies in memory that
 // both share, so it is made before the fork.

@@ -1,16 +1,10 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "Caller.h"
 #include "Following.h"
 #include "Interleaved.h"
 #include "Partner.h"
-#include "bus/BusSelection.h"
-#include "common/AppListRemoteControl.h"
-#include "ipc/IPCApplist.h"
-#include "remote/TesselDbusRemote.h"
-
-using applist::SelectBusAddress;
-using applist::TesselDbusRemote;
 
 namespace bench {
 
@@ -19,28 +13,10 @@ namespace {
 constexpr std::size_t kWrites = 10000;
 constexpr double kTarget = 1.0 / 3;
 
-// A partner that knows the calls and keeps no list.
-class Caller {
-public:
-    std::vector<char> Call(AppListRemoteControl function, const std::string& payload) {
-        return m_channel.SendMessage(function, payload.data(), payload.size());
-    }
-
-private:
-    IPCApplist<TesselDbusRemote, Caller> m_channel;
-};
-
 std::string TextOf(const RemoteAppListItem& item) {
     std::ostringstream out;
     out << item;
     return out.str();
-}
-
-std::vector<RemoteAppListItem> ItemsToAdd(const std::vector<PlainItem>& plain) {
-    std::vector<RemoteAppListItem> items;
-    items.reserve(plain.size());
-    for (const PlainItem& item : plain) items.emplace_back(item.visibleName, item.uniqueId);
-    return items;
 }
 
 std::string TextOfAll(const std::vector<PlainItem>& plain) {
@@ -59,15 +35,10 @@ WriteComparison::WriteComparison()
 // with the list in the replica, the other side knows only that all calls were answered.
 void WriteComparison::Measure() const {
     const std::vector<PlainItem> plain = SampleItems(kWrites);
-    std::vector<RemoteAppListItem> items = ItemsToAdd(plain);
-    Following partner(m_postedBus.Address());
-    SelectBusAddress(m_waitedBus.Address());
-    Caller caller;
-    const auto post = [&] {
-        partner.Model().RemoveAllItems();
-        for (RemoteAppListItem& item : items) partner.Model().AddItemAtEnd(&item);
-        partner.Model().Synchronize();
-    };
+    std::vector<RemoteAppListItem> items = RemoteItems(plain);
+    Following partner(m_postedBus.Address(), Way::Bus);
+    Caller caller(m_waitedBus.Address(), Way::Bus);
+    const auto post = [&] { partner.WriteAnew(items); };
     const auto wait = [&] {
         caller.Call(APPLIST_REMOVE_ALL_ITEMS_FNC, std::string());
         for (const RemoteAppListItem& item : items) {
