@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "sim/Socket.h"
@@ -18,6 +19,8 @@ struct Watch {
     int fd;
     std::uint32_t events;
     epoll_data_t data;
+    // Of one for edges: how much was unread when the last was told. When that changes, it is one.
+    mutable std::optional<std::size_t> told = std::nullopt;
 };
 
 struct File {

@@ -49,17 +49,24 @@ int Change(File& epoll, int operation, int fd, struct epoll_event* event) {
     return 0;
 }
 
+bool IsForEdges(const sim::Watch& watch, const File& file) {
+    return (watch.events & EPOLLET) != 0 && file.socket != nullptr;
+}
+
 // Returns how many descriptors are ready, `most` at most, and writes them to `events` unless null.
 int Collect(const File& epoll, struct epoll_event* events, int most, Usec& next) {
     int count = 0;
     for (const sim::Watch& watch : epoll.watches) {
         const File* const file = FileOf(watch.fd);
         if (file == nullptr || watch.events == 0 || count == most) continue;
+        const bool isForEdges = IsForEdges(watch, *file);
+        if (isForEdges && watch.told == file->socket->Unread()) continue;
         const std::uint32_t ready = sim::ReadyOf(*file, watch.events, next);
         if (ready == 0) continue;
         if (events != nullptr) {
             events[count].events = ready;
             events[count].data = watch.data;
+            if (isForEdges) watch.told = file->socket->Unread();
         }
         ++count;
     }
