@@ -68,10 +68,12 @@ UniqueBus OpenPartnerEnd(OwnedFd socket) {
     return Open(std::move(socket), [](sd_bus*) { return 0; });
 }
 
+// While the kernel tells that the last was read, it still counts a single byte. No message takes as
+// little: each has the kernel's own bytes about it.
 std::size_t UnreadOf(sd_bus* channel) {
     int bytes = 0;
     const int fd = sd_bus_get_fd(channel);
-    if (fd < 0 || ioctl(fd, SIOCOUTQ, &bytes) != 0 || bytes < 0) return 0;
+    if (fd < 0 || ioctl(fd, SIOCOUTQ, &bytes) != 0 || bytes <= 1) return 0;
     return static_cast<std::size_t>(bytes);
 }
 

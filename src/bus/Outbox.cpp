@@ -243,28 +243,21 @@ void Outbox::AwaitDrain() {
     if (m_gate || sd_bus_is_open(m_bus) <= 0) return;
     // Off the loop first: epoll refuses to watch one descriptor twice.
     sd_bus_detach_event(m_bus);
-    const int result = InLibrary() > 0 ? WatchUntilWritable() : LookAgainSoon();
+    const int result = MakeGate();
     if (result >= 0) return;
     // On the loop again, the connection would answer; but what waits here would wait for ever.
     sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL);
     FailSoon(result);
 }
 
-int Outbox::WatchUntilWritable() {
+// A socket is writable long before everything was read; but whenever something is, it becomes so
+// anew, and that is an edge.
+int Outbox::MakeGate() {
+    const bool isFull = InLibrary() > 0;
     sd_event_source* source = nullptr;
     const int result =
-        sd_event_add_io(m_event, &source, sd_bus_get_fd(m_bus), EPOLLOUT, OnWritable, this);
-    m_gate.reset(source);
-    return result;
-}
-
-// Nothing tells when everything was read: a socket is writable long before.
-int Outbox::LookAgainSoon() {
-    sd_event_source* source = nullptr;
-    const auto pause = static_cast<std::uint64_t>(transport_limits::kUnreadPause.count());
-    // By default it may come a quarter of a second later.
-    const int result = sd_event_add_time_relative(m_event, &source, CLOCK_MONOTONIC, pause,
-                                                  /* accuracy */ pause / 4, OnTimeToLook, this);
+        sd_event_add_io(m_event, &source, sd_bus_get_fd(m_bus),
+                        isFull ? EPOLLOUT : EPOLLOUT | EPOLLET, isFull ? OnWritable : OnRead, this);
     m_gate.reset(source);
     return result;
 }
@@ -317,11 +310,12 @@ void Outbox::GoOn() {
     if (m_gate && !Stalled()) OpenGate();
 }
 
-int Outbox::OnTimeToLook(sd_event_source*, std::uint64_t, void* userdata) {
+// Made anew, the gate would be told of an edge at once, and so for ever.
+int Outbox::OnRead(sd_event_source*, int, std::uint32_t, void* userdata) {
     Outbox* const outbox = static_cast<Outbox*>(userdata);
     Guarded("looking at what is unread", [outbox] {
         outbox->GoOn();
-        if (outbox->m_gate) outbox->CloseGate();
+        if (outbox->m_gate && outbox->InLibrary() > 0) outbox->CloseGate();
     });
     return 0;
 }
@@ -329,7 +323,7 @@ int Outbox::OnTimeToLook(sd_event_source*, std::uint64_t, void* userdata) {
 // The one that fits what is waited for, in place of another.
 void Outbox::CloseGate() {
     m_gate.reset();
-    const int result = InLibrary() > 0 ? WatchUntilWritable() : LookAgainSoon();
+    const int result = MakeGate();
     if (result < 0) m_onFailed(result);
 }
 

@@ -82,12 +82,11 @@ private:
     static int OnIncoming(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int OnFailure(sd_event_source* source, void* userdata);
     static int OnWritable(sd_event_source* source, int fd, std::uint32_t events, void* userdata);
-    static int OnTimeToLook(sd_event_source* source, std::uint64_t time, void* userdata);
+    static int OnRead(sd_event_source* source, int fd, std::uint32_t events, void* userdata);
 
     std::uint64_t InLibrary() const;
     bool HasMuchUnread() const;
-    int WatchUntilWritable();
-    int LookAgainSoon();
+    int MakeGate();
     bool LibraryHasRoom(std::size_t bytes);
     int NewSignal(UniqueMessage& signal, const char* member) const;
     void Transmit(const Notification& notification);

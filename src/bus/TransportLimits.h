@@ -89,11 +89,9 @@ constexpr int kChannelSendBuffer = 64 << 10;
 
 // Descriptors in replies that a partner has not read from its channel, and what they hold, before
 // it gets another one. All channels together stay below the number of descriptors that a user may
-// have on the way, 1,024 as a rule; beyond that nothing of the user's can send one. And how often
-// is looked whether it has read them.
+// have on the way, 1,024 as a rule; beyond that nothing of the user's can send one.
 constexpr std::size_t kMaxUnreadFds = 8;
 constexpr std::size_t kMaxUnreadFdBytes = std::size_t{256} << 10;
-constexpr std::chrono::microseconds kUnreadPause = std::chrono::milliseconds(5);
 
 // Descriptors that must be free for a call to wait, if the process may have twice as many. A
 // message may bring 253, whatever its signature says, and the bus library tells nobody how many

@@ -509,6 +509,19 @@ TEST_P(AChannelThatNobodyReads, KeepsNobodyElseWaiting) {
     EXPECT_EQ("the end", m_client->Message("the end").body);
 }
 
+// As soon, not after a while: a partner that has read a list asks for the selection next.
+TEST_P(AChannelThatNobodyReads, GoesOnAsSoonAsALargeReplyIsRead) {
+    m_client->StartFd(MemfdOf(std::string(300 * kKilobyte, '.')).Get());
+    const BusClient::PendingAnswer next = m_client->Start("Message", "next");
+    m_other->Message("hello");
+    ASSERT_NE("message next", m_endpoint->m_events.back());
+
+    m_client->ReadAgain();
+    RunWhatIsReady();
+
+    EXPECT_EQ("next", next->body);
+}
+
 TEST_P(AChannelThatNobodyReads, HoldsFewDescriptors) {
     std::size_t executed = 0;
     m_endpoint->m_answer = [&](const std::string& request) {
