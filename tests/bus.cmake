@@ -48,6 +48,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/JournalStandIn.cpp
         support/PrivateBus.cpp
         support/ProcessState.cpp
+        support/ReaderAside.cpp
         support/RecordingEndpoint.cpp
         support/SilentBus.cpp
         support/TestFd.cpp
@@ -70,6 +71,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/JournalStandIn.cpp
         support/PrivateBus.cpp
         support/ProcessState.cpp
+        support/ReaderAside.cpp
         support/RecordingAllocator.cpp
         support/TestFd.cpp
         support/TestLoop.cpp)

@@ -97,6 +97,7 @@ if(APPLIST_OPEN_TRANSPORT)
         support/LibraryTimeout.cpp
         support/PrivateBus.cpp
         support/ProcessState.cpp
+        support/ReaderAside.cpp
         support/RecordingAllocator.cpp
         support/RecordingEndpoint.cpp
         support/SilentBus.cpp

@@ -18,6 +18,7 @@ protected:
         limits.partners = 2;
         SetTransportLimits(limits);
         NewEndpoint();
+        m_client = NewClient();
     }
 
     ~AnEndpointWithLimitsOfItsOwn() override { SetTransportLimits(TransportLimits()); }
@@ -31,7 +32,7 @@ protected:
         return Send(1);
     }
 
-    std::unique_ptr<BusClient> m_client = NewClient();
+    std::unique_ptr<BusClient> m_client;
 };
 
 ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointWithLimitsOfItsOwn);
@@ -73,8 +74,8 @@ TEST_P(AnEndpointWithLimitsOfItsOwn, AnswersWithADescriptorOfThatManyBytes) {
 }
 
 TEST_P(AnEndpointWithLimitsOfItsOwn, TakesThatManyPartners) {
-    const auto other = NewClient();
-    const auto third = NewClient();
+    const auto other = NewStranger();
+    const auto third = NewStranger();
     EXPECT_EQ("", m_client->Connect().error);
     EXPECT_EQ("", other->Connect().error);
 

@@ -9,6 +9,10 @@ class AnEndpoint : public EndpointTest {};
 
 ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpoint);
 
+class AnEndpointOnTheBus : public EndpointTest {};
+
+ON_EVERY_BUS(AnEndpointOnTheBus);
+
 TEST_P(AnEndpoint, HandsAMessageToTheApplicationAndItsAnswerBack) {
     const auto client = NewClient();
     m_endpoint->m_answer = [](const std::string& request) { return "answer to " + request; };
@@ -21,7 +25,7 @@ TEST_P(AnEndpoint, HandsAMessageToTheApplicationAndItsAnswerBack) {
     EXPECT_EQ(Strings{"message a question"}, m_endpoint->m_events);
 }
 
-TEST_P(AnEndpoint, AnswersWithoutAConnectFirst) {
+TEST_P(AnEndpointOnTheBus, AnswersWithoutAConnectFirst) {
     EXPECT_EQ("no connect", NewClient()->Message("no connect").body);
 }
 

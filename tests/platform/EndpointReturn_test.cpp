@@ -168,7 +168,7 @@ TEST_P(AnEndpointWhoseBusDies, ComesBackAlsoWhenTheConnectionFailsUnderABusThatR
 
 // The library's own matches are then in a state in which the next message ends the program.
 TEST_P(AnEndpointWhoseBusDies, LeavesTheBusWhenThereIsNoMemoryToTrackAPartner) {
-    const auto partner = NewClient();
+    const auto partner = NewStranger();
     {
         const FailingBusCall fault(BusCall::AddMatch, -ENOMEM);
         EXPECT_EQ("org.freedesktop.DBus.Error.NoMemory", partner->Connect().error);
@@ -189,15 +189,18 @@ TEST_P(AnEndpointWhoseBusDies, ForgetsTheCallsThatWereHeldForIt) {
         }
         return request;
     };
+    client->Connect();
     client->Start("Message", "slow");
     for (int number = 0; number < 10; ++number) client->Start("Message", "held");
-    RunUntil([this] { return !m_endpoint->m_events.empty(); });
+    RunUntil([this] { return m_endpoint->m_events.back() == "message slow"; });
     Kill();
 
     const auto next = Return();
 
     EXPECT_EQ("a call", next->Message("a call").body);
-    EXPECT_EQ((Strings{"message slow", "message a call"}), m_endpoint->m_events);
+    EXPECT_EQ((Strings{"ready " + client->Name(), "message slow", "gone " + client->Name(),
+                       "message a call"}),
+              m_endpoint->m_events);
 }
 
 TEST_P(AnEndpointWhoseBusDies, ComesBackWhenItsNameIsFreeAgain) {

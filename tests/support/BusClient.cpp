@@ -96,7 +96,7 @@ void BusClient::Match(const std::string& rule) {
 
 void BusClient::Subscribe() {
     if (m_channel) return;
-    Match(std::string("type='signal',interface='") + kInterface + "',member='Notification'");
+    Match(std::string("type='signal',interface='") + kInterface + "'");
 }
 
 Answer BusClient::TakeChannel() {
@@ -117,17 +117,22 @@ Answer BusClient::TakeChannel() {
 }
 
 sd_bus* BusClient::Carrier(const char* destination) const {
-    return m_channel && std::strcmp(destination, kService) == 0 ? m_channel.get() : m_bus.get();
+    return std::strcmp(destination, kService) == 0 ? ToEndpoint() : m_bus.get();
 }
 
 void BusClient::StopReading() {
-    sd_bus* const bus = m_channel ? m_channel.get() : m_bus.get();
-    Check(sd_bus_detach_event(bus), "sd_bus_detach_event");
+    Check(sd_bus_detach_event(ToEndpoint()), "sd_bus_detach_event");
 }
 
 void BusClient::ReadAgain() {
-    sd_bus* const bus = m_channel ? m_channel.get() : m_bus.get();
-    Check(sd_bus_attach_event(bus, TestLoop(), SD_EVENT_PRIORITY_NORMAL), "sd_bus_attach_event");
+    Check(sd_bus_attach_event(ToEndpoint(), TestLoop(), SD_EVENT_PRIORITY_NORMAL),
+          "sd_bus_attach_event");
+}
+
+void BusClient::ReadAside() {
+    StopReading();
+    m_reader = std::make_unique<ReaderAside>(sd_bus_get_fd(m_channel.get()));
+    ReadAgain();
 }
 
 BusClient::PendingAnswer BusClient::StartReadSerial() {

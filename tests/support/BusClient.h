@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "support/ReaderAside.h"
 #include "support/TestFd.h"
 
 struct Answer {
@@ -42,20 +43,26 @@ public:
     sd_bus* Bus() const { return m_bus.get(); }
     bool IsOnBus() const { return sd_bus_is_open(Bus()) > 0; }
 
-    // From now on the broadcast notifications of every endpoint arrive. Over a channel they do so
-    // anyway, and would come twice.
+    // From now on the broadcast notifications of every endpoint arrive, and that some were lost.
+    // Over a channel they do so anyway, and would come twice.
     void Subscribe();
 
     // Asks the endpoint for a direct channel, over which everything that is for the endpoint goes
     // from now on. Returns the answer; after an error the bus is used as before.
     Answer TakeChannel();
     sd_bus* Channel() const { return m_channel.get(); }
+    // The channel, or the bus if there is none.
+    sd_bus* ToEndpoint() const { return m_channel ? m_channel.get() : m_bus.get(); }
     // The channel ends, but this client stays on the bus.
     void LeaveChannel() { m_channel.reset(); }
 
     // From now on nothing is read: the partner hangs. And it goes on.
     void StopReading();
     void ReadAgain();
+
+    // From now on a thread reads the channel, as a partner that is a process of its own does, and
+    // closes it at its end. Then what it has read arrives here; nothing can be sent any more.
+    void ReadAside();
 
     // Calls a method of the endpoint "Applist", and runs the loop until the answer is there.
     Answer Connect() { return Wait(Start("Connect")); }
@@ -105,6 +112,7 @@ private:
 
     std::unique_ptr<sd_bus, Closer> m_bus;
     std::unique_ptr<sd_bus, Closer> m_channel;
+    std::unique_ptr<ReaderAside> m_reader;
     std::string m_name;
     std::map<const Pending*, std::unique_ptr<Pending>> m_pending;
     std::map<std::string, std::string> m_owners;

@@ -1,5 +1,6 @@
 #include "support/EndpointTest.h"
 
+#include <algorithm>
 #include <iostream>
 #include <stdexcept>
 
@@ -25,13 +26,23 @@ EndpointTest::EndpointTest() : m_bus(GetParam()) {
 }
 
 std::unique_ptr<BusClient> EndpointTest::NewClient() {
+    auto client = NewStranger();
+    if (!GetParam().withChannels) return client;
+    EXPECT_EQ("", client->Connect().text);
+    client->m_arrivals.clear();
+    Strings& events = m_endpoint->m_events;
+    const auto report = std::find(events.begin(), events.end(), "ready " + client->Name());
+    if (report != events.end()) events.erase(report);
+    return client;
+}
+
+std::unique_ptr<BusClient> EndpointTest::NewStranger() {
     auto client = std::make_unique<BusClient>(m_bus.Address());
     if (!GetParam().withChannels) return client;
     EXPECT_TRUE(client->WaitForOwner(kApplistName)) << WholeLog();
     EXPECT_EQ("", client->TakeChannel().text);
-    EXPECT_EQ("", client->Connect().text);
+    EXPECT_TRUE(RunUntil([&] { return sd_bus_is_ready(client->Channel()) > 0; }));
     client->m_arrivals.clear();
-    m_endpoint->m_events.clear();
     return client;
 }
 

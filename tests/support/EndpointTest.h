@@ -30,9 +30,12 @@ protected:
     EndpointTest();
     ~EndpointTest() override;
 
-    // Returns a new client of the bus. With channels it has one, and what the endpoint has heard of
-    // that is forgotten.
+    // Returns a new client of the bus. With channels it has one, which it has confirmed by Connect;
+    // both have forgotten that.
     std::unique_ptr<BusClient> NewClient();
+
+    // The same, but that with channels its first call over it is still to come.
+    std::unique_ptr<BusClient> NewStranger();
 
     // Destroys the endpoint, builds it again.
     void EndEndpoint() { m_endpoint.reset(); }
