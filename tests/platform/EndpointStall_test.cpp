@@ -1,7 +1,10 @@
-// A bus that does not drain. Every socket of the process gets the smallest send buffer there is, so
-// that little clogs it, and as little with root's rights as without.
+// A bus that does not drain, or a partner's channel that is not read. Every socket of the process
+// gets the smallest send buffer there is, so that little clogs it, and as little with root's rights
+// as without.
 
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -21,6 +24,11 @@ void ShrinkSendBuffers() {
     }
 }
 
+void WidenSendBuffer(int socket) {
+    const int size = kMegabyte;  // or as much of that as the kernel allows
+    setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &size, sizeof(size));
+}
+
 std::string Filler(int number, std::size_t size = 4096) {
     std::string body = "filler " + std::to_string(number);
     body.resize(size, '.');
@@ -37,9 +45,28 @@ protected:
         ShrinkSendBuffers();
     }
 
-    // Makes the bus stand, and sends until notifications wait in the endpoint.
+    // Keeps the endpoint from sending, and not: makes the bus stand, or the clients not read their
+    // channels.
+    void Stand() {
+        if (!GetParam().withChannels) return m_bus.Stop();
+        m_client->StopReading();
+        for (const std::unique_ptr<BusClient>& client : m_others) client->StopReading();
+    }
+    void RunOn() {
+        if (!GetParam().withChannels) return m_bus.Continue();
+        m_client->ReadAgain();
+        for (const std::unique_ptr<BusClient>& client : m_others) client->ReadAgain();
+    }
+
+    // The same while the endpoint ends, when nobody runs the loop.
+    void RunOnAside() {
+        if (!GetParam().withChannels) return m_bus.Continue();
+        m_client->ReadAside();
+    }
+
+    // Makes it stand, and sends until notifications wait in the endpoint; it drops some of these.
     void Stall() {
-        m_bus.Stop();
+        Stand();
         for (int number = 0; number < 200; ++number) m_endpoint->Tell(Filler(number));
     }
 
@@ -48,17 +75,27 @@ protected:
         for (int number = 0; number < count; ++number) m_endpoint->Tell(std::to_string(number));
     }
 
-    // Lets the bus run on, and returns what then came in but for the fillers.
+    // Lets it run on, and returns what then came in but for the fillers.
     Strings ArrivalsOnceItRuns() {
-        m_bus.Continue();
+        RunOn();
         m_client->Message("the end");
+        Strings arrivals = ArrivalsButFillers();
+        if (!arrivals.empty()) arrivals.pop_back();
+        return arrivals;
+    }
+
+    Strings ArrivalsButFillers() const {
         Strings arrivals;
         for (const std::string& arrival : m_client->m_arrivals) {
-            if (arrival.find("filler") == std::string::npos && arrival != "reply Message") {
-                arrivals.push_back(arrival);
-            }
+            if (arrival.find("filler") == std::string::npos) arrivals.push_back(arrival);
         }
         return arrivals;
+    }
+
+    // What comes in when these are all that was kept.
+    static Strings WithLoss(Strings kept) {
+        kept.push_back("lost");
+        return kept;
     }
 
     static Strings Numbers(int first, int end) {
@@ -70,12 +107,13 @@ protected:
     }
 
     std::unique_ptr<BusClient> m_client = NewClient();
+    std::vector<std::unique_ptr<BusClient>> m_others;
 };
 
 ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointOnABusThatStands);
 
 TEST_P(AnEndpointOnABusThatStands, LosesNothingWhileLittleWaits) {
-    m_bus.Stop();
+    Stand();
     TellNumbers(500);
 
     EXPECT_EQ(Numbers(0, 500), ArrivalsOnceItRuns());
@@ -86,21 +124,21 @@ TEST_P(AnEndpointOnABusThatStands, KeepsOneThousandAndTwentyThree) {
     Stall();
     TellNumbers(1023);
 
-    EXPECT_EQ(Numbers(0, 1023), ArrivalsOnceItRuns());
+    EXPECT_EQ(WithLoss(Numbers(0, 1023)), ArrivalsOnceItRuns());
 }
 
 TEST_P(AnEndpointOnABusThatStands, KeepsOneThousandAndTwentyFour) {
     Stall();
     TellNumbers(1024);
 
-    EXPECT_EQ(Numbers(0, 1024), ArrivalsOnceItRuns());
+    EXPECT_EQ(WithLoss(Numbers(0, 1024)), ArrivalsOnceItRuns());
 }
 
 TEST_P(AnEndpointOnABusThatStands, DropsTheOldestOfOneThousandAndTwentyFive) {
     Stall();
     TellNumbers(1025);
 
-    EXPECT_EQ(Numbers(1, 1025), ArrivalsOnceItRuns());
+    EXPECT_EQ(WithLoss(Numbers(1, 1025)), ArrivalsOnceItRuns());
 }
 
 TEST_P(AnEndpointOnABusThatStands, KeepsAQuarterOfAMegabyte) {
@@ -111,7 +149,7 @@ TEST_P(AnEndpointOnABusThatStands, KeepsAQuarterOfAMegabyte) {
 
     const Strings arrivals = ArrivalsOnceItRuns();
 
-    ASSERT_EQ(4u, arrivals.size());
+    ASSERT_EQ(4u + 1u, arrivals.size()) << "the last says that fillers were lost";
     EXPECT_EQ("notification a", arrivals.front().substr(0, 14));
 }
 
@@ -124,7 +162,7 @@ TEST_P(AnEndpointOnABusThatStands, DropsTheOldestForOneByteMoreThanAQuarterOfAMe
 
     const Strings arrivals = ArrivalsOnceItRuns();
 
-    ASSERT_EQ(3u, arrivals.size());
+    ASSERT_EQ(3u + 1u, arrivals.size()) << "the last says that some were lost";
     EXPECT_EQ("notification b", arrivals.front().substr(0, 14));
 }
 
@@ -132,7 +170,7 @@ TEST_P(AnEndpointOnABusThatStands, MergesRepetitionsOfTheNewestThatWaits) {
     Stall();
     for (const char* body : {"a", "a", "a", "b", "a"}) m_endpoint->Tell(body);
 
-    EXPECT_EQ((Strings{"notification a", "notification b", "notification a"}),
+    EXPECT_EQ(WithLoss({"notification a", "notification b", "notification a"}),
               ArrivalsOnceItRuns());
 }
 
@@ -143,7 +181,7 @@ TEST_P(AnEndpointOnABusThatStands, MergesNothingThatGoesToAnother) {
     m_endpoint->Tell("a", m_client->Name());
     m_endpoint->Tell("a");
 
-    EXPECT_EQ((Strings{"notification a", "notification a", "notification a"}),
+    EXPECT_EQ(WithLoss({"notification a", "notification a", "notification a"}),
               ArrivalsOnceItRuns());
 }
 
@@ -157,20 +195,23 @@ TEST_P(AnEndpointOnABusThatStands, CountsWhatItMergedAndDroppedInItsSerial) {
 }
 
 TEST_P(AnEndpointOnABusThatStands, LogsALossOncePerStall) {
+    const std::string loss =
+        std::string(GetParam().withChannels ? "a partner's channel" : "the bus") +
+        " takes nothing more: the oldest notifications are dropped";
     Stall();
     TellNumbers(3000);
-    EXPECT_EQ(1u, ErrorsLogged("the oldest notifications are dropped")) << WholeLog();
+    EXPECT_EQ(1u, ErrorsLogged(loss)) << WholeLog();
     ArrivalsOnceItRuns();
 
     Stall();
     TellNumbers(3000);
 
-    EXPECT_EQ(2u, ErrorsLogged("the oldest notifications are dropped")) << WholeLog();
-    m_bus.Continue();
+    EXPECT_EQ(2u, ErrorsLogged(loss)) << WholeLog();
+    RunOn();
 }
 
 TEST_P(AnEndpointOnABusThatStands, GrowsByLessThanTwoMegabytesOverAHundredThousandNotifications) {
-    m_bus.Stop();
+    Stand();
     const std::size_t before = HeapInUse();
 
     for (int number = 0; number < 50'000; ++number) {
@@ -180,12 +221,12 @@ TEST_P(AnEndpointOnABusThatStands, GrowsByLessThanTwoMegabytesOverAHundredThousa
     }
 
     EXPECT_LT(HeapInUse(), before + 2 * kMegabyte);
-    m_bus.Continue();
+    RunOn();
     EXPECT_EQ("still there", m_client->Message("still there").body);
 }
 
 TEST_P(AnEndpointOnABusThatStands, GrowsByLessThanTwoMegabytesOverLongNotifications) {
-    m_bus.Stop();
+    Stand();
     const std::size_t before = HeapInUse();
 
     for (int number = 0; number < 1000; ++number) m_endpoint->Tell(Filler(number, 100'000));
@@ -209,7 +250,7 @@ TEST_P(AnEndpointOnABusThatStands, HearsOfAPartnerThatLeftMeanwhile) {
     Stall();
     partner.reset();
 
-    m_bus.Continue();
+    RunOn();
 
     EXPECT_TRUE(RunUntil([&] { return m_endpoint->m_events.size() == 2; }));
     EXPECT_EQ((Strings{"ready " + name, "gone " + name}), m_endpoint->m_events);
@@ -218,14 +259,13 @@ TEST_P(AnEndpointOnABusThatStands, HearsOfAPartnerThatLeftMeanwhile) {
 TEST_P(AnEndpointOnABusThatStands, StillDeliversWhatWaitsWhenItEndsOnceTheBusRuns) {
     Stall();
     TellNumbers(1000);
-    m_bus.Continue();
+    RunOnAside();
 
     EndEndpoint();
 
     const Strings& arrivals = m_client->m_arrivals;
-    EXPECT_TRUE(
-        RunUntil([&] { return !arrivals.empty() && arrivals.back() == "notification 999"; }));
-    EXPECT_EQ(Numbers(0, 1000), Strings(arrivals.end() - 1000, arrivals.end()));
+    EXPECT_TRUE(RunUntil([&] { return !arrivals.empty() && arrivals.back() == "lost"; }));
+    EXPECT_EQ(WithLoss(Numbers(0, 1000)), ArrivalsButFillers());
 }
 
 // ---- A bus that stands while a call is executed -------------------------------------------------
@@ -239,19 +279,18 @@ TEST_P(AnEndpointOnABusThatStands, SendsTheReplyBehindWhatItsCallCaused) {
     };
     const BusClient::PendingAnswer answer = m_client->Start("Message", "question");
     RunUntil([&] { return !m_endpoint->m_events.empty(); });
-    m_bus.Continue();
+    RunOn();
 
     EXPECT_EQ("done", m_client->Wait(answer).body);
 
-    const Strings& arrivals = m_client->m_arrivals;
-    ASSERT_LT(100u, arrivals.size());
-    EXPECT_EQ(Numbers(0, 100), Strings(arrivals.end() - 101, arrivals.end() - 1));
-    EXPECT_EQ("reply Message", arrivals.back());
+    Strings expected = WithLoss(Numbers(0, 100));
+    expected.push_back("reply Message");
+    EXPECT_EQ(expected, ArrivalsButFillers());
 }
 
 TEST_P(AnEndpointOnABusThatStands, ExecutesNoFurtherCallBeforeTheReplyIsOut) {
     m_endpoint->m_answer = [this](const std::string& request) {
-        if (request == "first") m_bus.Stop();
+        if (request == "first") Stand();
         return std::string(kMegabyte, 'x');
     };
     std::vector<BusClient::PendingAnswer> answers{m_client->Start("Message", "first")};
@@ -265,7 +304,7 @@ TEST_P(AnEndpointOnABusThatStands, ExecutesNoFurtherCallBeforeTheReplyIsOut) {
 
     EXPECT_EQ(Strings{"message first"}, m_endpoint->m_events);
     EXPECT_LT(HeapInUse(), before + 3 * kMegabyte) << "the one reply alone is a megabyte";
-    m_bus.Continue();
+    RunOn();
     for (const BusClient::PendingAnswer& answer : answers) {
         EXPECT_EQ(kMegabyte, m_client->Wait(answer).body.size()) << answer->text;
     }
@@ -279,13 +318,13 @@ BusClient::PendingAnswer Introspect(BusClient& client) {
 
 TEST_P(AnEndpointOnABusThatStands, GrowsByLessThanTwoMegabytesOverIntrospection) {
     m_endpoint->m_answer = [this](const std::string&) {
-        m_bus.Stop();
+        Stand();
         return std::string();
     };
-    std::vector<std::unique_ptr<BusClient>> clients(10);  // a bus may stop one at 128 open calls
-    for (std::unique_ptr<BusClient>& client : clients) client = NewClient();
+    m_others.resize(10);  // a bus may stop one at 128 open calls
+    for (std::unique_ptr<BusClient>& client : m_others) client = NewClient();
     std::vector<BusClient::PendingAnswer> answers{m_client->Start("Message", "stand")};
-    for (const std::unique_ptr<BusClient>& client : clients) {
+    for (const std::unique_ptr<BusClient>& client : m_others) {
         for (int number = 0; number < 100; ++number) answers.push_back(Introspect(*client));
     }
     const std::size_t before = HeapInUse();
@@ -294,7 +333,7 @@ TEST_P(AnEndpointOnABusThatStands, GrowsByLessThanTwoMegabytesOverIntrospection)
     RunWhatIsReady();
 
     EXPECT_LT(HeapInUse(), before + 2 * kMegabyte);
-    m_bus.Continue();
+    RunOn();
     for (const BusClient::PendingAnswer& answer : answers) {
         EXPECT_EQ("", m_client->Wait(answer).error) << answer->text;
     }
@@ -308,8 +347,14 @@ class AnEndpointWithASlowReply : public EndpointTest {
 protected:
     AnEndpointWithASlowReply() {
         ShrinkSendBuffers();
-        m_endpoint->m_answer = [](const std::string& request) {
-            return request == "slow" ? std::string(8 * kMegabyte, 'x') : request;
+        // What the client sends over its channel is not to be slow as well.
+        if (GetParam().withChannels) WidenSendBuffer(sd_bus_get_fd(m_client->Channel()));
+        AnswerSlowly();
+    }
+
+    void AnswerSlowly() {
+        m_endpoint->m_answer = [this](const std::string& request) {
+            return request == "slow" ? std::string(m_slowSize, 'x') : request;
         };
     }
 
@@ -317,6 +362,14 @@ protected:
     void StartSlowReply() {
         m_slow = m_client->Start("Message", "slow");
         EXPECT_TRUE(RunUntil([this] { return !m_endpoint->m_events.empty(); }));
+    }
+
+    // A client whose calls wait for the slow reply to leave. Over channels they do so for their own
+    // client's.
+    BusClient& OneThatWaits() {
+        if (GetParam().withChannels) return *m_client;
+        m_others.push_back(NewClient());
+        return *m_others.back();
     }
 
     using Pending = std::vector<BusClient::PendingAnswer>;
@@ -349,35 +402,43 @@ protected:
                                            "message " + client.Name()));
     }
 
-    void ExpectSlowReplyWhole() { EXPECT_EQ(8 * kMegabyte, m_client->Wait(m_slow).body.size()); }
+    void ExpectSlowReplyWhole() { EXPECT_EQ(m_slowSize, m_client->Wait(m_slow).body.size()); }
 
+    // With each piece that comes in over a channel the client's library copies what it has so far.
+    const std::size_t m_slowSize = (GetParam().withChannels ? 1 : 8) * kMegabyte;
     std::unique_ptr<BusClient> m_client = NewClient();
+    std::vector<std::unique_ptr<BusClient>> m_others;
     BusClient::PendingAnswer m_slow;
 };
 
 ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointWithASlowReply);
 
+// Over the bus all senders wait for one reply; a channel has one sender.
+class AnEndpointWithASlowReplyOnTheBus : public AnEndpointWithASlowReply {};
+
+ON_EVERY_BUS(AnEndpointWithASlowReplyOnTheBus);
+
 TEST_P(AnEndpointWithASlowReply, ExecutesSixtyFourCallsOfEachOfTwoBusyPartners) {
-    const auto one = NewClient();
+    BusClient& one = OneThatWaits();
     const auto other = NewClient();
     Pending answersToOne;
     Pending answersToOther;
     StartSlowReply();
 
     for (int number = 0; number < 64; ++number) {
-        Ask(*one, 1, answersToOne);
+        Ask(one, 1, answersToOne);
         Ask(*other, 1, answersToOther);
     }
 
-    EXPECT_EQ(0, RefusedOf(*one, answersToOne));
+    EXPECT_EQ(0, RefusedOf(one, answersToOne));
     EXPECT_EQ(0, RefusedOf(*other, answersToOther));
-    EXPECT_EQ(64, ExecutedOf(*one));
+    EXPECT_EQ(64, ExecutedOf(one));
     EXPECT_EQ(64, ExecutedOf(*other));
     ExpectSlowReplyWhole();
 }
 
 TEST_P(AnEndpointWithASlowReply, RefusesTheOneWhoFloodsAndNobodyElse) {
-    const auto flood = NewClient();
+    BusClient& flood = OneThatWaits();
     const auto one = NewClient();
     const auto other = NewClient();
     Pending answersToFlood;
@@ -385,58 +446,58 @@ TEST_P(AnEndpointWithASlowReply, RefusesTheOneWhoFloodsAndNobodyElse) {
     Pending answersToOther;
     StartSlowReply();
 
-    Ask(*flood, 100, answersToFlood);
+    Ask(flood, 100, answersToFlood);
     Ask(*one, 64, answersToOne);
     Ask(*other, 64, answersToOther);
 
-    const int refused = RefusedOf(*flood, answersToFlood);
+    const int refused = RefusedOf(flood, answersToFlood);
     EXPECT_GE(refused, 1);
     EXPECT_LE(refused, 36);
-    EXPECT_EQ(100 - refused, ExecutedOf(*flood)) << "refused, and executed all the same";
+    EXPECT_EQ(100 - refused, ExecutedOf(flood)) << "refused, and executed all the same";
     EXPECT_EQ(0, RefusedOf(*one, answersToOne));
     EXPECT_EQ(0, RefusedOf(*other, answersToOther));
     ExpectSlowReplyWhole();
-    EXPECT_EQ("the next", flood->Message("the next").body);
+    EXPECT_EQ("the next", flood.Message("the next").body);
 }
 
 TEST_P(AnEndpointWithASlowReply, HoldsAMegabyteOfASenderAndRefusesWhatIsMore) {
-    const auto client = NewClient();
+    BusClient& client = OneThatWaits();
     const std::string body(400 << 10, 'x');
     StartSlowReply();
 
-    const auto first = client->Start("Message", body);
-    const auto second = client->Start("Message", body);
-    const auto third = client->Start("Message", body);
+    const auto first = client.Start("Message", body);
+    const auto second = client.Start("Message", body);
+    const auto third = client.Start("Message", body);
 
-    EXPECT_EQ(body.size(), client->Wait(first).body.size()) << first->error;
-    EXPECT_EQ(body.size(), client->Wait(second).body.size()) << second->error;
-    EXPECT_EQ(kLimitsExceeded, client->Wait(third).error);
+    EXPECT_EQ(body.size(), client.Wait(first).body.size()) << first->error;
+    EXPECT_EQ(body.size(), client.Wait(second).body.size()) << second->error;
+    EXPECT_EQ(kLimitsExceeded, client.Wait(third).error);
 }
 
 TEST_P(AnEndpointWithASlowReply, CountsTheBytesBehindADescriptor) {
-    const auto client = NewClient();
+    BusClient& client = OneThatWaits();
     const TestFd body = MemfdOf(std::string(700 << 10, 'x'));
     StartSlowReply();
 
-    const auto first = client->StartFd(body.Get());
-    const auto second = client->StartFd(body.Get());
+    const auto first = client.StartFd(body.Get());
+    const auto second = client.StartFd(body.Get());
 
-    EXPECT_EQ("", client->Wait(first).error) << first->text;
-    EXPECT_EQ(kLimitsExceeded, client->Wait(second).error);
+    EXPECT_EQ("", client.Wait(first).error) << first->text;
+    EXPECT_EQ(kLimitsExceeded, client.Wait(second).error);
 }
 
 TEST_P(AnEndpointWithASlowReply, HoldsACallOfAnySizeWhenItIsTheOnlyOneOfItsSender) {
-    const auto client = NewClient();
+    BusClient& client = OneThatWaits();
     StartSlowReply();
 
-    const auto large = client->StartFd(FilledMemfd(40 * kMegabyte).Get());
-    const auto next = client->Start("Message", "next");
+    const auto large = client.StartFd(FilledMemfd(40 * kMegabyte).Get());
+    const auto next = client.Start("Message", "next");
 
-    EXPECT_EQ("", client->Wait(large).error) << large->text;
-    EXPECT_EQ(kLimitsExceeded, client->Wait(next).error);
+    EXPECT_EQ("", client.Wait(large).error) << large->text;
+    EXPECT_EQ(kLimitsExceeded, client.Wait(next).error);
 }
 
-TEST_P(AnEndpointWithASlowReply, HoldsCallsOfNoMoreSendersThanItsLimitsSay) {
+TEST_P(AnEndpointWithASlowReplyOnTheBus, HoldsCallsOfNoMoreSendersThanItsLimitsSay) {
     applist::TransportLimits limits;
     limits.heldSenders = 1;
     applist::SetTransportLimits(limits);
@@ -444,9 +505,7 @@ TEST_P(AnEndpointWithASlowReply, HoldsCallsOfNoMoreSendersThanItsLimitsSay) {
     m_endpoint = std::make_unique<RecordingEndpoint>();
     ShrinkSendBuffers();
     applist::SetTransportLimits(applist::TransportLimits());
-    m_endpoint->m_answer = [](const std::string& request) {
-        return request == "slow" ? std::string(8 * kMegabyte, 'x') : request;
-    };
+    AnswerSlowly();
     const auto one = NewClient();
     const auto other = NewClient();
     StartSlowReply();
@@ -458,6 +517,33 @@ TEST_P(AnEndpointWithASlowReply, HoldsCallsOfNoMoreSendersThanItsLimitsSay) {
     EXPECT_EQ(kLimitsExceeded, other->Wait(refused).error);
     EXPECT_EQ("not executed: too many other callers are waiting; call again later", refused->text);
     EXPECT_EQ("held", one->Wait(held).body) << held->error;
+}
+
+// Those that wait keep theirs open.
+TEST_P(AnEndpointWithASlowReply, RefusesCallsWhenFewDescriptorsAreFree) {
+    BusClient& client = OneThatWaits();
+    const TestFd body = MemfdOf(client.Name());
+    StartSlowReply();
+    Pending answers;
+
+    struct rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    struct rlimit few = before;
+    few.rlim_cur = 2 * static_cast<rlim_t>(TestFd(dup(0)).Get()) + 40;
+    setrlimit(RLIMIT_NOFILE, &few);
+    for (int number = 0; number < 60; ++number) answers.push_back(client.StartFd(body.Get()));
+    ExpectSlowReplyWhole();
+    setrlimit(RLIMIT_NOFILE, &before);
+
+    int refused = 0;
+    for (const BusClient::PendingAnswer& pending : answers) {
+        const Answer answer = client.Wait(pending);
+        refused += answer.text == "not executed: too many descriptors are open; call again later";
+        EXPECT_TRUE(answer.fd || !answer.text.empty());
+    }
+    EXPECT_GE(refused, 1);
+    EXPECT_EQ(60 - refused, ExecutedOf(client));
+    EXPECT_EQ(0u, ErrorsLogged("")) << WholeLog();
 }
 
 TEST_P(AnEndpointWithASlowReply, ExecutesHeldCallsOfEveryKindInTheirOrder) {
@@ -480,19 +566,22 @@ TEST_P(AnEndpointWithASlowReply, ExecutesHeldCallsOfEveryKindInTheirOrder) {
 
 // The answer overtakes the notifications that wait in the endpoint.
 TEST_P(AnEndpointWithASlowReply, CountsInItsSerialExactlyWhatIsSentBeforeTheAnswer) {
-    const auto partner = NewClient();
-    partner->Subscribe();
+    BusClient& partner = OneThatWaits();
+    partner.Subscribe();
     StartSlowReply();
     for (int number = 0; number < 200; ++number) m_endpoint->Tell(std::to_string(number));
-    partner->m_arrivals.clear();
+    partner.m_arrivals.clear();
 
-    const std::uint64_t serial = partner->ReadSerial().number;
+    const std::uint64_t serial = partner.ReadSerial().number;
 
-    // The last one is the answer itself.
-    EXPECT_EQ(serial, partner->m_arrivals.size() - 1);
+    const Strings& arrivals = partner.m_arrivals;
+    const auto isNotification = [](const std::string& one) { return one.rfind("notif", 0) == 0; };
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(serial),
+              std::count_if(arrivals.begin(), arrivals.end(), isNotification));
+    EXPECT_EQ("reply Get", arrivals.back());
     EXPECT_LT(serial, 200u) << "nothing waited, so this shows nothing";
     ExpectSlowReplyWhole();
-    EXPECT_EQ(200u, partner->ReadSerial().number);
+    EXPECT_EQ(200u, partner.ReadSerial().number);
 }
 
 // The reply of the first call waits behind a notification that waits, and meanwhile more calls come
@@ -500,7 +589,7 @@ TEST_P(AnEndpointWithASlowReply, CountsInItsSerialExactlyWhatIsSentBeforeTheAnsw
 TEST_P(AnEndpointWithASlowReply, AnswersEveryCallOnceAlsoWhileNotificationsWait) {
     m_endpoint->m_answer = [this](const std::string& request) {
         if (request == "first") {
-            m_endpoint->Tell(Filler(0, 4 * kMegabyte));
+            m_endpoint->Tell(Filler(0, m_slowSize / 2));
             m_endpoint->Tell("behind it");
         }
         return request;
