@@ -37,7 +37,7 @@ protected:
     AnEndpointThatCannotStart() { EndEndpoint(); }
 };
 
-ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointThatCannotStart);
+ON_EVERY_BUS(AnEndpointThatCannotStart);
 
 TEST_P(AnEndpointThatCannotStart, NamesTheProcessThatHasTheNameAlready) {
     const auto owner = NewClient();
@@ -133,7 +133,7 @@ protected:
     AnEndpointThatStarts() { EndEndpoint(); }
 };
 
-ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointThatStarts);
+ON_EVERY_BUS(AnEndpointThatStarts);
 
 // Whoever sees the name may call at once: the first call that reaches the owner of the name finds
 // the object.
@@ -187,10 +187,38 @@ class AnEndpointThatEnds : public EndpointTest {
 protected:
     AnEndpointThatEnds() { m_client->Subscribe(); }
 
+    // Keeps what the endpoint sends to the client in the endpoint, which sends much.
+    void Clog() {
+        if (GetParam().withChannels) {
+            m_client->StopReading();
+        } else {
+            m_bus.Stop();
+        }
+        m_endpoint->Clog();
+    }
+
+    // Ends it, and the client of a channel takes part, as one in a process of its own would.
+    void End() {
+        if (GetParam().withChannels) m_client->ReadAside();
+        EndEndpoint();
+    }
+
+    // Ends it, and the client goes.
+    void EndBoth() {
+        m_client.reset();
+        EndEndpoint();
+        RunWhatIsReady();
+    }
+
     std::unique_ptr<BusClient> m_client = NewClient();
 };
 
 ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointThatEnds);
+
+// What a bus that is gone does, and one that is still there.
+class AnEndpointThatEndsOnTheBus : public AnEndpointThatEnds {};
+
+ON_EVERY_BUS(AnEndpointThatEndsOnTheBus);
 
 TEST_P(AnEndpointThatEnds, StillDeliversWhatItHadJustSent) {
     Strings expected;
@@ -200,7 +228,7 @@ TEST_P(AnEndpointThatEnds, StillDeliversWhatItHadJustSent) {
         expected.push_back("notification " + std::to_string(number));
     }
 
-    EndEndpoint();
+    End();
 
     EXPECT_TRUE(RunUntil([&] { return m_client->m_arrivals.size() == expected.size(); }));
     EXPECT_EQ(expected, m_client->m_arrivals);
@@ -210,14 +238,22 @@ TEST_P(AnEndpointThatEnds, StillDeliversTheReplyOfItsLastCall) {
     const BusClient::PendingAnswer answer = m_client->Start("Message", "last");
     RunUntil([&] { return !m_endpoint->m_events.empty(); });
 
-    EndEndpoint();
+    End();
 
     EXPECT_EQ("last", m_client->Wait(answer).body);
 }
 
+TEST_P(AnEndpointThatEnds, LetsNobodyWaitWhoseCallItHasNotExecuted) {
+    const BusClient::PendingAnswer answer = m_client->Start("Message", "too late");
+    m_bus.WaitUntilIdle();
+
+    End();
+
+    EXPECT_EQ("org.freedesktop.DBus.Error.NoReply", m_client->Wait(answer).error);
+}
+
 TEST_P(AnEndpointThatEnds, WaitsNoLongerThanASecondForABusThatStands) {
-    m_bus.Stop();
-    m_endpoint->Clog();
+    Clog();
     const auto start = std::chrono::steady_clock::now();
 
     EndEndpoint();
@@ -227,7 +263,7 @@ TEST_P(AnEndpointThatEnds, WaitsNoLongerThanASecondForABusThatStands) {
     EXPECT_LT(taken, std::chrono::seconds(3));
 }
 
-TEST_P(AnEndpointThatEnds, DoesNotWaitForABusThatIsGone) {
+TEST_P(AnEndpointThatEndsOnTheBus, DoesNotWaitForABusThatIsGone) {
     m_endpoint->Clog();
     m_bus.Kill();
     const auto start = std::chrono::steady_clock::now();
@@ -238,7 +274,7 @@ TEST_P(AnEndpointThatEnds, DoesNotWaitForABusThatIsGone) {
 }
 
 // The bus may or may not have noticed when the call gets there; in both cases it answers itself.
-TEST_P(AnEndpointThatEnds, LetsNobodyWaitWhoCallsItTooLate) {
+TEST_P(AnEndpointThatEndsOnTheBus, LetsNobodyWaitWhoCallsItTooLate) {
     EndEndpoint();
 
     const std::string error = m_client->Message("too late").error;
@@ -249,44 +285,46 @@ TEST_P(AnEndpointThatEnds, LetsNobodyWaitWhoCallsItTooLate) {
 }
 
 TEST_P(AnEndpointThatEnds, GivesItsNameFree) {
-    EndEndpoint();
+    End();
 
     EXPECT_TRUE(m_client->WaitForNoOwner(kApplistName));
     EXPECT_TRUE(m_client->Own(kApplistName));
 }
 
 TEST_P(AnEndpointThatEnds, LeavesNeitherDescriptorNorEventSource) {
-    EndEndpoint();
+    EndBoth();
     const ProcessState before = ProcessState::Now();
 
     NewEndpoint();
+    m_client = NewClient();
     m_client->Connect();
     m_client->Message("a call");
     m_client->MessageFd(MemfdOf("a call").Get());
     m_endpoint->Tell("changed");
     m_client->Message("a call");
     EndEndpoint();
+    m_client.reset();
 
     RunWhatIsReady();
     EXPECT_EQ(before, ProcessState::Now());
 }
 
 TEST_P(AnEndpointThatEnds, LeavesNothingAlsoWhenItsBusStands) {
-    EndEndpoint();
+    EndBoth();
     const ProcessState before = ProcessState::Now();
 
     NewEndpoint();
+    m_client = NewClient();
     m_client->Connect();
-    m_bus.Stop();
-    m_endpoint->Clog();
+    Clog();
     EndEndpoint();
+    m_client.reset();
 
     EXPECT_EQ(before, ProcessState::Now());
 }
 
 TEST_P(AnEndpointThatEnds, LeavesNothingAlsoWhenItsBusIsGone) {
-    EndEndpoint();
-    m_client.reset();
+    EndBoth();
     const ProcessState before = ProcessState::Now();
 
     NewEndpoint();
