@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
+#include <stdexcept>
 #include <thread>
 
 #include "bus/SdBus.h"
@@ -24,6 +25,13 @@ namespace {
 
 constexpr std::size_t kKilobyte = 1024;
 constexpr char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied";
+constexpr char kNotSupported[] = "org.freedesktop.DBus.Error.NotSupported";
+
+std::string HandshakeOnTheWire() {
+    const char handshake[] = "\0AUTH ANONYMOUS\r\nNEGOTIATE_UNIX_FD\r\nBEGIN\r\n";
+    return std::string(handshake, sizeof(handshake) - 1);
+}
+
 // The bytes of a call: a header of fixed size, and the fields path, interface and member.
 std::string ConnectOnTheWire() {
     std::string fields;
@@ -42,8 +50,6 @@ std::string ConnectOnTheWire() {
     message.resize((message.size() + 7) / 8 * 8);
     return message;
 }
-
-constexpr char kNotSupported[] = "org.freedesktop.DBus.Error.NotSupported";
 
 }  // namespace
 
@@ -67,6 +73,25 @@ protected:
             if (arrival.find("reply") == std::string::npos) heard.push_back(arrival);
         }
         return heard;
+    }
+
+    // Sends these bytes over a channel for the other client; returns that client's end.
+    std::shared_ptr<TestFd> SendOverANewChannel(const std::string& bytes) {
+        const Answer answer = m_other->Wait(m_other->Start("Channel"));
+        if (!answer.fd) throw std::runtime_error("no channel: " + answer.text);
+        EXPECT_EQ(static_cast<ssize_t>(bytes.size()),
+                  send(answer.fd->Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
+        return answer.fd;
+    }
+
+    // Whether what `socket` has sent by now was all.
+    static bool IsAtItsEnd(const TestFd& socket) {
+        char bytes[256];
+        ssize_t size = 0;
+        do {
+            size = recv(socket.Get(), bytes, sizeof(bytes), MSG_DONTWAIT);
+        } while (size > 0);
+        return size == 0 || errno == ECONNRESET;
     }
 
     static bool HasEnded(const BusClient& client) { return sd_bus_is_open(client.Channel()) <= 0; }
@@ -154,14 +179,7 @@ TEST_P(AChannelToAnEndpoint, SendsNothingBeforeConnect) {
 
 // Some libraries send their first call together with the end of the handshake.
 TEST_P(AChannelToAnEndpoint, TakesACallThatComesWithTheHandshake) {
-    const Answer answer = m_other->Wait(m_other->Start("Channel"));
-    ASSERT_TRUE(answer.fd);
-    const char handshake[] = "\0AUTH ANONYMOUS\r\nNEGOTIATE_UNIX_FD\r\nBEGIN\r\n";
-    std::string start(handshake, sizeof(handshake) - 1);
-    start += ConnectOnTheWire();
-
-    ASSERT_EQ(static_cast<ssize_t>(start.size()),
-              send(answer.fd->Get(), start.data(), start.size(), MSG_NOSIGNAL));
+    const auto socket = SendOverANewChannel(HandshakeOnTheWire() + ConnectOnTheWire());
 
     EXPECT_TRUE(
         RunUntil([&] { return m_endpoint->m_events.back() == "ready " + m_other->Name(); }));
@@ -260,16 +278,46 @@ TEST_P(AChannelToAnEndpoint, EndsWithTheBus) {
 }
 
 TEST_P(AChannelToAnEndpoint, EndsWhenItsPartnerTalksNonsense) {
-    m_client->LeaveChannel();
-    const Answer answer = m_client->Wait(m_client->Start("Channel"));
-    ASSERT_TRUE(answer.fd);
-    const std::string nonsense(100, 'x');
-    send(answer.fd->Get(), nonsense.data(), nonsense.size(), MSG_NOSIGNAL);
-    const std::string line = "\r\n";
-    send(answer.fd->Get(), line.data(), line.size(), MSG_NOSIGNAL);
+    const auto socket = SendOverANewChannel(std::string(100, 'x') + "\r\n");
 
-    EXPECT_TRUE(RunUntilReadable(answer.fd->Get()));
+    EXPECT_TRUE(RunUntil([&] { return IsAtItsEnd(*socket); }));
+    EXPECT_EQ("hello", m_client->Message("hello").body);
     EXPECT_EQ("hello", m_other->Message("hello").body);
+}
+
+TEST_P(AChannelToAnEndpoint, EndsWhenItsPartnerTalksNonsenseOnceItIsConnected) {
+    const auto socket =
+        SendOverANewChannel(HandshakeOnTheWire() + ConnectOnTheWire() + std::string(1000, 'x'));
+
+    EXPECT_TRUE(RunUntil([&] { return IsAtItsEnd(*socket); }));
+    EXPECT_EQ("ready " + m_other->Name(), m_endpoint->m_events.back());
+    EXPECT_EQ("hello", m_client->Message("hello").body);
+    EXPECT_EQ("hello", m_other->Message("hello").body);
+}
+
+// Some of these say that megabytes are to follow, and the next channel is asked for before that one
+// is given up.
+TEST_P(AChannelToAnEndpoint, HarmsNobodyWhicheverByteOfItsFirstCallIsWrong) {
+    const std::string right = ConnectOnTheWire();
+    for (std::size_t at = 0; at < right.size(); ++at) {
+        std::string wrong = right;
+        wrong[at] = static_cast<char>(~wrong[at]);
+        const auto socket = SendOverANewChannel(HandshakeOnTheWire() + wrong);
+        ASSERT_EQ("hello", m_client->Message("hello").body) << "byte " << at;
+    }
+
+    EXPECT_EQ("hello", m_other->Message("hello").body);
+}
+
+TEST_P(AChannelToAnEndpoint, ReportsNobodyWhoDoesNotConnect) {
+    auto client = NewClient();
+    client->TakeChannel();
+    client->Message("refused");
+
+    client.reset();
+
+    EXPECT_EQ("hello", m_other->Message("hello").body);
+    EXPECT_EQ((Strings{"ready " + m_client->Name(), "message hello"}), m_endpoint->m_events);
 }
 
 // As a partner does that does not know yet. If the endpoint had closed its end by then, what lies

@@ -78,6 +78,16 @@ protected:
         }
     }
 
+    // Keeps the endpoint from sending, and not: makes the bus stand, or nobody read a channel.
+    void Stand() {
+        if (!GetParam().withChannels) return m_bus.Stop();
+        for (const std::unique_ptr<BusClient>& client : m_clients) client->StopReading();
+    }
+    void RunOn() {
+        if (!GetParam().withChannels) return m_bus.Continue();
+        for (const std::unique_ptr<BusClient>& client : m_clients) client->ReadAgain();
+    }
+
     // Up to 40 MB, hardly two alike.
     void TellMuch() {
         for (int number = UpTo(400); number > 0; --number) {
@@ -143,10 +153,10 @@ TEST_P(AnEndpointUnderAttack, KnowsWhoIsThereWhilePartnersComeAndGo) {
 TEST_P(AnEndpointUnderAttack, GoesOnWhenTheBusStandsNowAndThen) {
     for (int round = 0; round < 10; ++round) {
         for (int step = 0; step < 30; ++step) DoAnything();
-        m_bus.Stop();
+        Stand();
         TellMuch();
         for (int turns = 0; turns < 20; ++turns) sd_event_run(TestLoop(), 0);
-        m_bus.Continue();
+        RunOn();
         ExpectAnswers();
     }
     EXPECT_EQ(m_told, AnyClient().ReadSerial().number);
@@ -160,12 +170,14 @@ INSTANTIATE_TEST_SUITE_P(OnBothBuses, AnEndpointWhoseBusIsKilledAtAnyMoment,
                          ::testing::Values(BusVariety{BusProgram::Daemon, BusLimits::BuiltIn},
                                            BusVariety{BusProgram::Broker, BusLimits::BuiltIn}),
                          NameOfBus);
+INSTANTIATE_TEST_SUITE_P(OverChannels, AnEndpointWhoseBusIsKilledAtAnyMoment,
+                         ::testing::ValuesIn(EveryBusWithChannels()), NameOfBus);
 
 TEST_P(AnEndpointWhoseBusIsKilledAtAnyMoment, ComesBackEachTime) {
     for (int time = 0; time < 50; ++time) {
         for (int step = UpTo(40); step > 0; --step) DoAnything();
         if (UpTo(4) == 0) {
-            m_bus.Stop();
+            Stand();
             TellMuch();
         }
         m_bus.Kill();

@@ -1,6 +1,6 @@
 // Partners that read none of their replies, and others who have to be answered all the same. What
 // nobody reads waits in the bus, which takes nothing more from an endpoint for which it keeps too
-// much.
+// much; or in a channel, which is nobody else's.
 
 #include <chrono>
 
@@ -126,6 +126,7 @@ TEST_P(AnEndpointWhoseRepliesAreNotRead, LeavesItsNameToTheNextOne) {
 
     EndEndpoint();
     ASSERT_NO_THROW(NewEndpoint());
+    m_other->LeaveChannel();
 
     EXPECT_EQ("hello", m_other->Message("hello").body);
 }
