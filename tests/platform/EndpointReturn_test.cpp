@@ -177,6 +177,7 @@ TEST_P(AnEndpointWhoseBusDies, LeavesTheBusWhenThereIsNoMemoryToTrackAPartner) {
     EXPECT_TRUE(RunUntil([] { return InfosLogged("back on") == 1; })) << WholeLog();
 
     EXPECT_EQ(Strings{}, m_endpoint->m_events);
+    EXPECT_EQ("a call", partner->Message("a call").body);
     EXPECT_EQ("", NewClient()->Connect().error);
 }
 
