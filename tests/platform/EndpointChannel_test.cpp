@@ -292,7 +292,8 @@ TEST_P(AChannelToAnEndpoint, EndsWhenItsPartnerTalksNonsenseOnceItIsConnected) {
     EXPECT_TRUE(RunUntil([&] { return IsAtItsEnd(*socket); }));
     EXPECT_EQ("ready " + m_other->Name(), m_endpoint->m_events.back());
     EXPECT_EQ("hello", m_client->Message("hello").body);
-    EXPECT_EQ("hello", m_other->Message("hello").body);
+    m_endpoint->Tell("over the bus", m_other->Name());
+    EXPECT_EQ(Strings{"notification over the bus"}, Heard(*m_other));
 }
 
 // Some of these say that megabytes are to follow, and the next channel is asked for before that one
