@@ -159,7 +159,9 @@ void DeclareReads(CLI::App& app, Options& options) {
         std::string(
             "Changes in quick succession are reported together, as their net result. A lost "
             "connection\n"
-            "to another machine is tried again after 1, 2, 4 s and so on, at most 60 s.\n\n") +
+            "to another machine is tried again after 1, 2, 4 s and so on, at most 60 s.\n\n"
+            "It talks to the service directly, over a socket that the bus does not see, if the\n"
+            "service lets it; not with APPLIST_DIRECT=0 in the environment.\n\n") +
         kCommandFooter);
 }
 

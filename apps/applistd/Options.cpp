@@ -39,6 +39,9 @@ A limit is a number, with K, M or G for 1024, 1024^2 or 1024^3, or "none" where 
 What partners add past --max-items or --max-bytes is left out and logged; a call past another limit
 is answered with an error.
 
+Partners that ask for it talk to it directly, over a socket that the bus does not see. With
+APPLIST_DIRECT=0 in its environment everything stays on the bus, where busctl monitor shows it.
+
 Exit status: 0 stopped as asked, 1 failed to start or to keep running, 2 wrong usage.
 )";
 
