@@ -189,8 +189,10 @@ TEST_P(AChannel, IsNotTakenWhileACallOverTheBusIsUnderWay) {
     };
     BareRemote remote;
     remote.Ask(Writing(0));
-    ASSERT_TRUE(
-        RunUntil([&] { return first && CountIn(m_service.m_overChannel, "Connect") == 1; }));
+    // It asks for the count twice: at the beginning, and once the channel could be taken. From that
+    // answer on, calls wait.
+    ASSERT_TRUE(RunUntil([&] { return first && CountIn(m_service.m_overBus, "Get") == 2; }));
+    m_bus->WaitUntilIdle();
     RunWhatIsReady();
     remote.Ask(Writing(1));
     RunWhatIsReady();
