@@ -120,7 +120,7 @@ if(APPLIST_OPEN_TRANSPORT)
     gtest_discover_tests(partner_bus_tests DISCOVERY_MODE PRE_TEST
                          TEST_PREFIX WithoutChannels. TEST_LIST partner_bus_tests_without_channels
                          TEST_FILTER "*AWritingPartner*:*ADestroyedPartner*:*APartnerOnABus*:\
-*APartnerThatFollows*:*ABusyPartner*:*APartnerThatIsAway*:*APartnerThatRunsNoLoop*:*BothSides*:\
+*APartnerThatFollows*:*ABusyPartner*:*APartnerThatIsAway*:*APartnerThatRunsNoLoop*:\
 -*BatchOf*"
                          PROPERTIES LABELS bus TIMEOUT 120 ENVIRONMENT APPLIST_DIRECT=0)
 
