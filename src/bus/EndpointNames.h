@@ -14,6 +14,8 @@ constexpr char kInterface[] = "org.tessel.Local1";
 constexpr char kNotification[] = "Notification";
 constexpr char kLost[] = "Lost";
 constexpr char kChannel[] = "Channel";
+// The last message of a partner over its channel: see Carrier::SayFarewell.
+constexpr char kLeft[] = "Left";
 
 // The errors of our own that a call can end with; docs/protocol.md tells a partner what each means.
 constexpr char kHandlerFailed[] = "org.tessel.Local1.Error.HandlerFailed";

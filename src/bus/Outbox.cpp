@@ -56,12 +56,13 @@ void Outbox::Detach() {
     m_bytesInLibrary = 0;
     m_fds = 0;
     m_fdBytes = 0;
+    m_isMute = false;
     m_hasLost = false;
     m_bus = nullptr;
 }
 
 void Outbox::Notify(Notification notification) {
-    if (m_bus == nullptr) return;
+    if (m_bus == nullptr || m_isMute) return;
     if (m_queue.Empty() && !m_waitingReply && LibraryHasRoom(notification.Bytes())) {
         Transmit(notification);
     } else if (!m_queue.Push(std::move(notification)) && !std::exchange(m_hasLost, true)) {
@@ -73,14 +74,21 @@ void Outbox::Notify(Notification notification) {
 }
 
 void Outbox::LoseOne() {
-    if (m_bus == nullptr) return;
+    if (m_bus == nullptr || m_isMute) return;
     m_hasLost = true;
     Pump();
     if (InLibrary() > 0) AwaitDrain();
 }
 
+void Outbox::Mute() {
+    m_isMute = true;
+    m_queue.Clear();
+    m_waitingReply.reset();
+    m_hasLost = false;
+}
+
 void Outbox::Reply(UniqueMessage reply) {
-    if (m_bus == nullptr) return;
+    if (m_bus == nullptr || m_isMute) return;
     if (m_queue.Empty()) {
         TransmitReply(std::move(reply));
     } else {
@@ -90,7 +98,7 @@ void Outbox::Reply(UniqueMessage reply) {
 }
 
 void Outbox::ReplyWithFd(UniqueMessage reply, std::size_t bytes) {
-    if (m_bus == nullptr) return;
+    if (m_bus == nullptr || m_isMute) return;
     // A bus does not tell what was read.
     if (sd_bus_is_bus_client(m_bus) > 0) return Reply(std::move(reply));
     if (UnreadOf(m_bus) == 0) m_fds = m_fdBytes = 0;
@@ -102,7 +110,7 @@ void Outbox::ReplyWithFd(UniqueMessage reply, std::size_t bytes) {
 // Past the queue on purpose: the answer says that nothing was executed, so there is no order to
 // keep, and waiting here would be one more thing that a flood makes us hold.
 void Outbox::Refuse(UniqueMessage answer) {
-    if (m_bus == nullptr) return;
+    if (m_bus == nullptr || m_isMute) return;
     TransmitReply(std::move(answer));
     if (InLibrary() > 0) AwaitDrain();
 }

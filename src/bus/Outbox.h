@@ -46,6 +46,8 @@ public:
     void Notify(Notification notification);
     // Says that a notification which was due now is lost.
     void LoseOne();
+    // From now on nothing is sent: nobody is there to read it.
+    void Mute();
     // REQUIRES: Stalled() was false when the execution of its call began.
     void Reply(UniqueMessage reply);
     // The same with a descriptor in the reply, which keeps `bytes` in memory until it is read.
@@ -118,6 +120,7 @@ private:
     int m_error = 0;
     // Bytes of notifications handed over since the library was last empty.
     std::size_t m_bytesInLibrary = 0;
+    bool m_isMute = false;
     bool m_hasLost = false;  // notifications, since the last time that everything had left
 };
 

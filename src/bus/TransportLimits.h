@@ -83,6 +83,10 @@ constexpr std::size_t kMaxChannels = 64;
 // needs milliseconds; one that has died with the descriptor in its hands leaves no other trace.
 constexpr std::chrono::microseconds kChannelConfirmation = std::chrono::seconds(5);
 
+// How long what a partner has sent before it left the bus may take to be executed. A socket holds a
+// few hundred calls.
+constexpr std::chrono::microseconds kChannelFarewell = std::chrono::seconds(5);
+
 // What the kernel keeps of what a peer has not read, before it counts its own costs twice: as much
 // as a bus's socket would.
 constexpr int kChannelSendBuffer = 64 << 10;

@@ -27,7 +27,7 @@ struct Channels::Channel {
 
     ~Channel() { wire.Detach(); }
 
-    bool IsUsed() const { return wire.IsConfirmed() && !hasEnded; }
+    bool IsUsed() const { return wire.IsConfirmed() && !hasLeft && !hasEnded; }
 
     // A signal of the library's own.
     int Hear(const char* member, sd_bus_message_handler_t callback, UniqueSlot& slot) {
@@ -44,9 +44,10 @@ struct Channels::Channel {
     UniqueBus bus;
     UniqueSlot connected;
     UniqueSlot disconnected;
-    UniqueSource timer;      // until the first call
+    UniqueSource timer;      // until the first call, and from when the partner has left
     UniqueSource firstRead;  // once, when it is up
     Wire wire;
+    bool hasLeft = false;
     bool hasEnded = false;
 };
 
@@ -80,7 +81,7 @@ void AwaitEndsOf(std::vector<pollfd> open, Clock::time_point deadline) {
 Channels::Channels(Endpoint& endpoint)
     : m_endpoint(endpoint),
       m_partners(transport_limits::kMaxChannels,
-                 [this](const std::string& partner) { m_channels.erase(partner); }) {}
+                 [this](const std::string& partner) { Left(partner); }) {}
 
 Channels::~Channels() = default;
 
@@ -145,11 +146,35 @@ int Channels::SetUp(Channel& channel, OwnedFd end) {
         result = sd_event_add_time_relative(
             m_event, &timer, CLOCK_MONOTONIC,
             static_cast<std::uint64_t>(transport_limits::kChannelConfirmation.count()),
-            /* accuracy, the default */ 0, OnUnconfirmed, &channel);
+            /* accuracy, the default */ 0, OnTimeIsUp, &channel);
     }
     channel.timer.reset(timer);
     if (result >= 0) result = channel.wire.Attach(channel.bus.get(), m_event);
     return result;
+}
+
+void Channels::Confirm(const std::string& partner) {
+    Channel& channel = *m_channels.at(partner);
+    channel.wire.Confirm();
+    sd_event_source_set_enabled(channel.timer.get(), SD_EVENT_OFF);
+}
+
+// It can send nothing more, and what it has sent is read up to the end. What would be answered goes
+// nowhere: without a reader it would end the connection before the rest is read.
+void Channels::Left(const std::string& partner) {
+    const auto found = m_channels.find(partner);
+    if (found == m_channels.end()) return;
+    Channel& channel = *found->second;
+    if (!channel.IsUsed() || channel.wire.Out().Stalled()) return End(channel);
+    channel.hasLeft = true;
+    channel.wire.Out().Mute();
+    shutdown(sd_bus_get_fd(channel.bus.get()), SHUT_RD);
+    const auto time = static_cast<std::uint64_t>(transport_limits::kChannelFarewell.count());
+    int result = sd_event_source_set_time_relative(channel.timer.get(), time);
+    if (result >= 0) {
+        result = sd_event_source_set_enabled(channel.timer.get(), SD_EVENT_ONESHOT);
+    }
+    if (result < 0) End(channel);
 }
 
 Wire* Channels::WireOf(const std::string& partner) const {
@@ -186,9 +211,9 @@ void Channels::AwaitEnds(Clock::time_point deadline) {
     AwaitEndsOf(std::move(open), deadline);
 }
 
-int Channels::OnUnconfirmed(sd_event_source*, std::uint64_t, void* userdata) {
+int Channels::OnTimeIsUp(sd_event_source*, std::uint64_t, void* userdata) {
     Channel& channel = *static_cast<Channel*>(userdata);
-    if (!channel.wire.IsConfirmed()) channel.owner.End(channel);
+    channel.owner.End(channel);
     return 0;
 }
 

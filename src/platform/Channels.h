@@ -4,7 +4,8 @@
 // The bus introduces: it lets a partner's request for a channel through or not, and says who the
 // partner is. One end of a socket pair goes to it in the reply. The channel is used from the
 // partner's first call over it, which is Connect, and closed when that does not come soon, when
-// the partner leaves the bus or asks for another channel, and when the bus has gone.
+// the partner leaves the bus or asks for another channel, and when the bus has gone. What a partner
+// has sent before it left is executed, as a bus would have it.
 //
 // A service that leaves a bus which stays, because that is stuck, keeps its channels: those who
 // call over them notice nothing. When it is back it asks the bus who is still there. They end when
@@ -52,6 +53,9 @@ public:
     // std::bad_alloc.
     OwnedFd Open(const std::string& partner);
 
+    // The first call over `partner`'s channel was Connect: from now on it is in use.
+    void Confirm(const std::string& partner);
+
     // Returns the wire of `partner`'s channel, or null when it has none that is in use.
     Wire* WireOf(const std::string& partner) const;
 
@@ -70,7 +74,7 @@ public:
 private:
     struct Channel;
 
-    static int OnUnconfirmed(sd_event_source* source, std::uint64_t time, void* userdata);
+    static int OnTimeIsUp(sd_event_source* source, std::uint64_t time, void* userdata);
     static int OnConnected(sd_bus_message* signal, void* userdata, sd_bus_error* error);
     static int OnFirstRead(sd_event_source* source, void* userdata);
     static int OnDisconnected(sd_bus_message* signal, void* userdata, sd_bus_error* error);
@@ -78,6 +82,7 @@ private:
 
     int MakeSweep();
     int SetUp(Channel& channel, OwnedFd end);
+    void Left(const std::string& partner);
     void End(Channel& channel);
     void Forget(const std::string& partner);
 

@@ -82,7 +82,7 @@ void Endpoint::ForEachWireTo(const std::string& partner, const std::function<voi
 void Endpoint::Connect(Wire& wire, sd_bus_message* call) {
     const std::string partner = wire.SenderOf(call);
     UniqueMessage reply = ReplyTo(call);  // first: nothing may fail once the partner is tracked
-    wire.Confirm();
+    if (!wire.IsBus()) m_channels.Confirm(partner);
     switch (m_partners.Add(partner)) {
         case PartnerTracker::Outcome::Tracked: break;
         case PartnerTracker::Outcome::Full:

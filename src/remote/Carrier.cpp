@@ -162,14 +162,42 @@ int Carrier::AskForSeam() {
                             remote_limits::kChannelTimeout);
 }
 
-// A bus discards what it has not read yet of a connection that closes, and a service what it has
-// not read of a channel. The answer to any question shows that all was read that was sent before.
-// After a signal to this process the answer to the first question is not waited for any more, so
-// another one is asked.
+// A bus discards what it has not read yet of a connection that closes. The answer to any question
+// shows that all was read that was sent before. After a signal to this process the answer to the
+// first question is not waited for any more, so another one is asked.
 void Carrier::AwaitRead(Time deadline) {
     if (sd_bus_is_ready(m_way.connection) <= 0) return;
+    if (m_way.IsDirect() && SayFarewell() >= 0 && Flush(deadline)) return;
     Time left = deadline - Now();
     while (left.count() > 0 && AwaitAnswer(left) == -EINTR) left = deadline - Now();
+}
+
+// Nobody need wait for a service at the other end of a channel, which may stand, or be on this
+// thread: what lies in its socket is its to execute. But if ours were closed by then, its first
+// reply would end the channel before the rest is read. So ours is the last thing that it reads, and
+// is open until then.
+int Carrier::SayFarewell() {
+    sd_bus_message* made = nullptr;
+    int result = sd_bus_message_new_signal(
+        m_way.connection, &made, endpoint_names::PathOf(m_session.Errors().Endpoint()).c_str(),
+        endpoint_names::kInterface, endpoint_names::kLeft);
+    const UniqueMessage farewell(made);
+    if (result >= 0) {
+        result = sd_bus_message_append(made, "h", sd_bus_get_fd(m_way.connection));
+    }
+    return result < 0 ? result : sd_bus_send(m_way.connection, made, nullptr);
+}
+
+// Returns whether the socket has taken everything.
+bool Carrier::Flush(Time deadline) {
+    while (Queued() > 0) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Now());
+        struct pollfd writable = {sd_bus_get_fd(m_way.connection), POLLOUT, 0};
+        if (left.count() <= 0 || writable.fd < 0) return false;
+        poll(&writable, 1, static_cast<int>(left.count()));
+        if (sd_bus_process(m_way.connection, nullptr) < 0) return false;
+    }
+    return sd_bus_is_open(m_way.connection) > 0;
 }
 
 int Carrier::AwaitAnswer(Time timeout) {

@@ -68,8 +68,8 @@ public:
 
     BusCalls& Calls() { return m_calls; }
 
-    // Waits until the other end of the way has read everything that was sent; until `deadline` at
-    // most.
+    // Sees to it that everything that was sent is read by the other end of the way, although the
+    // way ends next. Waits until `deadline` at most.
     void AwaitRead(Time deadline);
 
     // For the callbacks of the bus.
@@ -81,6 +81,8 @@ private:
     int Ask(UniqueSlot& slot, sd_bus_message* question, sd_bus_message_handler_t onAnswer,
             Time timeout = Time(0));
     int NewQuestionForCount(UniqueMessage& message) const;
+    int SayFarewell();
+    bool Flush(Time deadline);
     int AwaitAnswer(Time timeout);
     UniqueMessage QuestionToTheOtherEnd() const;
     // How many messages the connection has not taken yet.

@@ -258,6 +258,34 @@ TEST_P(AChannelToAnEndpoint, EndsWhenItsPartnerLeavesTheBus) {
     EXPECT_TRUE(RunUntil([&] { return m_endpoint->m_events.back() == "gone " + name; }));
 }
 
+TEST_P(AChannelToAnEndpoint, CarriesOutWhatWasSentBeforeItsPartnerLeft) {
+    const TestFd end(dup(sd_bus_get_fd(m_client->Channel())));
+    Strings expected{"ready " + m_client->Name()};
+    for (int number = 0; number < 60; ++number) {
+        m_client->Start("Message", std::to_string(number));
+        expected.push_back("message " + std::to_string(number));
+    }
+    expected.push_back("gone " + m_client->Name());
+    m_client.reset();
+    m_bus.WaitUntilIdle();
+
+    EXPECT_TRUE(RunUntilReadable(end.Get()));
+
+    Strings events = m_endpoint->m_events;
+    std::sort(events.begin(), events.end());  // it may be gone in the middle of them
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(expected, events);
+}
+
+TEST_P(AChannelToAnEndpoint, TakesNothingThatIsSentAfterItsPartnerLeft) {
+    const TestFd end(dup(sd_bus_get_fd(m_client->Channel())));
+    m_client.reset();
+    ASSERT_TRUE(RunUntilReadable(end.Get()));
+
+    EXPECT_EQ(-1, send(end.Get(), "l", 1, MSG_NOSIGNAL));
+    EXPECT_EQ(EPIPE, errno);
+}
+
 TEST_P(AChannelToAnEndpoint, MayEndAndLeaveItsPartnerOnTheBus) {
     m_client->LeaveChannel();
     m_client->Subscribe();

@@ -172,7 +172,9 @@ int shutdown(int fd, int how) noexcept {
     const MemoryLasts lasts;
     const File* const file = FileOf(fd);
     if (file == nullptr) return APPLIST_SIM_REAL(shutdown)(fd, how);
-    if (file->socket != nullptr && how != SHUT_RD) file->socket->ShutDown();
+    if (file->socket == nullptr) return sim::FailWith(ENOTCONN);
+    if (how != SHUT_RD) file->socket->ShutDownWriting();
+    if (how != SHUT_WR) file->socket->ShutDownReading();
     return 0;
 }
 

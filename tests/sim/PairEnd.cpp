@@ -40,22 +40,27 @@ void PairEnd::Deliver(std::string bytes, FdList fds) {
 }
 
 // What was written before can still be read.
-void PairEnd::ShutDown() {
+void PairEnd::ShutDownWriting() {
     const std::shared_ptr<PairEnd> other = m_other.lock();
     if (!std::exchange(m_isShutDown, true) && other) PutEnd(other->m_incoming, m_world.Now());
 }
 
+// The other end may write no more: that is the same.
+void PairEnd::ShutDownReading() {
+    const std::shared_ptr<PairEnd> other = m_other.lock();
+    if (other) other->ShutDownWriting();
+}
+
 void PairEnd::Close() {
     m_world.Log("socket %d is closed", Id());
-    ShutDown();
+    ShutDownWriting();
     m_isOpen = false;
     m_incoming.clear();
 }
 
 void PairEnd::Break() {
-    const std::shared_ptr<PairEnd> other = m_other.lock();
-    ShutDown();
-    if (other) other->ShutDown();
+    ShutDownWriting();
+    ShutDownReading();
 }
 
 }  // namespace sim

@@ -24,7 +24,8 @@ public:
     bool IsOpen() const { return m_isOpen; }
     const std::weak_ptr<PairEnd>& Other() const { return m_other; }
 
-    void ShutDown() override;
+    void ShutDownWriting() override;
+    void ShutDownReading() override;
     std::size_t Unread() const override;
 
     // Hears what is written.

@@ -52,8 +52,9 @@ public:
     // Returns which of `events`, of epoll, hold now; else lowers `next` to when to look again.
     std::uint32_t Ready(std::uint32_t events, Usec& next) const;
 
-    // Nothing more is written.
-    virtual void ShutDown() {}
+    // Nothing more is written; or nothing more comes in but what is there.
+    virtual void ShutDownWriting() {}
+    virtual void ShutDownReading() {}
     // How many bytes of what was written have not been read at the other end.
     virtual std::size_t Unread() const { return 0; }
 

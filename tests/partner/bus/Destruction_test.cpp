@@ -212,6 +212,18 @@ TEST_P(ADestroyedPartner, HasSentItsWritesEachTime) {
     }
 }
 
+// It cannot answer while the partner waits for it.
+TEST_P(ADestroyedPartner, HasSentItsWritesAlsoToAServiceOnItsOwnThread) {
+    StartServiceHere();
+    StartPartner();
+    ASSERT_TRUE(RunUntil([] { return NewsLogged("over a direct channel") == 1; }));
+    Write(60);
+
+    EndPartner();
+
+    EXPECT_TRUE(RunUntil([this] { return m_list.GetItemsCount() == 60; }));
+}
+
 // The answer that Synchronize waits for is there, and behind it a change whose listener destroys
 // the model.
 TEST_P(ADestroyedPartner, IsNotUsedAgainByASynchronizeThatHasItsAnswer) {
