@@ -152,6 +152,9 @@ std::string Filled(std::size_t size) {
 
 class AnEndpointWithMuchToSay : public EndpointTest {
 protected:
+    // With each piece that comes in, the client's library may copy what it has so far.
+    AnEndpointWithMuchToSay() { SetSendBuffers(static_cast<int>(kMaxReply)); }
+
     Answer AskFor(std::size_t size) {
         m_endpoint->m_answer = [size](const std::string&) { return Filled(size); };
         return m_client->Message("how much");

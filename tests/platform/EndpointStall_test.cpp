@@ -16,13 +16,7 @@
 namespace {
 
 constexpr std::size_t kMegabyte = std::size_t{1} << 20;
-
-void ShrinkSendBuffers() {
-    const int smallest = 1;  // the kernel knows how small a buffer may be
-    for (int fd = 3; fd < 1024; ++fd) {
-        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &smallest, sizeof(smallest));
-    }
-}
+constexpr int kSmallest = 1;  // the kernel knows how small a buffer may be
 
 void WidenSendBuffer(int socket) {
     const int size = kMegabyte;  // or as much of that as the kernel allows
@@ -42,7 +36,7 @@ protected:
     AnEndpointOnABusThatStands() {
         m_client->Subscribe();
         m_client->m_arrivals.clear();
-        ShrinkSendBuffers();
+        SetSendBuffers(kSmallest);
     }
 
     // Keeps the endpoint from sending, and not: makes the bus stand, or the clients not read their
@@ -346,7 +340,7 @@ TEST_P(AnEndpointOnABusThatStands, GrowsByLessThanTwoMegabytesOverIntrospection)
 class AnEndpointWithASlowReply : public EndpointTest {
 protected:
     AnEndpointWithASlowReply() {
-        ShrinkSendBuffers();
+        SetSendBuffers(kSmallest);
         // What the client sends over its channel is not to be slow as well.
         if (GetParam().withChannels) WidenSendBuffer(sd_bus_get_fd(m_client->Channel()));
         AnswerSlowly();
@@ -503,7 +497,7 @@ TEST_P(AnEndpointWithASlowReplyOnTheBus, HoldsCallsOfNoMoreSendersThanItsLimitsS
     applist::SetTransportLimits(limits);
     EndEndpoint();
     m_endpoint = std::make_unique<RecordingEndpoint>();
-    ShrinkSendBuffers();
+    SetSendBuffers(kSmallest);
     applist::SetTransportLimits(applist::TransportLimits());
     AnswerSlowly();
     const auto one = NewClient();

@@ -1,5 +1,7 @@
 #include "support/EndpointTest.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <iostream>
 #include <stdexcept>
@@ -44,6 +46,10 @@ std::unique_ptr<BusClient> EndpointTest::NewStranger() {
     EXPECT_TRUE(RunUntil([&] { return sd_bus_is_ready(client->Channel()) > 0; }));
     client->m_arrivals.clear();
     return client;
+}
+
+void EndpointTest::SetSendBuffers(int bytes) {
+    for (int fd = 3; fd < 1024; ++fd) setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof(bytes));
 }
 
 EndpointTest::~EndpointTest() {

@@ -37,6 +37,10 @@ protected:
     // The same, but that with channels its first call over it is still to come.
     std::unique_ptr<BusClient> NewStranger();
 
+    // Gives every socket of the process a send buffer of so many bytes, as far as the kernel lets
+    // it.
+    static void SetSendBuffers(int bytes);
+
     // Destroys the endpoint, builds it again.
     void EndEndpoint() { m_endpoint.reset(); }
     void NewEndpoint() { m_endpoint = std::make_unique<RecordingEndpoint>(); }
