@@ -264,7 +264,8 @@ void Carrier::OnCount(sd_bus_message* answer) {
     if (error == nullptr) {
         if (sd_bus_message_read(answer, "v", "t", &count) >= 0) {
             CloseSeam(count);
-            return m_session.Counted(count, std::string());
+            m_session.Counted(count, std::string());
+            return m_user.OnCounted();
         }
         CloseSeam(std::nullopt);
         return m_session.Counted(std::nullopt, "it is not a number");
@@ -277,6 +278,7 @@ void Carrier::OnCount(sd_bus_message* answer) {
     if (IsSilence(*error)) return;
     CloseSeam(std::nullopt);
     m_session.Counted(std::nullopt, TextOf(*error));
+    m_user.OnCounted();
 }
 
 void Carrier::OnSignal(sd_bus_message* signal) {

@@ -33,6 +33,8 @@ public:
         virtual void OnAnswer(CallId call, std::optional<RemoteReply> reply) = 0;
         // The bus says that the service has left it.
         virtual void OnLeft() = 0;
+        // The answer to AskForCount has come.
+        virtual void OnCounted() = 0;
         // The answer to AskForSeam has come, or there will be none.
         virtual void OnSeam(bool isAnswered) = 0;
         // Something was not carried through, for want of memory as a rule. That leaves a state that

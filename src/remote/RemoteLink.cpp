@@ -139,12 +139,23 @@ void RemoteLink::Gone() {
         m_session.Hold();
         m_channel.ReadToEnd(Now() + remote_limits::kLastWordsTimeout);
     }
+    m_asksForChannel = false;
     m_carrier.Drop();
     m_channel.Close();
     m_session.Gone(m_link.Location().description);
 }
 
 // ---- The way ------------------------------------------------------------------------------------
+
+void RemoteLink::OnCounted() {
+    if (!m_session.HasUnderWay()) AskForChannel();
+}
+
+void RemoteLink::AskForChannel() {
+    if (!std::exchange(m_asksForChannel, false)) return;
+    if (m_channel.Ask(m_carrier.GetWay(), Now() + remote_limits::kChannelTimeout) >= 0) return;
+    if (m_carrier.AskToConnect() < 0) m_link.GiveUp();
+}
 
 void RemoteLink::OnChannelConfirmed(const std::optional<std::string>& noPlace) {
     if (noPlace) {
@@ -219,6 +230,7 @@ void RemoteLink::OnStuck() {
 
 void RemoteLink::OnAnswer(CallId call, std::optional<RemoteReply> reply) {
     m_session.Answered(call, std::move(reply));
+    AskForChannel();
     Switch();
 }
 
@@ -265,11 +277,7 @@ void RemoteLink::Pause(Time until) {
 // When a channel can be had, connecting over it is what confirms it. If it fails, this is made up
 // for.
 int RemoteLink::AskToConnect() {
-    if (std::exchange(m_asksForChannel, false) &&
-        m_channel.Ask(m_carrier.GetWay(), Now() + remote_limits::kChannelTimeout) >= 0) {
-        return 0;
-    }
-    return m_carrier.AskToConnect();
+    return m_asksForChannel ? 0 : m_carrier.AskToConnect();
 }
 
 // A message is current exactly while one of its callbacks runs. sd-bus refuses to dispatch another

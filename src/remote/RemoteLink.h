@@ -56,6 +56,7 @@ public:
     std::shared_ptr<void> KeepAlive() override { return shared_from_this(); }
     void OnAnswer(CallId call, std::optional<RemoteReply> reply) override;
     void OnLeft() override { m_service.Ask(); }
+    void OnCounted() override;
     void OnSeam(bool isAnswered) override;
     void OnStuck() override;
     void OnChannelConfirmed(const std::optional<std::string>& noPlace) override;
@@ -89,6 +90,8 @@ private:
     void Appeared(const std::string& service);
     void Gone();
 
+    // Asks for one once the first answer is there, which it must not delay.
+    void AskForChannel();
     // Takes the channel once it is confirmed and nothing is under way over the bus.
     void Switch();
     void AskForSeam();
