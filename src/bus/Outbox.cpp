@@ -13,6 +13,7 @@
 
 namespace applist {
 
+using logging::kDebug;
 using logging::kError;
 using transport_limits::kMaxLibraryMessages;
 using transport_limits::kMaxWaitingBytes;
@@ -195,11 +196,16 @@ void Outbox::Transmit(const Notification& notification) {
         m_bytesInLibrary += notification.Bytes();
         return;
     }
-    APPLIST_LOG(kError, "cannot notify %s: %s",
+    APPLIST_LOG(PriorityOfFailure(), "cannot notify %s: %s",
                 notification.partner.empty() ? "the partners" : notification.partner.c_str(),
                 std::strerror(-result));
     // That is a name which the application has got wrong.
     if (result != -EINVAL) FailSoon(result);
+}
+
+// A partner may leave its channel at any time.
+int Outbox::PriorityOfFailure() const {
+    return sd_bus_is_bus_client(m_bus) > 0 ? kError : kDebug;
 }
 
 // Behind all that was not lost, so that whoever reads anew then has missed nothing.
@@ -215,7 +221,7 @@ void Outbox::TransmitReply(UniqueMessage reply) {
     const int result = sd_bus_send(m_bus, reply.get(), nullptr);
     m_probe.Sent();
     if (result >= 0) return;
-    APPLIST_LOG(kError, "cannot send a reply: %s", std::strerror(-result));
+    APPLIST_LOG(PriorityOfFailure(), "cannot send a reply: %s", std::strerror(-result));
     FailSoon(result);
 }
 

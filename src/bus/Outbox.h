@@ -90,6 +90,7 @@ private:
     bool HasMuchUnread() const;
     int MakeGate();
     bool LibraryHasRoom(std::size_t bytes);
+    int PriorityOfFailure() const;
     int NewSignal(UniqueMessage& signal, const char* member) const;
     void Transmit(const Notification& notification);
     void TellOfLoss();
