@@ -70,11 +70,12 @@ void Endpoint::SendNotification(const std::vector<char>& body, const std::string
     ForEachWireTo(partner, [&](Wire& wire) { wire.Tell(partner, body); });
 }
 
-// Without a name on the bus nobody listens there; who comes later reads the list first.
+// Without a name on the bus nobody listens there; who comes later reads the list first. The bus
+// last, as it takes longest.
 void Endpoint::ForEachWireTo(const std::string& partner, const std::function<void(Wire&)>& work) {
     if (Wire* const channel = m_channels.WireOf(partner)) return work(*channel);
-    if (m_owned) work(m_bus);
     if (partner.empty()) m_channels.ForEach(work);
+    if (m_owned) work(m_bus);
 }
 
 // ---- For its wires ------------------------------------------------------------------------------
