@@ -14,13 +14,12 @@ std::string SenderOf(sd_bus_message* call) {
 
 // The bus library has checked the signature. The bytes are copied, as a handler may change its
 // buffer and the message's own bytes must stay as they are.
-std::vector<char> BodyOf(sd_bus_message* call) {
+std::pair<const char*, std::size_t> BytesOf(sd_bus_message* call) {
     const void* bytes = nullptr;
     std::size_t size = 0;
     // All that can be wanting is memory; an empty request would be answered as if it were executed.
     if (sd_bus_message_read_array(call, 'y', &bytes, &size) < 0) throw std::bad_alloc();
-    const char* const begin = static_cast<const char*>(bytes);
-    return std::vector<char>(begin, begin + size);
+    return {static_cast<const char*>(bytes), size};
 }
 
 std::string ReadFdBody(sd_bus_message* call, std::size_t limit, std::vector<char>& body) {
@@ -45,7 +44,7 @@ std::size_t BodyBytesOf(sd_bus_message* call) {
         result = sd_bus_message_read(call, "h", &fd);
         if (result >= 0) size = SizeOfMemfd(fd);
     }
-    // Uncounted, it would pass every limit. As in BodyOf, all that can be wanting is memory.
+    // Uncounted, it would pass every limit. As in BytesOf, all that can be wanting is memory.
     if (result < 0) throw std::bad_alloc();
     sd_bus_message_rewind(call, 1);
     return size;

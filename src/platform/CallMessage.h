@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bus/SdBus.h"
@@ -17,8 +18,8 @@ namespace applist {
 // Returns the unique bus name of the caller; empty for a message that came without a bus.
 std::string SenderOf(sd_bus_message* call);
 
-// Returns the body of a call whose signature is "ay".
-std::vector<char> BodyOf(sd_bus_message* call);
+// Returns the body of a call whose signature is "ay": bytes of the message, and how many.
+std::pair<const char*, std::size_t> BytesOf(sd_bus_message* call);
 
 // Reads the body of a call whose signature is "h", `limit` bytes of it at most, into `body`.
 // Returns what is wrong with it, in words for the sender; empty when it was read.

@@ -1,5 +1,6 @@
 #include "platform/Wire.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <system_error>
@@ -71,8 +72,9 @@ template <Wire::Method method>
 int Wire::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) {
     Wire* const wire = static_cast<Wire*>(userdata);
     wire->Answer(call, [=] {
-        if (wire->RefuseUnconfirmed(call, method) || wire->RefuseLarge(call)) return;
+        if (wire->RefuseUnconfirmed(call, method)) return;
         if (wire->m_turns.IsFree()) return Execute<method>(*wire, call);
+        if (wire->RefuseLarge(call, BodyBytesOf(call))) return;
         wire->Hold({UniqueMessage(sd_bus_message_ref(call)), Execute<method>});
     });
     return 1;
@@ -127,7 +129,8 @@ void Wire::Message(sd_bus_message* call) {
     const std::string partner = SenderOf(call);
     if (RefuseBeyondRation(call, partner)) return;
     UniqueMessage reply = ReplyTo(call, {});
-    std::vector<char> request = BodyOf(call);
+    std::vector<char> request;
+    if (!ReadBody(call, request)) return;
     std::vector<char> body;
     if (!RunHandler(call, [&] { body = m_endpoint.Application().HandleMessage(request); })) return;
     if (body.size() > transport_limits::kMaxReplyBytes) {
@@ -136,13 +139,13 @@ void Wire::Message(sd_bus_message* call) {
                               " bytes is too large for Message; call MessageFd instead");
     }
     if (!body.empty()) reply = ReplyTo(call, body);
-    m_rations.Charge(partner, body.size());
+    Charge(partner, body.size());
     m_outbox.Reply(std::move(reply));
 }
 
 void Wire::MessageFd(sd_bus_message* call) {
     const std::string partner = SenderOf(call);
-    if (RefuseBeyondRation(call, partner)) return;
+    if (RefuseBeyondRation(call, partner) || RefuseLarge(call, BodyBytesOf(call))) return;
     FdReply reply(call);
     std::vector<char> request;
     const std::string refusal = ReadFdBody(call, m_endpoint.Limits().fdRequestBytes, request);
@@ -157,13 +160,14 @@ void Wire::MessageFd(sd_bus_message* call) {
     }
     UniqueMessage answer = std::move(reply).With(body);
     if (!answer) throw std::bad_alloc();
-    m_rations.Charge(partner, transport_limits::kDescriptorInRation);
+    Charge(partner, transport_limits::kDescriptorInRation);
     m_outbox.ReplyWithFd(std::move(answer), body.size());
 }
 
 void Wire::Notify(sd_bus_message* call) {
     UniqueMessage reply = ReplyTo(call);
-    std::vector<char> body = BodyOf(call);
+    std::vector<char> body;
+    if (!ReadBody(call, body)) return;
     if (!RunHandler(call, [&] { m_endpoint.Application().HandleNotification(body); })) return;
     m_outbox.Reply(std::move(reply));
 }
@@ -192,6 +196,8 @@ void Wire::Answer(sd_bus_message* call, Work work) noexcept {
 template <Wire::Method method>
 void Wire::Execute(Wire& wire, sd_bus_message* call) noexcept {
     using Clock = std::chrono::steady_clock;
+    // Nobody shares a channel.
+    if (!wire.IsBus()) return wire.Answer(call, [&] { (wire.*method)(call); });
     const Clock::time_point start = Clock::now();
     wire.Answer(call, [&] { (wire.*method)(call); });
     wire.m_turns.Spent(Clock::now() - start);
@@ -222,19 +228,27 @@ bool Wire::RefuseUnconfirmed(sd_bus_message* call, Method method) {
     return true;
 }
 
-bool Wire::RefuseLarge(sd_bus_message* call) {
+bool Wire::ReadBody(sd_bus_message* call, std::vector<char>& body) {
+    const auto [bytes, size] = BytesOf(call);
+    if (RefuseLarge(call, size)) return false;
+    body.assign(bytes, bytes + size);
+    return true;
+}
+
+bool Wire::RefuseLarge(sd_bus_message* call, std::size_t size) {
+    const TransportLimits& limits = m_endpoint.Limits();
+    if (size <= std::min(limits.requestBytes, limits.fdRequestBytes)) return false;
     const bool isInFd = sd_bus_message_has_signature(call, "h") > 0;
-    const std::size_t limit =
-        isInFd ? m_endpoint.Limits().fdRequestBytes : m_endpoint.Limits().requestBytes;
-    const std::size_t size = BodyBytesOf(call);
+    const std::size_t limit = isInFd ? limits.fdRequestBytes : limits.requestBytes;
     if (size <= limit) return false;
     Refuse(call, "not executed: the request holds " + std::to_string(size) +
                      " bytes; send at most " + std::to_string(limit) + " in one call");
     return true;
 }
 
+// The kernel tells what a partner has not read from its channel, so there it needs no ration.
 bool Wire::RefuseBeyondRation(sd_bus_message* call, const std::string& partner) {
-    if (m_rations.Admits(partner, ReplyRations::Clock::now())) return false;
+    if (!IsBus() || m_rations.Admits(partner, ReplyRations::Clock::now())) return false;
     Refuse(call,
            "not executed: replies that nobody read have filled the bus, so for a minute nobody "
            "gets many large ones at once; read yours, and call again in a second");

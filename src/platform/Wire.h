@@ -57,7 +57,9 @@ public:
     // Refuses `call` when its sender `partner` has spent its ration. Returns whether it has; if
     // not, a reply that weighs `bytes` is charged to the partner by Charge.
     bool RefuseBeyondRation(sd_bus_message* call, const std::string& partner);
-    void Charge(const std::string& partner, std::size_t bytes) { m_rations.Charge(partner, bytes); }
+    void Charge(const std::string& partner, std::size_t bytes) {
+        if (IsBus()) m_rations.Charge(partner, bytes);
+    }
 
     // Over a channel the first call must be Connect; it says that the channel works.
     void Confirm() { m_isConfirmed = true; }
@@ -89,8 +91,11 @@ private:
     static void Execute(Wire& wire, sd_bus_message* call) noexcept;
     void Hold(CallTurns::Call held);
     bool RefuseUnconfirmed(sd_bus_message* call, Method method);
-    // Refuses `call` when its body is larger than the limits allow. Returns whether it is.
-    bool RefuseLarge(sd_bus_message* call);
+    // Reads the bytes of `call`, or refuses it. Returns whether they were read.
+    bool ReadBody(sd_bus_message* call, std::vector<char>& body);
+    // Refuses `call` when its body, of `size` bytes, is larger than the limits allow. Returns
+    // whether it is.
+    bool RefuseLarge(sd_bus_message* call, std::size_t size);
     // Runs the application's `handler`. When it throws, answers `call` with what it said, and
     // returns false.
     template <class Handler>
