@@ -121,6 +121,7 @@ void DeclareTransportLimits(CLI::App& app, TransportLimits& limits) {
     add("--max-partners", limits.partners, "Partners that may connect, 500 at most (256)");
     add("--max-held", limits.heldBytes, "Bytes of one caller that may wait, 1M at least (1M)");
     add("--max-held-senders", limits.heldSenders, "Callers that may wait, 500 at most (64)");
+    add("--max-channels", limits.channels, "Partners with a direct channel, 64 at most (64)");
 }
 
 void Declare(CLI::App& app, Options& options) {

@@ -30,6 +30,7 @@ void CheckTransportLimits(const TransportLimits& limits) {
     Check("heldSenders", limits.heldSenders, 1, kMostPartners);
     Check("requestBytes", limits.requestBytes, 1, PTRDIFF_MAX);
     Check("fdRequestBytes", limits.fdRequestBytes, 1, PTRDIFF_MAX);
+    Check("channels", limits.channels, 0, kMaxChannels);
 }
 
 void SetTransportLimits(const TransportLimits& limits) {

@@ -127,6 +127,7 @@ struct TransportLimits {
     std::size_t heldSenders = transport_limits::kMaxHeldSenders;  // kMostPartners at most
     std::size_t requestBytes = transport_limits::kMaxRequestBytes;
     std::size_t fdRequestBytes = transport_limits::kMaxFdRequestBytes;
+    std::size_t channels = transport_limits::kMaxChannels;  // kMaxChannels at most; 0 for none
 };
 
 // Throws std::invalid_argument, whose text names the one that makes no sense, if there is one.

@@ -104,7 +104,7 @@ int Channels::MakeSweep() {
 
 OwnedFd Channels::Open(const std::string& partner) {
     Forget(partner);
-    if (m_channels.size() >= transport_limits::kMaxChannels) return OwnedFd(-ENOSPC);
+    if (m_channels.size() >= m_endpoint.Limits().channels) return OwnedFd(-ENOSPC);
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0) {
         return OwnedFd(-errno);

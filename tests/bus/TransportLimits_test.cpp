@@ -36,10 +36,11 @@ TEST_F(TheTransportLimits, AreGenerousUntilTheyAreSet) {
     EXPECT_EQ(64u, CurrentTransportLimits().heldSenders);
     EXPECT_EQ(std::size_t{16} << 20, CurrentTransportLimits().requestBytes);
     EXPECT_EQ(std::size_t{64} << 20, CurrentTransportLimits().fdRequestBytes);
+    EXPECT_EQ(64u, CurrentTransportLimits().channels);
 }
 
 TEST_F(TheTransportLimits, AreWhatWasSetLast) {
-    SetTransportLimits({1, 2, std::size_t{3} << 20, 4, 5, 6});
+    SetTransportLimits({1, 2, std::size_t{3} << 20, 4, 5, 6, 7});
 
     EXPECT_EQ(1u, CurrentTransportLimits().fdBytes);
     EXPECT_EQ(2u, CurrentTransportLimits().partners);
@@ -47,6 +48,16 @@ TEST_F(TheTransportLimits, AreWhatWasSetLast) {
     EXPECT_EQ(4u, CurrentTransportLimits().heldSenders);
     EXPECT_EQ(5u, CurrentTransportLimits().requestBytes);
     EXPECT_EQ(6u, CurrentTransportLimits().fdRequestBytes);
+    EXPECT_EQ(7u, CurrentTransportLimits().channels);
+}
+
+TEST_F(TheTransportLimits, MayAllowNoChannelsAndNoMoreThanAUserHasDescriptorsFor) {
+    m_limits.channels = 0;
+    EXPECT_EQ("", Refusal(m_limits));
+    m_limits.channels = 64;
+    EXPECT_EQ("", Refusal(m_limits));
+    m_limits.channels = 65;
+    EXPECT_NE("", Refusal(m_limits));
 }
 
 TEST_F(TheTransportLimits, MayNotBeNothing) {
@@ -101,9 +112,9 @@ TEST_F(TheTransportLimits, AreCheckedWithoutBeingSet) {
 }
 
 TEST_F(TheTransportLimits, StayAsTheyAreWhenOneMakesNoSense) {
-    SetTransportLimits({10, 20, std::size_t{30} << 20, 40, 50, 60});
+    SetTransportLimits({10, 20, std::size_t{30} << 20, 40, 50, 60, 61});
 
-    EXPECT_NE("", Refusal({11, 21, std::size_t{31} << 20, 41, 51, 0}));
+    EXPECT_NE("", Refusal({11, 21, std::size_t{31} << 20, 41, 51, 0, 62}));
 
     EXPECT_EQ(10u, CurrentTransportLimits().fdBytes);
     EXPECT_EQ(20u, CurrentTransportLimits().partners);

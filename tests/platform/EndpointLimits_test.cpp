@@ -37,6 +37,19 @@ protected:
 
 ON_EVERY_BUS_AND_OVER_CHANNELS(AnEndpointWithLimitsOfItsOwn);
 
+TEST_P(AnEndpointWithLimitsOfItsOwn, GivesThatManyChannels) {
+    TransportLimits limits;
+    limits.channels = 1;
+    SetTransportLimits(limits);
+    EndEndpoint();
+    NewEndpoint();
+    BusClient one(m_bus.Address());
+    BusClient other(m_bus.Address());
+
+    EXPECT_EQ("", one.TakeChannel().error);
+    EXPECT_EQ(kLimitsExceeded, other.TakeChannel().error);
+}
+
 TEST_P(AnEndpointWithLimitsOfItsOwn, TakesADescriptorOfThatManyBytes) {
     EXPECT_EQ("", Send(3999).error);
     EXPECT_EQ("", Send(4000).error);

@@ -12,7 +12,7 @@ from support.processes import APPLISTD, DEADLINE, run_applistd
 NOWHERE = "unix:path=/nonexistent/bus"
 LIMITS_EXCEEDED = "org.freedesktop.DBus.Error.LimitsExceeded"
 LIMITS = ("--max-items", "--max-bytes", "--max-request", "--max-fd-request", "--max-fd-reply",
-          "--max-partners", "--max-held", "--max-held-senders")
+          "--max-partners", "--max-held", "--max-held-senders", "--max-channels")
 
 
 class AWrongCommandLine(unittest.TestCase):
@@ -75,7 +75,8 @@ class AWrongCommandLine(unittest.TestCase):
                 ("--max-partners", "501", "partners", "1", "500"),
                 ("--max-partners", "none", "partners", "1", "500"),
                 ("--max-held", "1023K", "heldBytes", "1048576", "[0-9]+"),
-                ("--max-held-senders", "1K", "heldSenders", "1", "500")):
+                ("--max-held-senders", "1K", "heldSenders", "1", "500"),
+                ("--max-channels", "65", "channels", "0", "64")):
             self.assertRegex(self.complaint(option, wrong),
                              f"{option}: .*::{limit} is [0-9]+; .* between {least} and {most};")
 
