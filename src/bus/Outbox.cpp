@@ -77,7 +77,8 @@ void Outbox::Notify(Notification notification) {
 void Outbox::LoseOne() {
     if (m_bus == nullptr || m_isMute) return;
     m_hasLost = true;
-    Pump();
+    // Said once for as many as there are until what waits has left.
+    if (InLibrary() == 0) Pump();
     if (InLibrary() > 0) AwaitDrain();
 }
 
@@ -86,6 +87,9 @@ void Outbox::Mute() {
     m_queue.Clear();
     m_waitingReply.reset();
     m_hasLost = false;
+    m_fds = 0;
+    m_fdBytes = 0;
+    GoOn();
 }
 
 void Outbox::Reply(UniqueMessage reply) {
@@ -130,7 +134,8 @@ bool Outbox::HasMuchUnread() const {
 void Outbox::Flush(std::chrono::microseconds timeout) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point deadline = Clock::now() + timeout;
-    while (Stalled()) {
+    // What lies in the socket has left.
+    while (!m_queue.Empty() || m_waitingReply || InLibrary() > 0) {
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         struct pollfd writable = {sd_bus_get_fd(m_bus), POLLOUT, 0};

@@ -46,8 +46,8 @@ constexpr std::size_t kMaxWaitingBytes = std::size_t{256} << 10;
 constexpr std::size_t kMaxHeldCalls = 64;
 constexpr std::size_t kMaxHeldBytes = std::size_t{1} << 20;
 
-// Calls of all senders that are larger than that by themselves. In messages they take at most this
-// many times kMaxRequestBytes of our memory.
+// Calls of all senders on one connection that are larger than that by themselves. In messages they
+// take at most this many times kMaxRequestBytes of our memory.
 constexpr std::size_t kMaxLargeCalls = 8;
 
 // Senders whose calls wait at the same time. Connections to a bus cost a hostile one nothing, so

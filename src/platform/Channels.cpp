@@ -111,16 +111,14 @@ OwnedFd Channels::Open(const std::string& partner) {
     }
     OwnedFd ours(ends[0]);
     OwnedFd theirs(ends[1]);
-    Channel& channel =
-        *m_channels.emplace(partner, std::make_unique<Channel>(*this, m_endpoint, partner))
-             .first->second;
-    int result = SetUp(channel, std::move(ours));
-    if (result >= 0 && m_partners.Add(partner) != PartnerTracker::Outcome::Tracked) {
-        result = -ENOTRECOVERABLE;
+    auto channel = std::make_unique<Channel>(*this, m_endpoint, partner);
+    int result = SetUp(*channel, std::move(ours));
+    if (result < 0) return OwnedFd(result);
+    if (m_partners.Add(partner) != PartnerTracker::Outcome::Tracked) {
+        return OwnedFd(-ENOTRECOVERABLE);
     }
-    if (result >= 0) return theirs;
-    Forget(partner);
-    return OwnedFd(result);
+    m_channels.emplace(partner, std::move(channel));
+    return theirs;
 }
 
 void Channels::Forget(const std::string& partner) {
@@ -155,6 +153,7 @@ int Channels::SetUp(Channel& channel, OwnedFd end) {
 
 void Channels::Confirm(const std::string& partner) {
     Channel& channel = *m_channels.at(partner);
+    if (channel.wire.IsConfirmed()) return;
     channel.wire.Confirm();
     sd_event_source_set_enabled(channel.timer.get(), SD_EVENT_OFF);
 }
@@ -165,9 +164,11 @@ void Channels::Left(const std::string& partner) {
     const auto found = m_channels.find(partner);
     if (found == m_channels.end()) return;
     Channel& channel = *found->second;
-    if (!channel.IsUsed() || channel.wire.Out().Stalled()) return End(channel);
+    if (!channel.IsUsed()) return End(channel);
     channel.hasLeft = true;
     channel.wire.Out().Mute();
+    // What has gone to the library already would have to be read first.
+    if (channel.wire.Out().Stalled()) return End(channel);
     shutdown(sd_bus_get_fd(channel.bus.get()), SHUT_RD);
     const auto time = static_cast<std::uint64_t>(transport_limits::kChannelFarewell.count());
     int result = sd_event_source_set_time_relative(channel.timer.get(), time);
@@ -196,7 +197,12 @@ void Channels::CloseAll() {
 
 void Channels::SendLast(Clock::time_point deadline) {
     for (const auto& [partner, channel] : m_channels) channel->wire.StopServing();
-    for (const auto& [partner, channel] : m_channels) channel->wire.SendLast(deadline);
+    // Each has its share of the time: one that is not read leaves the others theirs.
+    auto left = static_cast<Clock::rep>(m_channels.size());
+    for (const auto& [partner, channel] : m_channels) {
+        const Clock::time_point now = Clock::now();
+        channel->wire.SendLast(now + (deadline - now) / left--);
+    }
 }
 
 // A reply that lies in the socket would be lost if the partner, which does not know yet, writes
@@ -226,11 +232,13 @@ int Channels::OnConnected(sd_bus_message*, void* userdata, sd_bus_error*) {
 // The library may have read the first calls together with the end of the handshake. It would look
 // at them when more comes in, and a partner that waits for its answer sends no more.
 int Channels::OnFirstRead(sd_event_source*, void* userdata) {
-    const Channel& channel = *static_cast<Channel*>(userdata);
-    std::size_t count = 0;
-    while (++count < transport_limits::kReadAhead && !channel.hasEnded) {
-        if (sd_bus_process(channel.bus.get(), nullptr) <= 0) break;
+    Channel& channel = *static_cast<Channel*>(userdata);
+    int result = 1;
+    for (std::size_t count = 0; count < transport_limits::kReadAhead && result > 0; ++count) {
+        if (channel.hasEnded || channel.wire.Out().Stalled()) return 0;
+        result = sd_bus_process(channel.bus.get(), nullptr);
     }
+    if (result < 0) channel.owner.End(channel);
     return 0;
 }
 
@@ -247,15 +255,19 @@ void Channels::End(Channel& channel) {
 }
 
 int Channels::OnSweep(sd_event_source*, void* userdata) {
-    Channels& self = *static_cast<Channels*>(userdata);
-    for (auto at = self.m_channels.begin(); at != self.m_channels.end();) {
+    Channels* const self = static_cast<Channels*>(userdata);
+    Guarded("removing channels", [self] { self->Sweep(); });
+    return 0;
+}
+
+void Channels::Sweep() {
+    for (auto at = m_channels.begin(); at != m_channels.end();) {
         const auto one = at++;
         if (!one->second->hasEnded) continue;
         const std::string partner = one->first;
-        self.Forget(partner);
-        self.m_endpoint.ChannelEnded(partner);
+        Forget(partner);
+        m_endpoint.ChannelEnded(partner);
     }
-    return 0;
 }
 
 }  // namespace applist

@@ -5,10 +5,11 @@
 // partner is. One end of a socket pair goes to it in the reply. The channel is used from the
 // partner's first call over it, which is Connect, and closed when that does not come soon, when
 // the partner leaves the bus or asks for another channel, and when the bus has gone. What a partner
-// has sent before it left is executed, as a bus would have it.
+// has sent before it left is executed, as far as there is room for the events that it does not
+// read.
 //
-// A service that leaves a bus which stays, because that is stuck, keeps its channels: those who
-// call over them notice nothing. When it is back it asks the bus who is still there. They end when
+// A service that leaves a bus which stays, because that is stuck, keeps its channels: calls and
+// events go on over them. When it is back it asks the bus who is still there. They end when
 // it finds another bus there, or another service of its name.
 //
 // A channel may end while one of its calls is executed or one of its callbacks runs, so it is
@@ -85,6 +86,7 @@ private:
     void Left(const std::string& partner);
     void End(Channel& channel);
     void Forget(const std::string& partner);
+    void Sweep();
 
     Endpoint& m_endpoint;
     sd_event* m_event = nullptr;

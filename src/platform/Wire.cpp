@@ -223,8 +223,8 @@ void Wire::Hold(CallTurns::Call held) {
 
 bool Wire::RefuseUnconfirmed(sd_bus_message* call, Method method) {
     if (m_isConfirmed || method == &Wire::Connect) return false;
-    ReplyError(call, SD_BUS_ERROR_ACCESS_DENIED,
-               "not executed: the first call over a channel must be Connect");
+    m_outbox.Refuse(ErrorFor(call, SD_BUS_ERROR_ACCESS_DENIED,
+                             "not executed: the first call over a channel must be Connect"));
     return true;
 }
 

@@ -167,16 +167,16 @@ int Carrier::AskForSeam() {
 // first question is not waited for any more, so another one is asked.
 void Carrier::AwaitRead(Time deadline) {
     if (sd_bus_is_ready(m_way.connection) <= 0) return;
-    if (m_way.IsDirect() && SayFarewell() >= 0 && Flush(deadline)) return;
+    if (m_way.IsDirect()) SayFarewell();
     Time left = deadline - Now();
     while (left.count() > 0 && AwaitAnswer(left) == -EINTR) left = deadline - Now();
 }
 
-// Nobody need wait for a service at the other end of a channel, which may stand, or be on this
-// thread: what lies in its socket is its to execute. But if ours were closed by then, its first
-// reply would end the channel before the rest is read. So ours is the last thing that it reads, and
-// is open until then.
-int Carrier::SayFarewell() {
+// A service that does not answer in time may stand, or be on this thread: what lies in its socket
+// is still its to execute. But if our end were closed by then, its first reply would end the
+// channel before the rest is read. So our end is the last thing that it reads, and is open until
+// then.
+void Carrier::SayFarewell() {
     sd_bus_message* made = nullptr;
     int result = sd_bus_message_new_signal(
         m_way.connection, &made, endpoint_names::PathOf(m_session.Errors().Endpoint()).c_str(),
@@ -185,19 +185,7 @@ int Carrier::SayFarewell() {
     if (result >= 0) {
         result = sd_bus_message_append(made, "h", sd_bus_get_fd(m_way.connection));
     }
-    return result < 0 ? result : sd_bus_send(m_way.connection, made, nullptr);
-}
-
-// Returns whether the socket has taken everything.
-bool Carrier::Flush(Time deadline) {
-    while (Queued() > 0) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Now());
-        struct pollfd writable = {sd_bus_get_fd(m_way.connection), POLLOUT, 0};
-        if (left.count() <= 0 || writable.fd < 0) return false;
-        poll(&writable, 1, static_cast<int>(left.count()));
-        if (sd_bus_process(m_way.connection, nullptr) < 0) return false;
-    }
-    return sd_bus_is_open(m_way.connection) > 0;
+    if (result >= 0) sd_bus_send(m_way.connection, made, nullptr);
 }
 
 int Carrier::AwaitAnswer(Time timeout) {
@@ -261,21 +249,22 @@ void Carrier::OnCount(sd_bus_message* answer) {
     }
     const sd_bus_error* const error = sd_bus_message_get_error(answer);
     std::uint64_t count = 0;
+    if (error == nullptr && sd_bus_message_read(answer, "v", "t", &count) >= 0) {
+        CloseSeam(count);
+        m_session.Counted(count, std::string());
+        return m_user.OnCounted();
+    }
     if (error == nullptr) {
-        if (sd_bus_message_read(answer, "v", "t", &count) >= 0) {
-            CloseSeam(count);
-            m_session.Counted(count, std::string());
-            return m_user.OnCounted();
-        }
         CloseSeam(std::nullopt);
-        return m_session.Counted(std::nullopt, "it is not a number");
+        m_session.Counted(std::nullopt, "it is not a number");
+        return m_user.OnCounted();
     }
     if (sd_bus_error_has_names(error, SD_BUS_ERROR_SERVICE_UNKNOWN,
                                SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
         return m_user.OnLeft();
     }
     // Silence says nothing about the count; the watch asks again by itself.
-    if (IsSilence(*error)) return;
+    if (IsSilence(*error)) return m_user.OnCounted();
     CloseSeam(std::nullopt);
     m_session.Counted(std::nullopt, TextOf(*error));
     m_user.OnCounted();

@@ -33,7 +33,7 @@ public:
         virtual void OnAnswer(CallId call, std::optional<RemoteReply> reply) = 0;
         // The bus says that the service has left it.
         virtual void OnLeft() = 0;
-        // The answer to AskForCount has come.
+        // The answer to AskForCount has come, or there will be none.
         virtual void OnCounted() = 0;
         // The answer to AskForSeam has come, or there will be none.
         virtual void OnSeam(bool isAnswered) = 0;
@@ -83,8 +83,7 @@ private:
     int Ask(UniqueSlot& slot, sd_bus_message* question, sd_bus_message_handler_t onAnswer,
             Time timeout = Time(0));
     int NewQuestionForCount(UniqueMessage& message) const;
-    int SayFarewell();
-    bool Flush(Time deadline);
+    void SayFarewell();
     int AwaitAnswer(Time timeout);
     UniqueMessage QuestionToTheOtherEnd() const;
     // How many messages the connection has not taken yet.

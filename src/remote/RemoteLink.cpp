@@ -65,6 +65,7 @@ RemoteLink::RemoteLink(TesselDbusRemote& owner, const std::string& name)
 
 void RemoteLink::Close() {
     m_isClosing = true;
+    m_asksForChannel = false;
     if (!IsReliable()) m_channel.Close();
     bool hasSent = true;
     Guarded("sending the last calls",
@@ -153,7 +154,8 @@ void RemoteLink::OnCounted() {
 
 void RemoteLink::AskForChannel() {
     if (!std::exchange(m_asksForChannel, false)) return;
-    if (m_channel.Ask(m_carrier.GetWay(), Now() + remote_limits::kChannelTimeout) >= 0) return;
+    const Time deadline = Now() + remote_limits::kChannelTimeout;
+    if (!m_lacksAnswer && m_channel.Ask(m_carrier.GetWay(), deadline) >= 0) return;
     if (m_carrier.AskToConnect() < 0) m_link.GiveUp();
 }
 
@@ -169,6 +171,7 @@ void RemoteLink::OnChannelConfirmed(const std::optional<std::string>& noPlace) {
 // A call that was given up may still be executed, and a notification will be when its turn comes:
 // both must not come after what follows them. Only over the bus are they sure not to.
 void RemoteLink::Switch() {
+    if (m_lacksAnswer) AskForChannel();  // no answer can be waited for
     if (IsReliable() || !m_channel.IsConfirmed()) return;
     if (m_lacksAnswer) {
         return m_channel.GiveUp("something is on its way over the bus that nobody will answer");

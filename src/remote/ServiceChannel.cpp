@@ -45,7 +45,9 @@ ServiceChannel::~ServiceChannel() = default;
 int ServiceChannel::Ask(const Way& bus, Time deadline) {
     m_bus = bus;
     UniqueMessage message;
-    int result = FindRoomForSocket(sd_bus_get_fd(bus.connection));
+    int result = sd_bus_can_send(bus.connection, SD_BUS_TYPE_UNIX_FD);
+    if (result == 0) result = -EOPNOTSUPP;
+    if (result >= 0) result = FindRoomForSocket(sd_bus_get_fd(bus.connection));
     if (result < 0) LogNone(kInfo, std::strerror(-result));
     if (result >= 0)
         result = m_bus.NewCall(message, m_errors.Endpoint(), endpoint_names::kInterface,

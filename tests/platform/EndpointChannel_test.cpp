@@ -277,6 +277,35 @@ TEST_P(AChannelToAnEndpoint, CarriesOutWhatWasSentBeforeItsPartnerLeft) {
     EXPECT_EQ(expected, events);
 }
 
+// Those wait until it is read; and then nobody will.
+TEST_P(AChannelToAnEndpoint, CarriesOutWhatWasSentBehindALargeReplyThatNobodyRead) {
+    const TestFd end(dup(sd_bus_get_fd(m_client->Channel())));
+    m_client->StopReading();
+    m_client->StartFd(MemfdOf(std::string(300 * kKilobyte, '.')).Get());
+    m_client->Start("Message", "behind it");
+    m_other->Message("until the first has been executed");
+    m_client.reset();
+
+    EXPECT_TRUE(RunUntil([this] {
+        const Strings& events = m_endpoint->m_events;
+        return std::find(events.begin(), events.end(), "message behind it") != events.end();
+    }));
+}
+
+TEST_P(AChannelToAnEndpoint, LeavesNothingWhenItsPartnerDiesBeforeItTakesIt) {
+    m_other->Message("until all else is done");
+    RunWhatIsReady();
+    const ProcessState before = ProcessState::Now();
+    auto client = NewClient();
+    client->StopReading();
+    client->Start("Channel");
+    m_other->Message("until it has been given");
+
+    client.reset();
+
+    EXPECT_TRUE(RunUntil([&] { return ProcessState::Now() == before; }));
+}
+
 TEST_P(AChannelToAnEndpoint, TakesNothingThatIsSentAfterItsPartnerLeft) {
     const TestFd end(dup(sd_bus_get_fd(m_client->Channel())));
     m_client.reset();
@@ -647,6 +676,9 @@ TEST_P(AChannelThatNobodyReads, LosesNothingWhileLittleWaits) {
 
 // Each takes as many turns as the other.
 TEST_P(AChannelToAnEndpoint, TakesTurnsWithTheBus) {
+    m_other->Message("until the bus has nothing more for the endpoint");
+    m_bus.WaitUntilIdle();
+    RunWhatIsReady();
     for (int number = 0; number < 100; ++number) m_client->Start("Message", "flood");
     const auto answer = m_other->Start("Message", "other");
     m_bus.WaitUntilIdle();
