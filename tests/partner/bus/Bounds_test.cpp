@@ -96,6 +96,10 @@ TEST_P(ABoundedRemote, QuotesTheStartOfALongError) {
 
 // An empty list would look like good news.
 TEST_P(ABoundedRemote, TellsAFailureWhenMemoryForAReplyRunsOut) {
+    ASSERT_TRUE(RunUntil([this] { return m_remote.m_isReady; }));
+    OutcomeOfAsking();
+    m_bus->WaitUntilIdle();
+    RunWhatIsReady();  // nothing else goes on from here on
     std::optional<recording::FailingAllocation> failing;
     std::size_t nth = 1;
     m_hostile.m_answerList = [&](sd_bus_message* call) {
