@@ -33,6 +33,9 @@ protected:
     void ShowMaps() {
         StartPartner();
         ASSERT_TRUE(Shows("Maps/maps ()", kBack));
+        ASSERT_TRUE(RunUntil([this] { return m_hostile.CountOf("Connect") == 1; }));
+        m_bus->WaitUntilIdle();
+        RunWhatIsReady();
         m_witness->Take();
         m_partner = m_hostile.m_lastCaller;
     }
