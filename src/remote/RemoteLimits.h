@@ -50,6 +50,10 @@ constexpr std::chrono::microseconds kCompareAtRest = std::chrono::seconds(3);
 // which is how we learn that it does.
 constexpr std::chrono::microseconds kCompareTimeout = std::chrono::seconds(60);
 
+// How long the first answer may take before a direct channel is asked for all the same. A service
+// that runs needs a few milliseconds, and a large list some tens of them.
+constexpr std::chrono::microseconds kChannelPatience = std::chrono::milliseconds(100);
+
 // How long a direct channel may take, from asking for one to the first answer over it. A service
 // that runs needs a few milliseconds; the partner is not reported as connected before.
 constexpr std::chrono::microseconds kChannelTimeout = std::chrono::seconds(1);

@@ -65,7 +65,7 @@ RemoteLink::RemoteLink(TesselDbusRemote& owner, const std::string& name)
 
 void RemoteLink::Close() {
     m_isClosing = true;
-    m_asksForChannel = false;
+    m_channelAt = Time::max();
     if (!IsReliable()) m_channel.Close();
     bool hasSent = true;
     Guarded("sending the last calls",
@@ -124,7 +124,8 @@ void RemoteLink::OwnedBy(const std::string& service) {
 }
 
 void RemoteLink::Appeared(const std::string& service) {
-    m_asksForChannel = !m_isClosing && MayUseChannels();
+    const bool asksForChannel = !m_isClosing && MayUseChannels();
+    m_channelAt = asksForChannel ? Now() + remote_limits::kChannelPatience : Time::max();
     m_lacksAnswer = false;
     const int result = m_carrier.Use(Way{m_link.Bus(), service});
     if (result >= 0 && m_session.Appeared(service)) return;
@@ -140,7 +141,7 @@ void RemoteLink::Gone() {
         m_session.Hold();
         m_channel.ReadToEnd(Now() + remote_limits::kLastWordsTimeout);
     }
-    m_asksForChannel = false;
+    m_channelAt = Time::max();
     m_carrier.Drop();
     m_channel.Close();
     m_session.Gone(m_link.Location().description);
@@ -153,10 +154,14 @@ void RemoteLink::OnCounted() {
 }
 
 void RemoteLink::AskForChannel() {
-    if (!std::exchange(m_asksForChannel, false)) return;
+    if (std::exchange(m_channelAt, Time::max()) == Time::max()) return;
     const Time deadline = Now() + remote_limits::kChannelTimeout;
-    if (!m_lacksAnswer && m_channel.Ask(m_carrier.GetWay(), deadline) >= 0) return;
-    if (m_carrier.AskToConnect() < 0) m_link.GiveUp();
+    int result = -ENOMEM;
+    Guarded("asking for a channel", [&] {
+        if (!m_lacksAnswer) result = m_channel.Ask(m_carrier.GetWay(), deadline);
+        if (result < 0) result = m_carrier.AskToConnect();
+    });
+    if (result < 0) m_link.GiveUp();
 }
 
 void RemoteLink::OnChannelConfirmed(const std::optional<std::string>& noPlace) {
@@ -171,7 +176,7 @@ void RemoteLink::OnChannelConfirmed(const std::optional<std::string>& noPlace) {
 // A call that was given up may still be executed, and a notification will be when its turn comes:
 // both must not come after what follows them. Only over the bus are they sure not to.
 void RemoteLink::Switch() {
-    if (m_lacksAnswer) AskForChannel();  // no answer can be waited for
+    if (m_lacksAnswer || Now() >= m_channelAt) AskForChannel();  // answers are not waited for
     if (IsReliable() || !m_channel.IsConfirmed()) return;
     if (m_lacksAnswer) {
         return m_channel.GiveUp("something is on its way over the bus that nobody will answer");
@@ -280,7 +285,7 @@ void RemoteLink::Pause(Time until) {
 // When a channel can be had, connecting over it is what confirms it. If it fails, this is made up
 // for.
 int RemoteLink::AskToConnect() {
-    return m_asksForChannel ? 0 : m_carrier.AskToConnect();
+    return m_channelAt != Time::max() ? 0 : m_carrier.AskToConnect();
 }
 
 // A message is current exactly while one of its callbacks runs. sd-bus refuses to dispatch another
@@ -302,7 +307,7 @@ bool RemoteLink::Dispatch(Time deadline) {
     const int result = sd_bus_process(m_link.Bus(), nullptr);
     if (result != 0 || hasRead) return result >= 0;
     m_channel.CatchUp(Now());
-    return Wait(std::min({deadline, m_link.Due(), m_channel.Due()}));
+    return Wait(std::min({deadline, m_link.Due(), m_channel.Due(), m_channelAt}));
 }
 
 // Returns false when the connection to the bus has ended.
@@ -333,7 +338,8 @@ void RemoteLink::MakeTimer() {
 }
 
 int RemoteLink::OnPrepare(sd_event_source* source, void* userdata) {
-    const Time due = static_cast<RemoteLink*>(userdata)->m_session.Due();
+    const auto* const link = static_cast<RemoteLink*>(userdata);
+    const Time due = std::min(link->m_session.Due(), link->m_channelAt);
     return sd_event_source_set_time(source, due == Time::max() ? UINT64_MAX : Microseconds(due));
 }
 

@@ -90,7 +90,7 @@ private:
     void Appeared(const std::string& service);
     void Gone();
 
-    // Asks for one once the first answer is there, which it must not delay.
+    // Asks for one once the first answer is there, which it must not delay; or is late.
     void AskForChannel();
     // Takes the channel once it is confirmed and nothing is under way over the bus.
     void Switch();
@@ -112,9 +112,11 @@ private:
     ServiceOwner m_service;
     ServiceChannel m_channel;
     Carrier m_carrier;
-    bool m_asksForChannel = false;  // in place of asking to connect, once for each service
-    bool m_asksForSeam = false;     // see EventSeam.h
-    bool m_lacksAnswer = false;     // to something over the bus, and none will be waited for
+    // When to ask for a channel at the latest, in place of asking to connect; Time::max() when that
+    // has been done, or is not wanted. Once for each service.
+    Time m_channelAt = Time::max();
+    bool m_asksForSeam = false;  // see EventSeam.h
+    bool m_lacksAnswer = false;  // to something over the bus, and none will be waited for
     bool m_isClosing = false;
     UniqueSource m_timer;
 };

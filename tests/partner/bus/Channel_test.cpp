@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <utility>
 
 #include "bus/BusNames.h"
 #include "partner/bus/BareRemote.h"
@@ -158,6 +159,19 @@ TEST_P(AChannel, IsNotWaitedForToReadTheFirstList) {
     EXPECT_TRUE(Shows("Radio/radio ()", kBack));
     EXPECT_LT(0u, CountIn(m_service.m_overChannel, "Message"));
     EXPECT_EQ(0u, CountIn(m_service.m_overBus, "Connect"));
+}
+
+// Nor does it wait for the first answer without end.
+TEST_P(AChannel, IsTakenAlsoWhenTheFirstQuestionIsNeverAnswered) {
+    const HostileService::Answer answer = m_service.m_answerSerial;
+    bool wasAsked = false;
+    m_service.m_answerSerial = [&](sd_bus_message* call) {
+        return std::exchange(wasAsked, true) ? answer(call) : 0;
+    };
+    BareRemote remote;
+
+    EXPECT_TRUE(IsTaken());
+    EXPECT_TRUE(RunUntil([&] { return remote.m_isReady; }));
 }
 
 TEST_P(AChannel, KeepsTheOrderOfAThousandWritesAndRepeatsNone) {

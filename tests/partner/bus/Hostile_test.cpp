@@ -283,6 +283,7 @@ TEST_P(AHostileService, HearsNothingButTheRareComparisonWhileNothingHappens) {
     StartPartner();
     ASSERT_TRUE(RunUntil([&] { return m_model->IsServiceThere(); }));
     ASSERT_TRUE(RunUntil([&] { return m_hostile.CountOf("Message") == 2; }));
+    ASSERT_TRUE(RunUntil([&] { return m_hostile.CountOf("Connect") == 1; }));
     m_hostile.m_calls.clear();
     const auto start = std::chrono::steady_clock::now();
 
