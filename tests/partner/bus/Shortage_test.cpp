@@ -82,7 +82,7 @@ ON_BOTH_BUSES(APartnerInShortage);
 TEST_P(APartnerInShortage, AsksForNoChannelThatItCouldNotTake) {
     StartService();
     UseEverythingOnce();
-    for (const std::size_t count : {0, 1}) {
+    for (const std::size_t count : {std::size_t{0}, std::size_t{1}}) {
         ForgetLog();
         const ProcessState before = ProcessState::Now();
         {
