@@ -319,7 +319,8 @@ bool RemoteLink::Wait(Time until) const {
     if (left.count() <= 0) return true;
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
     const std::chrono::nanoseconds rest = left - seconds;
-    const struct timespec timeout = {seconds.count(), static_cast<long>(rest.count())};
+    const struct timespec timeout = {static_cast<time_t>(seconds.count()),
+                                     static_cast<long>(rest.count())};
     ppoll(connections, 2, &timeout, nullptr);  // interrupted, it has waited for a little less
     return true;
 }
