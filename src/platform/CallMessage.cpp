@@ -12,8 +12,7 @@ std::string SenderOf(sd_bus_message* call) {
     return sender == nullptr ? std::string() : std::string(sender);
 }
 
-// The bus library has checked the signature. The bytes are copied, as a handler may change its
-// buffer and the message's own bytes must stay as they are.
+// The bus library has checked the signature.
 std::pair<const char*, std::size_t> BytesOf(sd_bus_message* call) {
     const void* bytes = nullptr;
     std::size_t size = 0;

@@ -228,6 +228,7 @@ bool Wire::RefuseUnconfirmed(sd_bus_message* call, Method method) {
     return true;
 }
 
+// Copied, as a handler may change its buffer and the message's own bytes must stay as they are.
 bool Wire::ReadBody(sd_bus_message* call, std::vector<char>& body) {
     const auto [bytes, size] = BytesOf(call);
     if (RefuseLarge(call, size)) return false;
