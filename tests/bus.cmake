@@ -29,6 +29,7 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/EndpointPartners_test.cpp
         platform/EndpointPolicy_test.cpp
         platform/EndpointReturn_test.cpp
+        platform/EndpointSlowReply_test.cpp
         platform/EndpointStall_test.cpp
         platform/EndpointStart_test.cpp
         platform/EndpointTurns_test.cpp

@@ -86,6 +86,7 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/PartnerBusTest.cpp
         partner/bus/Places_test.cpp
         partner/bus/Policy_test.cpp
+        partner/bus/ServiceWithChannels_test.cpp
         partner/bus/Shortage_test.cpp
         partner/bus/SideProcess.cpp
         partner/bus/Starting_test.cpp

@@ -73,6 +73,22 @@ protected:
         EXPECT_EQ(Strings{""}, remote.m_outcomes);
     }
 
+    // The next partner is given a channel by `service`, and by then `few` leaves it `count`
+    // descriptors.
+    void GiveAChannelAndLeave(std::size_t count, HostileService& service,
+                              std::optional<FewDescriptors>& few) {
+        service.m_answerChannel = [](sd_bus_message* call) {
+            return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "no");
+        };
+        UseEverythingOnce();
+        service.m_answerChannel = [&few, &service, count](sd_bus_message* call) {
+            const int result = service.GiveChannel(call);
+            service.Flush();
+            few.emplace(count);
+            return result;
+        };
+    }
+
     std::size_t m_asked = 0;  // by CallsInTheEnd
 };
 
@@ -109,17 +125,8 @@ TEST_P(APartnerInShortage, TakesAChannelWithTheLastTwo) {
 
 TEST_P(APartnerInShortage, UsesTheBusWhenTheyEndBeforeTheChannelComes) {
     HostileService service(m_bus->Address());
-    service.m_answerChannel = [](sd_bus_message* call) {
-        return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "no");
-    };
-    UseEverythingOnce();
     std::optional<FewDescriptors> few;
-    service.m_answerChannel = [&](sd_bus_message* call) {
-        const int result = service.GiveChannel(call);
-        service.Flush();
-        few.emplace(1);
-        return result;
-    };
+    GiveAChannelAndLeave(1, service, few);
     BareRemote remote;
 
     ExpectThatItCalls(remote);
@@ -132,17 +139,8 @@ TEST_P(APartnerInShortage, UsesTheBusWhenTheyEndBeforeTheChannelComes) {
 // Then the bus library gives the connection to the bus up.
 TEST_P(APartnerInShortage, ComesBackWhenThereAreSomeAgain) {
     HostileService service(m_bus->Address());
-    service.m_answerChannel = [](sd_bus_message* call) {
-        return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "no");
-    };
-    UseEverythingOnce();
     std::optional<FewDescriptors> few;
-    service.m_answerChannel = [&](sd_bus_message* call) {
-        const int result = service.GiveChannel(call);
-        service.Flush();
-        few.emplace(0);
-        return result;
-    };
+    GiveAChannelAndLeave(0, service, few);
     BareRemote remote;
     ASSERT_TRUE(RunUntil([&] { return few.has_value(); }));
     service.m_answerChannel = [&](sd_bus_message* call) { return service.GiveChannel(call); };
