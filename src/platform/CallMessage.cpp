@@ -55,20 +55,16 @@ UniqueMessage ReplyTo(sd_bus_message* call) {
     return UniqueMessage(reply);
 }
 
-UniqueMessage ReplyTo(sd_bus_message* call, const std::vector<char>& body) {
-    UniqueMessage reply = ReplyTo(call);
-    if (sd_bus_message_append_array(reply.get(), 'y', body.data(), body.size()) < 0) {
-        throw std::bad_alloc();
-    }
-    return reply;
-}
-
 UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string& text) {
     // CONST here means that the error does not own its texts; the message copies them.
     const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name, text.c_str());
     sd_bus_message* reply = nullptr;
     if (sd_bus_message_new_method_error(call, &reply, &error) < 0) throw std::bad_alloc();
     return UniqueMessage(reply);
+}
+
+bool SetBody(const UniqueMessage& reply, const std::vector<char>& body) {
+    return sd_bus_message_append_array(reply.get(), 'y', body.data(), body.size()) >= 0;
 }
 
 // The message has a duplicate of the descriptor, behind which there is the same memory.

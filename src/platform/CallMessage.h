@@ -28,10 +28,13 @@ std::string ReadFdBody(sd_bus_message* call, std::size_t limit, std::vector<char
 // Returns how many bytes the body of `call` holds, a memfd's included, and leaves it to be read.
 std::size_t BodyBytesOf(sd_bus_message* call);
 
-// Return the answer to `call`: without a body, with one, or an error.
+// Return the answer to `call`: without a body, or an error.
 UniqueMessage ReplyTo(sd_bus_message* call);
-UniqueMessage ReplyTo(sd_bus_message* call, const std::vector<char>& body);
 UniqueMessage ErrorFor(sd_bus_message* call, const char* name, const std::string& text);
+
+// Gives an answer its body, which comes once. Returns false, and does not throw, when there is no
+// memory for it; the answer is of no use then.
+bool SetBody(const UniqueMessage& reply, const std::vector<char>& body);
 
 // An answer whose body comes in a memfd. The descriptors, which may be lacking, are there from the
 // beginning.

@@ -123,12 +123,13 @@ void Wire::Channel(sd_bus_message* call) {
     m_endpoint.Channel(*this, call);
 }
 
-// A call that changes something has an empty answer, as a rule, and that is made before. One that
-// asks for something, and gets an error for want of memory, can be made again.
+// The answer is made before, as long as an error for want of memory is true. What changes something
+// has an empty body, as a rule: should the few bytes for that be lacking, it ends as an answer does
+// that cannot be sent. What asks for something, and gets an error, can be asked again.
 void Wire::Message(sd_bus_message* call) {
     const std::string partner = SenderOf(call);
     if (RefuseBeyondRation(call, partner)) return;
-    UniqueMessage reply = ReplyTo(call, {});
+    UniqueMessage reply = ReplyTo(call);
     std::vector<char> request;
     if (!ReadBody(call, request)) return;
     std::vector<char> body;
@@ -138,7 +139,10 @@ void Wire::Message(sd_bus_message* call) {
                           "the reply of " + std::to_string(body.size()) +
                               " bytes is too large for Message; call MessageFd instead");
     }
-    if (!body.empty()) reply = ReplyTo(call, body);
+    if (!SetBody(reply, body)) {
+        if (!body.empty()) throw std::bad_alloc();
+        return m_outbox.FailSoon(-ENOMEM);
+    }
     Charge(partner, body.size());
     m_outbox.Reply(std::move(reply));
 }
