@@ -98,6 +98,7 @@ void CompareSelection(Clients& clients) {
     PrintTableLine("2001 against a bare echo", compare(clients.bus, clients.bareBus), 1.10);
     PrintTableLine("2001 over a channel, bare on a bus", compare(clients.channel, clients.bareBus),
                    0.40);
+    PrintTableLine("of that, bare sockets", compare(clients.barePeer, clients.bareBus));
     PrintTableLine("2001 over a channel, bare sockets", compare(clients.channel, clients.barePeer),
                    1.15);
     PrintTableLine("2001 over a channel, over the bus", compare(clients.channel, clients.bus));
