@@ -40,6 +40,7 @@ function(applist_add_partner name)
     applist_add_library(${name}
         partner/FetchPlan.cpp
         partner/Fetcher.cpp
+        partner/Follower.cpp
         partner/Pace.cpp
         partner/RemoteAppListModel.cpp
         partner/Replica.cpp

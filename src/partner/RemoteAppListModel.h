@@ -15,23 +15,16 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
-#include <functional>
 #include <memory>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "AppList.h"
 #include "applist/RemoteAppListItem.h"
-#include "common/ListenerList.h"
-#include "ipc/IPCApplist.h"
-#include "partner/Fetcher.h"
-#include "partner/Replica.h"
-#include "remote/TesselDbusRemote.h"
+#include "remote/RemoteError.h"
 
 namespace applist {
 
+class Follower;
 class RemoteAppListModel;
 
 class ServiceListener {
@@ -94,7 +87,7 @@ public:
 
     // True while the service can be called. The replica may still be empty then: it fills when the
     // first read is answered.
-    bool IsServiceThere() const { return m_fetcher.IsServiceThere(); }
+    bool IsServiceThere() const;
 
     // Listeners are told once for each change that they can see in the replica: first of the items,
     // then of the selection. They are told of the service last.
@@ -108,52 +101,7 @@ public:
     void RemoveServiceListener(ServiceListener* listener);
 
 private:
-    // The channel tells its handler only when a connection is ready; this one also tells the model
-    // when it has gone. To the fetcher it stands for both the transport and the model.
-    class Channel : public IPCApplist<TesselDbusRemote, RemoteAppListModel>, public FetchPort {
-    public:
-        explicit Channel(RemoteAppListModel& model) : m_model(model) {}
-        void HandleConnectionReady(bool state, const std::string& partner) override;
-
-        void PostRequest(int messageId, ReplyHandler onReply) override;
-        std::chrono::microseconds Now() const override;
-        void CallLater(std::chrono::microseconds delay, std::function<void()> callback) override;
-        void ReplicaChanged(const Replica::Change& change) override;
-
-    private:
-        RemoteAppListModel& m_model;
-    };
-
-    void OnNotification(int messageId, const std::vector<char>& payload);
-    void OnConnectionReady(const std::string& partner);
-    void OnServiceGone();
-
-    // Posts a write; OnWritten hears what became of it.
-    void Write(int messageId, std::vector<char> payload);
-    void OnWritten(const RemoteReply& reply);
-    // Reads the list and waits for it, and so for every call before.
-    void ReadNow();
-    // Throws what is known of failed writes, and forgets it.
-    void ThrowFailures();
-    void Tell(const Replica::Change& change, bool serviceChanged);
-
-    ListenerList<ItemSelectionListener> m_selectionListeners;
-    ListenerList<ItemChangeListener> m_changeListeners;
-    ListenerList<ItemClickListener> m_clickListeners;
-    ListenerList<ServiceListener> m_serviceListeners;
-    // Dies with the model: whatever goes on after a listener has returned looks at it first.
-    const std::shared_ptr<void> m_alive = std::make_shared<int>();
-
-    // Of the writes since the last Synchronize: whether there were any, the first failure, and how
-    // many more failures came after it.
-    bool m_hasWritten = false;
-    std::optional<RemoteError> m_writeFailure;
-    std::size_t m_moreWriteFailures = 0;
-
-    Replica m_replica;
-    // Safe to destroy after the fetcher, which it calls: it calls only from the loop.
-    Channel m_IPC;
-    Fetcher m_fetcher;
+    const std::unique_ptr<Follower> m_follower;
 };
 
 }  // namespace applist
