@@ -19,13 +19,14 @@
 #include "AppList.h"
 #include "applist/RemoteAppListItem.h"
 #include "applist/ServiceLimits.h"
+#include "common/Export.h"
 #include "ipc/IPCApplist.h"
 #include "ipc/TesselDbusLocal.h"
 
-class LocalAppListModel : public AppListModel,
-                          public ItemSelectionListener,
-                          public ItemChangeListener,
-                          public ItemClickListener {
+class APPLIST_EXPORT LocalAppListModel : public AppListModel,
+                                         public ItemSelectionListener,
+                                         public ItemChangeListener,
+                                         public ItemClickListener {
 public:
     // Brings the channel up and listens to `appList`; what partners add keeps to the limits that
     // are set now (applist/ServiceLimits.h). Sends nothing: the partner hears of the service when

@@ -7,8 +7,9 @@
 #include <string>
 
 #include "AppList.h"
+#include "common/Export.h"
 
-class RemoteAppListItem : public AppListItem {
+class APPLIST_EXPORT RemoteAppListItem : public AppListItem {
 public:
     // An empty item: both strings are empty.
     RemoteAppListItem() = default;
@@ -34,14 +35,15 @@ public:
     }
 
     // Writes the item's text. Sets badbit when the buffer takes no more or throws.
-    friend std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item);
+    friend APPLIST_EXPORT std::ostream& operator<<(std::ostream& out,
+                                                   const RemoteAppListItem& item);
 
     // Reads exactly one line and overwrites both strings. Sets failbit and leaves `item` as it was
     // when there is no line, or when the line does not end with LF (then eofbit too), has no TAB, a
     // second raw TAB or an unknown escape; a bad line that ends with LF is consumed. No input makes
     // it throw, unless the stream was asked to; std::bad_alloc may come through. Memory grows only
     // with the bytes that are really there.
-    friend std::istream& operator>>(std::istream& in, RemoteAppListItem& item);
+    friend APPLIST_EXPORT std::istream& operator>>(std::istream& in, RemoteAppListItem& item);
 
 private:
     std::string m_visibleName;

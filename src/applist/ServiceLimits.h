@@ -11,6 +11,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/Export.h"
+
 namespace applist {
 
 namespace service_limits {
@@ -33,9 +35,9 @@ struct ServiceLimits {
 };
 
 // Every LocalAppListModel that is built from now on keeps to `limits`.
-void SetServiceLimits(const ServiceLimits& limits);
+APPLIST_EXPORT void SetServiceLimits(const ServiceLimits& limits);
 
 // Returns what was set last.
-ServiceLimits CurrentServiceLimits();
+APPLIST_EXPORT ServiceLimits CurrentServiceLimits();
 
 }  // namespace applist

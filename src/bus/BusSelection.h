@@ -11,6 +11,7 @@
 #include <string>
 
 #include "bus/TransportLimits.h"
+#include "common/Export.h"
 
 namespace applist {
 
@@ -44,27 +45,27 @@ struct BusLocation {
 };
 
 // Endpoints built from now on come up on this bus. Without a call: BusKind::Automatic.
-void SelectBus(BusKind kind);
+APPLIST_EXPORT void SelectBus(BusKind kind);
 
 // Endpoints built from now on come up on the bus at `address`, in D-Bus's notation
 // ("unix:path=/run/user/1000/bus").
-void SelectBusAddress(const std::string& address);
+APPLIST_EXPORT void SelectBusAddress(const std::string& address);
 
 // The same for a bus of which more is known. Its own timeout holds, whatever SetBusTimeout says.
-void SelectBus(const BusLocation& location);
+APPLIST_EXPORT void SelectBus(const BusLocation& location);
 
 // Returns `bytes`, such as a path, escaped for use as a value in an address, where some characters
 // have a meaning.
-std::string BusAddressValue(const std::string& bytes);
+APPLIST_EXPORT std::string BusAddressValue(const std::string& bytes);
 
 // Sets how long a bus may take to answer while an endpoint is built; 5 s without a call. When a
 // person has to type a password first it takes more; the bus library allows 90 s at most.
-void SetBusTimeout(std::chrono::microseconds timeout);
+APPLIST_EXPORT void SetBusTimeout(std::chrono::microseconds timeout);
 
 // Returns where an endpoint built now would come up. Looks at the choice above and at the
 // environment (DBUS_STARTER_ADDRESS, DBUS_STARTER_BUS_TYPE, DBUS_SESSION_BUS_ADDRESS,
 // DBUS_SYSTEM_BUS_ADDRESS, XDG_RUNTIME_DIR), not at whether a bus answers there.
 // Throws TransportError when the session bus was chosen and nothing says where it is.
-BusLocation SelectedBus();
+APPLIST_EXPORT BusLocation SelectedBus();
 
 }  // namespace applist

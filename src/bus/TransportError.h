@@ -5,9 +5,11 @@
 
 #include <stdexcept>
 
+#include "common/Export.h"
+
 namespace applist {
 
-class TransportError : public std::runtime_error {
+class APPLIST_EXPORT TransportError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };

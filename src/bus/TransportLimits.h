@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/Export.h"
+
 namespace applist {
 
 namespace transport_limits {
@@ -131,13 +133,13 @@ struct TransportLimits {
 };
 
 // Throws std::invalid_argument, whose text names the one that makes no sense, if there is one.
-void CheckTransportLimits(const TransportLimits& limits);
+APPLIST_EXPORT void CheckTransportLimits(const TransportLimits& limits);
 
 // Endpoints and partners that are built from now on keep to `limits`. Throws what the check throws,
 // and then changes nothing.
-void SetTransportLimits(const TransportLimits& limits);
+APPLIST_EXPORT void SetTransportLimits(const TransportLimits& limits);
 
 // Returns what was set last.
-TransportLimits CurrentTransportLimits();
+APPLIST_EXPORT TransportLimits CurrentTransportLimits();
 
 }  // namespace applist

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string>
 
+#include "common/Export.h"
+
 namespace applist {
 
 // Returns `bytes` with everything written as \xNN that would move a terminal's cursor, or make one
@@ -13,11 +15,11 @@ namespace applist {
 // letter, and all but the first eight on one. Everything else stays, letters of any script
 // included. The joiners that many scripts and emoji need, which show nothing either, stay between
 // letters of such scripts and between emoji, where they do something.
-std::string PrintableText(const std::string& bytes);
+APPLIST_EXPORT std::string PrintableText(const std::string& bytes);
 
 // Returns the length of the character at `at` when it is one that changes the direction of the text
 // around it, such as U+202E, with which one name can be made to look like another. Returns 0 for
 // any other character.
-std::size_t DirectionMarkLength(const std::string& text, std::size_t at);
+APPLIST_EXPORT std::size_t DirectionMarkLength(const std::string& text, std::size_t at);
 
 }  // namespace applist

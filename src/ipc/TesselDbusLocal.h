@@ -15,11 +15,13 @@
 #include <string>
 #include <vector>
 
+#include "common/Export.h"
+
 namespace applist {
 class Endpoint;
 }
 
-class TesselDbusLocal {
+class APPLIST_EXPORT TesselDbusLocal {
 public:
     // Creates the endpoint `endpointName` on the chosen bus (bus/BusSelection.h): exports the
     // object /org/tessel/Local/NAME, then owns org.tessel.Local.NAME. Throws TransportError, whose

@@ -20,6 +20,7 @@
 
 #include "AppList.h"
 #include "applist/RemoteAppListItem.h"
+#include "common/Export.h"
 #include "remote/RemoteError.h"
 
 namespace applist {
@@ -27,7 +28,7 @@ namespace applist {
 class Follower;
 class RemoteAppListModel;
 
-class ServiceListener {
+class APPLIST_EXPORT ServiceListener {
 public:
     // The service of `applist` has appeared or gone: RemoteAppListModel::IsServiceThere tells
     // which.
@@ -36,7 +37,7 @@ public:
     virtual ~ServiceListener() {}
 };
 
-class RemoteAppListModel : public AppListModel {
+class APPLIST_EXPORT RemoteAppListModel : public AppListModel {
 public:
     // Connects to the selected bus (bus/BusSelection.h) and follows the endpoint "Applist", now or
     // when it appears. Waits for the bus to let it in, for 5 s at most unless SetBusTimeout says

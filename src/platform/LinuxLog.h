@@ -11,10 +11,12 @@
 
 #pragma once
 
+#include "common/Export.h"
+
 namespace applist {
 
 // Lines below `priority` (3 debug, 4 info, 6 error) cost a comparison from now on: they are neither
 // formatted nor written. Without a call: 4.
-void SetMinimumLogPriority(int priority);
+APPLIST_EXPORT void SetMinimumLogPriority(int priority);
 
 }  // namespace applist

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "common/Export.h"
+
 #if defined(__GNUC__)
 #define APPLIST_PRINTF_FORMAT __attribute__((format(printf, 4, 5)))
 #else
@@ -12,5 +14,5 @@
 // Writes one line, ended by the format's own line feed, to a log buffer (0 is the main one) under a
 // tag. Priorities: 3 debug, 4 info, 6 error. Returns the number of bytes of the line, 0 for a line
 // below the minimum priority, or a negative errno.
-int PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format,
-                     ...) APPLIST_PRINTF_FORMAT;
+APPLIST_EXPORT int PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format,
+                                    ...) APPLIST_PRINTF_FORMAT;

@@ -6,10 +6,11 @@
 #include <string>
 
 #include "bus/TransportError.h"
+#include "common/Export.h"
 
 namespace applist {
 
-class RemoteError : public TransportError {
+class APPLIST_EXPORT RemoteError : public TransportError {
 public:
     enum class Cause {
         NoService,       // nobody owns the endpoint's name; nothing was done

@@ -15,13 +15,14 @@
 #include <string>
 #include <vector>
 
+#include "common/Export.h"
 #include "remote/RemoteReply.h"
 
 namespace applist {
 
 class RemoteLink;
 
-class TesselDbusRemote {
+class APPLIST_EXPORT TesselDbusRemote {
 public:
     using ReplyHandler = applist::ReplyHandler;
 
