@@ -15,11 +15,16 @@ function(applist_add_library name)
     target_include_directories(${name} PUBLIC ${applist_roots})
     target_compile_features(${name} PUBLIC cxx_std_17)
     target_compile_definitions(${name} PRIVATE _FILE_OFFSET_BITS=64)
+    # A plug-in may be made of them, and what is not marked APPLIST_EXPORT is nobody's business.
+    set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON
+                                             CXX_VISIBILITY_PRESET hidden
+                                             VISIBILITY_INLINES_HIDDEN ON)
 endfunction()
 
 # What the service, the partner and both ends of the transport share.
 applist_add_library(applist_common
     applist/RemoteAppListItem.cpp
+    applist/version.cpp
     common/ItemText.cpp
     common/ItemTextWriter.cpp
     common/PrintableText.cpp
@@ -58,9 +63,15 @@ applist_add_library(applist_remote_core
     remote/RemoteSession.cpp)
 target_link_libraries(applist_remote_core PUBLIC applist_common)
 
+# The oldest that has all that is called.
+set(applist_systemd_version 247)
 if(APPLIST_OPEN_TRANSPORT)
     find_package(PkgConfig REQUIRED)
-    pkg_check_modules(APPLIST_SYSTEMD REQUIRED IMPORTED_TARGET libsystemd>=252)
+    pkg_check_modules(APPLIST_SYSTEMD IMPORTED_TARGET libsystemd>=${applist_systemd_version})
+    if(NOT APPLIST_SYSTEMD_FOUND)
+        message(FATAL_ERROR "The open transport needs libsystemd ${applist_systemd_version} and its "
+                            "headers: install libsystemd-dev, or set APPLIST_OPEN_TRANSPORT to OFF")
+    endif()
 endif()
 
 if(APPLIST_OPEN_LOG)
@@ -98,7 +109,7 @@ if(APPLIST_OPEN_TRANSPORT)
         platform/ReplyRations.cpp
         platform/TesselDbusLocal.cpp
         platform/Wire.cpp)
-    target_link_libraries(applist_transport PUBLIC applist_bus PRIVATE PkgConfig::APPLIST_SYSTEMD)
+    target_link_libraries(applist_transport PUBLIC applist_bus PkgConfig::APPLIST_SYSTEMD)
     add_library(applist::transport ALIAS applist_transport)
     applist_add_service(applist_service)
     target_link_libraries(applist_service PUBLIC applist_transport)
@@ -112,7 +123,7 @@ if(APPLIST_OPEN_TRANSPORT)
         remote/ServiceOwner.cpp
         remote/TesselDbusRemote.cpp)
     target_link_libraries(applist_remote PUBLIC applist_remote_core applist_bus
-                                         PRIVATE PkgConfig::APPLIST_SYSTEMD)
+                                                PkgConfig::APPLIST_SYSTEMD)
     applist_add_partner(applist_partner)
     target_link_libraries(applist_partner PUBLIC applist_remote)
     add_library(applist::partner ALIAS applist_partner)

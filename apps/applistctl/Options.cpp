@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "applist/version.h"
 #include "apps/applistctl/Failure.h"
 #include "apps/applistctl/Output.h"
 #include "apps/applistctl/Suggestion.h"

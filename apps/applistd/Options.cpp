@@ -12,6 +12,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "applist/version.h"
 #include "apps/common/WriteText.h"
 
 namespace applist::daemon {

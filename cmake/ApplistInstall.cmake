@@ -1,0 +1,92 @@
+# What is installed of the libraries, in three components: `runtime`, the shared libraries;
+# `development`, all that a consumer builds with; `programs`, which apps/ adds to.
+#
+# A service and a partner, each as one shared library and as one archive that need nothing else of
+# this project, and the log as an archive. In a consumer's CMake they are applist::service,
+# applist::partner and applist::log, as they are within this project.
+
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
+
+set(applist_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/applist-1)
+set(applist_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/applist)
+
+# The same two folders as pkg-config writes them: below the prefix, unless they are elsewhere.
+set(applist_pc_libdir ${CMAKE_INSTALL_LIBDIR})
+set(applist_pc_includedir ${applist_include_dir})
+foreach(folder IN ITEMS applist_pc_libdir applist_pc_includedir)
+    if(NOT IS_ABSOLUTE ${${folder}})
+        set(${folder} "\${prefix}/${${folder}}")
+    endif()
+endforeach()
+
+# What a consumer of the target `name` gets, installed as lib`output`.
+function(applist_describe name output)
+    target_include_directories(${name} INTERFACE $<INSTALL_INTERFACE:${applist_include_dir}>)
+    target_compile_features(${name} INTERFACE cxx_std_17)
+    set_target_properties(${name} PROPERTIES OUTPUT_NAME ${output} LINKER_LANGUAGE CXX)
+endfunction()
+
+# Adds applist_PART_shared and applist_PART_static, both made of the objects of the archives named
+# after it. The open log is in the shared library, where a program's own PlatformLogPrint takes its
+# place; with the archive a program links the log that it wants.
+function(applist_add_installed part)
+    list(TRANSFORM ARGN REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>" OUTPUT_VARIABLE objects)
+    add_library(applist_${part}_static STATIC ${objects})
+    add_library(applist_${part}_shared SHARED ${objects} $<TARGET_OBJECTS:applist_log>)
+    foreach(variety shared static)
+        set(name applist_${part}_${variety})
+        applist_describe(${name} applist-${part})
+        set_target_properties(${name} PROPERTIES EXPORT_NAME ${part}_${variety})
+        target_link_libraries(${name} PUBLIC PkgConfig::APPLIST_SYSTEMD)
+    endforeach()
+    set_target_properties(applist_${part}_shared PROPERTIES
+        VERSION ${PROJECT_VERSION} SOVERSION 0 LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+    target_link_options(applist_${part}_shared PRIVATE
+        LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+    # The sanitizers' own functions are the program's.
+    if(NOT APPLIST_SANITIZE)
+        target_link_options(applist_${part}_shared PRIVATE LINKER:-z,defs)
+    endif()
+    install(TARGETS applist_${part}_shared EXPORT applist-shared
+            LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+                    NAMELINK_COMPONENT development)
+    install(TARGETS applist_${part}_static EXPORT applist-static
+            ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/applist-${part}.pc.in applist-${part}.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/applist-${part}.pc
+            DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endfunction()
+
+applist_add_installed(service applist_common applist_bus applist_transport applist_service)
+applist_add_installed(partner applist_common applist_bus applist_remote_core applist_remote
+                      applist_partner)
+
+add_library(applist_log_static STATIC $<TARGET_OBJECTS:applist_common> $<TARGET_OBJECTS:applist_log>)
+applist_describe(applist_log_static applist-log)
+set_target_properties(applist_log_static PROPERTIES EXPORT_NAME log)
+install(TARGETS applist_log_static EXPORT applist-static
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+
+foreach(header IN LISTS applist_public_headers)
+    if(header STREQUAL "AppList.h")
+        set(source include/${header})
+    else()
+        set(source src/${header})
+    endif()
+    get_filename_component(folder ${header} DIRECTORY)
+    install(FILES ${PROJECT_SOURCE_DIR}/${source} DESTINATION ${applist_include_dir}/${folder}
+            COMPONENT development)
+endforeach()
+
+foreach(variety shared static)
+    install(EXPORT applist-${variety} NAMESPACE applist:: DESTINATION ${applist_package_dir}
+            COMPONENT development)
+endforeach()
+configure_package_config_file(cmake/applist-config.cmake.in applist-config.cmake
+                              INSTALL_DESTINATION ${applist_package_dir})
+# Before 1.0 every second number may change everything.
+write_basic_package_version_file(applist-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/applist-config.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/applist-config-version.cmake
+        DESTINATION ${applist_package_dir} COMPONENT development)

@@ -1,0 +1,24 @@
+# What a user includes; the other headers of src/ are the project's own and are not installed.
+set(applist_public_headers
+    AppList.h
+    applist/ApplistItemComparator.h
+    applist/LocalAppListModel.h
+    applist/RemoteAppListItem.h
+    applist/ServiceLimits.h
+    applist/version.h
+    bus/BusSelection.h
+    bus/TransportError.h
+    bus/TransportLimits.h
+    common/AppListLog.h
+    common/AppListRemoteControl.h
+    common/Export.h
+    common/ListenerList.h
+    common/PrintableText.h
+    ipc/IPCApplist.h
+    ipc/TesselDbusLocal.h
+    partner/RemoteAppListModel.h
+    platform/LinuxLog.h
+    platform/PlatformLog.h
+    remote/RemoteError.h
+    remote/RemoteReply.h
+    remote/TesselDbusRemote.h)

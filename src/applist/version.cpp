@@ -1,0 +1,9 @@
+#include "applist/version.h"
+
+namespace applist {
+
+const char* Version() {
+    return APPLIST_VERSION;
+}
+
+}  // namespace applist

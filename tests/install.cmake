@@ -1,0 +1,18 @@
+# What was installed, as its consumers have it.
+
+if(APPLIST_OPEN_TRANSPORT AND APPLIST_OPEN_LOG)
+    set(installed ${CMAKE_BINARY_DIR}/installed)
+    add_test(NAME install.prefix
+             COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/prefix.sh ${PROJECT_SOURCE_DIR}
+                     ${CMAKE_COMMAND} ${CMAKE_GENERATOR} ${installed}/build ${installed}/prefix)
+    set_tests_properties(install.prefix PROPERTIES
+        LABELS install TIMEOUT 600 FIXTURES_SETUP installed)
+    foreach(way cmake-shared cmake-static pkg-config pkg-config-static)
+        add_test(NAME install.${way}
+                 COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/consumers_test.sh
+                         ${PROJECT_SOURCE_DIR} ${CMAKE_COMMAND} ${CMAKE_GENERATOR}
+                         ${installed}/prefix ${way})
+        set_tests_properties(install.${way} PROPERTIES
+            LABELS install TIMEOUT 240 FIXTURES_REQUIRED installed)
+    endforeach()
+endif()

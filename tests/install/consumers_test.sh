@@ -1,0 +1,101 @@
+#!/usr/bin/env bash
+# Builds somebody's programs from what was installed, in one of the ways in which that is done, and
+# runs them on a bus of their own.
+#
+# usage: consumers_test.sh SOURCE_FOLDER CMAKE GENERATOR PREFIX WAY
+# WAY: cmake-shared, cmake-static, pkg-config or pkg-config-static
+
+set -euo pipefail
+
+readonly root=$1 cmake=$2 generator=$3 way=$5
+prefix=$4
+
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+fail() {
+    printf 'consumers: %s\n' "$1" >&2
+    sed 's/^/    /' "$scratch/log" >&2
+    exit 1
+}
+
+with_cmake() {
+    "$cmake" -S "$root/tests/install/consumer" -B "$scratch/bin" -G "$generator" \
+        -DEXAMPLES="$root/examples" -DCMAKE_PREFIX_PATH="$prefix" "$@" > "$scratch/log" 2>&1 ||
+        fail 'does not configure'
+    "$cmake" --build "$scratch/bin" > "$scratch/log" 2>&1 || fail 'does not build'
+}
+
+# with_pkg_config OPTION…: what a line in somebody's makefile does.
+with_pkg_config() {
+    local consumer=$root/tests/install/consumer flags
+    mkdir "$scratch/bin"
+    compile() {
+        local package=$1
+        shift
+        flags=$(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config "${options[@]}" --cflags --libs "$package")
+        # shellcheck disable=SC2086  # they are words
+        "${CXX:-c++}" -std=c++17 -I "$root/examples" "$@" $flags -Wl,-rpath,"$prefix/lib" \
+            > "$scratch/log" 2>&1 || fail "does not build: $*"
+    }
+    local options=("$@")
+    compile applist-service "$root/examples/publish.cpp" -o "$scratch/bin/publish"
+    compile applist-partner "$root/examples/add.cpp" -o "$scratch/bin/add"
+    compile 'applist-service applist-partner' "$consumer/both.cpp" -o "$scratch/bin/both"
+    compile applist-partner -shared -fPIC -fvisibility=hidden "$consumer/plug_in.cpp" \
+        -o "$scratch/bin/plug_in.so"
+    "${CXX:-c++}" -std=c++17 "$consumer/host.cpp" -ldl -o "$scratch/bin/host"
+}
+
+# Whether `program` has the library `name` from the prefix, as the way says.
+check_libraries() {
+    local libraries
+    libraries=$(ldd "$scratch/bin/$1")
+    case $way in
+        *static) ! grep -q libapplist <<< "$libraries" || fail "$1 has a shared library" ;;
+        *) grep -q "$2.so.0 => $prefix/" <<< "$libraries" || fail "$1 has no $2.so.0" ;;
+    esac
+}
+
+run() {
+    timeout 30 dbus-run-session -- bash -euo pipefail -c '
+        "$0/publish" &
+        service=$!
+        trap "kill $service; wait $service" EXIT
+        gdbus wait --session --timeout 20 org.tessel.Local.Applist
+        "$0/add"
+        "$0/host" "$0/plug_in.so"
+    ' "$scratch/bin" > "$scratch/said" 2> "$scratch/log" || fail 'the programs do not work'
+    timeout 30 dbus-run-session -- bash -euo pipefail -c \
+        'address=$DBUS_SESSION_BUS_ADDRESS; unset DBUS_SESSION_BUS_ADDRESS; "$0/both" "$address"' \
+        "$scratch/bin" >> "$scratch/said" 2> "$scratch/log" || fail 'both ends in one do not work'
+}
+
+case $way in
+    cmake-shared) with_cmake ;;
+    cmake-static) with_cmake -Dapplist_USE_STATIC_LIBS=ON ;;
+    pkg-config) with_pkg_config ;;
+    pkg-config-static)
+        # The linker takes a shared library wherever there is one.
+        cp -r "$prefix" "$scratch/prefix"
+        rm "$scratch"/prefix/lib/*.so*
+        sed -i "s|^prefix=.*|prefix=$scratch/prefix|" "$scratch"/prefix/lib/pkgconfig/*.pc
+        prefix=$scratch/prefix
+        with_pkg_config --static
+        ;;
+esac
+check_libraries publish libapplist-service
+check_libraries add libapplist-partner
+check_libraries plug_in.so libapplist-partner
+check_libraries both libapplist-service
+check_libraries both libapplist-partner
+run
+
+expected='Maps
+Music
+Phone
+Radio
+4 items'
+[ "$(head -n 5 "$scratch/said")" = "$expected" ] || { cp "$scratch/said" "$scratch/log"; fail 'said something else'; }
+tail -n 1 "$scratch/said" | grep -qx '2 items, and a log of its own' ||
+    { cp "$scratch/said" "$scratch/log"; fail 'both ends in one said something else'; }

@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# Builds the libraries as they are shipped, and installs them for the consumers of the other tests.
+#
+# usage: prefix.sh SOURCE_FOLDER CMAKE GENERATOR BUILD_FOLDER PREFIX
+
+set -euo pipefail
+
+readonly root=$1 cmake=$2 generator=$3 build=$4 prefix=$5
+
+"$cmake" -S "$root" -B "$build" -G "$generator" -DCMAKE_BUILD_TYPE=Release -DAPPLIST_APPS=OFF \
+    -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_LIBDIR=lib
+"$cmake" --build "$build"
+rm -rf "$prefix"
+for component in runtime development; do
+    "$cmake" --install "$build" --component "$component"
+done
