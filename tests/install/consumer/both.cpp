@@ -1,5 +1,5 @@
-// A service and a partner in one program, which chooses the bus and the limits once for both, and
-// whose log is its own.
+// A service and a partner in one program, which chooses the bus once for both, and whose log is its
+// own.
 
 #include <systemd/sd-event.h>
 
@@ -12,7 +12,6 @@
 #include "FixedList.h"
 #include "applist/LocalAppListModel.h"
 #include "bus/BusSelection.h"
-#include "bus/TransportLimits.h"
 #include "partner/RemoteAppListModel.h"
 #include "platform/PlatformLog.h"
 
@@ -26,16 +25,13 @@ int PlatformLogPrint(int, int, const char*, const char* format, ...) {
     ++linesLogged;
     va_list arguments;
     va_start(arguments, format);
-    const int length = std::vprintf(format, arguments);
+    const int length = std::vfprintf(stderr, format, arguments);
     va_end(arguments);
     return length;
 }
 
 int main(int, char** arguments) try {
     applist::SelectBusAddress(arguments[1]);
-    applist::TransportLimits limits;
-    limits.channels = 0;
-    applist::SetTransportLimits(limits);
 
     FixedList list{{"Maps", "maps"}, {"Music", "music"}};
     LocalAppListModel service(&list);
