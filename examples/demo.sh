@@ -59,7 +59,7 @@ start_bus() {
 
 start_daemon() {
     mkfifo -m 600 "$scratch/log.$1"
-    "$bin/applistd" --address="$address" 2> "$scratch/log.$1" &
+    APPLIST_LOG=info "$bin/applistd" --address="$address" 2> "$scratch/log.$1" &
     daemon=$!
     children+=("$daemon")
     exec 4< "$scratch/log.$1"

@@ -93,6 +93,7 @@ if(APPLIST_OPEN_LOG)
         platform/LinuxLog_test.cpp
         platform/LinuxLogStall_test.cpp
         support/JournalStandIn.cpp
+        support/LoggingProgram.cpp
         support/TestFd.cpp)
     target_compile_definitions(log_tests PRIVATE LOG_WRITER="$<TARGET_FILE:log_writer>")
     target_link_libraries(log_tests PRIVATE applist::log test_options GTest::gtest_main)

@@ -43,6 +43,9 @@ is answered with an error.
 Partners that ask for it talk to it directly, over a socket that the bus does not see. With
 APPLIST_DIRECT=0 in its environment everything stays on the bus, where busctl monitor shows it.
 
+It logs errors, and when the journal reads its standard error also what happens to it. With
+APPLIST_LOG=debug, info or error in its environment it logs from there on; --verbose means debug.
+
 Exit status: 0 stopped as asked, 1 failed to start or to keep running, 2 wrong usage.
 )";
 

@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -26,7 +28,10 @@ namespace {
 // Longest line, in bytes. Names come from a partner and may be megabytes; a log line need not.
 constexpr std::size_t kMaxLine = 4096;
 
-int minimumPriority = logging::kInfo;
+// The first line finds out what the minimum is.
+constexpr int kUndecided = INT_MIN;
+
+int minimumPriority = kUndecided;
 
 // Lines that could not be written since one could.
 std::size_t lostLines = 0;
@@ -113,6 +118,33 @@ int Print(int priority, const char* tag, const char* format, va_list arguments) 
     return result;
 }
 
+// Returns kUndecided for a name that no priority has.
+int PriorityNamed(std::string_view name) {
+    for (const int priority : {logging::kDebug, logging::kInfo, logging::kError}) {
+        if (name == LogPriorityName(priority)) return priority;
+    }
+    return kUndecided;
+}
+
+void DecideMinimumPriority() {
+    minimumPriority = LogGoesToTheJournal() ? logging::kInfo : logging::kError;
+    const char* const wanted = std::getenv("APPLIST_LOG");
+    if (wanted == nullptr || *wanted == '\0') return;
+    const int named = PriorityNamed(wanted);
+    if (named == kUndecided) {
+        APPLIST_LOG(logging::kError,
+                    "APPLIST_LOG is \"%s\", but must be debug, info or error; %s is used", wanted,
+                    LogPriorityName(minimumPriority));
+    } else {
+        minimumPriority = named;
+    }
+}
+
+int MinimumPriority() {
+    if (minimumPriority == kUndecided) DecideMinimumPriority();
+    return minimumPriority;
+}
+
 }  // namespace
 
 void SetMinimumLogPriority(int priority) {
@@ -122,7 +154,7 @@ void SetMinimumLogPriority(int priority) {
 }  // namespace applist
 
 int PlatformLogPrint(int, int priority, const char* tag, const char* format, ...) {
-    if (priority < applist::minimumPriority) return 0;
+    if (priority < applist::MinimumPriority()) return 0;
     va_list arguments;
     va_start(arguments, format);
     const int result = applist::Print(priority, tag, format, arguments);

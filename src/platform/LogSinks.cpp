@@ -8,7 +8,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "common/AppListLog.h"
 #include "common/PrintableText.h"
@@ -24,11 +27,6 @@ std::string& Unfinished() {
     return end;
 }
 
-const char* NameOf(int priority) {
-    if (priority >= logging::kError) return "error";
-    return priority >= logging::kInfo ? "info" : "debug";
-}
-
 int SyslogPriorityOf(int priority) {
     if (priority >= logging::kError) return LOG_ERR;
     return priority >= logging::kInfo ? LOG_INFO : LOG_DEBUG;
@@ -40,8 +38,10 @@ bool StderrIsTheJournal() {
     const char* stream = std::getenv("JOURNAL_STREAM");
     struct stat status;
     if (stream == nullptr || fstat(STDERR_FILENO, &status) != 0) return false;
-    return std::string(stream) ==
-           std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+    char ours[64];  // memory may be short when the first line is to be written
+    std::snprintf(ours, sizeof(ours), "%ju:%ju", std::uintmax_t{status.st_dev},
+                  std::uintmax_t{status.st_ino});
+    return std::strcmp(stream, ours) == 0;
 }
 
 // In the journal's native protocol, by hand: the library's functions wait while the journal does
@@ -53,7 +53,8 @@ int WriteToJournal(const LogLine& line, const std::string& text) {
     const struct sockaddr_un address = {AF_UNIX, "/run/systemd/journal/socket"};
     const std::string fields =
         "MESSAGE=" + text + "\nPRIORITY=" + std::to_string(SyslogPriorityOf(line.priority)) +
-        "\nSYSLOG_IDENTIFIER=" + PrintableText(line.tag) + "\nCODE_FILE=" + line.file +
+        "\nSYSLOG_IDENTIFIER=" + PrintableText(program_invocation_short_name) +
+        "\nTAG=" + PrintableText(line.tag) + "\nCODE_FILE=" + line.file +
         "\nCODE_LINE=" + std::to_string(line.number) + "\nCODE_FUNC=" + line.function + "\n";
     const ssize_t sent =
         sendto(journal, fields.data(), fields.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
@@ -94,7 +95,7 @@ int FinishLine() {
 int WriteToStderr(const LogLine& line, const std::string& text) {
     const int finished = FinishLine();
     if (finished < 0) return finished;
-    std::string whole = line.tag + "[" + NameOf(line.priority) + "]: " + text + "\n";
+    std::string whole = line.tag + "[" + LogPriorityName(line.priority) + "]: " + text + "\n";
     const std::size_t length = whole.size();
     const ssize_t written = WriteWithoutSigpipe(whole);
     if (written < 0) return static_cast<int>(written);
@@ -105,9 +106,18 @@ int WriteToStderr(const LogLine& line, const std::string& text) {
 
 }  // namespace
 
+const char* LogPriorityName(int priority) {
+    if (priority >= logging::kError) return "error";
+    return priority >= logging::kInfo ? "info" : "debug";
+}
+
+bool LogGoesToTheJournal() {
+    static const bool does = StderrIsTheJournal();
+    return does;
+}
+
 int WriteLogLine(const LogLine& line, const std::string& text) {
-    static const bool toJournal = StderrIsTheJournal();
-    return toJournal ? WriteToJournal(line, text) : WriteToStderr(line, text);
+    return LogGoesToTheJournal() ? WriteToJournal(line, text) : WriteToStderr(line, text);
 }
 
 }  // namespace applist

@@ -1,14 +1,10 @@
 #include "platform/LinuxLog.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <map>
 #include <regex>
@@ -17,99 +13,18 @@
 #include <vector>
 
 #include "common/AppListLog.h"
-#include "support/JournalStandIn.h"
-#include "support/TestFd.h"
+#include "support/LoggingProgram.h"
 
 using applist::SetMinimumLogPriority;
-
-namespace {
-
-enum class Stderr { File, Journal, PipeWithoutReader };
-
-// What came of one line.
-struct Written {
-    std::string errors;             // what arrived on stderr
-    std::string result;             // what the log returned
-    int status;                     // of the process that wrote it
-    std::string journal;            // the first entry that the journal got
-    std::vector<std::string> more;  // the others
-};
-
-std::string StreamOf(int fd) {
-    struct stat status;
-    if (fstat(fd, &status) != 0) return "";
-    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
-}
-
-TestFd PipeWithoutReader() {
-    int ends[2] = {-1, -1};
-    EXPECT_EQ(0, pipe2(ends, O_CLOEXEC));
-    close(ends[0]);
-    return TestFd(ends[1]);
-}
-
-std::string ReceiveEntry(int journal) {
-    struct pollfd ready = {journal, POLLIN, 0};
-    if (poll(&ready, 1, 0) != 1) return "";
-    char entry[65536];
-    const ssize_t length = recv(journal, entry, sizeof(entry), 0);
-    return length < 0 ? "" : std::string(entry, static_cast<std::size_t>(length));
-}
-
-// The fields of a journal entry none of whose values holds a line feed.
-std::map<std::string, std::string> FieldsOf(const std::string& entry) {
-    std::map<std::string, std::string> fields;
-    for (std::size_t at = 0; at < entry.size();) {
-        const std::size_t end = std::min(entry.find('\n', at), entry.size());
-        const std::string line = entry.substr(at, end - at);
-        const std::size_t equals = line.find('=');
-        if (equals != std::string::npos) fields[line.substr(0, equals)] = line.substr(equals + 1);
-        at = end + 1;
-    }
-    return fields;
-}
-
-}  // namespace
 
 // Where the lines go is found out once in a program: each is written by a program of its own.
 class TheLinuxLog : public ::testing::Test {
 protected:
     Written Write(const std::string& message, int priority = applist::logging::kError,
                   const char* kind = "prefixed") {
-        const TestFd in = MemfdOf(message, 0);
-        const TestFd out = MemfdOf("", 0);
-        const TestFd errors =
-            m_stderr == Stderr::PipeWithoutReader ? PipeWithoutReader() : MemfdOf("", 0);
-        const TestFd journal(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-        EXPECT_EQ(0, lseek(in.Get(), 0, SEEK_SET));
-        const pid_t child = fork();
-        if (child == 0) {
-            alarm(60);  // whatever happens, it ends
-            if (m_stderr == Stderr::Journal && !EnterNamespaceWithJournal(journal.Get()))
-                _exit(126);
-            for (const auto& entry : m_environment) {
-                setenv(entry.first.c_str(), entry.second.c_str(), 1);
-            }
-            if (m_stderr == Stderr::Journal) {
-                setenv("JOURNAL_STREAM", StreamOf(errors.Get()).c_str(), 1);
-            }
-            dup2(in.Get(), STDIN_FILENO);
-            dup2(out.Get(), STDOUT_FILENO);
-            dup2(errors.Get(), STDERR_FILENO);
-            execl(LOG_WRITER, LOG_WRITER, std::to_string(m_minimum).c_str(),
-                  std::to_string(priority).c_str(), kind, std::to_string(m_times).c_str(),
-                  std::to_string(m_turns).c_str(), nullptr);
-            _exit(127);
-        }
-        Written written = {"", "", 0, "", {}};
-        EXPECT_EQ(child, waitpid(child, &written.status, 0));
-        if (m_stderr != Stderr::PipeWithoutReader) written.errors = ContentOf(errors.Get());
-        written.result = ContentOf(out.Get());
-        written.journal = ReceiveEntry(journal.Get());
-        for (std::string entry; !(entry = ReceiveEntry(journal.Get())).empty();) {
-            written.more.push_back(entry);
-        }
-        return written;
+        return RunLogging({LOG_WRITER, std::to_string(m_minimum), std::to_string(priority), kind,
+                           std::to_string(m_times), std::to_string(m_turns)},
+                          m_stderr, message, m_environment);
     }
 
     // The message of a line on stderr: what follows the common prefix.
@@ -143,12 +58,52 @@ TEST_F(TheLinuxLog, NamesEachPriority) {
     EXPECT_EQ("another[error]: x\n", Write("x", applist::logging::kError, "plain").errors);
 }
 
-TEST_F(TheLinuxLog, LeavesDebugLinesOutUntilTheyAreAskedFor) {
-    const Written written = Write("x", applist::logging::kDebug);
+TEST_F(TheLinuxLog, WritesErrorsOnlyWhereNoJournalReads) {
+    const Written written = Write("x", applist::logging::kInfo);
 
     EXPECT_EQ("", written.errors);
     EXPECT_EQ("0", written.result);
-    EXPECT_NE("", Write("x", applist::logging::kInfo).errors);
+    EXPECT_NE("", Write("x", applist::logging::kError).errors);
+}
+
+TEST_F(TheLinuxLog, WritesWhatTheEnvironmentAsksFor) {
+    m_environment["APPLIST_LOG"] = "debug";
+    EXPECT_EQ("x", MessageOf(Write("x", applist::logging::kDebug).errors));
+
+    m_environment["APPLIST_LOG"] = "info";
+    EXPECT_EQ("x", MessageOf(Write("x", applist::logging::kInfo).errors));
+    EXPECT_EQ("", Write("x", applist::logging::kDebug).errors);
+
+    m_environment["APPLIST_LOG"] = "error";
+    EXPECT_EQ("", Write("x", applist::logging::kInfo).errors);
+}
+
+TEST_F(TheLinuxLog, WritesWhatTheProgramAsksForWhateverTheEnvironmentSays) {
+    m_environment["APPLIST_LOG"] = "debug";
+    m_minimum = applist::logging::kError;
+
+    EXPECT_EQ("", Write("x", applist::logging::kInfo).errors);
+}
+
+TEST_F(TheLinuxLog, SaysOnceThatTheEnvironmentAsksForNoPriorityThatThereIs) {
+    for (const char* wrong : {"loud", "DEBUG", "7", "debug "}) {
+        m_environment["APPLIST_LOG"] = wrong;
+
+        const std::string errors = Write("x", applist::logging::kInfo).errors;
+
+        EXPECT_EQ("APPLIST_LOG is \"" + std::string(wrong) +
+                      "\", but must be debug, info or error; error is used",
+                  MessageOf(errors));
+    }
+    m_times = m_turns = 2;
+    const std::string errors = Write("x").errors;
+    EXPECT_EQ(3, std::count(errors.begin(), errors.end(), '\n')) << errors;
+}
+
+TEST_F(TheLinuxLog, TakesAnEmptyVariableForOneThatIsNotSet) {
+    m_environment["APPLIST_LOG"] = "";
+
+    EXPECT_EQ("", Write("x", applist::logging::kInfo).errors);
 }
 
 TEST_F(TheLinuxLog, LeavesOutWhatIsBelowTheMinimum) {
@@ -204,7 +159,8 @@ TEST_F(TheLinuxLog, WritesToTheJournalWithItsFieldsWhenStderrIsTheJournal) {
     auto fields = FieldsOf(written.journal);
     EXPECT_EQ("hello", MessageOf(fields["MESSAGE"] + "\n"));
     EXPECT_EQ("3", fields["PRIORITY"]);
-    EXPECT_EQ("applist", fields["SYSLOG_IDENTIFIER"]);
+    EXPECT_EQ("log_writer", fields["SYSLOG_IDENTIFIER"]) << "the program's own name";
+    EXPECT_EQ("applist", fields["TAG"]);
     EXPECT_EQ("LogWriter.cpp", fields["CODE_FILE"]);
     EXPECT_EQ("main", fields["CODE_FUNC"]);
     EXPECT_LT(0, std::atoi(fields["CODE_LINE"].c_str()));
@@ -236,7 +192,7 @@ TEST_F(TheLinuxLog, TakesALineWithoutAPlaceToTheJournalAsWell) {
     auto fields = FieldsOf(Write("hello", 6, "plain").journal);
 
     EXPECT_EQ("hello", fields["MESSAGE"]);
-    EXPECT_EQ("another", fields["SYSLOG_IDENTIFIER"]);
+    EXPECT_EQ("another", fields["TAG"]);
 }
 
 // A journal takes some hundred lines that it has not read.
@@ -255,6 +211,26 @@ TEST_F(TheLinuxLog, SendsNothingBelowTheMinimumToTheJournal) {
     m_stderr = Stderr::Journal;
 
     EXPECT_EQ("", Write("x", applist::logging::kDebug).journal);
+    EXPECT_NE("", Write("x", applist::logging::kInfo).journal);
+}
+
+TEST_F(TheLinuxLog, SendsTheJournalWhatTheEnvironmentAsksFor) {
+    m_stderr = Stderr::Journal;
+    m_environment["APPLIST_LOG"] = "debug";
+    EXPECT_NE("", Write("x", applist::logging::kDebug).journal);
+
+    m_environment["APPLIST_LOG"] = "error";
+    EXPECT_EQ("", Write("x", applist::logging::kInfo).journal);
+}
+
+TEST_F(TheLinuxLog, TellsTheJournalThatTheEnvironmentAsksForNoPriorityThatThereIs) {
+    m_stderr = Stderr::Journal;
+    m_environment["APPLIST_LOG"] = "loud";
+
+    auto fields = FieldsOf(Write("x", applist::logging::kDebug).journal);
+
+    EXPECT_EQ("APPLIST_LOG is \"loud\", but must be debug, info or error; info is used",
+              MessageOf(fields["MESSAGE"] + "\n"));
 }
 
 // The variable is inherited by programs whose stderr has long been sent elsewhere.

@@ -94,7 +94,7 @@ class TheCommandLine(unittest.TestCase):
         self.assertEqual((status, err), (0, ""))
         self.assertTrue(out.startswith("Examples:\n  applistd "), out)
         for option in ("--items", "--interactive", "--session", "--system", "--address",
-                       "--verbose", "--help", "--version", *LIMITS):
+                       "--verbose", "--help", "--version", "APPLIST_LOG=", *LIMITS):
             self.assertIn(option, out)
         self.assertLessEqual(max(map(len, out.splitlines())), 100)
 
@@ -165,6 +165,26 @@ class AFileOfItems(AppTest):
         with open(self.file("Maps\tmaps\n"), encoding="utf-8") as maps:
             self.start("--items", "-", stdin=maps)
         self.assertEqual(self.partner().all_items(), [("Maps", "maps")])
+
+
+class AStderrThatNoJournalReads(AppTest):
+    def start_with(self, level, *arguments):
+        return self.start("--items", self.file("Maps\tmaps\n"), *arguments,
+                          environment={"APPLIST_LOG": level})
+
+    def test_is_told_nothing_while_nothing_is_wrong(self):
+        daemon = self.start_with("")
+        self.assertEqual(self.partner().ids(), ["maps"])
+        self.assertEqual(daemon.stop(), 0)
+        self.assertEqual(daemon.err.rest(), [])
+
+    def test_is_told_more_when_the_environment_asks_for_it(self):
+        self.start_with("info").err.wait_for("Publishing 1 applications on ")
+
+    def test_is_told_everything_when_the_command_line_asks_for_it(self):
+        daemon = self.start_with("error", "--verbose")
+        self.partner().ids()
+        daemon.err.wait_for("applist[debug]: ")
 
 
 class ALimit(AppTest):
