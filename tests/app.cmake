@@ -11,6 +11,17 @@ add_executable(app_tests
 target_link_libraries(app_tests PRIVATE applistd_parts test_options GTest::gmock GTest::gtest_main)
 gtest_discover_tests(app_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)
 
+add_executable(complaint_tests
+    apps/common/TellJournal_test.cpp
+    support/JournalStandIn.cpp
+    support/LoggingProgram.cpp
+    support/TestFd.cpp)
+target_compile_definitions(complaint_tests PRIVATE APPLISTD="$<TARGET_FILE:applistd>"
+                                                   APPLISTCTL="$<TARGET_FILE:applistctl>")
+target_link_libraries(complaint_tests PRIVATE applist_apps_common test_options GTest::gtest_main)
+add_dependencies(complaint_tests applistd applistctl)
+gtest_discover_tests(complaint_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)
+
 foreach(subject command_line console desktop_entries foreign_clients lifecycle)
     add_test(NAME applistd.${subject}
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/apps/applistd/${subject}_test.py)

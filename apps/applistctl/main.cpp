@@ -14,6 +14,7 @@
 #include "apps/applistctl/TextWidth.h"
 #include "apps/common/ClosedStreams.h"
 #include "apps/common/ReadText.h"
+#include "apps/common/TellJournal.h"
 #include "apps/common/WriteText.h"
 #include "bus/BusSelection.h"
 #include "common/AppListLog.h"
@@ -51,6 +52,11 @@ void ChooseBus(const Options& options) {
     }
 }
 
+// A failure is one in the journal, too.
+void Complain(const std::string& text) {
+    if (!TellJournal(text)) Note(text);
+}
+
 ExitStatus StatusOf(RemoteError::Cause cause) {
     switch (cause) {
         case RemoteError::Cause::NoService:
@@ -81,10 +87,10 @@ int Run(const Options& options) {
         RunCommand(options, Output(options));
         return kDone;
     } catch (const RemoteError& error) {
-        Note(error.what() + HintFor(error, options));
+        Complain(error.what() + HintFor(error, options));
         return StatusOf(error.GetCause());
     } catch (const TransportError& error) {
-        Note(error.what());
+        Complain(error.what());
         return kNoService;
     }
 }
@@ -94,15 +100,15 @@ int RunCommandLine(int argc, char** argv) {
         const std::optional<Options> options = ParseOptions(argc, argv);
         return options ? Run(*options) : kDone;
     } catch (const Failure& failure) {
-        Note(failure.what());
+        Complain(failure.what());
         return failure.Status();
     } catch (const InputError& error) {
-        Note(error.what());
+        Complain(error.what());
         return kWrongUsage;
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
-        Note(error.what());
+        Complain(error.what());
         return kNotDone;
     }
 }

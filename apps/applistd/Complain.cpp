@@ -2,12 +2,14 @@
 
 #include <unistd.h>
 
+#include "apps/common/TellJournal.h"
 #include "common/PrintableText.h"
 #include "platform/WithoutWaiting.h"
 
 namespace applist::daemon {
 
 void Complain(const std::string& text) {
+    if (TellJournal(text)) return;
     WriteWithoutWaiting(STDERR_FILENO, "applistd: " + PrintableText(text) + '\n');
 }
 

@@ -6,8 +6,9 @@
 
 namespace applist::daemon {
 
-// Writes one line to stderr, in which bytes that cannot be printed are shown as \xNN. It is lost
-// when nobody reads stderr: the daemon must not wait for that.
+// Writes one line, in which bytes that cannot be printed are shown as \xNN: to the journal, as an
+// error, when that reads stderr, and to stderr otherwise. It is lost when nobody reads stderr: the
+// daemon must not wait for that.
 void Complain(const std::string& text);
 
 }  // namespace applist::daemon
