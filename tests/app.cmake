@@ -3,6 +3,7 @@
 
 add_executable(app_tests
     apps/applistd/ApplicationList_test.cpp
+    apps/applistd/FileWatch_test.cpp
     apps/applistd/Successor_test.cpp
     apps/common/ItemLines_test.cpp
     apps/common/ReadText_test.cpp
@@ -22,7 +23,7 @@ target_link_libraries(complaint_tests PRIVATE applist_apps_common test_options G
 add_dependencies(complaint_tests applistd applistctl)
 gtest_discover_tests(complaint_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)
 
-foreach(subject command_line console desktop_entries foreign_clients lifecycle)
+foreach(subject command_line console desktop_entries foreign_clients lifecycle reload)
     add_test(NAME applistd.${subject}
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/apps/applistd/${subject}_test.py)
     set_tests_properties(applistd.${subject} PROPERTIES LABELS app TIMEOUT 240)

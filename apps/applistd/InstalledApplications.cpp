@@ -15,13 +15,6 @@ namespace applist::daemon {
 
 namespace {
 
-// Long enough for a package manager to write an entry, short enough for a person who is waiting.
-constexpr gint64 kQuietMilliseconds = 500;
-// How long changes without a pause, as in a large upgrade, may delay the news.
-constexpr gint64 kPatienceMilliseconds = 5000;
-
-constexpr gint64 kMicrosecondsAMillisecond = 1000;
-
 struct AppInfosDelete {
     void operator()(GList* infos) const { g_list_free_full(infos, g_object_unref); }
 };
@@ -58,19 +51,19 @@ bool HasName(GAppInfo* info) {
 
 }  // namespace
 
-InstalledApplications::InstalledApplications(Listener changed) : m_changed(std::move(changed)) {
+InstalledApplications::InstalledApplications(Listener changed)
+    : m_changed(std::move(changed)), m_quiet([this] { Report(std::move(m_latest)); }) {
     MakeFoldersWatchable();
     m_monitor = g_app_info_monitor_get();
     m_handler = g_signal_connect(m_monitor, "changed", G_CALLBACK(&OnChanged), this);
 }
 
 InstalledApplications::~InstalledApplications() {
-    StopWaiting();
     g_signal_handler_disconnect(m_monitor, m_handler);
     g_object_unref(m_monitor);
 }
 
-std::vector<RemoteAppListItem> InstalledApplications::Read() const {
+std::vector<RemoteAppListItem> InstalledApplications::Read() {
     const AppInfos infos(g_app_info_get_all());
     std::vector<Sortable> found;
     for (const GList* at = infos.get(); at != nullptr; at = at->next) {
@@ -88,38 +81,25 @@ std::vector<RemoteAppListItem> InstalledApplications::Read() const {
     return items;
 }
 
+void InstalledApplications::ReadAgain() {
+    m_quiet.Stop();
+    Guarded("reading the installed applications", [this] { Report(Read()); });
+}
+
 void InstalledApplications::OnChanged(GAppInfoMonitor*, gpointer self) {
     auto* const applications = static_cast<InstalledApplications*>(self);
     Guarded("reading the installed applications", [applications] {
         // Read now, not only when it is quiet: the monitor reports nothing more until somebody has
         // read the applications again.
         applications->m_latest = applications->Read();
-        applications->WaitForQuiet();
+        applications->m_quiet.Restart();
     });
 }
 
-void InstalledApplications::WaitForQuiet() {
-    const gint64 now = g_get_monotonic_time() / kMicrosecondsAMillisecond;
-    if (m_timer == 0) m_patienceEnd = now + kPatienceMilliseconds;
-    // Out of patience: the timer is due, and another change must not put it off again.
-    if (now >= m_patienceEnd) return;
-    StopWaiting();
-    const gint64 wait = std::min(m_patienceEnd - now, kQuietMilliseconds);
-    m_timer = g_timeout_add(static_cast<guint>(wait), &OnQuiet, this);
-}
-
-void InstalledApplications::StopWaiting() {
-    if (m_timer != 0) g_source_remove(m_timer);
-    m_timer = 0;
-}
-
-gboolean InstalledApplications::OnQuiet(gpointer self) {
-    auto* const applications = static_cast<InstalledApplications*>(self);
-    applications->m_timer = 0;
-    Guarded("publishing the installed applications", [applications] {
-        if (applications->m_changed) applications->m_changed(std::move(applications->m_latest));
-    });
-    return G_SOURCE_REMOVE;
+void InstalledApplications::Report(std::vector<RemoteAppListItem> all) {
+    const std::size_t count = all.size();
+    if (m_changed) m_changed(std::move(all));
+    APPLIST_LOG(logging::kDebug, "%zu applications are installed now", count);
 }
 
 }  // namespace applist::daemon

@@ -9,49 +9,39 @@
 // Entries appear half-written, and an upgrade takes them away for a moment. So changes are reported
 // only after half a second without another one, or when they have gone on for five seconds.
 //
-// Threads: the thread of GLib's main loop. Lifetime: reports nothing after its destruction.
+// Threads: the thread of GLib's main loop, with the default sd-event loop inside.
 
 #pragma once
 
 #include <gio/gio.h>
 
-#include <functional>
 #include <vector>
 
-#include "applist/RemoteAppListItem.h"
+#include "apps/applistd/ItemSource.h"
+#include "apps/applistd/QuietTime.h"
 
 namespace applist::daemon {
 
-class InstalledApplications {
+class InstalledApplications : public ItemSource {
 public:
-    // Is given all applications, whether or not they differ from the last ones. What it throws is
-    // logged.
-    using Listener = std::function<void(std::vector<RemoteAppListItem> all)>;
-
     // Follows the applications from now on. `changed` may be empty.
     // REQUIRES: MakeFoldersWatchable's conditions, for the first one of a process.
     explicit InstalledApplications(Listener changed);
-    ~InstalledApplications();
+    ~InstalledApplications() override;
 
-    InstalledApplications(const InstalledApplications&) = delete;
-    InstalledApplications& operator=(const InstalledApplications&) = delete;
-
-    // Returns all applications as they are now.
-    std::vector<RemoteAppListItem> Read() const;
+    std::vector<RemoteAppListItem> Read() override;
+    void ReadAgain() override;
 
 private:
     static void OnChanged(GAppInfoMonitor* monitor, gpointer self);
-    static gboolean OnQuiet(gpointer self);
 
-    void WaitForQuiet();
-    void StopWaiting();
+    void Report(std::vector<RemoteAppListItem> all);
 
     Listener m_changed;
     GAppInfoMonitor* m_monitor = nullptr;
     gulong m_handler = 0;
     std::vector<RemoteAppListItem> m_latest;
-    guint m_timer = 0;         // fires when it has been quiet; 0 when nothing has changed
-    gint64 m_patienceEnd = 0;  // when to report at the latest, in ms on the monotonic clock
+    QuietTime m_quiet;
 };
 
 }  // namespace applist::daemon

@@ -3,24 +3,22 @@
 #include <pthread.h>
 #include <signal.h>
 
-#include <system_error>
+#include <utility>
+
+#include "apps/applistd/Checked.h"
+#include "common/Guarded.h"
 
 namespace applist::daemon {
 
 namespace {
 
-// Throws for the negative errno of sd-event, and returns anything else.
-int Checked(int result, const char* what) {
-    if (result < 0) throw std::system_error(-result, std::generic_category(), what);
-    return result;
-}
-
 // sd-event takes signals from a signalfd, which sees only those that are blocked in every thread.
-void BlockStopSignals() {
+void BlockSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGHUP);
     Checked(-pthread_sigmask(SIG_BLOCK, &signals, nullptr), "cannot block signals");
 }
 
@@ -37,10 +35,10 @@ struct MainLoop::EventSource {
 };
 
 MainLoop::MainLoop() {
-    BlockStopSignals();
+    BlockSignals();
     Checked(sd_event_default(&m_event), "cannot create an event loop");
     try {
-        AddStopSignals();
+        AddSignals();
         Checked(sd_event_set_watchdog(m_event, 1), "cannot set up the watchdog");
     } catch (...) {
         sd_event_unref(m_event);
@@ -57,11 +55,14 @@ MainLoop::~MainLoop() {
     sd_event_unref(m_event);
 }
 
-void MainLoop::AddStopSignals() {
-    for (const int signal : {SIGTERM, SIGINT}) {
-        Checked(sd_event_add_signal(m_event, nullptr, signal, &MainLoop::OnSignal, this),
+void MainLoop::AddSignals() {
+    const auto add = [this](int signal, sd_event_signal_handler_t handler) {
+        Checked(sd_event_add_signal(m_event, nullptr, signal, handler, this),
                 "cannot watch for signals");
-    }
+    };
+    add(SIGTERM, &MainLoop::OnStopSignal);
+    add(SIGINT, &MainLoop::OnStopSignal);
+    add(SIGHUP, &MainLoop::OnHangupSignal);
 }
 
 void MainLoop::AddToGLib() {
@@ -81,6 +82,10 @@ void MainLoop::AddToGLib() {
 void MainLoop::Run() {
     if (!m_quit) g_main_loop_run(m_loop);
     Checked(m_error, "the event loop failed");
+}
+
+void MainLoop::OnHangup(std::function<void()> reload) {
+    m_reload = std::move(reload);
 }
 
 void MainLoop::Quit() {
@@ -125,8 +130,16 @@ gboolean MainLoop::Dispatch(GSource* source, GSourceFunc, gpointer) {
     return G_SOURCE_REMOVE;
 }
 
-int MainLoop::OnSignal(sd_event_source*, const signalfd_siginfo*, void* loop) {
+int MainLoop::OnStopSignal(sd_event_source*, const signalfd_siginfo*, void* loop) {
     static_cast<MainLoop*>(loop)->Quit();
+    return 0;
+}
+
+int MainLoop::OnHangupSignal(sd_event_source*, const signalfd_siginfo*, void* self) {
+    auto* const loop = static_cast<MainLoop*>(self);
+    Guarded("reloading", [loop] {
+        if (loop->m_reload) loop->m_reload();
+    });
     return 0;
 }
 

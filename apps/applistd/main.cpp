@@ -1,11 +1,12 @@
 // Start order: the list is loaded, the object exported, the name owned, and only then is the
 // service manager told that the daemon is ready. Whatever is started after it finds the whole list.
 
-#include <glib.h>
 #include <systemd/sd-daemon.h>
 
+#include <chrono>
 #include <clocale>
 #include <csignal>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <new>
@@ -20,10 +21,11 @@
 #include "apps/applistd/Complain.h"
 #include "apps/applistd/Console.h"
 #include "apps/applistd/InstalledApplications.h"
+#include "apps/applistd/ItemSource.h"
+#include "apps/applistd/ItemsFile.h"
 #include "apps/applistd/MainLoop.h"
 #include "apps/applistd/Options.h"
 #include "apps/common/ClosedStreams.h"
-#include "apps/common/ItemLines.h"
 #include "bus/BusSelection.h"
 #include "bus/TransportLimits.h"
 #include "common/AppListLog.h"
@@ -45,34 +47,38 @@ void ChooseBus(const Options& options) {
     }
 }
 
-// Fills `list`, and returns what keeps it up to date from now on; nothing when a file filled it.
-std::unique_ptr<InstalledApplications> Load(const Options& options, ApplicationList& list) {
-    if (!options.itemsFile.empty()) {
-        // A malformed file throws here, before anything is on the bus.
-        list.SetOwnItems(ReadItemFile(options.itemsFile));
-        return nullptr;
-    }
-    auto applications =
-        std::make_unique<InstalledApplications>([&list](std::vector<RemoteAppListItem> all) {
-            const std::size_t installed = all.size();
-            list.SetOwnItems(std::move(all));
-            APPLIST_LOG(logging::kDebug, "%zu applications are installed now", installed);
-        });
-    list.SetOwnItems(applications->Read());
-    return applications;
+std::unique_ptr<ItemSource> SourceFor(const Options& options, ApplicationList& list) {
+    const auto publish = [&list](std::vector<RemoteAppListItem> all) {
+        list.SetOwnItems(std::move(all));
+    };
+    if (!options.itemsFile.empty()) return std::make_unique<ItemsFile>(options.itemsFile, publish);
+    return std::make_unique<InstalledApplications>(publish);
+}
+
+// The service manager compares the time with when it sent the signal, and takes the next READY=1
+// for the end of this reload.
+void Reload(ItemSource& source) {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    const std::int64_t time = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+    sd_notify(0, ("RELOADING=1\nMONOTONIC_USEC=" + std::to_string(time)).c_str());
+    source.ReadAgain();
+    sd_notify(0, "READY=1");
 }
 
 // The order of these objects matters: each uses those above it until it is destroyed.
 void Serve(const Options& options) {
     MainLoop loop;
     ApplicationList list;
-    const auto applications = Load(options, list);
+    const std::unique_ptr<ItemSource> source = SourceFor(options, list);
+    // A malformed file throws here, before anything is on the bus.
+    list.SetOwnItems(source->Read());
     LocalAppListModel service(&list);
     std::optional<Console> console;
     if (options.interactive) console.emplace(list, [&loop] { loop.Quit(); });
 
     APPLIST_LOG(logging::kInfo, "Publishing %d applications on %s", list.GetItemsCount(),
                 SelectedBus().description.c_str());
+    loop.OnHangup([&source] { Reload(*source); });
     sd_notify(0, "READY=1");
     loop.Run();
     sd_notify(0, "STOPPING=1");

@@ -22,10 +22,12 @@ class AppTest(unittest.TestCase):
         return machine
 
     def file(self, text):
-        """The path of a file that holds `text`."""
-        descriptor, path = tempfile.mkstemp(prefix="applistd-items-")
-        self.addCleanup(os.remove, path)
-        with open(descriptor, "w", encoding="utf-8", newline="") as out:
+        """The path of a file that holds `text`, in a folder where nobody else works: a daemon
+        that watches the file wakes up when names in its folder change."""
+        folder = tempfile.TemporaryDirectory(prefix="applistd-items-")
+        self.addCleanup(folder.cleanup)
+        path = os.path.join(folder.name, "items")
+        with open(path, "w", encoding="utf-8", newline="") as out:
             out.write(text)
         return path
 

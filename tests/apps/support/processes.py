@@ -119,6 +119,14 @@ class Applistd:
         """Returns the next message to the service manager."""
         return self._notifications.recv(4096).decode()
 
+    def reload(self):
+        """Asks the daemon to read its items again; returns what it says until it has."""
+        self.process.send_signal(signal.SIGHUP)
+        said = [self.next_notification()]
+        while said[-1] != "READY=1":
+            said.append(self.next_notification())
+        return said
+
     def type(self, line):
         """Writes one line to standard input."""
         self.process.stdin.write(line + "\n")
