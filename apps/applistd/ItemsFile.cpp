@@ -45,13 +45,13 @@ void ItemsFile::ReadAgain() {
     });
 }
 
-// Anew each time: by now the path may lead somewhere else.
+// Anew each time: by now the path may lead somewhere else. If that fails, the old watch is better
+// than none.
 void ItemsFile::Watch() {
     try {
-        m_watch.reset();
         m_watch = std::make_unique<FileWatch>(m_path, [this] { m_quiet.Restart(); });
     } catch (const std::system_error& error) {
-        APPLIST_LOG(logging::kError, "Changes of %s are not noticed: %s; send SIGHUP after each",
+        APPLIST_LOG(logging::kError, "Changes of %s may not be noticed: %s; send SIGHUP after each",
                     m_path.c_str(), error.what());
     }
 }

@@ -20,7 +20,7 @@ namespace applist::daemon {
 class ItemsFile : public ItemSource {
 public:
     // Follows the file at `path` from now on, or takes standard input when that is "-". When the
-    // kernel refuses to watch the file, that is logged, and changes are not noticed by themselves.
+    // kernel refuses to watch the file, that is logged, and its changes may not be noticed.
     ItemsFile(std::string path, Listener changed);
 
     // Throws InputError when the file cannot be read, or is malformed.

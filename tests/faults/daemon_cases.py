@@ -7,6 +7,7 @@ the three.
 
 import errno
 import os
+import signal
 import tempfile
 import time
 
@@ -326,6 +327,14 @@ class StallCases(DaemonCases):
 
     def __init__(self):
         super().__init__(base=(MAPS, LARGE))
+
+
+class ReloadCases(DaemonCases):
+    """While it is asked to read its items again."""
+
+    def _work(self):
+        self._daemon.process.send_signal(signal.SIGHUP)
+        super()._work()
 
 
 class BusRestartCases(DaemonCases):

@@ -10,8 +10,8 @@ import random
 import sys
 import time
 
-from daemon_cases import (BusRestartCases, DaemonCases, EntriesCases, StallCases, StartCases,
-                          StopCases)
+from daemon_cases import (BusRestartCases, DaemonCases, EntriesCases, ReloadCases, StallCases,
+                          StartCases, StopCases)
 from follower_cases import FollowerCases
 from tool_cases import ToolCases
 
@@ -22,6 +22,7 @@ PROGRAMS = {
     "applistctl": ToolCases,
     "applistd": DaemonCases,
     "applistd-entries": EntriesCases,
+    "applistd-reload": ReloadCases,
     "applistd-restart": BusRestartCases,
     "applistd-stall": StallCases,
     "applistd-start": StartCases,

@@ -21,7 +21,7 @@ torture() {
     say "seed $seed; the same again: ./dev torture '$seconds' $seed"
     fault_matrix --seed "$seed" "${limit[@]}" calls \
         applistctl applistd applistd-start applistd-entries applistd-stop applistd-stall \
-        applistd-restart follow || failed=1
+        applistd-reload applistd-restart follow || failed=1
     fault_matrix --seed "$seed" "${limit[@]}" memory \
         applistctl applistd applistd-start applistd-stop || failed=1
     build/torture/bin/torture $((${seconds:-1800} / 3)) "$seed" || failed=1
