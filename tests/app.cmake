@@ -5,11 +5,13 @@ add_executable(app_tests
     apps/applistd/ApplicationList_test.cpp
     apps/applistd/FileWatch_test.cpp
     apps/applistd/ItemsFile_test.cpp
+    apps/applistd/QuietTime_test.cpp
     apps/applistd/Successor_test.cpp
     apps/common/ItemLines_test.cpp
     apps/common/ReadText_test.cpp
     apps/common/WriteText_test.cpp
-    support/RecordingAllocator.cpp)
+    support/RecordingAllocator.cpp
+    support/TestLoop.cpp)
 target_link_libraries(app_tests PRIVATE applistd_parts test_options GTest::gmock GTest::gtest_main)
 target_link_options(app_tests PRIVATE LINKER:--wrap=inotify_init1)
 gtest_discover_tests(app_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)

@@ -6,13 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <system_error>
 
-#include "bus/SdBus.h"
+#include "support/ScratchFolder.h"
+#include "support/TestLoop.h"
 
 using applist::daemon::FileWatch;
 
@@ -28,19 +28,10 @@ constexpr uid_t kNobody = 65534;
 // finds nothing to do has heard everything.
 class AFileWatch : public ::testing::Test {
 protected:
-    AFileWatch() {
-        char name[] = "/tmp/applist-watch-XXXXXX";
-        m_folder = mkdtemp(name);
-        sd_event* loop = nullptr;
-        EXPECT_LE(0, sd_event_default(&loop));
-        m_loop.reset(loop);
-    }
-    ~AFileWatch() override { fs::remove_all(m_folder); }
-
-    fs::path In(const std::string& name) const { return m_folder / name; }
+    fs::path In(const std::string& name) const { return m_folder.In(name); }
 
     void Write(const std::string& name, const std::string& text = "x") const {
-        std::ofstream(In(name)) << text;
+        m_folder.Write(name, text);
     }
 
     // What `change` makes a watch of `path` tell, from zero: whether it is told at all.
@@ -49,13 +40,11 @@ protected:
         int told = 0;
         const FileWatch watch(path, [&told] { ++told; });
         change();
-        while (sd_event_run(m_loop.get(), 0) > 0) {
-        }
+        RunWhatIsReady();
         return told > 0;
     }
 
-    fs::path m_folder;
-    applist::UniqueEvent m_loop;
+    ScratchFolder m_folder;
 };
 
 TEST_F(AFileWatch, TellsThatTheFileWasWritten) {
@@ -86,7 +75,7 @@ TEST_F(AFileWatch, TellsThatTheFileWasMade) {
 // Who may not read a file may not watch it either.
 TEST_F(AFileWatch, TellsThatTheFileMayBeRead) {
     Write("file");
-    chmod(m_folder.c_str(), 0755);
+    chmod(m_folder.Path().c_str(), 0755);
     chmod(In("file").c_str(), 0);
     setfsuid(geteuid() == 0 ? kNobody : geteuid());
     EXPECT_TRUE(Hears(In("file"), [this] {
@@ -118,7 +107,7 @@ TEST_F(AFileWatch, SaysNothingOfOtherFilesInTheFolder) {
 
 TEST_F(AFileWatch, TellsOfAFileInTheFolderThatItWasStartedIn) {
     const fs::path before = fs::current_path();
-    fs::current_path(m_folder);
+    fs::current_path(m_folder.Path());
     Write("file");
     EXPECT_TRUE(Hears("file", [this] { Write("file", "y"); }));
     Write("new");

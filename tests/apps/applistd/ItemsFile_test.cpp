@@ -3,17 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <chrono>
-#include <cstdint>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
-#include "bus/SdBus.h"
+#include "apps/applistd/QuietTime.h"
+#include "support/ScratchFolder.h"
+#include "support/TestLoop.h"
 
 using applist::daemon::ItemsFile;
+using applist::daemon::QuietTime;
 
 namespace {
 
@@ -31,28 +29,14 @@ extern "C" int __wrap_inotify_init1(int flags) {
 
 class AFileOfItems : public ::testing::Test {
 protected:
-    AFileOfItems() {
-        char name[] = "/tmp/applist-items-XXXXXX";
-        m_folder = mkdtemp(name);
-        sd_event* loop = nullptr;
-        EXPECT_LE(0, sd_event_default(&loop));
-        m_loop.reset(loop);
-    }
-    ~AFileOfItems() override {
-        isInotifyRefused = false;
-        std::filesystem::remove_all(m_folder);
-    }
+    ~AFileOfItems() override { isInotifyRefused = false; }
 
-    std::string Path() const { return m_folder + "/items"; }
-    void Write(const std::string& text) const { std::ofstream(Path()) << text; }
+    std::string Path() const { return m_folder.In("items"); }
+    void Write(const std::string& text) const { m_folder.Write("items", text); }
 
     // The ids of the next report, or a complaint when there is none in time.
     std::vector<std::string> NextReport() {
-        using Clock = std::chrono::steady_clock;
-        const auto deadline = Clock::now() + std::chrono::seconds(30);
-        const std::uint64_t second = 1000000;
-        while (m_reports.empty() && Clock::now() < deadline) sd_event_run(m_loop.get(), second);
-        if (m_reports.empty()) return {"no report"};
+        if (!RunUntil([this] { return !m_reports.empty(); })) return {"no report"};
         const std::vector<std::string> ids = m_reports.front();
         m_reports.erase(m_reports.begin());
         return ids;
@@ -63,8 +47,7 @@ protected:
         for (RemoteAppListItem item : all) m_reports.back().push_back(item.GetUnigueId());
     }
 
-    std::string m_folder;
-    applist::UniqueEvent m_loop;
+    ScratchFolder m_folder;
     std::vector<std::vector<std::string>> m_reports;
 };
 
@@ -90,15 +73,16 @@ TEST_F(AFileOfItems, IsFollowedByTheOldWatchWhenThereCanBeNoNewOne) {
     EXPECT_EQ(std::vector<std::string>{"music"}, NextReport());
 }
 
-TEST_F(AFileOfItems, IsReportedOnceAfterChangesThatWereReadBeforeTheyWereQuiet) {
+TEST_F(AFileOfItems, IsReportedOnceWhenItWasReadBeforeItWasQuiet) {
     ItemsFile items(Path(), [this](const auto& all) { Take(all); });
     Write("Maps\tmaps\n");
-    while (sd_event_run(m_loop.get(), 0) > 0) {
-    }
+    RunWhatIsReady();
 
     items.ReadAgain();
 
-    EXPECT_EQ(std::vector<std::string>{"maps"}, NextReport());
-    Write("Music\tmusic\n");
-    EXPECT_EQ(std::vector<std::string>{"music"}, NextReport());
+    bool isQuiet = false;
+    QuietTime later([&isQuiet] { isQuiet = true; });
+    later.Restart();
+    EXPECT_TRUE(RunUntil([&isQuiet] { return isQuiet; }));
+    EXPECT_EQ(1u, m_reports.size());
 }
