@@ -3,7 +3,7 @@
 
 include(GNUInstallDirs)
 
-foreach(subject interface policy policy_rules units)
+foreach(subject activation interface policy policy_rules units)
     add_test(NAME system.${subject}
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/system/${subject}_test.py)
     set_tests_properties(system.${subject} PROPERTIES LABELS app TIMEOUT 240)
