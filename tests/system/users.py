@@ -50,7 +50,7 @@ def enter_a_world_with_them():
     """From now on this process and its children know these users. Raises what a person is to do
     where that is not possible."""
     if os.geteuid() != 0:
-        raise PermissionError("this test acts as three users: run it as root")
+        raise PermissionError("this test acts as other users: run it as root")
     libc = ctypes.CDLL(None, use_errno=True)
     if libc.unshare(_CLONE_NEWNS) != 0:
         raise PermissionError(
