@@ -7,7 +7,7 @@ from support.processes import APPLISTD
 
 _FILLED = os.environ["APPLIST_PACKAGING"]
 _SOURCE = os.environ["APPLIST_PACKAGING_SOURCE"]
-_DAEMON = os.environ["APPLIST_DAEMON"]
+DAEMON = os.environ["APPLIST_DAEMON"]
 
 POLICY = "dbus/system.d/org.tessel.Local.Applist.conf"
 INTERFACE = "dbus/interfaces/org.tessel.Local1.xml"
@@ -23,7 +23,7 @@ def text(path, daemon=APPLISTD):
     filled = os.path.join(_FILLED, path)
     with open(filled if os.path.exists(filled) else os.path.join(_SOURCE, path),
               encoding="utf-8") as file:
-        return file.read().replace(_DAEMON, daemon)
+        return file.read().replace(DAEMON, daemon)
 
 
 def xml(path):

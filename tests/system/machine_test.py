@@ -1,0 +1,33 @@
+"""The units, the activation files and the policy, installed, on a machine whose process 1 is
+systemd: what is tried there is in machine_inside.py."""
+
+import os
+import sys
+import unittest
+
+import booted
+
+KEPT = ("APPLISTD", "APPLISTCTL", "PYTHONPATH", "PYTHONDONTWRITEBYTECODE")
+
+
+class AMachineWithSystemd(unittest.TestCase):
+    def test_has_both_services_as_they_are_installed(self):
+        self.assertEqual(os.geteuid(), 0, "this test starts systemd as process 1: run it as root")
+        machine = booted.Machine(os.environ["APPLIST_BUILD"], os.environ["APPLIST_CMAKE"])
+        self.addCleanup(machine.remove)
+        inside = os.path.join(os.path.dirname(os.path.abspath(__file__)), "machine_inside.py")
+
+        try:
+            status, said = machine.run(inside, {name: os.environ[name] for name in KEPT}, 180)
+        except booted.CannotBoot as why:
+            self.skipTest(f"systemd cannot be started as process 1 of namespaces: {why}")
+
+        print(said)
+        self.assertEqual(status, 0, said)
+
+
+if __name__ == "__main__":
+    result = unittest.main(exit=False).result
+    for _, reason in result.skipped:
+        print("not tried:", reason)
+    sys.exit(77 if result.skipped else not result.wasSuccessful())
