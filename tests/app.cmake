@@ -37,3 +37,12 @@ foreach(subject command_line console desktop_entries foreign_clients lifecycle r
         PYTHONPATH=${CMAKE_CURRENT_SOURCE_DIR}/apps
         PYTHONDONTWRITEBYTECODE=1)
 endforeach()
+
+add_test(NAME apps.manual_pages
+         COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/apps/manual_pages_test.py)
+set_tests_properties(apps.manual_pages PROPERTIES LABELS app TIMEOUT 60)
+set_property(TEST apps.manual_pages PROPERTY ENVIRONMENT
+    APPLISTCTL=$<TARGET_FILE:applistctl>
+    APPLISTD=$<TARGET_FILE:applistd>
+    APPLIST_SOURCES=${PROJECT_SOURCE_DIR}
+    PYTHONDONTWRITEBYTECODE=1)
