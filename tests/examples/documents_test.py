@@ -19,7 +19,7 @@ LINK = re.compile(r"\]\((?P<target>[^)#\s]+)[^)]*\)")
 
 
 def documents(root):
-    return [root / "README.md", *sorted((root / "docs").glob("*.md"))]
+    return [*sorted(root.glob("*.md")), *sorted((root / "docs").glob("*.md"))]
 
 
 def snippet_problems(text, root):
