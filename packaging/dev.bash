@@ -15,9 +15,9 @@ build_debian() {
     export_sources "$1/applist"
     say "building in $1"
     # What a developer has set for the usual builds is none of the package's business.
-    (cd "$1/applist" && env -u CFLAGS -u CXXFLAGS -u LDFLAGS dpkg-buildpackage -us -uc -F) \
-        > "$log" 2>&1 || {
-        tail -n 40 "$log" >&2
+    (cd "$1/applist" && DEB_BUILD_OPTIONS=${DEB_BUILD_OPTIONS:-parallel=$(nproc)} \
+        env -u CFLAGS -u CXXFLAGS -u LDFLAGS dpkg-buildpackage -us -uc -F) > "$log" 2>&1 || {
+        grep -v '^\[' "$log" | tail -n 40 >&2  # without the command lines of the compiler
         fail "dpkg-buildpackage failed, see $log"
     }
     rm -r "$1/applist"
