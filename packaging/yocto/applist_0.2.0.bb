@@ -24,6 +24,7 @@ PACKAGECONFIG ??= ""
 PACKAGECONFIG[man] = "-DAPPLIST_MAN=ON,-DAPPLIST_MAN=OFF,scdoc-native"
 
 EXTRA_OECMAKE = "\
+    -DAPPLIST_EXAMPLES=OFF \
     -DAPPLIST_SYSTEM_UNIT_DIR=${systemd_system_unitdir} \
     -DAPPLIST_USER_UNIT_DIR=${systemd_user_unitdir} \
     -DAPPLIST_SYSUSERS_DIR=${nonarch_libdir}/sysusers.d \

@@ -24,7 +24,7 @@ def first(pattern, name):
 
 class TheVersion(unittest.TestCase):
     def setUp(self):
-        self.version = first(r"^project\(applist VERSION (\d+\.\d+\.\d+)", "CMakeLists.txt")
+        self.version = first(r'^#define APPLIST_VERSION "(\S+)"$', "src/applist/version.h")
 
     def test_is_that_of_the_debian_packages(self):
         self.assertEqual(first(r"^applist \((\S+)\) ", "packaging/debian/changelog"), self.version)
