@@ -26,7 +26,7 @@ set_tests_properties(system.machine PROPERTIES SKIP_RETURN_CODE 77)
 
 # The tests of the programs again, with the daemon in the sandbox of its unit.
 foreach(test applistd/command_line applistd/console applistd/desktop_entries
-             applistd/foreign_clients applistd/lifecycle)
+             applistd/foreign_clients applistd/lifecycle applistd/reload)
     get_filename_component(subject ${test} NAME)
     add_test(NAME sandboxed.applistd.${subject}
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/system/in_sandbox.py

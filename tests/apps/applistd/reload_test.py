@@ -186,8 +186,8 @@ class AHangupSignal(ReloadTest):
     def test_leaves_what_came_out_of_a_pipe(self):
         self.write(MAPS)
         with subprocess.Popen(["cat", self.items], stdout=subprocess.PIPE, text=True) as pipe:
-            self.daemon = self.start("--items", "/dev/stdin", stdin=pipe.stdout)
-        self.assert_cannot_be_read_again("/dev/stdin")
+            self.daemon = self.start("--items", "/proc/self/fd/0", stdin=pipe.stdout)
+        self.assert_cannot_be_read_again("/proc/self/fd/0")
         self.assertEqual(self.partner().all_items(), [MAPS])
 
     def test_never_waits_for_a_writer_of_a_named_pipe(self):
