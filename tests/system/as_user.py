@@ -7,6 +7,7 @@ as_user.py ADDRESS call-without-interface MEMBER
 as_user.py ADDRESS call-with-descriptor MEMBER
                                     a descriptor with a call that takes none
 as_user.py ADDRESS select ID        select an item
+as_user.py ADDRESS start            have the bus start the service
 as_user.py ADDRESS hear             say "listening", and wait for an event
 as_user.py ADDRESS channel          ask for a channel, and read the list over it
 
@@ -81,6 +82,10 @@ class Somebody:
                                        "Message", "ay", (dbus.ByteArray(request),),
                                        timeout=DEADLINE)
         return "allowed"
+
+    def start(self):
+        _, answer = self._connection.start_service_by_name(items.BUS_NAME)
+        return f"allowed {answer}"
 
     def call_without_interface(self, member):
         return self.call(None, member)

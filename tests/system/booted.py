@@ -4,6 +4,7 @@ of which nothing is kept, with what was built installed. Of this machine's units
 Needs root, namespaces, and a cgroup2 in which groups can be made.
 """
 
+import glob
 import os
 import select
 import shutil
@@ -168,11 +169,13 @@ class Machine:
         subprocess.run([cmake, "--install", self._build, "--component", "programs"], check=True,
                        env=dict(os.environ, DESTDIR=stage), stdout=subprocess.DEVNULL)
         daemon = stage + shipped.DAEMON
-        os.makedirs(os.path.dirname(daemon), exist_ok=True)
-        shutil.copy(APPLISTD, daemon)
+        if not os.path.exists(daemon):
+            os.makedirs(os.path.dirname(daemon), exist_ok=True)
+            shutil.copy(APPLISTD, daemon)
         # Where a bus looks, wherever the rest is installed.
-        _write(stage, "etc/dbus-1/system.d/org.tessel.Local.Applist.conf",
-               shipped.text(shipped.POLICY))
+        (policy,) = glob.glob(f"{stage}/**/dbus-1/system.d/*.conf", recursive=True)
+        os.makedirs(f"{stage}/etc/dbus-1/system.d")
+        shutil.copy(policy, f"{stage}/etc/dbus-1/system.d")
         entry = "[Desktop Entry]\nType=Application\nExec=sh\nName="
         _write(stage, "usr/local/share/applications/of-the-machine.desktop",
                entry + "Of the machine\n")

@@ -1,6 +1,7 @@
 """The services as systemd runs them, tried from inside: see machine_test.py."""
 
 import os
+import re
 import subprocess
 import sys
 import unittest
@@ -10,6 +11,7 @@ from support.processes import DEADLINE
 from users import MEMBER, OWNER, STRANGER
 
 APPLISTCTL = os.environ["APPLISTCTL"]
+SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 SESSION = f"unix:path=/run/user/{MEMBER.number}/bus"
 
 
@@ -152,12 +154,37 @@ class TheSystemsService(CommonTests, Service):
         self.assertEqual(self.try_as(STRANGER, "call", items.INTERFACE, "Message"), denied)
 
 
+    def test_is_started_for_a_stranger_who_asks_the_bus_for_that(self):
+        self.assertEqual(self.try_as(STRANGER, "start"), "allowed 1")
+        self.assertEqual(self.property("ActiveState"), "active")
+
+
 class TheUsersService(CommonTests, Service):
     SYSTEMCTL = ("--user",)
     BUS = ("--session",)
     VARIABLES = {"XDG_RUNTIME_DIR": f"/run/user/{MEMBER.number}",
                  "DBUS_SESSION_BUS_ADDRESS": SESSION}
     ENTRIES = ("Of the machine", "Of the user")
+
+    def without_namespaces_of_users(self):
+        """What the document says for a kernel that does not let users make them."""
+        with open(os.path.join(SOURCE, "docs/system-service.md"), encoding="utf-8") as document:
+            return re.search(r"```ini\n(\[Service\]\nPrivateUsers=no\n.*?)```", document.read(),
+                             re.DOTALL)[1]
+
+    def test_starts_without_a_namespace_of_users_when_told_so(self):
+        folder = f"/home/{MEMBER.name}/.config/systemd/user/applistd.service.d"
+        os.makedirs(folder)
+        with open(os.path.join(folder, "override.conf"), "w", encoding="utf-8") as out:
+            out.write(self.without_namespaces_of_users())
+        self.addCleanup(self.systemctl, "daemon-reload")
+        self.addCleanup(os.remove, out.name)
+        self.systemctl("daemon-reload")
+
+        self.assertIn("Of the user", self.output_of("list"))
+        self.assertEqual(os.readlink(f"/proc/{self.pid()}/ns/user"),
+                         os.readlink("/proc/self/ns/user"))
+        self.assertEqual(self.status_of_process()["Seccomp"], "2")
 
 
 def say_what_is_not_had():
