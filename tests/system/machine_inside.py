@@ -107,6 +107,15 @@ class CommonTests:
         self.assertIn("removed\tRadio\tradio", watched.stdout)
         self.assertNotIn("Radio", self.output_of("list"))
 
+    def test_goes_on_after_a_reload(self):
+        self.output_of("add", "Radio", "radio")
+        before = self.pid()
+
+        self.assertEqual(self.systemctl("reload", "applistd.service"), (0, ""))
+
+        self.assertIn("Radio", self.output_of("list"))
+        self.assertEqual((self.property("ActiveState"), self.pid()), ("active", before))
+
     def test_ends_well_when_it_is_stopped(self):
         self.output_of("list")
         self.systemctl("stop", "applistd.service")
