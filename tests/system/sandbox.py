@@ -90,9 +90,13 @@ class Sandbox:
             if self._takes(name):
                 flags |= flag
         self._has_own_users = not _may_mount()
-        if self._has_own_users:
-            self._have_own_users()
-        kernel.unshare(flags)
+        try:
+            if self._has_own_users:
+                self._have_own_users()
+            kernel.unshare(flags)
+        except PermissionError as error:
+            sys.exit(f"a sandbox takes namespaces, and none can be made here ({error}): run this as "
+                     "root with CAP_SYS_ADMIN, or on a kernel that lets users make them")
         places.begin()
 
     def _have_own_users(self):
