@@ -20,7 +20,8 @@ from users import EVERYBODY, MEMBER, OWNER
 # What a manager of either kind needs to come up and to go.
 UNITS = ("basic.target", "default.target", "exit.target", "paths.target", "shutdown.target",
          "sockets.target", "systemd-exit.service", "timers.target")
-SYSTEM_UNITS = ("final.target", "sysinit.target", "umount.target")
+SYSTEM_UNITS = ("final.target", "sysinit.target", "systemd-journald.service",
+                "systemd-journald.socket", "umount.target")
 
 BUS_SOCKET = """[Unit]
 DefaultDependencies=no
@@ -31,15 +32,32 @@ ListenStream={address}
 BUS_SERVICE = """[Unit]
 DefaultDependencies=no
 Requires=dbus.socket
+After=dbus.socket
 [Service]
-ExecStart=/usr/bin/dbus-daemon --config-file=/usr/share/dbus-1/{kind}.conf --address=systemd: \
---nofork --nopidfile --systemd-activation
+Type=notify
+Sockets=dbus.socket
+ExecStart={program}
+"""
+
+# How each bus program is started, for the system and for a user.
+BUS_PROGRAMS = {
+    "dbus-daemon": ("/usr/bin/dbus-daemon --config-file=/usr/share/dbus-1/{config}.conf "
+                    "--address=systemd: --nofork --nopidfile --systemd-activation"),
+    "dbus-broker": "/usr/bin/dbus-broker-launch --scope {scope}",
+}
+BUS_CONFIGS = {"system": "system", "user": "session"}
+
+# dbus-broker does not start without a journal; this one keeps to itself.
+JOURNAL = """[Journal]
+Storage=volatile
+Audit=no
+ReadKMsg=no
 """
 
 TRIAL = """[Unit]
 DefaultDependencies=no
-Wants=sysinit.target dbus.socket user-manager.service
-After=sysinit.target dbus.socket user-manager.service
+Wants=systemd-journald.service sysinit.target dbus.socket user-manager.service
+After=systemd-journald.service sysinit.target dbus.socket user-manager.service
 [Service]
 Type=oneshot
 {environment}
@@ -61,7 +79,7 @@ ExecStart=/bin/chown -R {member}:{member} /home/{member}
 USER_MANAGER = """[Unit]
 DefaultDependencies=no
 Requires=users.service
-After=users.service
+After=users.service systemd-journald.service
 [Service]
 Type=notify
 User={member}
@@ -149,9 +167,10 @@ def _write(folder, name, text):
 class Machine:
     """Runs one program of this machine's on the other one, as root."""
 
-    def __init__(self, build, cmake):
+    def __init__(self, build, cmake, bus_program):
         self._folder = tempfile.mkdtemp(prefix="applist-machine-")
         self._build = build
+        self._bus_program = bus_program
         for name in ("machine", "out", "stage", "units"):
             os.mkdir(self._path(name))
         self._install(cmake)
@@ -183,6 +202,7 @@ class Machine:
                entry + "Of the user\n")
         # At the end nobody waits for what the machine would still tidy up.
         _write(stage, "etc/systemd/system.conf.d/trial.conf", "[Manager]\nDefaultTimeoutStopSec=2\n")
+        _write(stage, "etc/systemd/journald.conf.d/trial.conf", JOURNAL)
         self._add_users(stage)
 
     @staticmethod
@@ -200,10 +220,10 @@ class Machine:
         os.mkdir(folder)
         for unit in UNITS:
             shutil.copy(f"/usr/lib/systemd/{scope}/{unit}", folder)
-        kind = "system" if scope == "system" else "session"
         _write(folder, "basic.target.d/bus.conf", "[Unit]\nWants=dbus.socket\nAfter=dbus.socket\n")
         _write(folder, "dbus.socket", BUS_SOCKET.format(address=address))
-        _write(folder, "dbus.service", BUS_SERVICE.format(kind=kind))
+        program = BUS_PROGRAMS[self._bus_program].format(scope=scope, config=BUS_CONFIGS[scope])
+        _write(folder, "dbus.service", BUS_SERVICE.format(program=program))
         if os.environ["APPLIST_SANITIZED"] == "ON":
             _write(folder, "applistd.service.d/sanitized.conf", SANITIZED)
 
