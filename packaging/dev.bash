@@ -2,12 +2,15 @@
 
 # shellcheck shell=bash
 
-# export_sources FOLDER: what is tracked, as it stands here, with debian/ where Debian wants it.
-export_sources() {
+# export_sources FOLDER: what is tracked, as it stands here, with debian/ where Debian wants it. Who
+# may read or write it is none of the package's business.
+export_sources() (
+    umask 022
     mkdir -p "$1"
-    git ls-files -z | tar --create --null --files-from=- | tar --extract --directory "$1"
+    git ls-files -z | tar --create --null --files-from=- --mode=go=u-w |
+        tar --extract --directory "$1"
     cp -r "$1/packaging/debian" "$1/debian"
-}
+)
 
 # build_debian FOLDER: source and binary packages in FOLDER, as anybody, wherever that is.
 build_debian() {
