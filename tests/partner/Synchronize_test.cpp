@@ -1,4 +1,5 @@
 #include "partner/PairTest.h"
+#include "partner/Replica.h"
 
 using applist::RemoteError;
 using applist::Replica;
