@@ -60,14 +60,20 @@ class ASystemBus(AppTest):
         self.bus = SystemBus()
         self.addCleanup(self.bus.remove)
 
+    def readable_file(self, text):
+        """As file(), and for every user."""
+        path = self.file(text)
+        os.chmod(os.path.dirname(path), 0o755)
+        os.chmod(path, 0o644)
+        return path
+
     def popen(self, user, *command, **more):
         return subprocess.Popen(command, cwd="/", env=dict(os.environ, HOME="/nonexistent"),
                                 **user.becoming(), **more)
 
     def serve_as(self, user):
         """The daemon; it has the name when this returns."""
-        path = self.file("".join(f"{name}\t{unique_id}\n" for name, unique_id in LIST))
-        os.chmod(path, 0o644)
+        path = self.readable_file("".join(f"{name}\t{unique_id}\n" for name, unique_id in LIST))
         daemon = self.popen(user, APPLISTD, f"--address={self.bus.address}", f"--items={path}",
                             stderr=subprocess.PIPE, text=True)
         self.addCleanup(self._end, daemon, Output(daemon.stderr))
@@ -188,8 +194,7 @@ class ADaemonOfAnotherUser(ASystemBus):
     def test_does_not_start(self):
         for user in (MEMBER, STRANGER):
             with self.subTest(user=user.name):
-                path = self.file("Maps\tmaps\n")
-                os.chmod(path, 0o644)
+                path = self.readable_file("Maps\tmaps\n")
                 daemon = self.popen(user, APPLISTD, f"--address={self.bus.address}",
                                     f"--items={path}", stderr=subprocess.PIPE, text=True)
                 _, said = daemon.communicate(timeout=DEADLINE)
