@@ -32,7 +32,7 @@ LIBRARIES = {"std", "__gnu_cxx"}
 # Of namespaces of their own, used by the programs alone.
 PROGRAMS_LIBRARIES = {"nlohmann", "CLI"}
 # Types of the system's C libraries, which are global in every program, and reserved names.
-C_TYPES = re.compile(r"sd_\w+|_?G[A-Z]\w+|__\w+|iovec|pollfd|signalfd_siginfo|stat")
+C_TYPES = re.compile(r"sd_\w+|_?G[A-Z]\w+|__\w+|inotify_event|iovec|pollfd|signalfd_siginfo|stat")
 
 DESCRIPTIONS = re.compile(
     r"^(vtable|VTT|typeinfo( name)?|guard variable|(non-)?virtual thunk"
