@@ -9,11 +9,14 @@ abi() {
     local library dump released
     [ "$(dpkg --print-architecture)" = amd64 ] || fail "the released ABI was dumped on amd64; compare there"
     build abi -DCMAKE_BUILD_TYPE=RelWithDebInfo -DAPPLIST_APPS=OFF
+    # What stands in no installed header may change.
+    quietly cmake --install build/abi --component development --prefix build/abi/installed
     for library in "${abi_libraries[@]}"; do
         dump=build/abi/libapplist-$library.abi
         released=packaging/abi/libapplist-$library.abi
         abidw --no-corpus-path --no-comp-dir-path --no-show-locs --exported-interfaces-only \
-            --headers-dir include --headers-dir src --out-file "$dump" \
+            --drop-private-types --headers-dir build/abi/installed/include/applist-1 \
+            --out-file "$dump" \
             "build/abi/libapplist-$library.so"
         if [ "${1:-}" = --update ]; then
             cp "$dump" "$released"
