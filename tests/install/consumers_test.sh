@@ -57,6 +57,8 @@ check_libraries() {
     esac
 }
 
+# The inner shell is the one that knows the bus.
+# shellcheck disable=SC2016
 run() {
     timeout 30 dbus-run-session -- bash -euo pipefail -c '
         "$0/publish" &
