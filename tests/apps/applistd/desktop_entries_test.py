@@ -2,6 +2,7 @@
 
 import itertools
 import os
+import shutil
 import unittest
 
 from support import items
@@ -201,8 +202,10 @@ class AMachineWithoutApplications(AppTest):
 
 class TheExampleApplications(AppTest):
     def names_in(self, language):
-        environment = self.machine().environment(XDG_DATA_DIRS=EXAMPLES, LANGUAGE=language)
-        self.start(environment=environment)
+        installed = self.machine()
+        # A copy, since a daemon in a sandbox does not see every place that the sources may be in.
+        data = shutil.copytree(EXAMPLES, os.path.join(installed.root, "examples"))
+        self.start(environment=installed.environment(XDG_DATA_DIRS=data, LANGUAGE=language))
         return self.partner().names()
 
     def test_are_published_on_any_machine(self):
