@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "BareBus.h"
 
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What every bare sd-bus client and service of the benchmarks begins with.
 //
 // Threads: one, whose default sd-event loop serves. Lifetime: see each function.

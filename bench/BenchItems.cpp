@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <benchmark/benchmark.h>
 
 #include "Dispatcher.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "ByHand.h"
 
 #include <cstring>

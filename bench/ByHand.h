@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Item text without streams, as a careful programmer writes it for this one text: the yardstick for
 // the item's stream operators, and what a partner in another language amounts to.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner that knows the calls and keeps no list.
 //
 // Threads: one, whose default sd-event loop it attaches to.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A direct channel against the bus: the same partner, the same service, and nobody between.
 
 #include "Channel.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What bench_channel measures, one class each: a partner over a direct channel, against the same
 // one over the bus. All are built, with their buses and services, before the first one measures: a
 // process that forks has no loop yet.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "ChildProcess.h"
 
 #include <poll.h>

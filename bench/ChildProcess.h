@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Processes that a benchmark starts and ends.
 //
 // Threads: one; a program forks before it starts any. Lifetime: a child ends with its owner, and

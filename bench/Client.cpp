@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "Client.h"
 
 #include <fcntl.h>

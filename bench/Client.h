@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner as small as one can be: one call at a time, over bare sd-bus.
 //
 // Threads: one. Lifetime: what `Use` is passed lives for the call.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Remote calls through channel and dispatcher, with nothing below and no log: what the service
 // itself adds to a call.
 

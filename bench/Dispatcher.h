@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The comparison that the reply with all items is held to.
 
 #pragma once

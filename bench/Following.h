@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner that follows a list, and the loop that it needs.
 //
 // Threads: one, whose default sd-event loop it uses. Lifetime: one at a time.

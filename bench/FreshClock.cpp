@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "FreshClock.h"
 
 #include <sys/epoll.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The start, the end and the cost of a freshness run, in one of its processes.
 //
 // Threads: the caller's default sd-event loop. Lifetime: not movable, the loop knows its address.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a freshness run's processes know in common: the schedule, and a log in shared memory of what
 // really happened when. Every time is in nanoseconds of std::chrono::steady_clock, which is the
 // same clock in all of them.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "FreshProcesses.h"
 
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The processes of a freshness run: a list that changes on schedule, and the two kinds of follower,
 // each of which logs which version of the list it can see since when.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "FreshRun.h"
 
 #include <sys/eventfd.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // One freshness run: a bus, a list that changes on schedule and a follower of it, in processes of
 // their own.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How far behind a list its followers are, while it changes or its selection moves at rates that
 // are known beforehand: the replica of a partner, and a bare follower beside it.
 //

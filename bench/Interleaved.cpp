@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "Interleaved.h"
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Two ways of doing the same thing, timed in turns within one run.
 //
 // What a machine is busy with besides changes by the second, so a ratio of two times means

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Item text: the stream operators against the same text read and written by hand.
 
 #include "ItemText.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The comparison that the item text is held to.
 
 #pragma once

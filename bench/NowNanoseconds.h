@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The clock that a benchmark's processes tell each other times of: std::chrono::steady_clock, which
 // is the same in all of them. Threads: any.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What the target's middleware supplies, without the work: sends go nowhere, and a log line costs
 // its call.
 

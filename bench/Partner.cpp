@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner's replica over a private bus: how long it takes to read the list, to write to it, and
 // to follow it, against what most would do instead.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What bench_partner measures, one class each. All are built, with their buses and services, before
 // the first one measures: a process that forks has no other threads.
 //

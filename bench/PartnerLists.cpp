@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "PartnerLists.h"
 
 #include "BareBus.h"

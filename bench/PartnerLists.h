@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The lists that a partner follows in its benchmarks, each served by LocalAppListModel on the open
 // transport, in a process of its own.
 //

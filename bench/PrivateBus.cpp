@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "PrivateBus.h"
 
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A dbus-daemon of the benchmark's own, with the session bus's configuration.
 //
 // Threads: one. Lifetime: the daemon, its socket and the folder around it go with the object.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Remote calls over a private bus and over a direct channel against the same bytes over bare
 // sd-bus, through the bus and over a pair of sockets: what a partner waits longer because the list
 // is served by this library, and shorter because nobody is between.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "Rows.h"
 
 #include <iterator>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The list as most would send it: one method that answers a(ss), a row of visible name and unique
 // id for each item, written once on sd-bus and once on GDBus, each the way its manual shows.
 //

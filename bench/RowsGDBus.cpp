@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <gio/gio.h>
 
 #include <stdexcept>

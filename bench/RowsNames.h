@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What the two services of rows call themselves on the bus. Constants: any thread.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "Services.h"
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The services of the round trip. Each serves in the calling process until it is killed, and
 // writes a byte to `readyFd` when it can be called. They throw when they cannot come up.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A value in memory that a process shares with the children that it forks later.
 //
 // Threads: any; what several processes touch at a time is atomic. Lifetime: the memory goes with

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An application list as small as one can be: a vector of items, the first one selected.
 //
 // Threads: one. Lifetime: owns the items that it was built with; those added later stay the

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "Staleness.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a freshness run comes to: how far behind its follower was, and what following cost.
 //
 // Threads: any. Lifetime: plain values.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Which way a partner talks to its service: through the bus, or over a direct channel, with nobody
 // between.
 //

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # What is installed of the libraries, in three components: `runtime`, the shared libraries;
 # `development`, all that a consumer builds with; `programs`, which apps/ adds to.
 #

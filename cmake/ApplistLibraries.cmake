@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # What a user links: applist::service or applist::partner, and applist::log. The first two bring the
 # open transport along. Leave the open transport or the open log out, and supply your own.
 #

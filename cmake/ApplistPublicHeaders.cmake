@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # What a user includes; the other headers of src/ are the project's own and are not installed.
 set(applist_public_headers
     AppList.h

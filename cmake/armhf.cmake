@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # 32-bit ARM with hardware floating point, by Debian's cross compiler (g++-arm-linux-gnueabihf).
 # What is not in that compiler comes from the folder APPLIST_SYSROOT, of the environment or the
 # cache; without one, from the machine's own armhf packages.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A complete application list in one header, to copy and to build on. It starts with the items that
 // the program gives it, and lets partners add, replace and remove.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Adds an application to the list that another process publishes, selects it, and prints the list.
 
 #include <exception>

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # demo.sh FOLDER: publishes this machine's applications on a private bus, with FOLDER/applistd. First
 # FOLDER/applistctl, the tool for people, shows and changes the list; then busctl does, a client that
 # knows nothing of this project. Every step is checked.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Shows the list that another process publishes, and every change to it, until it is told to stop.
 
 #include <systemd/sd-event.h>

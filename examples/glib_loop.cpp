@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Publishes a list from a program whose main loop is GLib's: one GSource drives the sd-event loop
 // that the transport uses, and GLib sleeps for both.
 

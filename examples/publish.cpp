@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Publishes three applications until it is told to stop.
 
 #include <systemd/sd-event.h>

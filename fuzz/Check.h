@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How a fuzz target says that something is not as it must be.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Words on the command lines of both programs: what is taken is what was typed and makes sense
 // together, and everything else is refused in words.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What applistctl prints of two lists with hostile names, and of what turned one into the other: a
 // terminal gets nothing that it would obey, and a program gets JSON that says what the list says.
 //

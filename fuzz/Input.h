@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The bytes that a fuzzer made up, taken from the front piece by piece. Once they are used up every
 // piece is empty, and every number is 0.
 //

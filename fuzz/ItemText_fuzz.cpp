@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The text of items: everything that reads it agrees with a plain reader, and everything that
 // writes it with a plain writer, whatever the bytes are.
 

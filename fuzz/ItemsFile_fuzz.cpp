@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Files of items, read one after another as applistd reads its --items: a good one becomes the
 // list, a bad one is refused with its line, and the list stays.
 

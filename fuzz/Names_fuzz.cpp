@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Names of endpoints and addresses of buses, from whatever a user or the environment gives: an
 // address says exactly what it was made from, and no value gets out of its place in it.
 //

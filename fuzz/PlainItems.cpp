@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "fuzz/PlainItems.h"
 
 #include <tuple>

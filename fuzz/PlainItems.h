@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Items read from their text in the plainest way, for targets to compare with.
 
 #pragma once

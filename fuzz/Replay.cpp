@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // In place of a fuzzer: hands each file of a folder to the target, once, in the order of the names.
 // Needs no more than a C++ compiler, so that the corpus is tried wherever the tests run.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner's copy, fed with one pair of list and selection after another by a service that may
 // send anything. In place of a list, "!" clears the copy and "=" gives it a selection alone.
 

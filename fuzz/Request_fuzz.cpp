@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // One message to a service that holds items of both kinds: any bytes at all get the reply, the
 // events and the list that the protocol says.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a partner and the application do one after another. Each step begins with a byte: one of the
 // letters in Step, or else a function of the protocol with items from a small stock, so that items
 // meet.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The service and the reference side by side: what a partner or the application does is done to
 // both, and then both must have done the same, event by event.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The five contracts between the owner of an application list and everything that shows, serves or
 // changes that list: three listeners, the item and the model.
 //

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Read by ./dev, whose functions this uses: building packages, and trying them.
 
 # shellcheck shell=bash

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # The programs: their parts by GoogleTest, the programs themselves as processes on buses of their
 # own, driven from Python.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # The open transport and the open log: their parts alone (unit), and the transport on real buses
 # (bus). Each test of the latter starts its own dbus-daemon or dbus-broker and needs no other.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # applistctl: its parts by GoogleTest, the tool itself as a person and as a script run it, driven
 # from Python, against a real applistd on a bus of its own.
 

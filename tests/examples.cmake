@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # The examples as a reader runs them, and the documents that quote them.
 
 if(APPLIST_APPS)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # The programs while something that they ask the system for fails: a sample that the seed chooses.
 # ./dev torture runs all of it.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Every header is complete by itself and quiet in a user's build.
 
 # Adds the test "headers.NAME": `source` compiles with each compiler as each standard.

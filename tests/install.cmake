@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # What was installed, as its consumers have it.
 
 if(APPLIST_OPEN_TRANSPORT AND APPLIST_OPEN_LOG)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # An archive shares its names with the program that links it: what ours define, and a program whose
 # own names are those that ours have inside.
 

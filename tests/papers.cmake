@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # What goes with the sources to whoever gets them says the same everywhere.
 
 foreach(subject licence versions)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # The partner's side. Its unit tests join a service and partners in one process, over the transport
 # in memory of support/pair-transport.
 

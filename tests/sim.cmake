@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Both ends, for real, on a bus and in a time that are simulated. See sim/main.cpp.
 
 if(APPLIST_OPEN_TRANSPORT)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # applistd as a service of the machine: the files of packaging/, with the daemon that they start, on
 # buses and in namespaces of the tests' own.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # The service alone, over the recording transport, log, model and heap of support/.
 
 applist_add_service(recording_service ${CMAKE_CURRENT_SOURCE_DIR}/support/ipc-recording)

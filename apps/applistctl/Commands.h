@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What the tool can be told to do. Each command is one function. It prints its result and returns
 // when it is done; otherwise it throws Failure, RemoteError or TransportError.
 //

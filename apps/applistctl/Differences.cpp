@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/applistctl/Differences.h"
 
 #include <algorithm>

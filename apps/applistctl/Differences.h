@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What has happened to a list, in words.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The service answers every edit in the same way, whether it carried it out or not. So each edit
 // compares the list before and after. Others may change the list meanwhile: what is looked for is
 // the effect of this edit, and never that the list is exactly as expected.

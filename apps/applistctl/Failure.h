@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How a command ends when it does not end well.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/applistctl/Host.h"
 
 namespace applist::ctl {

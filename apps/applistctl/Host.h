@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A bus on another machine, reached through ssh.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Put together by hand: the library's objects and arrays need memory to be destroyed, and end the
 // program when there is none. It writes the strings, whose bytes may be anything.
 

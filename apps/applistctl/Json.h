@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Results for programs.
 //
 // Names and ids are bytes, but JSON is Unicode: what is not UTF-8 becomes U+FFFD, and is no reason

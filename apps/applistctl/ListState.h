@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The service's list as it was at one moment, to be shown and compared.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/applistctl/Options.h"
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The tool's command line.
 
 #pragma once

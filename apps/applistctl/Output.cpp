@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/applistctl/Output.h"
 
 #include <fcntl.h>

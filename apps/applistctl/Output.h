@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Results go to stdout: as a table for a person, as lines for a pipe, as JSON if asked for.
 // Whatever else a person is told goes to stderr, one line each. Nothing is buffered: when a call
 // returns, its text has been written.

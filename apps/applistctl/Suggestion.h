@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Guesses which word somebody meant.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A list for a person's eyes.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How wide a text is on a terminal. Call UseUtf8Locale first: the process's locale decides.
 
 #pragma once

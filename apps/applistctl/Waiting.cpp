@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/applistctl/Waiting.h"
 
 #include <systemd/sd-event.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What --wait does: go on as soon as the service appears.
 //
 // Threads: the main thread, whose default sd-event loop runs meanwhile.

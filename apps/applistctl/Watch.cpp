@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Every event is the difference between the list as it was last shown and the replica as it is now.
 // So nothing is told twice, and after a restart of the service only what is really different is
 // told.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Either a result on stdout, or one line on stderr and a status that a script can test.
 
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The list that the daemon publishes: the machine's own items first, then those that others added.
 //
 // A call that names an item means that very object if it is in the list, otherwise the first item

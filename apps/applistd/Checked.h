@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What sd-event and the kernel refuse, as an exception.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What is wrong, told to whoever started the daemon.
 
 #pragma once

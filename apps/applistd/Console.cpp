@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/applistd/Console.h"
 
 #include <glib-unix.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Commands on standard input, for development: a list that can be changed from the keyboard, next
 // to what the partner does to it.
 //

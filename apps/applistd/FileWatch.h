@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Tells when a file has changed: written, replaced, removed or made; and so for each symbolic link
 // on the way to it. While folders on that way are missing, it tells when they come.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The applications installed on this machine, as its menus show them, and news about them.
 //
 // They are the desktop entries of the user and of the system ($XDG_DATA_HOME, $XDG_DATA_DIRS) that

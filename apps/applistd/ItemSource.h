@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Where the daemon's own items come from, and news about them.
 //
 // Threads: the thread of the main loop. Lifetime: reports nothing after its destruction.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The items in a file, and news about them.
 //
 // A file may be written in place, and is half-written then. So it is read again only after half a

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/applistd/MainLoop.h"
 
 #include <pthread.h>

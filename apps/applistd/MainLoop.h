@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The daemon's main loop: GLib's, because GIO reports installed applications on it, with the
 // calling thread's default sd-event loop inside, because the transport lives on that one.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The daemon's command line.
 
 #pragma once

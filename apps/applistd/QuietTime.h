@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Waits until changes pause. A file or an entry appears half-written, and an upgrade takes entries
 // away for a moment; who looked at each change would see what nobody meant.
 //

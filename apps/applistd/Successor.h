@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Which item takes the place of one that has left a list together with others.
 
 #pragma once

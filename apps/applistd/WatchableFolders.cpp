@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/applistd/WatchableFolders.h"
 
 #include <glib.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Keeps GIO from polling for desktop entries.
 //
 // GIO watches each folder of desktop entries or, while that does not exist, the closest folder

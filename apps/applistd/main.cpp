@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Start order: the list is loaded, the object exported, the name owned, and only then is the
 // service manager told that the daemon is ready. Whatever is started after it finds the whole list.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/common/ClosedStreams.h"
 
 #include <fcntl.h>

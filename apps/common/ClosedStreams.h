@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Standard streams that a program was started without.
 //
 // Threads: the main thread, before anything opens a descriptor.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reads items from a text with one item per line: visible name, TAB, unique id. Unlike the
 // protocol, which skips bad lines, this stops at the first one, because a person can mend it.
 

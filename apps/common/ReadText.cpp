@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reads from descriptors: a C++ stream may report a failed read as the end of the file.
 
 #include "apps/common/ReadText.h"

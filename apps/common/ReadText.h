@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a person gives a program to read: a file, or standard input.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/common/TellJournal.h"
 
 #include "common/AppListLog.h"

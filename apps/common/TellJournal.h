@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What ends a program, told to the journal, which would take a line on stderr for an ordinary one.
 
 #pragma once

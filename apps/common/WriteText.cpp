@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // To the descriptor: a C++ stream may forget the cause, or even that there was one.
 
 #include "apps/common/WriteText.h"

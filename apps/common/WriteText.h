@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Writes to a stream that somebody is to read: all of it, or the cause why not. Needs no memory,
 // so that it can also say that there is none.
 

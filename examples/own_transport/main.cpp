@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Publishes a list over the transport beside this file, with a log of its own. The service is
 // compiled unchanged; nothing is linked but the standard library.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # shellcheck shell=bash
 # Of ./dev: compares what the shared libraries offer to programs that were built against them with
 # what the last release offered, which stands beside this file.

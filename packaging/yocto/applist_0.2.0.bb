@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Not built: there is no bitbake where applist is developed. It was read through against the
 # documentation of the classes that it inherits. cli11 and nlohmann-json are in meta-oe.
 #

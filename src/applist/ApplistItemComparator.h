@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The predicate by which the service matches items: equal unique ids, byte for byte. Made for one
 // search with std::find_if, whose first hit counts. The service finds the items that it made itself
 // by the same rule, without asking them for copies.

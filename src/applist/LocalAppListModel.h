@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The service object: publishes an application's list to one partner process.
 //
 // It wraps the application's own model. Local reads, the selection, clicks and listeners pass

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What is done with the items that partners have added, and that the service owns.
 //
 // Threads: the service's. Lifetime: whoever has the vector owns the items in it.

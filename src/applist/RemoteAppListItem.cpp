@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "applist/RemoteAppListItem.h"
 
 #include <istream>

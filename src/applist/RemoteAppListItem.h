@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An item as it crosses the channel: a copyable record of a visible name and a unique id, with
 // operators for its text (common/ItemText.h).
 

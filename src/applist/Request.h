@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The items of a request, read in place, just as the extraction operator reads them from a stream:
 // after a line that is not an item, or at the end of the data, there are no more.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The most that partners can make the service keep.
 //
 // An addition past one of them does nothing, like any call that cannot be carried out: it is logged

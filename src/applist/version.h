@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The version of the library: of these headers, for the preprocessor, and of the code that a
 // program runs with. From 1.0.0 on they follow semantic versioning; before that, every second
 // number may change everything.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A connection to a bus that comes back by itself when the bus does.
 //
 // Threads: the main loop's, whose default sd-event loop it uses.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What the bus itself is called, and how to hear from it who comes and goes.
 
 #pragma once

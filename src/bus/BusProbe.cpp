@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "bus/BusProbe.h"
 
 #include <poll.h>

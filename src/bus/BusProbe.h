@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Questions to the bus, which handles what it gets in order. So its answer tells two things: it has
 // taken everything that was sent before, and everything that it had for us has come in.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Which bus the endpoints of this process use. Choose before the first endpoint is built; the
 // choice holds for the whole process.
 //

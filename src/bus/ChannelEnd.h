@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // One end of a direct channel: a connection over a socket whose other end is the other side's, with
 // no bus between. Its messages have neither sender nor destination.
 //

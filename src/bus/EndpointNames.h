@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The names that an endpoint and its partner use on D-Bus. They are the protocol: a partner in
 // another language knows them as text.
 

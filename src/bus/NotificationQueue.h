@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Notifications that wait for the bus to take them: in order, and bounded in number and in bytes,
 // so that a bus that stops reading cannot make this process grow.
 

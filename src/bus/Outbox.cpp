@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "bus/Outbox.h"
 
 #include <poll.h>

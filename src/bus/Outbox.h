@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What an endpoint sends over one connection: notifications and replies, in order, without ever
 // waiting for the other end, which is a bus, or a partner's end of a direct channel.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A descriptor, closed with its owner; or, in place of one, the negative errno that says why there
 // is none.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Owning pointers for what sd-bus and sd-event hand out.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Message bodies in sealed memfds: memory that both sides can read and nobody can change.
 //
 // Lifetime: a descriptor passed in stays the caller's.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What an endpoint throws when it cannot do what it was built for. The text is one line that names
 // the bus or the endpoint and the cause and, where there is something to do, what that is.
 

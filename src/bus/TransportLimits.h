@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The most that a partner or a bus can make the open transport keep, read or wait for.
 
 #pragma once

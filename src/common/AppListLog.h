@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The one way in which this project writes a log line: main buffer, tag "applist", and a prefix
 // with file, function and line in front of the message.
 //

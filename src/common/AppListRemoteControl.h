@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The numbers of the messages between service and partner. They travel as signed 32-bit integers in
 // the host's byte order, and never change.
 

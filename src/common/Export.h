@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a shared library lets out. Everything without this mark stays inside, and so can change.
 //
 // Where both ends of an endpoint are in one process, each from a shared library of its own, what

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The fence around every callback that C code calls: no exception may pass through a C frame.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The bytes of an item that do not stand for themselves in its text, and what is written for them.
 
 #pragma once

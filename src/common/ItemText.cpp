@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "common/ItemText.h"
 
 #include <algorithm>

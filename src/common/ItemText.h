@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The text in which an item crosses the channel: one line of visible name, TAB, unique id and LF.
 // Inside the two strings a backslash is written \\, TAB \t and LF \n; every other byte stands for
 // itself, NUL and bytes above 0x7F included. Items follow each other with nothing in between. An

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Makes the text of several items, one after another. At no moment does it take more than twice the
 // text's size plus one piece: a text that outgrows its room goes on in pieces, which are put
 // together once, at the end.

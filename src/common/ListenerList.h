@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The listeners of one kind that a model tells of its events.
 //
 // Lifetime: listeners are not owned; each is removed before it is destroyed. The list itself may be

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "common/PrintableText.h"
 
 #include <algorithm>

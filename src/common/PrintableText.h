@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Text from elsewhere, made safe for a terminal or a log.
 
 #pragma once

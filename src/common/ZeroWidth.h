@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Characters that take no column of their own: those that stand on another one, those that join
 // two, and those that show nothing at all.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The channel: turns a transport's raw buffers into calls on one handler object, and sends events.
 //
 // BASE_CLASS is the transport; T is the class of the handler. The channel adds exactly one thing to

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The transport: a named endpoint on D-Bus that trades byte buffers with partner processes.
 //
 // This is the open transport's declaration; src/platform implements it on sd-bus. An integrator

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Which parts of the replica are stale, and when to read them: as soon as a screen can show the
 // difference, and no more often. Only decides; others do the reading, and pass the time in.
 //

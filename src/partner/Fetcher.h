@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Keeps a replica equal to the service's list: reads when its plan says so, puts the answers into
 // the replica, and tries again after a failure.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Follows the service for a model: keeps its replica and tells its listeners, sends its writes and
 // knows what became of them.
 //

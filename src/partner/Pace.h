@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How often one kind of read may be made, so that it uses a twentieth of the time at most.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The service's list, in the partner's process: an AppListModel that a UI uses like a local one.
 //
 // Reads come from a replica and never wait. The replica is as fresh as a screen can show: after a

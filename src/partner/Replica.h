@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The copy of the service's list and selection that a partner reads from.
 //
 // It keeps the list as the text in which it came. An item only knows its line there, so that

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The items that a replica hands out. Each knows only its line in the text of the list.
 //
 // They are made in blocks, because the thousands of a list often come and go together. A block

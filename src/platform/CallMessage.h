@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What the message of a call carries, and the messages that answer it. Every function throws
 // std::bad_alloc when memory runs out.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // When the calls of a wire are executed. A call for which nobody waits is executed at once;
 // otherwise the senders take turns. So a partner waits for one call of each other, however many
 // they have sent. The loop lets the wires take turns in the same way: a call of each is executed,

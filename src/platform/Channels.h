@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The direct channels of an endpoint: connections to one partner each, on which the same object
 // answers, without the bus between.
 //

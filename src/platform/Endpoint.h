@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An endpoint on D-Bus: the name by which partners find it, who they are, the wires on which its
 // object answers, and its return after the bus went away. TesselDbusLocal.h holds the contract.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Folds the lines of a log: the first of many that are alike is written, the others are counted,
 // and once a second it is told how many there were. So nobody floods the log by causing the same
 // few lines over and over.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Calls that wait for their turn. The senders take turns, one call each, and each sender's calls
 // keep their order. What waits is bounded for each sender: one who floods is refused, and keeps
 // nobody else waiting.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A log line must never bring its writer down, nor stop it: nothing is thrown from here, nothing
 // waits for a reader, and a line that cannot be written is lost and counted.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The open log. Its lines go to the journal, with their fields, when stderr is the journal, and to
 // stderr otherwise, with control bytes made visible. The journal is told which program wrote them
 // (SYSLOG_IDENTIFIER) and the tag that they were written with (TAG).

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A line of the log, with what the journal keeps beside its text.
 
 #pragma once

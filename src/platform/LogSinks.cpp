@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/LogSinks.h"
 
 #include <signal.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Where the lines of the log go: to the journal when it reads our stderr, or else to stderr.
 //
 // Nothing waits for a reader. The journal knows a line by the name of the program that wrote it.

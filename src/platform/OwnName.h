@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Taking a name on the bus, or saying why that failed.
 
 #pragma once

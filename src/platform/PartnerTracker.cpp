@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // sd_bus_track would do most of this, but it waits for the bus when a name is added, and a bus that
 // does not answer must not hold the service up.
 

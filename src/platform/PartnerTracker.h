@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The partners that are connected, and which of them leave the bus without saying so.
 //
 // Threads: the main loop's.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The platform's log: the one operation of it that the service needs. Whoever links the service
 // supplies it, by linking applist::log or by defining it.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/ReplyRations.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How much of what waits in the bus may be for whom. Nobody can see who reads his replies: the bus
 // alone knows, and it tells only that it takes nothing more. Then everybody's share is rationed for
 // a while, so that whoever does not read needs many seconds to fill the bus again, and the others

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "ipc/TesselDbusLocal.h"
 
 #include "platform/Endpoint.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A connection on which the object of an endpoint answers: the bus's, or that of a direct channel.
 // It has its own queue of what is sent and its own calls that wait, so that one that does not drain
 // keeps no other waiting.

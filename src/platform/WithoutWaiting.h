@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Writing to a stream that this process shares with others, such as stderr, whose reader may have
 // stopped reading.
 

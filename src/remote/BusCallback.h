@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Turns a member function into a callback of sd-bus: what it throws stays on this side, and its
 // object stays alive while it runs, even if the object's owner drops it meanwhile.
 

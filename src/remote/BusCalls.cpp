@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/BusCalls.h"
 
 #include <signal.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Calls to a service over sd-bus, by bus or channel, and the answers to them.
 //
 // A body goes in the message itself, or in a file descriptor when it is large and the connection

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The calls of a partner: sent in order and answered in order, with a bounded number under way.
 //
 //            Expect            Open                 Close

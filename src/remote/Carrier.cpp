@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/Carrier.h"
 
 #include <poll.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Carries a session's calls and notifications to its service and back, one way at a time: over the
 // bus, or over a direct channel. Nobody above it has to know which.
 //

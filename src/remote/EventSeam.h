@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Where a partner changes from the notifications on the bus to those on a channel: tells which of
 // the latter it has heard already, so that each is told once. A change that is told twice would do
 // no harm, and one that is not told would be read anew; but a click is told or lost.

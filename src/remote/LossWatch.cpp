@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/LossWatch.h"
 
 #include <algorithm>

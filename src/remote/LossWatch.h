@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Whether a service can be used, and whether all of its notifications have arrived: the service's
 // count of them is compared with ours when a burst is over, and every few seconds. On a reliable
 // way, where only the service itself drops any and says so, nothing is compared and no time passes.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What can go wrong between a partner and its service. The text is one line for the user, such as
 // "Applist: <what happened>; <what to do>"; programs go by the cause.
 

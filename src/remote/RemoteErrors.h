@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Makes the RemoteErrors of one endpoint: here each cause gets its text, in one style.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How much a partner keeps and sends, and how long it waits.
 
 #pragma once

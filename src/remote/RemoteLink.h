@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner's session over sd-bus: the connection to the bus, who the service on it is, and which
 // way leads to the service.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What becomes of one message to the service.
 
 #pragma once

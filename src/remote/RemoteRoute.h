@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a partner's session needs from whatever carries its messages to the service and back. It is
 // the seam for tests: behind it is a real bus, or one that a test made.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Everything between a partner and its service that does not depend on what carries the messages:
 // calls, notifications, whether the service can be used and whether anything was lost. It knows
 // neither a bus nor a clock; the route has both.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A direct channel to a service: asks for it over the bus, opens it, has it confirmed, and notices
 // its end.
 //

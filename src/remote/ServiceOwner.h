@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Follows who owns a service's name on the bus, and has the bus start the service when nobody does.
 //
 // Lifetime: destroyed before the bus link.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/TesselDbusRemote.h"
 
 #include <algorithm>

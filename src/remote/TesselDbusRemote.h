@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The partner's end of an endpoint: finds the service on the bus, follows it through restarts of
 // either side, and trades the same byte buffers with it as ipc/TesselDbusLocal.h.
 //

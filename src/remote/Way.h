@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A way to a service: a connection, and who it is on it. On a bus it has a unique name. A direct
 // channel has nobody but the service at its other end, so its messages name neither sender nor
 // destination.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "applist/ApplistItemComparator.h"
 
 #include <gtest/gtest.h>

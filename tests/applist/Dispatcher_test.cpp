@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <new>
 #include <sstream>
 #include <stdexcept>

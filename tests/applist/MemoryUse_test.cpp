@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a call costs at its peak, above what is kept of it. A request costs three times its size at
 // most: the transport's message, the buffer that the service is handed, and one copy. A reply costs
 // twice its size: what it is made of, or the transport's message, and itself.

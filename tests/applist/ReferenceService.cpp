@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "applist/ReferenceService.h"
 
 #include <cstddef>

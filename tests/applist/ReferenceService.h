@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A second service, written from the protocol's text alone and as plainly as it can be: no streams,
 // no pointers, no classes of the first. The first must do exactly what it does, event by event.
 //

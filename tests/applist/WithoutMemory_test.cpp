@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Each function of the service with each of its allocations failing in turn: alone, with the one
 // after it, and with all that come after it. The list is as it was, and the caller is told; or all
 // of it has happened, its event included.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/applistctl/Json.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """call: one function of the protocol, as it is."""
 
 import unittest

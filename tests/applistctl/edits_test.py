@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Edits say what really happened to the list, whatever the service answered."""
 
 import os

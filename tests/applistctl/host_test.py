@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """--host: the bus of another machine. Its ssh is one of ours: it writes down how it was called and
 runs the bridge here, so that everything but the network is real."""
 

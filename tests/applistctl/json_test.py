@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """JSON as another program reads it."""
 
 import json

@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
+
 # The tool carries the partner, and nothing of the service.
 #
 # usage: linkage_test.sh NM APPLISTCTL APPLISTD

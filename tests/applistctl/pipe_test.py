@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """What comes out of a pipe: bare lines, one record each, which other programs take apart."""
 
 import unittest

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The tool on a system bus as the distribution sets it up, with one rule for the service."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A service that answers as it is told, however wrong: scripted_service.py ADDRESS [LINE...]
 
 A LINE, as an argument or on standard input, is one of

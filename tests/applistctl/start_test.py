@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A service that the bus starts when somebody asks for it."""
 
 import os

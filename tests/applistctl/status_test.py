@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Exit statuses, and the one line that goes with each that is not 0."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """What a person sees: tables, sentences, colours, and nothing that moves the cursor."""
 
 import unittest

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """applistctl as a process: in a pipe, on a terminal, and while it goes on."""
 
 import fcntl

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """watch: a line per event, at once, through whatever happens to the service and the reader."""
 
 import contextlib

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The manual pages and what the programs say of themselves name the same options and commands."""
 
 import os

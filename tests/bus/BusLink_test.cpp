@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A connection that comes back, alone: what it does when setting it up fails.
 
 #include "bus/BusLink.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Whether the bus takes what is sent to it: a bus that runs, and one that stands.
 
 #include "bus/BusProbe.h"

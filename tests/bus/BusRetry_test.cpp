@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // When a connection looks again for its bus, where the bus's location says so.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "bus/BusSelection.h"
 
 #include <gtest/gtest.h>

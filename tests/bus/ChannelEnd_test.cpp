@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "bus/ChannelEnd.h"
 
 #include <fcntl.h>

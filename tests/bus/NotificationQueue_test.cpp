@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "bus/NotificationQueue.h"
 
 #include <gtest/gtest.h>

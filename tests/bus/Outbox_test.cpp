@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How much the outbox lets the bus library keep: on a bus that stands, with the smallest send
 // buffer there is.
 

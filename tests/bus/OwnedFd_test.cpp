@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "bus/OwnedFd.h"
 
 #include <fcntl.h>

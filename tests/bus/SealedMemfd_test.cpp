@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "bus/SealedMemfd.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "common/AppListRemoteControl.h"
 
 #include <gtest/gtest.h>

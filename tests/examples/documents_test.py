@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """What the documents show is what the repository holds.
 
 A block of C++ or CMake is marked with the file that it is from, in the line before it, and stands

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The examples as processes, each on the test's own bus."""
 
 import os

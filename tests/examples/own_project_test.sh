@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Builds the project of the tutorial the way its reader does: a folder of one's own with a copy of
 # an example in it, and this repository beside them.
 #

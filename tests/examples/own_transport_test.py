@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The service over an integrator's own transport: two pipes, and no D-Bus."""
 
 import struct

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The examples that meet on a bus: what each publishes, prints and leaves behind."""
 
 import unittest

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A reader of docs/protocol.md types its programs in as they stand."""
 
 import pathlib

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The terminal sessions that the documents show, typed in on a terminal."""
 
 import os

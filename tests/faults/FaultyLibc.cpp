@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A library to be preloaded into a program, in which one occurrence of one call of libc then fails:
 // the n-th epoll_ctl with ENOMEM, the n-th allocation with none. It catches what the program calls
 // and what libsystemd and GLib call, but not what libc calls by itself.

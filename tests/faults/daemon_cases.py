@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """applistd while one of its calls fails: it goes on, comes back, or ends and says why.
 
 Whatever it answers meanwhile is true, and what is not answered is an error to the caller. A daemon

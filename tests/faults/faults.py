@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Programs in which one chosen call fails, by the library of FaultyLibc.cpp.
 
 Every errno here is one that the call's man page names and that a kernel can answer to a right call.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """examples/follow, a small partner, while one of its calls fails: it shows the list as it becomes,
 or ends and says why."""
 

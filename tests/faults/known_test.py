@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Single failures that once broke something: an answer that never came, an end without its cause."""
 
 import unittest

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Makes one call after the other of the running programs fail, and tells what goes wrong then.
 
   matrix.py [--seed N] [--seconds N] [--sample N] KIND PROGRAM…

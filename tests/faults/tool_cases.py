@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """applistctl while one of its calls fails: it does its work fully, or says what went wrong.
 
 Its service runs undisturbed; all of its items are a partner's, so that every edit can be undone.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A program under faults, from its start to its end."""
 
 import os

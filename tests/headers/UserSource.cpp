@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a header's macros and templates become in a user's source, whose warnings are stricter than
 // ours. Compiled only.
 

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Unpacks what the libraries need of Debian's packages for 32-bit ARM into a folder, from where this
 # machine gets its own packages, and without a word to dpkg.
 #

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Cross-builds the libraries for 32-bit ARM, installs them, and cross-builds the consumers from what
 # was installed. Nothing of it is run.
 #

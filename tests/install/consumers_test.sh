@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Builds somebody's programs from what was installed, in one of the ways in which that is done, and
 # runs them on a bus of their own.
 #

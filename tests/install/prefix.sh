@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Builds the libraries as they are shipped, and installs them for the consumers of the other tests.
 #
 # usage: prefix.sh SOURCE_FOLDER CMAKE GENERATOR BUILD_FOLDER PREFIX

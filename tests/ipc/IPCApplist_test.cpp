@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "ipc/IPCApplist.h"
 
 #include <gtest/gtest.h>

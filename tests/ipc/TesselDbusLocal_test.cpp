@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What the open transport's declaration promises the channel. Nothing here builds one, so that no
 // bus is needed: the channel calls these operations by slot and by overload.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "names/ForeignNames.h"
 
 #include <cstddef>

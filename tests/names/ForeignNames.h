@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A program's own types, global and with the names that the libraries and the programs use inside.
 // Each differs in layout from its namesake: were the linker to take one for the other, the heap
 // would be corrupted without a warning.

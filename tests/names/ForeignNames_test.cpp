@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The program's names stand ahead of ours, in the compiler's sight as in the linker's.
 #include "names/ForeignNames.h"
 

@@ -1,4 +1,6 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+
 """Reads the symbols of every archive: whoever links one shares its names with it.
 
 A name that is neither in namespace applist nor in the contract could be a name of the user's

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Each source file names its licence in its first lines, where tools look for it."""
 
 import os

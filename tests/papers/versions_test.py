@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """One version, and one licence, in every file that has to name it."""
 
 import hashlib

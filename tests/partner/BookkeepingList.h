@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An application's list that keeps the books on the writes that arrive: none twice, and those of
 // one connection in order. A bus promises no order between two connections, also when one partner
 // had both. A write tells by its item's name who made it, and the how many-th of theirs it is.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "partner/CauseName.h"
 
 using applist::RemoteAppListModel;

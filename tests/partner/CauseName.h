@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Causes of a partner's failures, in words. Any thread: plain values.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "partner/EditableList.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The application's own list behind a service under test: a working AppListModel that a test edits
 // like a person would, and that tells its listeners of every edit.
 //

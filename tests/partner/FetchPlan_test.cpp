@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "partner/FetchPlan.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "partner/Fetcher.h"
 
 #include <gtest/gtest.h>

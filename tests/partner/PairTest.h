@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The fixture of the partner's unit tests: an application's list, the service around it and a
 // partner's model, joined in one process by the bus in memory.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The partner tests' platform log: keeps what is of interest to an operator, and lets the traces
 // go, which would be millions of lines.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Everything at once: partners that come, write, wait and go, an application that edits its list,
 // and a bus that delays, drops, reorders and breaks. After each round all is quiet for five
 // seconds, and every replica must equal the service's list; all the time, listeners must have been

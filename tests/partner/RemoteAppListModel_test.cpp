@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "partner/PairTest.h"
 
 using applist::RemoteAppListModel;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A replica that is short of memory, gets what no service sends, or is made to do much for little.
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The fixture of the replica's tests, and the texts and sights that they share.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "partner/ReplicaTest.h"
 
 #include "support/RecordingAllocator.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "partner/Shadow.h"
 
 #include <algorithm>

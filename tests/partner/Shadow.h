@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner's view of its model, kept up to date by what it is told alone: whatever the model shows
 // and has not told of, or tells of and does not show, is wrong.
 //

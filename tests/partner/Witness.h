@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A listener of all four kinds that writes down what it is told, and may do something more.
 //
 // Threads: the model's. Lifetime: stops listening when it is destroyed, unless the model went

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What writes are made of, and what they cost.
 
 #include <functional>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Direct channels: the bus introduces, then the two talk without it.
 
 #include <poll.h>

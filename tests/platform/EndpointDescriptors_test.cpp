@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Bodies in sealed memfds. What is refused is refused before the application hears of it, and the
 // endpoint goes on; both are checked after each refusal.
 

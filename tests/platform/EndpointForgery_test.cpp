@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a stranger on the bus sends to an endpoint in the name of the bus or of the bus library: the
 // endpoint does nothing about any of it.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The limits that an application may set, each at n - 1, n and n + 1.
 
 #include "bus/TransportLimits.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
 

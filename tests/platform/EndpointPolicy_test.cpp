@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A bus that is shared by users who do not trust each other, as a system bus is: nothing is allowed
 // but what its policy lets through.
 

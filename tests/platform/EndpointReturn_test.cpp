@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A bus that dies under an endpoint, and comes again.
 
 #include "support/BusFaults.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Calls that come while a reply leaves slowly, over a bus or a partner's channel.
 
 #include <sys/resource.h>

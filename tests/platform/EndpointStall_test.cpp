@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A bus that does not drain, or a partner's channel that is not read. Every socket of the process
 // gets the smallest send buffer there is, so that little clogs it, and as little with root's rights
 // as without.

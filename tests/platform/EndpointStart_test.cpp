@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How an endpoint comes to be, or says why it cannot, and what it leaves behind.
 
 #include <sys/prctl.h>

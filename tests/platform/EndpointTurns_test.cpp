@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Partners that send much, and others who have to wait for them.
 
 #include <sys/resource.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Anything at all, in any order, from a random number generator: partners that call rightly and
 // wrongly, come and go, and a bus that stands still or is killed. A failure names the seed.
 

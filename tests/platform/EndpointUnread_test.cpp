@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Partners that read none of their replies, and others who have to be answered all the same. What
 // nobody reads waits in the bus, which takes nothing more from an endpoint for which it keeps too
 // much; or in a channel, which is nobody else's.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Each allocation of the endpoint that fails in turn: a call is executed, its notification sent and
 // its caller told; or it is not executed, and its caller told; or the connection ends, and everyone
 // is told by that.

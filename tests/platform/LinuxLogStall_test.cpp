@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A reader of stderr that stops reading. The test program itself is the one that logs: one that
 // waited would end at the test's time limit.
 

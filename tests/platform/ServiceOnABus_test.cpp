@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The service over the open transport, where the two meet: lists as long as only devices that went
 // wrong have them.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A route that keeps what it is given, under a clock that a test moves: what a partner's session
 // is tried against without a bus.
 

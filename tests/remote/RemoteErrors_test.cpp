@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/RemoteErrors.h"
 
 #include <gtest/gtest.h>

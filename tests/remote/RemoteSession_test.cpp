@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/RemoteSession.h"
 
 #include <gtest/gtest.h>

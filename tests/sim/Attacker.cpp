@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "sim/Attacker.h"
 
 #include <fcntl.h>

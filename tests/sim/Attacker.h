@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Somebody else on the bus, who may do there what everybody may, and does it at random: forges
 // signals, calls with nonsense, connects without end. Nobody may believe a word, or come to harm.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "sim/Basics.h"
 
 #include <systemd/sd-event.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What has to hold before a round means anything.
 
 #pragma once

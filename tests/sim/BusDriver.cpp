@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The object that a bus itself has: what a client calls to have a name, to hear signals, and to
 // know who else is there.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "sim/CallWatch.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Looks at the calls on their way to the service, over the bus and over direct channels, because
 // the service's list is not told who has sent what. Complains of one that could overtake another:
 // sent over a channel while a call of the same partner over the bus is not answered.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What may go wrong below a process, as chances in a thousand. All zero: a good day.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Descriptors on their way from one process to another: real ones, so that a leak shows.
 //
 // Lifetime: closes what nobody has taken.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "sim/Fiber.h"
 
 #include <cxxabi.h>

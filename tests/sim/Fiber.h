@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A thread of execution that runs until it waits, on a stack of its own, inside the only thread
 // there is. Exceptions and AddressSanitizer are told of each switch.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The descriptors of simulated processes. Each is a real one that is only a place holder: fstat,
 // fcntl, dup and /proc work as ever, and I/O on its number is the simulator's.
 

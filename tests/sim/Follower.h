@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A program that shows the service's list, in whatever way it comes to know it.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What happens in a round, line by line: written to a file on request, and summed up in a hash. Two
 // runs with the same seed must give the same bytes. Without a file only faults are counted: putting
 // the lines together takes a fifth of a round's instructions.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How the program takes the place of libc below the bus library: it defines the functions that the
 // library calls, and the dynamic linker prefers a program's definitions to everybody else's. Each
 // file Libc*.cpp defines some of them; outside of a simulated process they do what they always do.

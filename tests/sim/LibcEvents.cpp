@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Waiting: the loops of the bus library and its blocking calls. Where a process would sleep,
 // another one runs.
 

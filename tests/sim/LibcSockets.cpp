@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Sockets and the descriptors that they carry.
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Clocks, and what must not differ between two runs.
 
 #include <fcntl.h>

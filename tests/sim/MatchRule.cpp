@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "sim/MatchRule.h"
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A rule by which a client of the bus asks for messages that are not sent to it.
 
 #pragma once

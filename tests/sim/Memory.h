@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Memory that ends: the program's operator new, which fails at random while the code under test of
 // one process runs. Only allocations of ours fail, not those of the bus library.
 

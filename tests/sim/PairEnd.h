@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // One of two sockets that are connected with each other, as those of a direct channel are. What one
 // writes the other may read at once.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "sim/Partner.h"
 
 #include <utility>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A process that follows and edits the service's list: the real model over the real transport, and
 // a shadow that checks what it is told.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A simulated process and what both kinds of programs in it have in common: they start again when
 // they fail to, they are killed, and they end.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The one source of chance of a simulated round: everything that may vary is drawn from it, so a
 // seed gives one history, on every machine.
 

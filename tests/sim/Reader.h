@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner of the plainest kind, on the transport alone: it keeps a copy of the list, which it
 // reads whenever the transport says that it should, and at no other time. So what the transport
 // does not tell of, it never learns.

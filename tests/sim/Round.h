@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // One experiment: a service and its partners, edits and writes, and what goes wrong meanwhile.
 // Afterwards all is healed, and then everything must be as promised. A seed gives one round,
 // whatever came before it.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The process that owns the list: an application with a list of its own, and the real service
 // around it.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A message bus in memory: authentication, names, matches, routing with descriptors, and the errors
 // of a real one. It is what the other end of every connection in the world talks to.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "sim/Simulation.h"
 
 #include <dirent.h>

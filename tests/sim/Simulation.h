@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Many rounds, and what they amount to.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "sim/Socket.h"
 
 #include <sys/epoll.h>

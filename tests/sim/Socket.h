@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A socket of a process, as the process sees it: what has come in is read as from the kernel's,
 // faults included. Where the rest goes is its kind's business.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // One connection of a process to the bus: what is on its way, in both directions, and what breaks
 // it.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Virtual time, in microseconds since a beginning that means nothing.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a list has shown, and when: so that one can say whether what somebody else shows is true,
 // late, or was never true at all.
 

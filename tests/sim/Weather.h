@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What kind of a round it is: which faults there are in it, how often, and what is therefore
 // promised. Each round knows only some kinds, so that no kind hides what another one finds.
 

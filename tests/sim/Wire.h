@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Messages in the D-Bus wire format (little endian), as far as a bus looks into them. Written by
 // hand and not with the bus library, which is under test.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "sim/World.h"
 
 #include <algorithm>

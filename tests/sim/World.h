@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A small machine: a clock that only moves when nobody has anything to do, processes that are
 // fibers of one thread, and their connections to a bus. What a process takes from libc lands here
 // (Libc*.cpp), so the real bus library and the real transport run in it unchanged.

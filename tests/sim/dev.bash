@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Read by ./dev, whose functions this uses: rounds of the simulation, and faults for it to find.
 
 # shellcheck shell=bash

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The real service and the real partner, over the real bus library, in one process and in virtual
 // time, on a simulated bus.
 //

@@ -1,4 +1,6 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+
 """Plants faults in the sources, one at a time, and sees whether the simulation finds them.
 
     planted_faults.py list                        name|source of each, for the build

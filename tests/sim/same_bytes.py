@@ -1,4 +1,6 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+
 """Runs rounds of the simulation twice, and each of them alone: the histories must be the same.
 
     same_bytes.py SIM FOLDER

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner as a stranger would write it: plain sd-bus, on the thread's default loop, next to the
 // endpoint under test. Every call is sent without waiting, and the loop runs until its answer is
 // there, so that endpoint and client share one thread.

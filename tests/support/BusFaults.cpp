@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The linker sends the program's own calls of these functions here (--wrap).
 
 #include "support/BusFaults.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An error of sd-bus, sd-event or the kernel where the code under test calls it. What the two call
 // themselves, such as the loop when it processes a bus, goes on.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The bus tests' platform log: keeps the lines instead of writing them, so that a test can ask
 // which were written, and how often.
 //

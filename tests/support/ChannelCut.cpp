@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The linker sends the program's calls of sd_bus_send here (--wrap).
 
 #include "support/ChannelCut.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Has a service close a direct channel while it answers: a message that it sends over the channel
 // is lost, as for want of memory, and then the service gives the channel up.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/EndpointTest.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The fixture of the transport's bus tests: a private bus of each variety, and the endpoint
 // "Applist" on it. The bus is the first to come and the last to go.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/Forger.h"
 
 #include <gtest/gtest.h>

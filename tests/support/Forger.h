@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A stranger on the bus who says what only others may say: signals in the name of the bus or of a
 // service, and replies to calls that were never sent to it. With every signal of its own comes
 // the proof that the bus carries such a signal.

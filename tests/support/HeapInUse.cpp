@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/HeapInUse.h"
 
 #if defined(__SANITIZE_ADDRESS__)

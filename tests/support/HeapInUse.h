@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How much of the heap this process uses. Any thread.
 
 #pragma once

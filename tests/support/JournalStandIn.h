@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A journal for a child process: what it says to the journal's socket comes out at the test's end
 // of it, and this machine's own journal, if there is one, hears nothing.
 //

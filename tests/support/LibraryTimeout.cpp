@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The linker sends the program's calls of sd_bus_set_method_call_timeout here (--wrap).
 
 #include "support/LibraryTimeout.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How long the bus library waits for the answer to a call, cut short. Nothing else makes it give a
 // call up while a test can wait.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A program that writes one line to the platform's log, for tests that look at what arrives.
 //
 //     log_writer MINIMUM PRIORITY prefixed|plain TIMES TURNS

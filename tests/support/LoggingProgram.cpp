@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/LoggingProgram.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A program that logs, run to its end with a stderr of the test's choice; and what arrived there
 // and in the journal.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An application list as it should be: an operation that throws has changed nothing, and one that
 // changes something raises its event. It writes no journal, so that what a test counts is memory
 // of the service, and what fails is an allocation of the service or of a list like this one.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A bus of the test's own: a real dbus-daemon or dbus-broker, on a socket in a folder of its own,
 // with the limits of a session bus or with those that are built in (a system bus's).
 //

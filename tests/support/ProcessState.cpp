@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/ProcessState.h"
 
 #include <dirent.h>

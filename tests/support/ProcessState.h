@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What this process holds that could leak, as the kernel tells: descriptors, and what its loop
 // watches.
 //

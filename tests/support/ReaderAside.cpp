@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/ReaderAside.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A thread that reads a socket to its end in place of its user, who is busy: with the other end,
 // for instance, when both are in one thread. The user reads the same afterwards, from the same
 // descriptor number. Descriptors that come in are lost.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/RecordingAllocator.h"
 
 #include <malloc.h>

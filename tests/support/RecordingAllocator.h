@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The tests' heap: counts what is allocated, tells when a watched object is freed, and can run out
 // of memory on demand. It replaces the global operator new and delete of the test program, the one
 // place from which the moment of a `delete` can be seen without changing the class that is freed.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An application at the open transport: writes down which entry points were called, in order, and
 // answers as the test says.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The private parts of LocalAppListModel that no reply and no event shows.
 //
 // The language lets an explicit instantiation name a private member, and the members' exact types

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/RecordingJournal.h"
 
 #include <utility>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // One journal for everything that the service does to the world: the lines that it logs, its calls
 // on the wrapped model, what it hands to the transport, the items that it frees. One journal and
 // not four, so that a test asserts the order of all of them at once, as text:

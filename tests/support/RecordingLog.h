@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The tests' platform log: a PlatformLogPrint that enters each line into the journal, as
 // "PRIORITY FUNCTION: MESSAGE", and keeps every argument for whoever wants to look closer.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The tests' application list: a working AppListModel that enters every call into the journal.
 //
 // It finds items by unique id where a stand-in may be passed, ignores unknown ones, and falls back

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The fixture of every test that plays the partner: a LocalAppListModel around a RecordingModel,
 // over the recording transport, the recording log and the recording heap.
 //

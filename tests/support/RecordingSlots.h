@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reads the slot of a virtual operation out of a member-function pointer, the way the Itanium C++
 // ABI writes it, which every compiler for Linux follows. The slots are binary interface: whoever
 // was built against an older header calls by slot.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A folder of a test's own, which goes with everything in it.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/SilentBus.h"
 
 #include <poll.h>

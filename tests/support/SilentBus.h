@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What looks like a bus and never says a word: a socket that listens.
 //
 // Threads: any. Lifetime: the socket goes with the object, unless somebody has put another one in

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/TestFd.h"
 
 #include <fcntl.h>

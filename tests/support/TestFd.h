@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Descriptors that tests make, send and look into.
 //
 // Threads: any. Lifetime: a TestFd closes its descriptor.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/TestLoop.h"
 
 #include <sys/epoll.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The tests' share of the thread's default sd-event loop, on which endpoints and clients live.
 //
 // Threads: one. Lifetime: the loop is kept until the process ends, so that what an endpoint leaves

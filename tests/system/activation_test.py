@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A daemon that nobody has started: the first call to its name does, whoever makes it."""
 
 import os

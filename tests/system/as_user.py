@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """What somebody on a bus tries with the service. One program, as the test starts it as that user.
 
 as_user.py ADDRESS own              request the service's name

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A machine of the tests' own: systemd as process 1 of new namespaces, over a copy of this machine
 of which nothing is kept, with what was built installed. Of this machine's units none is started.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Runs a test of the programs with the sandbox of a unit around the daemon: in_sandbox.py TEST
 
 As root the whole test becomes a user without rights but those that the sandbox is set up with, which

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The description of the interface that is installed, against what the daemon says of itself."""
 
 import unittest

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """What the daemon says of itself."""
 
 import xml.etree.ElementTree as ElementTree

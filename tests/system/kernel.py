@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """What the sandbox asks of the kernel, and Python 3.11 has no words for."""
 
 import ctypes

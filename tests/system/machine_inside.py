@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The services as systemd runs them, tried from inside: see machine_test.py."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The units, the activation files and the policy, installed, on a machine whose process 1 is
 systemd: what is tried there is in machine_inside.py."""
 

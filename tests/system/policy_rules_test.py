@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The bus's policy that is installed, read: each rule by itself, and all against the daemon."""
 
 import unittest

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The policy that is installed, on a system bus with the stock policy, for the daemon's user, one of
 its group, and a stranger: who may own, call, read Serial, hear events and take a channel."""
 

@@ -1,4 +1,6 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+
 """Runs a program under what a unit says of its service, as far as that can be had without systemd:
 the program in APPLIST_SANDBOXED, with the arguments that are given, under the unit in
 APPLIST_SANDBOX_UNIT. It keeps its process number, its streams and its environment, so a test can put

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The system calls that a unit leaves a service, as filters of the kernel."""
 
 import errno

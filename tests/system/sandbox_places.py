@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The files that a unit leaves a service: everything to be read, nothing to be written, and what is
 none of its business not there."""
 

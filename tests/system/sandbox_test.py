@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The sandbox around the daemon in the tests that are named sandboxed: that it is one, and what of
 the units it does not have."""
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The files that make applistd a service of the machine, as they are installed."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The units and activation files that are installed, read by those who will: systemd, and a bus."""
 
 import os

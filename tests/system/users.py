@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Users of the tests' own: the daemon's, one of its group, and a stranger.
 
 They are in a passwd and a group file that only this process and its children see, so nothing of the

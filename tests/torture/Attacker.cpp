@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "torture/Attacker.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A stranger on the bus who means no good, in plain sd-bus. It is on no loop, so it reads nothing
 // but the answers that it waits for.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A service and a partner on a bus, to both of which everything happens that can happen to a
 // process, again and again in an order that a seed decides. After each blow the two must be equal
 // within the tests' deadline. Called with the seconds to go on for and the seed.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Read by ./dev, whose functions this uses: faults, kills and floods.
 
 # shellcheck shell=bash

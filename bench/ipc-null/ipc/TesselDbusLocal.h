@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The benchmarks' transport: meets the transport's contract and carries nothing anywhere. The
 // benchmark plays the partner by calling HandleMessage of Newest().
 //

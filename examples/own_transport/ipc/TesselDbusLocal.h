@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An integrator's own transport: frames over standard input and output, to a partner that started
 // this process with two pipes. It takes the place of the header of the same name in src/ipc.
 //

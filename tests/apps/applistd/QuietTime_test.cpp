@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/applistd/QuietTime.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """What applistd says to a wrong command line, to a wrong file and to a bus that it cannot use."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The commands that --interactive reads."""
 
 import fcntl

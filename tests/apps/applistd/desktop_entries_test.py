@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The applications of a machine as a partner sees them, while they are installed and removed."""
 
 import itertools

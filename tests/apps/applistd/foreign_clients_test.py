@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """All nine functions, driven by clients that know D-Bus and nothing of this project."""
 
 import unittest

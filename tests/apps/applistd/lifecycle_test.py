@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """applistd from ready to stop: watched, without its bus for a while, and otherwise asleep."""
 
 import fcntl

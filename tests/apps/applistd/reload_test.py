@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A file of items that changes under applistd, and SIGHUP: what is read again, and what is not."""
 
 import itertools

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/common/ItemLines.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/common/ReadText.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What ends applistd and applistctl, as the journal hears of it.
 
 #include "apps/common/TellJournal.h"

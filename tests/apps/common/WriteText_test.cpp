@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "apps/common/WriteText.h"
 
 #include <fcntl.h>

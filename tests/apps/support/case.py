@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The common part of the tests that run applistd: each has a bus of its own and a clean end."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """D-Bus clients that nobody of this project wrote, each with its own way to call and to listen.
 
 All have `call(function, payload)`, which returns the payload of the reply, and `next_event()`,

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The item text and the numbers of the protocol, written down once more from its description.
 
 Nothing here is shared with the code under test, so a mistake on either side shows.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A machine of the tests' own, as far as installed applications go."""
 
 import os

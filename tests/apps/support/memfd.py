@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Descriptors of memory, which carry what is too large for a message."""
 
 import fcntl

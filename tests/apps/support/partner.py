@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A partner on python3-dbus: calls the numbered functions and hears the notifications."""
 
 import time

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Real processes for the tests: a bus of their own, and the daemon on it.
 
 Every wait is for an event and ends, as a failure, at a deadline.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A service and a partner in one program, which chooses the bus once for both, and whose log is its
 // own.
 

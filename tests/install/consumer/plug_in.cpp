@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <exception>
 
 #include "partner/RemoteAppListModel.h"

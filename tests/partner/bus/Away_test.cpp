@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner that does not look at its loop for longer than its calls may take, as when it is busy,
 // stopped or suspended, while its bus goes away. Whatever it sends when it looks again meets a dead
 // connection, in the middle of what the bus library tells it of its overdue calls.

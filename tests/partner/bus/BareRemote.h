@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner's bare transport, for tests of what the model above it does not show.
 //
 // Threads: one. Lifetime: the caller's.

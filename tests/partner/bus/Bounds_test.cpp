@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a partner keeps, waits for and says has bounds, and it goes on when it was at one.
 
 #include "partner/bus/BareRemote.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner that is busy with other things, or is kept busy; and a bus that is away for long.
 
 #include <chrono>

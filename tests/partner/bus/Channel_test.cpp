@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner and the direct channel that its service gives, or does not give: when it is used, what
 // becomes of the calls under way when it begins and ends, and what a hostile one can do.
 

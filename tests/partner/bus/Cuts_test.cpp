@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A service closes a channel again and again, at any place among the writes of a partner: what
 // becomes of each write is told, and is true.
 

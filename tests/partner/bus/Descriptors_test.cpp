@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // When a body travels in a descriptor: from one size on, whatever the bus.
 
 #include "partner/bus/BareRemote.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner is destroyed right after a write, or from inside its own waiting; and what it may not
 // do from inside.
 

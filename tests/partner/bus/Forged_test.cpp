@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a stranger on the bus sends to a partner in the name of the bus, of the service, or of the
 // bus library: the partner does nothing about any of it.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "partner/bus/HostileService.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A service as no one of ours would be: it owns the endpoint's name, and a test says, call by call,
 // what it answers, if anything, in plain sd-bus.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Either side is killed in the middle of its work, again and again: afterwards both are equal, and
 // neither the service nor the bus is left with anything of the dead.
 

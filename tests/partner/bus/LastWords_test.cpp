@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A service is killed after it has answered over its channel, and before anybody has read that: the
 // answer counts, and nothing is known of what was not answered.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The service's name passes on: from one owner to the next without a moment in between, or to
 // nobody, with calls under way and more of them waiting.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The fixture of the partner's bus tests: a private bus, a service in a process of its own or on
 // the test's own loop, and a partner's model on that loop.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A service that has no place left for a partner, and has one later.
 
 #include "bus/TransportLimits.h"

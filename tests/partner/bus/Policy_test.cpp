@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Buses whose policy lets a partner do some of what it does, and not the rest.
 
 #include "partner/bus/BareRemote.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner and a real service, in another process, over a direct channel.
 
 #include "partner/bus/PartnerBusTest.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner that has no descriptor left for a direct channel, or no memory: it goes on over the
 // bus, says so once, and keeps nothing.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // One side of the connection as a process of its own, for tests that stop, kill or wait for it.
 // Called with "service", "partner" or "reorderer" and the bus's address, it answers each line on
 // stdin with one line on stdout.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "partner/bus/SideProcess.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A service or a partner in a process of its own, that a test talks to line by line, stops and
 // kills.
 //

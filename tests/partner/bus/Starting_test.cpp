@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A service that nobody runs, on a bus that knows how to start it. dbus-daemon starts by itself;
 // dbus-broker needs a service manager for it, and says that there is nothing to start.
 

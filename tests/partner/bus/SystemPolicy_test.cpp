@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A system bus as the distribution sets it up, with no rule but who may own and call the service:
 // neither side ever asks it for something that it refuses.
 

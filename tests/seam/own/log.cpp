@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An integrator's own log: counts the lines.
 
 #include "platform/PlatformLog.h"

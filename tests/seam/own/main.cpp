@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An integrator's program: publishes a list of its own over a transport of its own, then plays the
 // partner. Says what went wrong and fails, or says nothing.
 

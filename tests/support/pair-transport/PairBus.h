@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A bus in memory that joins one service and its partners, with a clock that stands still until a
 // test moves it. Nothing happens by itself: a test lets things happen one by one, in the order in
 // which they were sent or in one that it picks, and says what goes wrong.

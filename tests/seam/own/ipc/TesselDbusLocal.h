@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An integrator's own transport, as unlike the open one as the contract allows: all of it stands in
 // the header, its handlers have bodies, and a program is its bus.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The tests' transport: meets the transport's contract, has no bus, and enters what the service
 // asks of it into the journal. A test plays the partner through the three entry points of Newest().
 //

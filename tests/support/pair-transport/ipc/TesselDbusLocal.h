@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The service's transport in memory: messages and notifications go to partners in this process,
 // over the bus of PairBus.h.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/RemoteLink.h"
 
 #include <cstring>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A partner's session over the bus in memory: what is on its way in both directions, and when it
 // arrives. Stands in for the link over sd-bus, and for nothing above it.
 //
