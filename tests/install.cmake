@@ -17,4 +17,8 @@ if(APPLIST_OPEN_TRANSPORT AND APPLIST_OPEN_LOG)
         set_tests_properties(install.${way} PROPERTIES
             LABELS install TIMEOUT 240 FIXTURES_REQUIRED installed)
     endforeach()
+    add_test(NAME install.hardening
+             COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/hardening_test.sh ${installed}/prefix)
+    set_tests_properties(install.hardening PROPERTIES
+        LABELS install TIMEOUT 30 FIXTURES_REQUIRED installed)
 endif()
