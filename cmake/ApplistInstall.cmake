@@ -40,7 +40,7 @@ function(applist_add_installed part)
         set(name applist_${part}_${variety})
         applist_describe(${name} applist-${part})
         set_target_properties(${name} PROPERTIES EXPORT_NAME ${part}_${variety})
-        target_link_libraries(${name} PUBLIC PkgConfig::APPLIST_SYSTEMD)
+        target_link_libraries(${name} PUBLIC PkgConfig::APPLIST_SYSTEMD PRIVATE Threads::Threads)
     endforeach()
     set_target_properties(applist_${part}_shared PROPERTIES
         VERSION ${PROJECT_VERSION} SOVERSION 0 LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
@@ -66,6 +66,7 @@ applist_add_installed(partner applist_common applist_bus applist_remote_core app
 
 add_library(applist_log_static STATIC $<TARGET_OBJECTS:applist_common> $<TARGET_OBJECTS:applist_log>)
 applist_describe(applist_log_static applist-log)
+target_link_libraries(applist_log_static PRIVATE Threads::Threads)
 set_target_properties(applist_log_static PROPERTIES EXPORT_NAME log)
 install(TARGETS applist_log_static EXPORT applist-static
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
