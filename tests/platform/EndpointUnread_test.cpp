@@ -34,6 +34,22 @@ protected:
         }
     }
 
+    // How many of `count` calls in a row are answered with an error, which says why.
+    int RefusedOf(BusClient& client, int count) {
+        std::vector<BusClient::PendingAnswer> answers;
+        for (int number = 0; number < count; ++number) {
+            answers.push_back(client.StartFd(MemfdOf("a descriptor").Get()));
+        }
+        int refused = 0;
+        for (const BusClient::PendingAnswer& answer : answers) {
+            const std::string error = client.Wait(answer).error;
+            if (error.empty()) continue;
+            EXPECT_EQ(kLimitsExceeded, error);
+            ++refused;
+        }
+        return refused;
+    }
+
     void AskForMuch(BusClient& client, int count) {
         for (int number = 0; number < count; ++number) {
             client.Start("Message", "much");
@@ -96,19 +112,17 @@ TEST_P(AnEndpointWhoseRepliesAreNotRead, RationsLargeRepliesForAWhileWhenTheBusW
     AskForDescriptors(*m_deaf, 400);
     TimeToAnAnswer(*m_other);
 
-    std::vector<BusClient::PendingAnswer> answers;
-    for (int number = 0; number < 20; ++number) {
-        answers.push_back(m_other->StartFd(MemfdOf("a descriptor").Get()));
-    }
-    std::vector<std::string> errors;
-    for (const BusClient::PendingAnswer& answer : answers) {
-        if (!m_other->Wait(answer).error.empty()) errors.push_back(answer->error);
-    }
-
+    // Eight, and eight more whenever the bus has confirmed what was sent: on a machine that is busy
+    // it may do so between two of the calls. Each that tries has a ration of its own.
+    std::unique_ptr<BusClient> greedy;
+    EXPECT_TRUE(RunUntil([&] {
+        greedy = NewClient();
+        const int refused = RefusedOf(*greedy, 20);
+        EXPECT_LE(refused, 12);
+        return (refused > 0) == WasStuck();
+    })) << WholeLog();
     EXPECT_EQ(WasStuck(), NameOf(GetParam()) == "DbusDaemonWithBuiltInLimits") << WholeLog();
-    EXPECT_EQ(WasStuck() ? Strings(12, kLimitsExceeded) : Strings(), errors);
-    EXPECT_TRUE(
-        RunUntil([this] { return m_other->MessageFd(MemfdOf("more").Get()).error.empty(); }));
+    EXPECT_TRUE(RunUntil([&] { return greedy->MessageFd(MemfdOf("more").Get()).error.empty(); }));
 }
 
 TEST_P(AnEndpointWhoseRepliesAreNotRead, SaysOnceThatTheBusWasStuckAndWhoGotMost) {
