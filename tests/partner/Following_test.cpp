@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 
+#include <algorithm>
+
 #include "partner/PairTest.h"
 #include "partner/Replica.h"
 

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 
+#include <algorithm>
+
 #include "partner/ReplicaTest.h"
 
 #include "support/RecordingAllocator.h"

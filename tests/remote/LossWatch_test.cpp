@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "remote/RemoteLimits.h"
 
 using applist::LossWatch;

@@ -2,6 +2,7 @@
 
 #include "sim/FileTable.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "sim/World.h"

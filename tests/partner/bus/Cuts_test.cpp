@@ -3,6 +3,7 @@
 // A service closes a channel again and again, at any place among the writes of a partner: what
 // becomes of each write is told, and is true.
 
+#include <algorithm>
 #include <random>
 
 #include "partner/bus/BareRemote.h"
