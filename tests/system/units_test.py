@@ -10,6 +10,7 @@ import tempfile
 import unittest
 
 import shipped
+import this_systemd
 from support.items import BUS_NAME
 from support.processes import DEADLINE, run_applistd
 
@@ -29,10 +30,6 @@ def analyze(*arguments):
     variables = dict(os.environ, XDG_RUNTIME_DIR=tempfile.gettempdir())
     return subprocess.run(["systemd-analyze", "--no-pager", *arguments], capture_output=True,
                           text=True, timeout=DEADLINE, check=False, env=variables)
-
-
-def systemd_version():
-    return int(re.search(r"systemd (\d+)", analyze("--version").stdout)[1])
 
 
 def limits(command):
@@ -90,7 +87,7 @@ class AUnit(unittest.TestCase):
     def test_tells_systemd_of_a_reload_where_systemd_listens(self):
         for scope in UNITS:
             with self.subTest(scope=scope):
-                listens = systemd_version() >= 253
+                listens = this_systemd.version() >= 253
                 names = [name for name, _ in shipped.settings(UNITS[scope], "Service")]
 
                 self.assertEqual(self.setting(scope, "Type"), "notify-reload" if listens else "notify")
