@@ -13,7 +13,13 @@ include(GNUInstallDirs)
 set(applist_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/applist-1)
 set(applist_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/applist)
 
-# The same two folders as pkg-config writes them: below the prefix, unless they are elsewhere.
+# The prefix as pkg-config writes it: from where the .pc file lies, so that it may be moved along
+# with the rest. The same two folders: below the prefix, unless they are elsewhere.
+set(applist_pc_prefix ${CMAKE_INSTALL_PREFIX})
+if(NOT IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
+    file(RELATIVE_PATH up ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+    string(REGEX REPLACE "/$" "" applist_pc_prefix "\${pcfiledir}/${up}")
+endif()
 set(applist_pc_libdir ${CMAKE_INSTALL_LIBDIR})
 set(applist_pc_includedir ${applist_include_dir})
 foreach(folder IN ITEMS applist_pc_libdir applist_pc_includedir)
@@ -42,6 +48,8 @@ function(applist_add_installed part)
         set_target_properties(${name} PROPERTIES EXPORT_NAME ${part}_${variety})
         target_link_libraries(${name} PUBLIC PkgConfig::APPLIST_SYSTEMD PRIVATE Threads::Threads)
     endforeach()
+    # The second number is another one when programs have to be built anew (./dev abi says so), and
+    # then the names of the packages are others, too.
     set_target_properties(applist_${part}_shared PROPERTIES
         VERSION ${PROJECT_VERSION} SOVERSION 0 LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
     target_link_options(applist_${part}_shared PRIVATE
@@ -87,7 +95,8 @@ foreach(variety shared static)
             COMPONENT development)
 endforeach()
 configure_package_config_file(cmake/applist-config.cmake.in applist-config.cmake
-                              INSTALL_DESTINATION ${applist_package_dir})
+                              INSTALL_DESTINATION ${applist_package_dir}
+                              PATH_VARS CMAKE_INSTALL_LIBDIR)
 # Before 1.0 every second number may change everything.
 write_basic_package_version_file(applist-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/applist-config.cmake

@@ -28,6 +28,16 @@ with_cmake() {
     "$cmake" --build "$scratch/bin" > "$scratch/log" 2>&1 || fail 'does not build'
 }
 
+# without_others KIND PATTERN: only the libraries of a kind are there, not those of the pattern.
+without_others() {
+    cp -r "$prefix" "$scratch/prefix"
+    # shellcheck disable=SC2086  # it is a pattern
+    rm "$scratch"/prefix/lib/$2
+    "$cmake" -S "$root/tests/install/consumer_of_one_kind" -B "$scratch/kind" -G "$generator" \
+        -DKIND="$1" -DCMAKE_PREFIX_PATH="$scratch/prefix" "${@:3}" > "$scratch/log" 2>&1 ||
+        fail "the $1 libraries alone are not found"
+}
+
 # with_pkg_config OPTION…: what a line in somebody's makefile does.
 with_pkg_config() {
     local consumer=$root/tests/install/consumer flags
@@ -76,14 +86,19 @@ run() {
 }
 
 case $way in
-    cmake-shared) with_cmake ;;
-    cmake-static) with_cmake -Dapplist_USE_STATIC_LIBS=ON ;;
+    cmake-shared)
+        with_cmake
+        without_others shared '*.a'
+        ;;
+    cmake-static)
+        with_cmake -Dapplist_USE_STATIC_LIBS=ON
+        without_others static '*.so*' -Dapplist_USE_STATIC_LIBS=ON
+        ;;
     pkg-config) with_pkg_config ;;
     pkg-config-static)
         # The linker takes a shared library wherever there is one.
         cp -r "$prefix" "$scratch/prefix"
         rm "$scratch"/prefix/lib/*.so*
-        sed -i "s|^prefix=.*|prefix=$scratch/prefix|" "$scratch"/prefix/lib/pkgconfig/*.pc
         prefix=$scratch/prefix
         with_pkg_config --static
         ;;
