@@ -8,20 +8,21 @@
 set -euo pipefail
 
 count=0
-for library in "$1"/lib/libapplist-*.so.*.*; do
+for file in "$1"/lib/libapplist-*.so.*.* "$1"/bin/*; do
     lacks() {
-        printf 'hardening: %s lacks %s\n' "${library##*/}" "$1" >&2
+        printf 'hardening: %s lacks %s\n' "${file##*/}" "$1" >&2
         exit 1
     }
-    parts=$(readelf --wide --program-headers --dynamic --dyn-syms "$library")
+    parts=$(readelf --wide --file-header --program-headers --dynamic --dyn-syms "$file")
+    grep -q 'Type: *DYN' <<< "$parts" || lacks 'a place of its own in memory each time'
     grep -q GNU_RELRO <<< "$parts" || lacks 'tables that are read-only once it is loaded'
     grep -q BIND_NOW <<< "$parts" || lacks 'functions that are looked up when it is loaded'
     grep -q __stack_chk_fail <<< "$parts" || lacks 'guarded stacks'
     grep -q '_chk@' <<< "$parts" || lacks 'functions that know the size of their buffer'
     count=$((count + 1))
 done
-[ "$count" -eq 2 ] || {
-    printf 'hardening: %d libraries instead of 2\n' "$count" >&2
+[ "$count" -eq 3 ] || {
+    printf 'hardening: %d files instead of 3\n' "$count" >&2
     exit 1
 }
-printf 'hardening: %d libraries have all of it\n' "$count"
+printf 'hardening: %d files have all of it\n' "$count"
