@@ -24,7 +24,7 @@ abi() {
             cp "$dump" "$released"
         else
             abidiff "$released" "$dump" ||
-                fail "libapplist-$library offers something else than the last release; when that is meant, raise its version and run: ./dev abi --update"
+                fail "libapplist-$library offers something else than the last release; when that is meant, run: ./dev abi --update; if something was taken away or changed, raise SOVERSION and rename the packages, too"
         fi
     done
     say "the ABI is that of the last release"

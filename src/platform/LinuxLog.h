@@ -7,8 +7,8 @@
 // Which lines: the errors, and in the journal also what an operator may want to see. APPLIST_LOG in
 // the environment, set to debug, info or error, says otherwise; it is read at the first line.
 //
-// A reader that stops reading never stops the
-// program: lines are lost then, and the next one that can be written is preceded by their number.
+// A reader that stops reading never stops the program: lines are lost then, and the next one that
+// can be written is preceded by their number.
 //
 // Of a line that comes again and again the first is written. The others are counted, each second
 // anew, and their number is told by a line such as "41 times more: LINE": before the next line of
