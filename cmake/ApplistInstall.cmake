@@ -46,7 +46,8 @@ function(applist_add_installed part)
         set(name applist_${part}_${variety})
         applist_describe(${name} applist-${part})
         set_target_properties(${name} PROPERTIES EXPORT_NAME ${part}_${variety})
-        target_link_libraries(${name} PUBLIC PkgConfig::APPLIST_SYSTEMD PRIVATE Threads::Threads)
+        target_link_libraries(${name} PUBLIC PkgConfig::APPLIST_SYSTEMD
+                                              PRIVATE ${applist_threads})
     endforeach()
     # The second number is another one when programs have to be built anew (./dev abi says so), and
     # then the names of the packages are others, too.
@@ -74,7 +75,7 @@ applist_add_installed(partner applist_common applist_bus applist_remote_core app
 
 add_library(applist_log_static STATIC $<TARGET_OBJECTS:applist_common> $<TARGET_OBJECTS:applist_log>)
 applist_describe(applist_log_static applist-log)
-target_link_libraries(applist_log_static PRIVATE Threads::Threads)
+target_link_libraries(applist_log_static PRIVATE ${applist_threads})
 set_target_properties(applist_log_static PROPERTIES EXPORT_NAME log)
 install(TARGETS applist_log_static EXPORT applist-static
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)

@@ -66,10 +66,8 @@ applist_add_library(applist_remote_core
 target_link_libraries(applist_remote_core PUBLIC applist_common)
 
 # Signals are held back from one thread, and the C library has a library of its own for that before
-# glibc 2.32.
-if(APPLIST_OPEN_TRANSPORT OR APPLIST_OPEN_LOG)
-    find_package(Threads REQUIRED)
-endif()
+# glibc 2.32. Not by find_package(Threads), which leaves its findings in the cache.
+set(applist_threads -pthread)
 
 # The oldest that has all that is called.
 set(applist_systemd_version 247)
@@ -88,7 +86,7 @@ if(APPLIST_OPEN_LOG)
         platform/LinuxLog.cpp
         platform/LogSinks.cpp
         platform/WithoutWaiting.cpp)
-    target_link_libraries(applist_log PUBLIC applist_common Threads::Threads)
+    target_link_libraries(applist_log PUBLIC applist_common ${applist_threads})
     add_library(applist::log ALIAS applist_log)
 endif()
 
@@ -131,7 +129,7 @@ if(APPLIST_OPEN_TRANSPORT)
         remote/ServiceOwner.cpp
         remote/TesselDbusRemote.cpp)
     target_link_libraries(applist_remote PUBLIC applist_remote_core applist_bus
-                                                PkgConfig::APPLIST_SYSTEMD Threads::Threads)
+                                                PkgConfig::APPLIST_SYSTEMD ${applist_threads})
     applist_add_partner(applist_partner)
     target_link_libraries(applist_partner PUBLIC applist_remote)
     add_library(applist::partner ALIAS applist_partner)
