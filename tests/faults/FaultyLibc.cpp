@@ -226,8 +226,17 @@ FAULTY(kConnect, int, connect, (int fd, const void* address, socklen_t size), (f
 FAULTY(kDup, int, dup, (int fd), (fd))
 FAULTY(kDup, int, dup2, (int fd, int to), (fd, to))
 FAULTY(kEpollCreate1, int, epoll_create1, (int flags), (flags))
-FAULTY(kEpollCtl, int, epoll_ctl, (int epoll, int what, int fd, struct epoll_event* event),
-       (epoll, what, fd, event))
+
+// Watching one thing less takes no memory, so the kernel never refuses it. libsystemd counts on
+// that: what happens later would go to an owner that is gone, and it ends the program.
+extern "C" int faulty_epoll_ctl(int epoll, int what, int fd,
+                                struct epoll_event* event) __asm__("epoll_ctl");
+extern "C" int faulty_epoll_ctl(int epoll, int what, int fd, struct epoll_event* event) {
+    static int (*next)(int, int, int, struct epoll_event*) = nullptr;
+    if (what != EPOLL_CTL_DEL && Fails(kEpollCtl)) return -1;
+    return Next(next, "epoll_ctl")(epoll, what, fd, event);
+}
+
 FAULTY(kEpollWait, int, epoll_wait, (int epoll, struct epoll_event* events, int size, int time),
        (epoll, events, size, time))
 FAULTY(kEventfd, int, eventfd, (unsigned count, int flags), (count, flags))
