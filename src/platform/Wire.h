@@ -5,8 +5,9 @@
 // keeps no other waiting.
 //
 // A call is executed only while nothing waits to be sent, so that replies cannot pile up in this
-// process, however fast a partner calls and however slowly it reads. Everything that its answer
-// needs and that may be lacking is made before: what has been executed can be answered.
+// process, however fast a partner calls and however slowly it reads. Its answer and its descriptors
+// are made before: what has been executed is answered, or the connection ends, and never with an
+// error that says it was not.
 //
 // Threads: the main loop's. Lifetime: goes before its endpoint, and after its last callback.
 
