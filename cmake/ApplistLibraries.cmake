@@ -11,10 +11,12 @@ set(applist_roots ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
 
 # An archive of some of the sources under src/, with what every user's build needs and no more: the
 # warnings, the build type and the standard are set for our own build alone, in CMakeLists.txt.
+# Whoever takes this project in calls these functions from a project, and a scope, of their own.
 function(applist_add_library name)
-    list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/src/)
+    list(TRANSFORM ARGN PREPEND ${applist_SOURCE_DIR}/src/)
     add_library(${name} STATIC ${ARGN})
-    target_include_directories(${name} PUBLIC ${applist_roots})
+    target_include_directories(${name} PUBLIC ${applist_SOURCE_DIR}/include
+                                              ${applist_SOURCE_DIR}/src)
     target_compile_features(${name} PUBLIC cxx_std_17)
     target_compile_definitions(${name} PRIVATE _FILE_OFFSET_BITS=64)
     # A plug-in may be made of them, and what is not marked APPLIST_EXPORT is nobody's business.
