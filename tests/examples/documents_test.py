@@ -12,11 +12,10 @@ import re
 import tempfile
 import unittest
 
+from blocks import FENCE, origin
+
 ROOT = pathlib.Path(os.environ["APPLIST_SOURCES"])
 
-FENCE = re.compile(r"(?:^(?P<mark>[^\n]*)\n)?^```(?P<language>\w*)\n(?P<text>.*?)^```$",
-                   re.M | re.S)
-MARK = re.compile(r"<!-- from (?P<file>\S+) -->")
 LINK = re.compile(r"\]\((?P<target>[^)#\s]+)[^)]*\)")
 
 
@@ -31,13 +30,13 @@ def snippet_problems(text, root):
         if block["language"] not in ("cpp", "cmake"):
             continue
         first = block["text"].partition("\n")[0]
-        mark = MARK.fullmatch(block["mark"] or "")
-        if mark is None:
+        file = origin(block)
+        if file is None:
             problems.append(f"the block {first!r} does not say which file it is from")
-        elif not (root / mark["file"]).is_file():
-            problems.append(f"the block {first!r} is from {mark['file']}, which is not there")
-        elif "\n" + block["text"] not in "\n" + (root / mark["file"]).read_text(encoding="utf-8"):
-            problems.append(f"the block {first!r} is not what stands in {mark['file']}")
+        elif not (root / file).is_file():
+            problems.append(f"the block {first!r} is from {file}, which is not there")
+        elif "\n" + block["text"] not in "\n" + (root / file).read_text(encoding="utf-8"):
+            problems.append(f"the block {first!r} is not what stands in {file}")
     return problems
 
 

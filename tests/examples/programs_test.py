@@ -2,6 +2,7 @@
 
 """The examples that meet on a bus: what each publishes, prints and leaves behind."""
 
+import signal
 import unittest
 
 from example_case import ExampleTest, program
@@ -77,6 +78,30 @@ class Publish(Publishing, ExampleTest):
 
 class GlibLoop(Publishing, ExampleTest):
     name = "glib_loop"
+
+
+class PollLoop(Publishing, ExampleTest):
+    name = "poll_loop"
+
+    def test_selects_the_next_item_at_its_key_and_the_first_after_the_last(self):
+        for selected in ("music", "phone", "maps"):
+            self.service.send_signal(signal.SIGUSR1)
+            self.ui.wait_for_event(items.ITEM_SELECTION)
+            self.assertEqual(self.ui.selected_id(), selected)
+
+
+class Next(ExampleTest):
+    def test_selects_the_next_item_and_the_first_after_the_last(self):
+        self.publish()
+        ui = self.partner()
+        for name in ("Music", "Phone", "Maps"):
+            self.assertEqual(self.run_to_end(program("next")), (name + "\n", ""))
+            self.assertEqual(ui.selected_id(), name.lower())
+
+    def test_fails_where_there_is_nothing_to_select(self):
+        self.publish()
+        self.partner().call(items.REMOVE_ALL_ITEMS)
+        self.assertEqual(self.run_to_end(program("next"), status=1)[0], "")
 
 
 class Add(ExampleTest):

@@ -36,9 +36,9 @@ class Output:
                 self._lines.put(line.rstrip("\n"))
         self._lines.put(None)
 
-    def wait_for(self, text):
+    def wait_for(self, text, within=DEADLINE):
         """Returns the next line that contains `text`."""
-        end = time.monotonic() + DEADLINE
+        end = time.monotonic() + within
         while True:
             try:
                 line = self._lines.get(timeout=max(0.0, end - time.monotonic()))
