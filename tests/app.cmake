@@ -47,4 +47,22 @@ set_property(TEST apps.manual_pages PROPERTY ENVIRONMENT
     APPLISTCTL=$<TARGET_FILE:applistctl>
     APPLISTD=$<TARGET_FILE:applistd>
     APPLIST_SOURCES=${PROJECT_SOURCE_DIR}
+    PYTHONPATH=${CMAKE_CURRENT_SOURCE_DIR}/apps
     PYTHONDONTWRITEBYTECODE=1)
+
+# As they are installed, in real shells.
+foreach(shell Bash Zsh Fish)
+    string(TOLOWER ${shell} name)
+    add_test(NAME apps.completions.${name}
+             COMMAND ${APPLIST_PYTHON}
+                     ${CMAKE_CURRENT_SOURCE_DIR}/completions/completions_test.py In${shell})
+    set_tests_properties(apps.completions.${name} PROPERTIES LABELS app TIMEOUT 300)
+    set_property(TEST apps.completions.${name} PROPERTY ENVIRONMENT
+        APPLISTCTL=$<TARGET_FILE:applistctl>
+        APPLISTD=$<TARGET_FILE:applistd>
+        APPLIST_CMAKE=${CMAKE_COMMAND}
+        APPLIST_COMPLETIONS=${PROJECT_BINARY_DIR}/packaging/completions
+        APPLIST_SOURCES=${PROJECT_SOURCE_DIR}
+        PYTHONPATH=${CMAKE_CURRENT_SOURCE_DIR}/apps
+        PYTHONDONTWRITEBYTECODE=1)
+endforeach()

@@ -36,9 +36,17 @@ PACKAGES =+ "libapplist-service libapplist-partner applistd applistctl"
 
 FILES:libapplist-service = "${libdir}/libapplist-service.so.*"
 FILES:libapplist-partner = "${libdir}/libapplist-partner.so.*"
-FILES:applistctl = "${bindir}/applistctl"
+FILES:applistctl = "\
+    ${bindir}/applistctl \
+    ${datadir}/bash-completion/completions/applistctl \
+    ${datadir}/fish/vendor_completions.d/applistctl.fish \
+    ${datadir}/zsh/site-functions/_applistctl \
+"
 FILES:applistd = "\
     ${bindir}/applistd \
+    ${datadir}/bash-completion/completions/applistd \
+    ${datadir}/fish/vendor_completions.d/applistd.fish \
+    ${datadir}/zsh/site-functions/_applistd \
     ${datadir}/dbus-1 \
     ${nonarch_libdir}/sysusers.d \
     ${systemd_system_unitdir} \

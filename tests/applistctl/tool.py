@@ -2,22 +2,17 @@
 
 """applistctl as a process: in a pipe, on a terminal, and while it goes on."""
 
-import fcntl
 import os
-import pty
-import select
 import signal
-import struct
 import subprocess
 import sys
 import tempfile
-import termios
-import time
 from typing import NamedTuple
 
 from support import items
 from support.case import AppTest
 from support.processes import APPLISTD, DEADLINE, Output
+from support.terminal import Terminal
 
 APPLISTCTL = os.environ["APPLISTCTL"]
 
@@ -39,52 +34,6 @@ class Result(NamedTuple):
     status: int
     out: bytes
     err: str
-
-
-class Terminal:
-    """The tool in a session of its own that this terminal controls, with all streams on it."""
-
-    def __init__(self, arguments, variables, columns):
-        self._seen = b""
-        self._master, slave = pty.openpty()
-        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
-        self.process = subprocess.Popen([APPLISTCTL, *arguments], env=variables, stdin=slave,
-                                        stdout=slave, stderr=slave, start_new_session=True,
-                                        preexec_fn=self._take_control)
-        os.close(slave)
-
-    @staticmethod
-    def _take_control():
-        fcntl.ioctl(0, termios.TIOCSCTTY, 0)
-
-    def _read(self, end):
-        """Takes in what comes next; False when everybody has left the terminal."""
-        ready, _, _ = select.select([self._master], [], [], max(0.0, end - time.monotonic()))
-        if not ready:
-            raise AssertionError(f"nothing more within {DEADLINE} s; there was {self._seen!r}")
-        try:
-            read = os.read(self._master, 65536)
-        except OSError:
-            read = b""
-        self._seen += read
-        return bool(read)
-
-    def wait_for(self, text):
-        end = time.monotonic() + DEADLINE
-        while text not in self._seen:
-            if not self._read(end):
-                raise AssertionError(f"no {text!r}; there was {self._seen!r}")
-
-    def type(self, text):
-        os.write(self._master, text)
-
-    def finish(self):
-        """Returns the exit status and what was on the screen, line feeds as the program wrote."""
-        end = time.monotonic() + DEADLINE
-        while self._read(end):
-            pass
-        os.close(self._master)
-        return self.process.wait(DEADLINE), self._seen.replace(b"\r\n", b"\n")
 
 
 class ConfiguredBus:
@@ -193,7 +142,7 @@ class ToolTest(AppTest):
         return result.err[len("applistctl: "):-1]
 
     def terminal(self, *arguments, columns=80, **variables):
-        terminal = Terminal(arguments, environment(self.bus, **variables), columns)
+        terminal = Terminal([APPLISTCTL, *arguments], environment(self.bus, **variables), columns)
         self.addCleanup(self._end, terminal.process)
         return terminal
 
