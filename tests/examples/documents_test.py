@@ -59,6 +59,16 @@ class TheDocuments(unittest.TestCase):
                 text = document.read_text(encoding="utf-8")
                 self.assertEqual(link_problems(text, document.parent), [])
 
+    def test_name_the_same_tests_for_the_promises_in_short_and_in_full(self):
+        def tests_of(document):
+            table = (ROOT / document).read_text(encoding="utf-8").partition("| promise |")[2]
+            targets = LINK.findall(table.partition("\n\n")[0])
+            return {target.removeprefix("../") for target in targets
+                    if not target.endswith(".md")}
+
+        self.assertGreater(len(tests_of("README.md")), 30)
+        self.assertEqual(tests_of("README.md"), tests_of("docs/promises.md"))
+
     def test_show_code_and_links_at_all(self):
         text = (ROOT / "README.md").read_text(encoding="utf-8")
         self.assertGreaterEqual(len(re.findall("^```cpp$", text, re.M)), 2)
