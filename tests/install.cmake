@@ -17,6 +17,11 @@ if(APPLIST_OPEN_TRANSPORT AND APPLIST_OPEN_LOG)
         set_tests_properties(install.${way} PROPERTIES
             LABELS install TIMEOUT 240 FIXTURES_REQUIRED installed)
     endforeach()
+    add_test(NAME install.tutorial
+             COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/tutorial_test.sh ${PROJECT_SOURCE_DIR}
+                     ${CMAKE_COMMAND} ${CMAKE_GENERATOR} ${installed}/prefix)
+    set_tests_properties(install.tutorial PROPERTIES
+        LABELS install TIMEOUT 240 FIXTURES_REQUIRED installed)
     add_test(NAME install.hardening
              COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/hardening_test.sh ${installed}/prefix)
     set_tests_properties(install.hardening PROPERTIES
