@@ -9,13 +9,15 @@ import unittest
 
 ROOT = pathlib.Path(os.environ["APPLIST_SOURCES"])
 LINE = "SPDX-License-Identifier: MIT"
-SUFFIXES = {".bash", ".bb", ".cmake", ".cpp", ".h", ".py", ".sh", ".spec"}
+SUFFIXES = {".bash", ".bb", ".cmake", ".cpp", ".fish", ".h", ".py", ".sh", ".spec"}
 # What is made here, and inputs whose every byte counts.
 LEFT = {".git", "build", "corpus"}
 
 
 def is_source(path):
     if path.suffix in SUFFIXES or path.name == "CMakeLists.txt":
+        return True
+    if path.parent.parent.name == "completions":  # each shell has its own way to name them
         return True
     with open(path, "rb") as file:
         return file.read(2) == b"#!"
@@ -31,11 +33,12 @@ def sources(root):
 
 
 def without_line(root):
-    """The sources that do not have it in their first line, or in the second after a #! line."""
+    """The sources that do not have it in their first line, or in the second after a line that says
+    what they are for."""
     found = []
     for path in sources(root):
         lines = path.read_text(encoding="utf-8").splitlines()[:2]
-        first = lines[1:] if lines and lines[0].startswith("#!") else lines[:1]
+        first = lines[1:] if lines and lines[0].startswith(("#!", "#compdef")) else lines[:1]
         if first not in (["// " + LINE], ["# " + LINE]):
             found.append(str(path.relative_to(root)))
     return sorted(found)
@@ -58,7 +61,7 @@ class TheCheckOfALicence(unittest.TestCase):
 
     def found(self, name, text):
         path = self.root / name
-        path.parent.mkdir(exist_ok=True)
+        path.parent.mkdir(parents=True, exist_ok=True)
         path.write_text(text, encoding="utf-8")
         return without_line(self.root)
 
@@ -80,6 +83,11 @@ class TheCheckOfALicence(unittest.TestCase):
 
     def test_reports_another_licence(self):
         self.assertEqual(self.found("a.cpp", "// SPDX-License-Identifier: MIT-0\n"), ["a.cpp"])
+
+    def test_looks_at_completions_whatever_their_name(self):
+        self.assertEqual(self.found("a/completions/zsh/_a", f"#compdef a\n# {LINE}\n"), [])
+        self.assertEqual(self.found("a/completions/bash/a", "complete a\n"),
+                         ["a/completions/bash/a"])
 
     def test_leaves_inputs_and_other_texts_alone(self):
         self.assertEqual(self.found("corpus/a.cpp", "int a;\n"), [])

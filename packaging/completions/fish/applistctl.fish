@@ -25,7 +25,7 @@ function __applistctl_typed --argument-names kind
             test $kind = literal; and echo literal
         else if contains -- $word --address --host -H --timeout --count --item
             set option $word
-        else if string match -qr -- '^(--session|--user|--system|--address=.*|--host=.*|-H.+)$' $word
+        else if string match -qr -- '^(--(session|user|system|(address|host)=.*)|-H.+)$' $word
             test $kind = bus; and printf '%s\n' $word
         end
     end
@@ -82,13 +82,13 @@ complete -c applistctl -n $at -a selection -d 'Show the selected item'
 complete -c applistctl -n $at -a select -d 'Select an item'
 complete -c applistctl -n $at -a add -d 'Add an item at the end'
 complete -c applistctl -n $at -a import -d 'Add all items in a file at once'
-complete -c applistctl -n $at -a sync -d 'Make the list equal to a file'
+complete -c applistctl -n $at -a sync -d 'Make what partners added what a file says'
 complete -c applistctl -n $at -a replace -d 'Replace an item that a partner added'
 complete -c applistctl -n $at -a remove -d 'Remove an item that a partner added'
 complete -c applistctl -n $at -a clear -d 'Remove all items'
 complete -c applistctl -n $at -a watch -d 'Show what happens to the list'
-complete -c applistctl -n $at -a status -d 'Show what is known of the service'
-complete -c applistctl -n $at -a wait -d 'Wait for the service, or for an item'
+complete -c applistctl -n $at -a status -d 'Show which service there is, and its state'
+complete -c applistctl -n $at -a wait -d 'Wait until the list can be read'
 complete -c applistctl -n $at -a call -d 'Call a function of the protocol'
 complete -c applistctl -n __applistctl_no_command -a help -d 'Show the help of a command'
 
@@ -98,16 +98,24 @@ complete -c applistctl -n '__applistctl_at 0 import sync' -F
 complete -c applistctl -n '__applistctl_at 0 call' -a 'SetSelection GetSelection GetAllItems
     RemoveAllItems AddItems AddItemAtEnd SetClicked RemoveItem ModifyItem'
 
-complete -c applistctl -n '__applistctl_command list' -l selected -d 'Show only the selected item'
+complete -c applistctl -n '__applistctl_command list' -l selected \
+    -d 'Mark the selected item, in a pipe too'
 complete -c applistctl -n '__applistctl_command selection' -l follow \
-    -d 'Show each selection that follows'
-complete -c applistctl -n '__applistctl_command watch' -l all -d 'Begin with all items'
+    -d 'Show it again each time that it changes'
+complete -c applistctl -n '__applistctl_command watch' -l all \
+    -d 'Begin with the items that there are'
 complete -c applistctl -n '__applistctl_command selection watch' -l count -x \
     -d 'Stop after this many lines'
-complete -c applistctl -n '__applistctl_command add' -l again -d 'Add it although its id is there'
-complete -c applistctl -n '__applistctl_command import' -l new -d 'Leave out what is there'
-complete -c applistctl -n '__applistctl_command sync' -s n -l dry-run -d 'Show what would be done'
-complete -c applistctl -n '__applistctl_command sync clear' -s y -l yes -d 'Do not ask first'
+complete -c applistctl -n '__applistctl_command add' -l again \
+    -d 'Also when an item has this id already'
+complete -c applistctl -n '__applistctl_command import' -l new \
+    -d 'Skip items whose ids are in the list already'
+complete -c applistctl -n '__applistctl_command sync' -s n -l dry-run \
+    -d 'Only show what would be asked for'
+complete -c applistctl -n '__applistctl_command sync' -s y -l yes \
+    -d 'Take a file without items, which removes all'
+complete -c applistctl -n '__applistctl_command clear' -s y -l yes -d 'Do not ask first'
 complete -c applistctl -n '__applistctl_command wait' -l item -x \
-    -a '(__applistctl_ids | string split0)' -d 'Wait for this item'
-complete -c applistctl -n '__applistctl_command call' -l raw -d 'Show the bytes of the reply'
+    -a '(__applistctl_ids | string split0)' -d 'Until an item has this id, too'
+complete -c applistctl -n '__applistctl_command call' -l raw \
+    -d 'Send also what the function does not take'
