@@ -12,6 +12,7 @@ import os
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import tempfile
 import unittest
@@ -67,7 +68,7 @@ class Shell:
         self.folder = folder
         self._process = subprocess.Popen(["bash"], cwd=folder, env=environment, text=True,
                                          stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                         stderr=subprocess.STDOUT)
+                                         stderr=subprocess.STDOUT, start_new_session=True)
         self._screen = Output(self._process.stdout)
 
     def type(self, command):
@@ -95,6 +96,15 @@ class Shell:
         """Ends it, and returns its exit status and what was still to be read."""
         self._process.stdin.close()
         return self._process.wait(DEADLINE), self._screen.rest()
+
+    def abandon(self):
+        """Ends it with all that was started in it and runs still."""
+        try:
+            os.killpg(self._process.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass  # all of them have ended
+        self._process.wait(DEADLINE)
+        self._process.stdin.close()
 
 
 class Reader:
@@ -165,7 +175,7 @@ class ReaderTest(unittest.TestCase):
         environment = {name: value for name, value in os.environ.items() if name not in left}
         environment.update(CMAKE_BUILD_PARALLEL_LEVEL="2", LC_ALL="C.UTF-8")
         reader = Reader(self.folder, environment, repository)
-        self.addCleanup(reader.shell.close)
+        self.addCleanup(reader.shell.abandon)
         return reader
 
 
