@@ -8,6 +8,7 @@ add_executable(app_tests
     apps/applistd/FileWatch_test.cpp
     apps/applistd/ItemsFile_test.cpp
     apps/applistd/QuietTime_test.cpp
+    apps/applistd/ShellWords_test.cpp
     apps/applistd/Successor_test.cpp
     apps/common/ItemLines_test.cpp
     apps/common/ReadText_test.cpp

@@ -2,7 +2,7 @@
 
 #include "apps/applistd/Console.h"
 
-#include <glib-unix.h>
+#include <sys/epoll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +12,8 @@
 
 #include "applist/ApplistItemComparator.h"
 #include "apps/applistd/Complain.h"
+#include "apps/applistd/DefaultLoop.h"
+#include "apps/applistd/ShellWords.h"
 #include "common/Guarded.h"
 #include "common/PrintableText.h"
 #include "platform/WithoutWaiting.h"
@@ -23,20 +25,6 @@ namespace {
 // Far more than a person types; a file without line ends, fed in by mistake, must not fill the
 // memory.
 constexpr std::size_t kLongestLine = 65536;
-
-// Splits a line as a shell does. Throws for an open quote; a blank line has no words.
-std::vector<std::string> SplitWords(const std::string& line) {
-    gint count = 0;
-    gchar** parsed = nullptr;
-    GError* error = nullptr;
-    if (!g_shell_parse_argv(line.c_str(), &count, &parsed, &error)) {
-        const std::unique_ptr<GError, decltype(&g_error_free)> cause(error, &g_error_free);
-        if (g_error_matches(error, G_SHELL_ERROR, G_SHELL_ERROR_EMPTY_STRING)) return {};
-        throw std::invalid_argument(cause->message);
-    }
-    const std::unique_ptr<gchar*, decltype(&g_strfreev)> words(parsed, &g_strfreev);
-    return std::vector<std::string>(parsed, parsed + count);
-}
 
 }  // namespace
 
@@ -58,32 +46,38 @@ Console::Console(ApplicationList& list, std::function<void()> quit)
     Watch();
 }
 
-Console::~Console() {
-    if (m_watch != 0) g_source_remove(m_watch);
-}
-
 // One descriptor at a time: not reading stdin while stdout is full is what keeps m_output short.
 void Console::Watch() {
-    const int ready = m_output.empty() ? G_IO_IN | G_IO_HUP | G_IO_ERR : G_IO_OUT;
-    m_watch = g_unix_fd_add(m_output.empty() ? STDIN_FILENO : STDOUT_FILENO,
-                            static_cast<GIOCondition>(ready), &OnReady, this);
+    const bool isRead = m_output.empty();
+    const UniqueEvent loop = DefaultLoop();
+    sd_event_source* source = nullptr;
+    int result = sd_event_add_io(loop.get(), &source, isRead ? STDIN_FILENO : STDOUT_FILENO,
+                                 isRead ? EPOLLIN : EPOLLOUT, OnReady, this);
+    // A file, and /dev/null, can only be waited for by poll, which finds them always ready.
+    if (result == -EPERM) result = sd_event_add_defer(loop.get(), &source, OnTurn, this);
+    m_watch.reset(source);
+    Checked(result, "cannot wait for commands");
 }
 
-gboolean Console::OnReady(gint, GIOCondition, gpointer self) {
-    auto* const console = static_cast<Console*>(self);
-    // GLib drops this source on return; the destructor must not remove it a second time.
-    console->m_watch = 0;
+int Console::OnReady(sd_event_source*, int, std::uint32_t, void* self) {
+    static_cast<Console*>(self)->Proceed();
+    return 0;
+}
+
+int Console::OnTurn(sd_event_source*, void* self) {
+    static_cast<Console*>(self)->Proceed();
+    return 0;
+}
+
+void Console::Proceed() {
+    m_watch.reset();
     bool more = true;
-    Guarded("reading a command", [&] { more = console->Proceed(); });
-    if (more) {
-        console->Watch();
-    } else {
-        Guarded("ending", [&] { console->m_quit(); });
-    }
-    return G_SOURCE_REMOVE;
+    Guarded("reading a command", [&] { more = Step(); });
+    if (more && Guarded("waiting for a command", [this] { Watch(); })) return;
+    Guarded("ending", [this] { m_quit(); });
 }
 
-bool Console::Proceed() {
+bool Console::Step() {
     if (m_output.empty()) {
         ReadInput();
     } else {
@@ -133,7 +127,7 @@ void Console::ExecuteCompleteLines() {
 
 void Console::Execute(const std::string& line) {
     try {
-        const Words words = SplitWords(line);
+        const Words words = ShellWords(line);
         if (words.empty()) return;
         const auto command = std::find_if(std::begin(kCommands), std::end(kCommands),
                                           [&](const Command& c) { return words[0] == c.name; });
@@ -148,7 +142,7 @@ void Console::Execute(const std::string& line) {
         (this->*command->run)(words);
         DropRemoved();
     } catch (const std::invalid_argument& error) {
-        // Only what the user got wrong; anything else is a fault, and OnReady logs it.
+        // Only what the user got wrong; anything else is a fault, and Proceed logs it.
         Complain(error.what());
     }
 }

@@ -10,27 +10,27 @@
 // answered by one line on stderr and changes nothing. The end of input means `quit`. While nobody
 // reads what `list` has printed, no other command is carried out; the daemon itself goes on.
 //
-// Threads: the thread of GLib's main loop. Lifetime: the list must outlive the console. The console
-// owns the items that it added, so nobody may read the list once the console is gone.
+// Threads: the thread of its default sd-event loop. Lifetime: the list must outlive the console.
+// The console owns the items that it added, so nobody may read the list once the console is gone.
 
 #pragma once
 
-#include <glib.h>
-
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "apps/applistd/ApplicationList.h"
+#include "bus/SdBus.h"
 
 namespace applist::daemon {
 
 class Console {
 public:
-    // Reads commands from now on, and calls `quit` once when there will be no more.
+    // Reads commands from now on, and calls `quit` once when there will be no more. Throws
+    // std::system_error when the kernel refuses to wait for them.
     Console(ApplicationList& list, std::function<void()> quit);
-    ~Console();
 
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
@@ -40,12 +40,15 @@ private:
     struct Command;
 
     static const Command kCommands[];
-    static gboolean OnReady(gint descriptor, GIOCondition condition, gpointer self);
+    static int OnReady(sd_event_source* source, int fd, std::uint32_t events, void* self);
+    static int OnTurn(sd_event_source* source, void* self);
 
     // Waits for stdout while there is output left to write, and for stdin otherwise.
     void Watch();
+    // Does what there is to be done, and waits again or calls `quit`.
+    void Proceed();
     // Returns whether there is more to wait for.
-    bool Proceed();
+    bool Step();
     void ReadInput();
     void WriteOutput();
     void ExecuteCompleteLines();
@@ -65,7 +68,7 @@ private:
 
     ApplicationList& m_list;
     std::function<void()> m_quit;
-    guint m_watch = 0;
+    UniqueSource m_watch;
     std::string m_input;      // read, but not carried out yet
     bool m_hasEnded = false;  // the input; lines read before may still wait in m_input
     std::string m_output;     // not taken by stdout yet

@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "apps/applistd/Checked.h"
+#include "apps/applistd/DefaultLoop.h"
 #include "common/Guarded.h"
 
 namespace applist::daemon {
@@ -79,11 +79,9 @@ int FileWatch::Add(const fs::path& path, std::uint32_t events) {
 }
 
 void FileWatch::Listen() {
-    sd_event* loop = nullptr;
-    Checked(sd_event_default(&loop), "cannot create an event loop");
-    const UniqueEvent event(loop);
+    const UniqueEvent loop = DefaultLoop();
     sd_event_source* source = nullptr;
-    Checked(sd_event_add_io(loop, &source, m_inotify.Get(), EPOLLIN, OnReadable, this),
+    Checked(sd_event_add_io(loop.get(), &source, m_inotify.Get(), EPOLLIN, OnReadable, this),
             "cannot watch a file");
     m_source.reset(source);
 }

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "apps/applistd/Checked.h"
+#include "apps/applistd/DefaultLoop.h"
 #include "common/Guarded.h"
 
 namespace applist::daemon {
@@ -29,12 +29,10 @@ std::uint64_t Microseconds(std::chrono::nanoseconds time) {
 
 // The timer is made here, so that later nothing can fail.
 QuietTime::QuietTime(std::function<void()> onQuiet) : m_onQuiet(std::move(onQuiet)) {
-    sd_event* loop = nullptr;
-    Checked(sd_event_default(&loop), "cannot create an event loop");
-    const UniqueEvent event(loop);
+    const UniqueEvent loop = DefaultLoop();
     sd_event_source* timer = nullptr;
-    Checked(sd_event_add_time(loop, &timer, CLOCK_MONOTONIC, UINT64_MAX, Microseconds(kAccuracy),
-                              OnTime, this),
+    Checked(sd_event_add_time(loop.get(), &timer, CLOCK_MONOTONIC, UINT64_MAX,
+                              Microseconds(kAccuracy), OnTime, this),
             "cannot set a timer");
     m_timer.reset(timer);
     Stop();

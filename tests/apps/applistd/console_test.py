@@ -127,6 +127,22 @@ class TheConsole(AppTest):
         self.assertEqual(self.daemon.wait(), 0)
 
 
+class AConsoleWithCommandsFromAFile(AppTest):
+    """Which is always ready, and which no epoll waits for."""
+
+    def console(self, commands):
+        with open(commands, encoding="utf-8") as stdin:
+            return self.start("--interactive", "--items", self.file("Maps\tmaps\n"), stdin=stdin)
+
+    def test_carries_all_of_them_out_and_quits(self):
+        daemon = self.console(self.file("add News news\nselect news\nlist"))
+        self.assertEqual(daemon.wait(), 0)
+        self.assertEqual(daemon.out.rest(), ["  Maps\tmaps", "* News\tnews"])
+
+    def test_quits_where_there_are_none(self):
+        self.assertEqual(self.console("/dev/null").wait(), 0)
+
+
 class AConsoleWhoseReaderHasLeft(AppTest):
     def test_still_carries_commands_out(self):
         reader, writer = os.pipe()
