@@ -30,16 +30,34 @@ target_link_libraries(complaint_tests PRIVATE applist_apps_common test_options G
 add_dependencies(complaint_tests applistd applistctl)
 gtest_discover_tests(complaint_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)
 
-foreach(subject command_line console desktop_entries foreign_clients lifecycle reload)
-    add_test(NAME applistd.${subject}
+# As it is built without desktop entries.
+add_executable(applistd_of_files ${PROJECT_SOURCE_DIR}/apps/applistd/main.cpp)
+target_link_libraries(applistd_of_files PRIVATE applistd_parts applist::transport)
+
+# Adds the test `name`, of a `subject` in apps/applistd, with the two programs of a daemon.
+function(applist_add_daemon_test name subject daemon desktop)
+    add_test(NAME ${name}
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/apps/applistd/${subject}_test.py)
-    set_tests_properties(applistd.${subject} PROPERTIES LABELS app TIMEOUT 240)
-    set_property(TEST applistd.${subject} PROPERTY ENVIRONMENT
-        APPLISTD=$<TARGET_FILE:applistd>
+    set_tests_properties(${name} PROPERTIES LABELS app TIMEOUT 240)
+    set_property(TEST ${name} PROPERTY ENVIRONMENT
+        APPLISTD=${daemon}
+        APPLISTD_DESKTOP=${desktop}
+        APPLISTD_OF_FILES=$<TARGET_FILE:applistd_of_files>
         APPLIST_EXAMPLES=${PROJECT_SOURCE_DIR}/examples
         PYTHONPATH=${CMAKE_CURRENT_SOURCE_DIR}/apps
         PYTHONDONTWRITEBYTECODE=1)
+endfunction()
+
+foreach(subject command_line console desktop_entries footprint foreign_clients lifecycle reload)
+    applist_add_daemon_test(applistd.${subject} ${subject} $<TARGET_FILE:applistd>
+                            $<TARGET_FILE:applistd_desktop>)
 endforeach()
+
+# As they are shipped, and installed: one finds the other.
+set(prefix ${CMAKE_BINARY_DIR}/installed/prefix)
+applist_add_daemon_test(install.footprint footprint ${prefix}/bin/applistd
+                        ${prefix}/libexec/applist/applistd-desktop)
+set_tests_properties(install.footprint PROPERTIES FIXTURES_REQUIRED installed)
 
 add_test(NAME apps.manual_pages
          COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/apps/manual_pages_test.py)

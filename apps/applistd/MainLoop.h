@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// The daemon's main loop: GLib's, because GIO reports installed applications on it, with the
-// calling thread's default sd-event loop inside, because the transport lives on that one.
+// The daemon's main loop: the calling thread's default sd-event loop, which the transport lives on.
 //
 // SIGTERM and SIGINT end it, SIGHUP does what it was told to. If the service manager asks for it,
 // the loop itself feeds the watchdog, so that a loop that hangs is noticed. With nothing to do it
@@ -12,10 +11,9 @@
 
 #pragma once
 
-#include <glib.h>
-#include <systemd/sd-event.h>
-
 #include <functional>
+
+#include "bus/SdBus.h"
 
 namespace applist::daemon {
 
@@ -24,7 +22,7 @@ public:
     // Blocks SIGTERM, SIGINT and SIGHUP for this thread and those that it will start.
     // Throws std::system_error when the kernel refuses an event loop.
     MainLoop();
-    ~MainLoop();
+    virtual ~MainLoop() = default;
 
     MainLoop(const MainLoop&) = delete;
     MainLoop& operator=(const MainLoop&) = delete;
@@ -40,30 +38,22 @@ public:
     // May be called at any time, from inside the loop or before it runs.
     void Quit();
 
-private:
-    struct EventSource;
+protected:
+    sd_event* Event() const { return m_event.get(); }
 
-    // The GSource that carries the sd-event loop: GLib's three steps are sd-event's.
-    static gboolean Prepare(GSource* source, gint* timeout);
-    static gboolean Check(GSource* source);
-    static gboolean Dispatch(GSource* source, GSourceFunc callback, gpointer data);
+private:
     static int OnStopSignal(sd_event_source* source, const struct signalfd_siginfo* info,
                             void* loop);
     static int OnHangupSignal(sd_event_source* source, const struct signalfd_siginfo* info,
                               void* loop);
 
-    // Whether sd-event wants to be dispatched, from what it has answered.
-    bool IsReady(int result);
-    void Fail(int error);
+    // Waits until something is to be done, and does it. Throws as Run does.
+    virtual void Turn();
     void AddSignals();
-    void AddToGLib();
 
-    sd_event* m_event = nullptr;
-    GMainLoop* m_loop = nullptr;
-    GSource* m_source = nullptr;
+    UniqueEvent m_event;
     std::function<void()> m_reload;
     bool m_quit = false;
-    int m_error = 0;  // what broke the sd-event loop, a negative errno
 };
 
 }  // namespace applist::daemon

@@ -15,15 +15,17 @@ LIC_FILES_CHKSUM = "file://LICENSE;md5=fa32fce287483d62a04aae3156e6498c"
 
 SRC_URI = "file://${BP}.tar.gz"
 
-DEPENDS = "cli11 glib-2.0 nlohmann-json systemd"
+DEPENDS = "cli11 nlohmann-json systemd"
 
 inherit cmake features_check pkgconfig systemd useradd
 
 REQUIRED_DISTRO_FEATURES = "systemd"
 
 # scdoc is in no layer that everybody has.
-PACKAGECONFIG ??= ""
+PACKAGECONFIG ??= "desktop"
 PACKAGECONFIG[man] = "-DAPPLIST_MAN=ON,-DAPPLIST_MAN=OFF,scdoc-native"
+# Without it applistd publishes files alone, and the image needs no GLib for it.
+PACKAGECONFIG[desktop] = "-DAPPLIST_DESKTOP_ENTRIES=ON,-DAPPLIST_DESKTOP_ENTRIES=OFF,glib-2.0"
 
 EXTRA_OECMAKE = "\
     -DAPPLIST_EXAMPLES=OFF \
@@ -47,6 +49,7 @@ FILES:applistd = "\
     ${datadir}/bash-completion/completions/applistd \
     ${datadir}/fish/vendor_completions.d/applistd.fish \
     ${datadir}/zsh/site-functions/_applistd \
+    ${libexecdir}/applist \
     ${datadir}/dbus-1 \
     ${nonarch_libdir}/sysusers.d \
     ${systemd_system_unitdir} \

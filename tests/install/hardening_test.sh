@@ -8,7 +8,7 @@
 set -euo pipefail
 
 count=0
-for file in "$1"/lib/libapplist-*.so.*.* "$1"/bin/*; do
+for file in "$1"/lib/libapplist-*.so.*.* "$1"/bin/* "$1"/libexec/applist/*; do
     lacks() {
         printf 'hardening: %s lacks %s\n' "${file##*/}" "$1" >&2
         exit 1
@@ -21,8 +21,8 @@ for file in "$1"/lib/libapplist-*.so.*.* "$1"/bin/*; do
     grep -q '_chk@' <<< "$parts" || lacks 'functions that know the size of their buffer'
     count=$((count + 1))
 done
-[ "$count" -eq 3 ] || {
-    printf 'hardening: %d files instead of 3\n' "$count" >&2
+[ "$count" -eq 5 ] || {
+    printf 'hardening: %d files instead of 5\n' "$count" >&2
     exit 1
 }
 printf 'hardening: %d files have all of it\n' "$count"

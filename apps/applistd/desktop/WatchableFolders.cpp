@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "apps/applistd/WatchableFolders.h"
+#include "apps/applistd/desktop/WatchableFolders.h"
 
 #include <glib.h>
 

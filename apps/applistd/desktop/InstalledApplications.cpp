@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "apps/applistd/InstalledApplications.h"
+#include "apps/applistd/desktop/InstalledApplications.h"
 
 #include <gio/gdesktopappinfo.h>
 
@@ -10,7 +10,7 @@
 #include <tuple>
 #include <utility>
 
-#include "apps/applistd/WatchableFolders.h"
+#include "apps/applistd/desktop/WatchableFolders.h"
 #include "common/Guarded.h"
 
 namespace applist::daemon {
