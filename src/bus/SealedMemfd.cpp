@@ -7,9 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <utility>
 
 namespace applist {
@@ -59,11 +57,10 @@ std::string WhyNoSealedBody(int fd, std::size_t limit) {
     return std::string();
 }
 
-std::size_t SizeOfMemfd(int fd) {
+std::uint64_t SizeOfMemfd(int fd) {
     struct stat status;
     if (fcntl(fd, F_GET_SEALS) < 0 || fstat(fd, &status) != 0) return 0;
-    const auto size = static_cast<std::uint64_t>(status.st_size);
-    return static_cast<std::size_t>(std::min<std::uint64_t>(size, SIZE_MAX));
+    return static_cast<std::uint64_t>(status.st_size);
 }
 
 // Read, not mapped: the receiver needs a copy that it may change, and reading cannot fault.

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,7 @@ namespace applist {
 std::string WhyNoSealedBody(int fd, std::size_t limit);
 
 // Returns how many bytes the memfd `fd` says it holds; 0 for anything that is not a memfd.
-std::size_t SizeOfMemfd(int fd);
+std::uint64_t SizeOfMemfd(int fd);
 
 // Reads the whole body of a memfd for which WhyNoSealedBody said nothing into `body`, whatever the
 // descriptor's position is. Returns 0 or a negative errno. Throws std::bad_alloc.

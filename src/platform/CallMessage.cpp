@@ -34,21 +34,22 @@ std::string ReadFdBody(sd_bus_message* call, std::size_t limit, std::vector<char
 
 // Counts what a descriptor stands for as well: a call of a few bytes can keep a memfd of a gigabyte
 // alive. What the sender claims is enough here, as a lie only costs its own share.
-std::size_t BodyBytesOf(sd_bus_message* call) {
+std::uint64_t BodyBytesOf(sd_bus_message* call) {
     const void* bytes = nullptr;
-    std::size_t size = 0;
+    std::size_t inMessage = 0;
+    std::uint64_t inMemfd = 0;
     int fd = -1;
     int result = 0;
     if (sd_bus_message_has_signature(call, "ay") > 0) {
-        result = sd_bus_message_read_array(call, 'y', &bytes, &size);
+        result = sd_bus_message_read_array(call, 'y', &bytes, &inMessage);
     } else if (sd_bus_message_has_signature(call, "h") > 0) {
         result = sd_bus_message_read(call, "h", &fd);
-        if (result >= 0) size = SizeOfMemfd(fd);
+        if (result >= 0) inMemfd = SizeOfMemfd(fd);
     }
     // Uncounted, it would pass every limit. As in BytesOf, all that can be wanting is memory.
     if (result < 0) throw std::bad_alloc();
     sd_bus_message_rewind(call, 1);
-    return size;
+    return inMessage + inMemfd;
 }
 
 UniqueMessage ReplyTo(sd_bus_message* call) {

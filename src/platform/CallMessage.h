@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,7 +29,7 @@ std::pair<const char*, std::size_t> BytesOf(sd_bus_message* call);
 std::string ReadFdBody(sd_bus_message* call, std::size_t limit, std::vector<char>& body);
 
 // Returns how many bytes the body of `call` holds, a memfd's included, and leaves it to be read.
-std::size_t BodyBytesOf(sd_bus_message* call);
+std::uint64_t BodyBytesOf(sd_bus_message* call);
 
 // Return the answer to `call`: without a body, or an error.
 UniqueMessage ReplyTo(sd_bus_message* call);

@@ -215,7 +215,9 @@ void Wire::Hold(CallTurns::Call held) {
     if (m_turns.LacksDescriptors()) {
         return Refuse(call, "not executed: too many descriptors are open; call again later");
     }
-    switch (m_turns.Hold(SenderOf(call), BodyBytesOf(call), std::move(held))) {
+    // Larger than memory it is not: RefuseLarge has let it pass.
+    const auto size = static_cast<std::size_t>(BodyBytesOf(call));
+    switch (m_turns.Hold(SenderOf(call), size, std::move(held))) {
         case Outcome::Held: return;
         case Outcome::SenderIsFull:
             return Refuse(call,
@@ -242,7 +244,7 @@ bool Wire::ReadBody(sd_bus_message* call, std::vector<char>& body) {
     return true;
 }
 
-bool Wire::RefuseLarge(sd_bus_message* call, std::size_t size) {
+bool Wire::RefuseLarge(sd_bus_message* call, std::uint64_t size) {
     const TransportLimits& limits = m_endpoint.Limits();
     if (size <= std::min(limits.requestBytes, limits.fdRequestBytes)) return false;
     const bool isInFd = sd_bus_message_has_signature(call, "h") > 0;

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -98,7 +99,7 @@ private:
     bool ReadBody(sd_bus_message* call, std::vector<char>& body);
     // Refuses `call` when its body, of `size` bytes, is larger than the limits allow. Returns
     // whether it is.
-    bool RefuseLarge(sd_bus_message* call, std::size_t size);
+    bool RefuseLarge(sd_bus_message* call, std::uint64_t size);
     // Runs the application's `handler`. When it throws, answers `call` with what it said, and
     // returns false.
     template <class Handler>
