@@ -182,32 +182,44 @@ TEST_F(AReplicaOfManyItems, ComparesEqualOnesInTimeThatGrowsWithTheirNumber) {
     EXPECT_LT(CostOfTaking("Y\ty\n" + same + "Y\ty\n", 2), 30 * ordinary);
 }
 
-#if defined(__GLIBCXX__) && SIZE_MAX == UINT64_MAX  // whose hash the next test knows
+#if defined(__GLIBCXX__)  // whose hash the next test knows
 
 namespace {
 
-// What the library's hash does with each eight bytes. All of it can be undone.
+// What the library's hash does with each word of a text, which is as long as a std::size_t. All of
+// it can be undone.
 class HashBlocks {
 public:
-    static std::uint64_t Start(std::size_t size) { return 0xc70f6907 ^ (size * kFactor); }
+    using Word = std::size_t;
 
-    static std::uint64_t Add(std::uint64_t hash, std::uint64_t block) {
-        return (hash ^ (Fold(block * kFactor) * kFactor)) * kFactor;
+    static Word Start(std::size_t size) { return static_cast<Word>(0xc70f6907) ^ Seed(size); }
+
+    static Word Add(Word hash, Word block) {
+        if constexpr (kIsWide) return (hash ^ Mixed(block)) * kFactor;
+        return (hash * kFactor) ^ Mixed(block);
     }
 
     // Returns the block that brings `hash` to `wanted`.
-    static std::uint64_t Between(std::uint64_t hash, std::uint64_t wanted) {
-        return Fold(((wanted * Inverse()) ^ hash) * Inverse()) * Inverse();
+    static Word Between(Word hash, Word wanted) {
+        if constexpr (kIsWide) return Unmixed((wanted * Inverse()) ^ hash);
+        return Unmixed(wanted ^ (hash * kFactor));
     }
 
 private:
-    static constexpr std::uint64_t kFactor = 0xc6a4a7935bd1e995;
+    static constexpr bool kIsWide = sizeof(Word) == 8;
+    static constexpr Word kFactor = static_cast<Word>(kIsWide ? 0xc6a4a7935bd1e995 : 0x5bd1e995);
+    static constexpr int kShift = kIsWide ? 47 : 24;
 
-    static std::uint64_t Fold(std::uint64_t value) { return value ^ (value >> 47); }
+    static Word Seed(std::size_t size) { return kIsWide ? size * kFactor : size; }
+
+    // Undone by itself, as it shifts by more than half a word.
+    static Word Fold(Word value) { return value ^ (value >> kShift); }
+    static Word Mixed(Word block) { return Fold(block * kFactor) * kFactor; }
+    static Word Unmixed(Word mixed) { return Fold(mixed * Inverse()) * Inverse(); }
 
     // Each round doubles the number of low bits that are right.
-    static std::uint64_t Inverse() {
-        std::uint64_t inverse = kFactor;
+    static Word Inverse() {
+        Word inverse = kFactor;
         for (int round = 0; round < 5; ++round) inverse *= 2 - kFactor * inverse;
         return inverse;
     }
@@ -218,11 +230,17 @@ Texts CollidingLines(std::size_t count, int number) {
     Texts lines;
     for (; lines.size() < count; ++number) {
         std::string line = std::to_string(number) + "\t";
-        std::uint64_t block = 0;
-        std::memcpy(&block, line.data(), sizeof(block));
-        block = HashBlocks::Between(HashBlocks::Add(HashBlocks::Start(16), block), 1);
+        HashBlocks::Word hash = HashBlocks::Start(16);
+        HashBlocks::Word block = 0;
+        // Filled up with what any id may be, until one word is left.
+        line.append(16 - sizeof(block) - line.size(), 'i');
+        for (std::size_t at = 0; at < line.size(); at += sizeof(block)) {
+            std::memcpy(&block, line.data() + at, sizeof(block));
+            hash = HashBlocks::Add(hash, block);
+        }
+        block = HashBlocks::Between(hash, 1);
         line.append(reinterpret_cast<const char*>(&block), sizeof(block));
-        const bool isPlain = line.find_first_of("\t\n\\", sizeof(block)) == std::string::npos;
+        const bool isPlain = line.find_first_of("\t\n\\", 16 - sizeof(block)) == std::string::npos;
         if (isPlain) lines.push_back(line + "\n");
     }
     return lines;

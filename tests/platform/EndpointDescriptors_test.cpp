@@ -192,9 +192,7 @@ TEST_P(AnEndpointWithAGigabyte, TakesTheLargestRequestThatMessageFdMayCarry) {
 
 TEST_P(AnEndpointWithAGigabyte, RefusesAnAnswerThatMessageFdCannotCarryEither) {
     m_endpoint->m_recordsBodies = false;
-    m_endpoint->m_answer = [](const std::string&) {
-        return std::string((std::size_t{1} << 30) + 1, 'x');
-    };
+    m_endpoint->m_answerSize = (std::size_t{1} << 30) + 1;
     const TestFd request = MemfdOf("question");
 
     const Answer answer = m_client->MessageFd(request.Get());

@@ -222,8 +222,11 @@ void PrivateBus::Prepare(const std::string& policies) {
             << "<busconfig><listen>systemd:</listen><auth>EXTERNAL</auth>" << policies
             << "</busconfig>\n";
     }
-    // What is left of a bus whose first process was killed becomes our child, to be waited for.
-    if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0) throw Failure("PR_SET_CHILD_SUBREAPER");
+    // What is left of a bus whose first process was killed becomes our child, to be waited for; or
+    // the child of the machine's first process, under an emulator that does not know this call.
+    if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0 && errno != EINVAL) {
+        throw Failure("PR_SET_CHILD_SUBREAPER");
+    }
     Start();
 }
 
@@ -252,6 +255,7 @@ void PrivateBus::Kill() {
     if (m_group < 0) return;
     kill(-m_group, SIGKILL);
     while (waitpid(-m_group, nullptr, 0) > 0 || errno == EINTR) continue;
+    WaitUntilEveryProcessIs(" Z", m_group);
     m_group = -1;
 }
 

@@ -7,7 +7,9 @@
 
 #pragma once
 
+#include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +36,8 @@ public:
 
     // What a message is answered with; without it, the message itself.
     std::function<std::string(const std::string& request)> m_answer;
+    // Or with so many bytes, which may be more than a string can hold.
+    std::optional<std::size_t> m_answerSize;
     // What happens when a notification came in, or a partner was reported, after it is written
     // down.
     std::function<void(const std::string& body)> m_onNotification;

@@ -67,7 +67,7 @@ int SealsOf(int fd) {
 }
 
 std::string ContentOf(int fd) {
-    std::string content(SizeOf(fd), '\0');
+    std::string content(static_cast<std::size_t>(SizeOf(fd)), '\0');
     for (std::size_t done = 0; done < content.size();) {
         const ssize_t count =
             pread(fd, &content[done], content.size() - done, static_cast<off_t>(done));

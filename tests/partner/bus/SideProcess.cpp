@@ -45,8 +45,9 @@ void SideProcess::Start(const std::string& which, const std::string& address,
     const pid_t parent = getpid();
     m_pid = fork();
     if (m_pid == 0) {
-        // Opened before, as the other user may not reach the folder that it is in.
-        const int program = open(PARTNER_TEST_SIDE, O_RDONLY | O_CLOEXEC);
+        // Opened before, as the other user may not reach the folder that it is in; and it stays
+        // open, as a script that starts an emulator is read once it runs.
+        const int program = open(PARTNER_TEST_SIDE, O_RDONLY);
         if (user && !Become(*user)) _exit(127);
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (getppid() != parent) _exit(127);
