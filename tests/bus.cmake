@@ -3,7 +3,24 @@
 # The open transport and the open log: their parts alone (unit), and the transport on real buses
 # (bus). Each test of the latter starts its own dbus-daemon or dbus-broker and needs no other.
 
+# What several programs share.
+add_library(test_support STATIC
+    support/JournalStandIn.cpp
+    support/TestFd.cpp)
+target_link_libraries(test_support PUBLIC test_options PRIVATE GTest::gtest)
+
 if(APPLIST_OPEN_TRANSPORT)
+    target_sources(test_support PRIVATE
+        support/BusClient.cpp
+        support/Forger.cpp
+        support/PrivateBus.cpp
+        support/ProcessState.cpp
+        support/ReaderAside.cpp
+        support/RecordingEndpoint.cpp
+        support/SilentBus.cpp
+        support/TestLoop.cpp)
+    target_link_libraries(test_support PUBLIC applist::transport PkgConfig::APPLIST_SYSTEMD)
+
     add_executable(transport_parts_tests
         bus/BusSelection_test.cpp
         bus/ChannelEnd_test.cpp
@@ -13,12 +30,8 @@ if(APPLIST_OPEN_TRANSPORT)
         bus/TransportLimits_test.cpp
         platform/HeldCalls_test.cpp
         platform/ReplyRations_test.cpp
-        support/CapturedLog.cpp
-        support/SilentBus.cpp
-        support/TestFd.cpp)
-    target_link_libraries(transport_parts_tests PRIVATE applist::transport test_options
-                                                        PkgConfig::APPLIST_SYSTEMD
-                                                        GTest::gtest_main)
+        support/CapturedLog.cpp)
+    target_link_libraries(transport_parts_tests PRIVATE test_support GTest::gtest_main)
     applist_add_unit_tests(transport_parts_tests 60)
 
     add_executable(bus_tests
@@ -42,47 +55,25 @@ if(APPLIST_OPEN_TRANSPORT)
         bus/BusRetry_test.cpp
         bus/Outbox_test.cpp
         platform/ServiceOnABus_test.cpp
-        support/BusClient.cpp
         support/BusFaults.cpp
         support/CapturedLog.cpp
         support/EndpointTest.cpp
-        support/Forger.cpp
-        support/HeapInUse.cpp
-        support/JournalStandIn.cpp
-        support/PrivateBus.cpp
-        support/ProcessState.cpp
-        support/ReaderAside.cpp
-        support/RecordingEndpoint.cpp
-        support/SilentBus.cpp
-        support/TestFd.cpp
-        support/TestLoop.cpp)
-    target_link_libraries(bus_tests PRIVATE applist::service test_options PkgConfig::APPLIST_SYSTEMD
-                                            GTest::gtest_main)
+        support/HeapInUse.cpp)
+    target_link_libraries(bus_tests PRIVATE applist::service test_support GTest::gtest_main)
     # Its calls of these pass through support/BusFaults.cpp.
     foreach(call sd_bus_process sd_bus_send sd_event_add_io sd_event_add_time
                  sd_event_add_time_relative sd_bus_message_read_array sd_bus_add_match_async socketpair)
         target_link_options(bus_tests PRIVATE LINKER:--wrap=${call})
     endforeach()
-    gtest_discover_tests(bus_tests DISCOVERY_MODE PRE_TEST
-                         PROPERTIES LABELS bus TIMEOUT 120)
+    applist_add_bus_tests(bus_tests)
 
     # A program of its own, as its heap is.
     add_executable(endpoint_memory_tests
         partner/QuietLog.cpp
         platform/EndpointWithoutMemory_test.cpp
-        support/BusClient.cpp
-        support/JournalStandIn.cpp
-        support/PrivateBus.cpp
-        support/ProcessState.cpp
-        support/ReaderAside.cpp
-        support/RecordingAllocator.cpp
-        support/TestFd.cpp
-        support/TestLoop.cpp)
-    target_link_libraries(endpoint_memory_tests PRIVATE applist::transport test_options
-                                                        PkgConfig::APPLIST_SYSTEMD
-                                                        GTest::gtest_main)
-    gtest_discover_tests(endpoint_memory_tests DISCOVERY_MODE PRE_TEST
-                         PROPERTIES LABELS bus TIMEOUT 120)
+        support/RecordingAllocator.cpp)
+    target_link_libraries(endpoint_memory_tests PRIVATE test_support GTest::gtest_main)
+    applist_add_bus_tests(endpoint_memory_tests)
 endif()
 
 if(APPLIST_OPEN_LOG)
@@ -94,11 +85,10 @@ if(APPLIST_OPEN_LOG)
         platform/FoldedLines_test.cpp
         platform/LinuxLog_test.cpp
         platform/LinuxLogStall_test.cpp
-        support/JournalStandIn.cpp
-        support/LoggingProgram.cpp
-        support/TestFd.cpp)
-    target_compile_definitions(log_tests PRIVATE LOG_WRITER="$<TARGET_FILE:log_writer>")
-    target_link_libraries(log_tests PRIVATE applist::log test_options GTest::gtest_main)
+        support/LoggingProgram.cpp)
+    applist_started_program(log_writer writer)
+    target_compile_definitions(log_tests PRIVATE LOG_WRITER="${writer}")
+    target_link_libraries(log_tests PRIVATE applist::log test_support GTest::gtest_main)
     add_dependencies(log_tests log_writer)
     applist_add_unit_tests(log_tests 120)
 endif()

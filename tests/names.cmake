@@ -21,21 +21,16 @@ if(APPLIST_OPEN_TRANSPORT AND APPLIST_OPEN_LOG)
     add_executable(foreign_names_tests
         names/ForeignNames.cpp
         names/ForeignNames_test.cpp
-        partner/EditableList.cpp
-        support/JournalStandIn.cpp
-        support/PrivateBus.cpp
-        support/TestFd.cpp
-        support/TestLoop.cpp)
+        partner/EditableList.cpp)
     # The archives whole, not only what the program happens to need, and after the program's own
     # objects: of two definitions the linker takes the first.
     list(JOIN archive_files "," whole)
     target_link_libraries(foreign_names_tests PRIVATE
         -Wl,--whole-archive,${whole},--no-whole-archive
-        ${archives} test_options PkgConfig::APPLIST_SYSTEMD GTest::gtest_main)
+        ${archives} test_support GTest::gtest_main)
     # Inlined, a function is the linker's business no more. What corrupts the heap is
     # AddressSanitizer's to find (APPLIST_SANITIZE); the other sanitizer
     # would only cost time to compile.
     target_compile_options(foreign_names_tests PRIVATE -O0 -fno-sanitize=undefined)
-    gtest_discover_tests(foreign_names_tests DISCOVERY_MODE PRE_TEST
-                         PROPERTIES LABELS bus TIMEOUT 120)
+    applist_add_bus_tests(foreign_names_tests)
 endif()

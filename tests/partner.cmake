@@ -61,11 +61,8 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/EditableList.cpp
         partner/QuietLog.cpp
         partner/bus/HostileService.cpp
-        partner/bus/Side.cpp
-        support/TestFd.cpp
-        support/TestLoop.cpp)
-    target_link_libraries(partner_test_side PRIVATE applist::service applist::partner test_options
-                                                    PkgConfig::APPLIST_SYSTEMD)
+        partner/bus/Side.cpp)
+    target_link_libraries(partner_test_side PRIVATE applist::service applist::partner test_support)
     add_executable(partner_bus_tests
         partner/CauseName.cpp
         partner/EditableList.cpp
@@ -93,30 +90,19 @@ if(APPLIST_OPEN_TRANSPORT)
         partner/bus/SideProcess.cpp
         partner/bus/Starting_test.cpp
         partner/bus/SystemPolicy_test.cpp
-        support/BusClient.cpp
         support/ChannelCut.cpp
-        support/Forger.cpp
-        support/JournalStandIn.cpp
         support/LibraryTimeout.cpp
-        support/PrivateBus.cpp
-        support/ProcessState.cpp
-        support/ReaderAside.cpp
-        support/RecordingAllocator.cpp
-        support/RecordingEndpoint.cpp
-        support/SilentBus.cpp
-        support/TestFd.cpp
-        support/TestLoop.cpp)
-    target_link_libraries(partner_bus_tests PRIVATE applist::service applist::partner test_options
-                                                    PkgConfig::APPLIST_SYSTEMD GTest::gtest_main)
+        support/RecordingAllocator.cpp)
+    target_link_libraries(partner_bus_tests PRIVATE applist::service applist::partner test_support
+                                                    GTest::gtest_main)
     # Its calls of these pass through support/LibraryTimeout.cpp and support/ChannelCut.cpp.
     foreach(call sd_bus_set_method_call_timeout sd_bus_send)
         target_link_options(partner_bus_tests PRIVATE LINKER:--wrap=${call})
     endforeach()
-    target_compile_definitions(partner_bus_tests PRIVATE
-        PARTNER_TEST_SIDE="$<TARGET_FILE:partner_test_side>")
+    applist_started_program(partner_test_side side)
+    target_compile_definitions(partner_bus_tests PRIVATE PARTNER_TEST_SIDE="${side}")
     add_dependencies(partner_bus_tests partner_test_side)
-    gtest_discover_tests(partner_bus_tests DISCOVERY_MODE PRE_TEST
-                         PROPERTIES LABELS bus TIMEOUT 120)
+    applist_add_bus_tests(partner_bus_tests)
 
     # A service may have no channels. So whatever a partner does with a real one is done over the
     # bus, too; but for the largest bodies, which travel in descriptors either way, and for what
@@ -131,16 +117,12 @@ if(APPLIST_OPEN_TRANSPORT)
     # Kills, stops, floods and forgeries for as long as it is told; ./dev torture.
     add_executable(torture
         partner/bus/SideProcess.cpp
-        support/JournalStandIn.cpp
-        support/PrivateBus.cpp
-        support/TestLoop.cpp
         torture/Attacker.cpp
         torture/Torture.cpp)
-    target_include_directories(torture PRIVATE ${PROJECT_SOURCE_DIR}/src)
-    target_link_libraries(torture PRIVATE test_options PkgConfig::APPLIST_SYSTEMD)
-    target_compile_definitions(torture PRIVATE
-        PARTNER_TEST_SIDE="$<TARGET_FILE:partner_test_side>")
+    target_link_libraries(torture PRIVATE test_support)
+    target_compile_definitions(torture PRIVATE PARTNER_TEST_SIDE="${side}")
     add_dependencies(torture partner_test_side)
+    add_dependencies(bus_programs torture)
     add_test(NAME torture COMMAND torture 60 1)
     set_tests_properties(torture PROPERTIES LABELS bus TIMEOUT 240)
 endif()
