@@ -9,6 +9,7 @@
 
 #include <systemd/sd-id128.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -43,6 +44,7 @@ public:
     const TransportLimits& Limits() const { return m_limits; }
     const std::string& Where() const { return m_link.Location().description; }
     std::uint64_t Serial() const { return m_serial; }
+    std::size_t PartnerCount() const { return m_partners.Count(); }
 
     // The methods of the interface that concern more than one wire. Each answers `call`, which came
     // in over `wire`, or throws std::bad_alloc or std::system_error.

@@ -43,6 +43,9 @@ public:
     // already.
     Outcome Add(const std::string& name);
 
+    // How many are followed.
+    std::size_t Count() const { return m_partners.size(); }
+
     // Stops following `name`. Returns whether it was followed.
     bool Remove(const std::string& name);
     void RemoveAll();

@@ -100,6 +100,7 @@ const sd_bus_vtable Wire::kVtable[] = {
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_SIGNAL_WITH_NAMES("Notification", "ay", SD_BUS_PARAM(body), 0),
     SD_BUS_SIGNAL("Lost", "", 0),
+    SD_BUS_PROPERTY("Partners", "u", OnReadPartners, 0, 0),
     SD_BUS_PROPERTY("Serial", "t", OnReadSerial, 0, 0),
     SD_BUS_VTABLE_END};
 
@@ -111,6 +112,12 @@ int Wire::OnReadSerial(sd_bus*, const char*, const char*, const char*, sd_bus_me
     const Wire* const wire = static_cast<Wire*>(userdata);
     return sd_bus_message_append(reply, "t",
                                  wire->m_endpoint.Serial() - wire->m_outbox.WaitingToEveryone());
+}
+
+int Wire::OnReadPartners(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply,
+                         void* userdata, sd_bus_error*) {
+    const std::size_t count = static_cast<const Wire*>(userdata)->m_endpoint.PartnerCount();
+    return sd_bus_message_append(reply, "u", static_cast<std::uint32_t>(count));
 }
 
 void Wire::Connect(sd_bus_message* call) {

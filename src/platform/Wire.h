@@ -79,6 +79,9 @@ private:
     static int OnReadSerial(sd_bus* bus, const char* path, const char* interface,
                             const char* property, sd_bus_message* reply, void* userdata,
                             sd_bus_error* error);
+    static int OnReadPartners(sd_bus* bus, const char* path, const char* interface,
+                              const char* property, sd_bus_message* reply, void* userdata,
+                              sd_bus_error* error);
 
     // The methods of the interface. Each answers its call, or throws std::bad_alloc.
     void Connect(sd_bus_message* call);

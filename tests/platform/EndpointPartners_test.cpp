@@ -55,6 +55,28 @@ TEST_P(AnEndpointsPartner, IsReportedGoneWhenItDisconnects) {
     EXPECT_EQ((Strings{"ready " + m_name, "gone " + m_name}), m_endpoint->m_events);
 }
 
+TEST_P(AnEndpointsPartner, IsCountedFromConnectOnUntilItLeaves) {
+    EXPECT_EQ("", m_client->Connect().error);
+    EXPECT_EQ("", m_client->Connect().error);
+    const auto other = NewClient();
+    ASSERT_EQ("", other->Connect().error);
+    EXPECT_EQ(2u, m_client->ReadPartners().number);
+
+    EXPECT_EQ("", m_client->Disconnect().error);
+
+    EXPECT_EQ(1u, other->ReadPartners().number);
+}
+
+TEST_P(AnEndpointsPartnerThatDoesWithoutConnect, IsNotCounted) {
+    m_client->Message("a call");
+
+    const Answer answer = m_client->ReadPartners();
+
+    EXPECT_EQ("", answer.error) << answer.text;
+    EXPECT_EQ("v", answer.signature);
+    EXPECT_EQ(0u, answer.number);
+}
+
 TEST_P(AnEndpointsPartnerThatDoesWithoutConnect, IsReportedGoneAlsoWhenItDisconnects) {
     EXPECT_EQ("", m_client->Disconnect().error);
 

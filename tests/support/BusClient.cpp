@@ -25,6 +25,19 @@ std::string BytesOf(sd_bus_message* message) {
     return std::string(static_cast<const char*>(bytes), size);
 }
 
+// A variant that holds a number of 32 or of 64 bits.
+void ReadNumber(sd_bus_message* message, std::uint64_t& number) {
+    const char* contents = "";
+    sd_bus_message_peek_type(message, nullptr, &contents);
+    if (std::string(contents) == "t") {
+        sd_bus_message_read(message, "v", "t", &number);
+        return;
+    }
+    std::uint32_t small = 0;
+    sd_bus_message_read(message, "v", "u", &small);
+    number = small;
+}
+
 void ReadReply(sd_bus_message* message, Answer& answer) {
     answer.signature = sd_bus_message_get_signature(message, 1);
     if (answer.signature == "ay") {
@@ -38,7 +51,7 @@ void ReadReply(sd_bus_message* message, Answer& answer) {
         sd_bus_message_read(message, answer.signature.c_str(), &number);
         answer.number = number;
     } else if (answer.signature == "v") {
-        sd_bus_message_read(message, "v", "t", &answer.number);
+        ReadNumber(message, answer.number);
     } else if (answer.signature == "h") {
         int fd = -1;
         sd_bus_message_read(message, "h", &fd);
@@ -137,10 +150,10 @@ void BusClient::ReadAside() {
     ReadAgain();
 }
 
-BusClient::PendingAnswer BusClient::StartReadSerial() {
+BusClient::PendingAnswer BusClient::StartRead(const char* property) {
     return StartAny(kService, kPath, "org.freedesktop.DBus.Properties", "Get",
-                    [](sd_bus_message* call) {
-                        return sd_bus_message_append(call, "ss", kInterface, "Serial");
+                    [property](sd_bus_message* call) {
+                        return sd_bus_message_append(call, "ss", kInterface, property);
                     });
 }
 

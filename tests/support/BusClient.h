@@ -73,12 +73,14 @@ public:
     Answer MessageFd(int fd) { return Wait(StartFd(fd)); }
     Answer Notify(const std::string& body) { return Wait(Start("Notify", body)); }
     Answer ReadSerial() { return Wait(StartReadSerial()); }
+    Answer ReadPartners() { return Wait(StartRead("Partners")); }
 
     // The same, without waiting.
     PendingAnswer Start(const char* member);
     PendingAnswer Start(const char* member, const std::string& body);
     PendingAnswer StartFd(int fd);
-    PendingAnswer StartReadSerial();
+    PendingAnswer StartReadSerial() { return StartRead("Serial"); }
+    PendingAnswer StartRead(const char* property);
     Answer Wait(const PendingAnswer& answer);
 
     // Calls anything; `append` adds the arguments.
