@@ -6,6 +6,7 @@
 add_executable(ctl_tests
     applistctl/Differences_test.cpp
     applistctl/Host_test.cpp
+    applistctl/Ids_test.cpp
     applistctl/Json_test.cpp
     applistctl/Suggestion_test.cpp
     applistctl/Table_test.cpp

@@ -32,9 +32,9 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"list", RunList},     {"selection", RunSelection}, {"select", RunSelect}, {"add", RunAdd},
-    {"import", RunImport}, {"replace", RunReplace},     {"remove", RunRemove}, {"clear", RunClear},
-    {"click", RunClick},   {"watch", RunWatch},         {"call", RunCall},
+    {"list", RunList},   {"select", RunSelect}, {"selection", RunSelection}, {"watch", RunWatch},
+    {"add", RunAdd},     {"import", RunImport}, {"replace", RunReplace},     {"remove", RunRemove},
+    {"clear", RunClear}, {"call", RunCall},
 };
 
 }  // namespace

@@ -47,7 +47,6 @@ void RunImport(const Options& options, const Output& output);
 void RunReplace(const Options& options, const Output& output);
 void RunRemove(const Options& options, const Output& output);
 void RunClear(const Options& options, const Output& output);
-void RunClick(const Options& options, const Output& output);
 
 // Watch.cpp. Runs until interrupted, or until --count events have been printed.
 void RunWatch(const Options& options, const Output& output);

@@ -62,21 +62,21 @@ std::vector<Event> Differences(const ListState& before, const ListState& now) {
     const Pairing pairing(before.items, now.items);
     std::vector<Event> events;
     for (std::size_t at = 0; at < before.items.size(); ++at) {
-        if (!pairing.IsKept(at)) events.push_back({"removed", before.items[at], {}, {}});
+        if (!pairing.IsKept(at)) events.push_back({"removed", before.items[at]});
     }
     for (std::size_t at = 0; at < now.items.size(); ++at) {
         const Entry& item = now.items[at];
         const std::size_t was = pairing.Was(at);
         if (was == kNone) {
-            events.push_back({"added", item, {}, {}});
+            events.push_back({"added", item});
         } else if (before.items[was].name != item.name) {
-            events.push_back({"renamed", item, before.items[was], {}});
+            events.push_back({"renamed", item, before.items[was]});
         }
     }
-    if (!pairing.KeepsOrder()) events.push_back({"reordered", {}, {}, {}});
+    if (!pairing.KeepsOrder()) events.push_back({"reordered"});
     // By id: when the selected item is renamed, it is still the one that is selected.
     if (before.selection.id != now.selection.id) {
-        events.push_back({"selected", now.selection, {}, {}});
+        events.push_back({"selected", now.selection});
     }
     return events;
 }

@@ -13,12 +13,19 @@
 
 namespace applist::ctl {
 
+// So many items were, in one word, "added" or the like.
+struct Tally {
+    const char* what;
+    std::size_t count;
+};
+
 // One thing that happened, as `watch` tells it and as an edit reports it.
 struct Event {
-    std::string what;                  // one word, by which programs know the event
-    std::optional<Entry> item;         // the item to which it happened
-    std::optional<Entry> before;       // what that item was until then
-    std::optional<std::size_t> count;  // of items, for an event that concerns several
+    std::string what;                       // one word, by which programs know the event
+    std::optional<Entry> item = {};         // the item to which it happened
+    std::optional<Entry> before = {};       // what that item was until then
+    std::optional<std::size_t> count = {};  // of items, for an event that concerns several
+    std::vector<Tally> tallies = {};        // how many of them fared how
 };
 
 // Returns what turns `before` into `now`: items removed (in the old order), items added and renamed

@@ -10,12 +10,14 @@
 #include <cctype>
 #include <iostream>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "apps/applistctl/Commands.h"
 #include "apps/applistctl/Failure.h"
-#include "apps/common/ItemLines.h"
+#include "apps/applistctl/Ids.h"
+#include "apps/applistctl/ItemFile.h"
 
 namespace applist::ctl {
 
@@ -27,11 +29,6 @@ const char kKeeps[] =
 
 [[noreturn]] void NotDone(const std::string& what, const std::string& next) {
     throw Failure(kNotDone, what + "; " + next);
-}
-
-void RequireId(const ListState& list, const std::string& id) {
-    if (list.CountId(id) > 0) return;
-    NotDone("no item has the id " + ShownId(id), "applistctl list shows the ids");
 }
 
 Entry FirstWithId(const ListState& list, const std::string& id) {
@@ -89,6 +86,23 @@ void NoteRepeated(const ListState& before, const std::vector<Entry>& items) {
          "the first one that a partner added");
 }
 
+void RequireFree(const ListState& list, const std::string& id) {
+    if (list.CountId(id) == 0) return;
+    NotDone(Describe(FirstWithId(list, id)) + " has the id " + ShownId(id) + " already",
+            "use --again to add another item with it, or replace that one");
+}
+
+// Drops those whose ids are in `before`, or in an earlier one of them. Returns how many.
+std::size_t DropKnown(const ListState& before, std::vector<Entry>& items) {
+    std::set<std::string> known;
+    for (const Entry& entry : before.items) known.insert(entry.id);
+    const std::size_t all = items.size();
+    items.erase(std::remove_if(items.begin(), items.end(),
+                               [&](const Entry& entry) { return !known.insert(entry.id).second; }),
+                items.end());
+    return all - items.size();
+}
+
 // In a session of its own, which ends before a person is asked: nothing is connected during the
 // wait.
 std::size_t AskedCount(const Options& options) {
@@ -127,7 +141,8 @@ void Ask(const Options& options) {
 
 void RunSelect(const Options& options, const Output& output) {
     Session session(options);
-    RequireId(session.Before(), options.id);
+    RequireId(session.Before(), options.id,
+              [](const std::string& id) { return CommandLine("select", {id}); });
     // Items are matched by id alone, so the name may stay empty.
     RemoteAppListItem item(std::string(), options.id);
     session.Model().SetSelection(&item);
@@ -136,46 +151,48 @@ void RunSelect(const Options& options, const Output& output) {
         NotDone("the service keeps " + Describe(after.selection) + " selected",
                 "check with applistctl list that " + ShownId(options.id) + " is still there");
     }
-    output.Print({"selected", after.selection, {}, {}});
+    output.Print({"selected", after.selection});
 }
 
 void RunAdd(const Options& options, const Output& output) {
     Session session(options);
     const Entry entry = {options.name, options.id};
+    if (!options.again) RequireFree(session.Before(), entry.id);
     RemoteAppListItem item(entry.name, entry.id);
     session.Model().AddItemAtEnd(&item);
     if (CountMissing(session.Before(), {entry}, session.Now()) > 0) {
         NotDone("the service did not add " + Describe(entry), "its log may say why");
     }
-    output.Print({"added", entry, {}, {}});
+    output.Print({"added", entry});
     NoteRepeated(session.Before(), {entry});
 }
 
 void RunImport(const Options& options, const Output& output) {
     // Read to the end before the service is asked, so that a bad line changes nothing.
-    std::vector<RemoteAppListItem> items = ReadItemFile(options.file);
-    std::vector<Entry> entries;
-    std::vector<AppListItem*> pointers;
-    for (RemoteAppListItem& item : items) {
-        entries.push_back({item.GetVisibleName(), item.GetUnigueId()});
-        pointers.push_back(&item);
-    }
+    std::vector<Entry> entries = ReadEntries(options.file);
     Session session(options);
-    if (!items.empty()) session.Model().AddItems(pointers);
+    Event imported = {"imported"};
+    if (options.onlyNew) {
+        imported.tallies = {{"skipped", DropKnown(session.Before(), entries)}};
+    }
+    if (!entries.empty()) session.Model().AddItems(Items(entries).Pointers());
     const std::size_t missing = CountMissing(session.Before(), entries, session.Now());
     if (missing > 0) {
-        NotDone(std::to_string(missing) + " of " + std::to_string(items.size()) +
+        NotDone(std::to_string(missing) + " of " + std::to_string(entries.size()) +
                     " items are not in the list",
                 "the log of the service may say why");
     }
-    output.Print({"imported", {}, {}, items.size()});
+    imported.count = entries.size();
+    output.Print(imported);
     NoteRepeated(session.Before(), entries);
 }
 
 void RunReplace(const Options& options, const Output& output) {
     Session session(options);
     const ListState& before = session.Before();
-    RequireId(before, options.oldId);
+    RequireId(before, options.oldId, [&](const std::string& id) {
+        return CommandLine("replace", {id, options.name, options.id});
+    });
     const Entry entry = {options.name, options.id};
     RemoteAppListItem oldItem(std::string(), options.oldId);
     RemoteAppListItem newItem(entry.name, entry.id);
@@ -194,18 +211,19 @@ void RunReplace(const Options& options, const Output& output) {
                     ShownId(options.id) + " was taken",
                 "add it with applistctl add");
     }
-    output.Print({"replaced", entry, gone, {}});
+    output.Print({"replaced", entry, gone});
 }
 
 void RunRemove(const Options& options, const Output& output) {
     Session session(options);
     const ListState& before = session.Before();
-    RequireId(before, options.id);
+    RequireId(before, options.id,
+              [](const std::string& id) { return CommandLine("remove", {id}); });
     RemoteAppListItem item(std::string(), options.id);
     session.Model().RemoveItem(&item);
     const ListState after = session.Now();
     if (after.CountId(options.id) >= before.CountId(options.id)) Keeps(before, options.id);
-    output.Print({"removed", GoneWithId(before, after, options.id), {}, {}});
+    output.Print({"removed", GoneWithId(before, after, options.id)});
     if (after.CountId(options.id) > 0) Note("another item still has the id " + ShownId(options.id));
 }
 
@@ -220,20 +238,6 @@ void RunClear(const Options& options, const Output& output) {
                 "applistctl list shows what stayed or was added since");
     }
     output.Print({"cleared", {}, {}, session.Before().items.size()});
-}
-
-// Always ends as not done: a service does not carry out clicks that come from partners.
-void RunClick(const Options& options, const Output&) {
-    Session session(options);
-    RequireId(session.Before(), options.id);
-    const Entry entry = FirstWithId(session.Before(), options.id);
-    RemoteAppListItem item(entry.name, entry.id);
-    session.Model().SetClicked(&item);
-    session.Model().Synchronize();
-    NotDone(
-        Describe(entry) +
-            " was not clicked: the service was asked, but does not carry out clicks of partners",
-        "click it where the list is shown, or select it");
 }
 
 }  // namespace applist::ctl

@@ -124,6 +124,9 @@ std::string JsonOf(const Event& event, JsonStyle style) {
         members.emplace_back("old_id", Quoted(event.before->id));
     }
     if (event.count) members.emplace_back("count", std::to_string(*event.count));
+    for (const Tally& tally : event.tallies) {
+        members.emplace_back(tally.what, std::to_string(tally.count));
+    }
     return ObjectOf(members, style, 0);
 }
 

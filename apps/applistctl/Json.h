@@ -31,7 +31,8 @@ std::string JsonOf(const std::vector<Entry>& items, JsonStyle style);
 // An object with "name" and "id"; null for nothing.
 std::string JsonOf(const std::optional<Entry>& item, JsonStyle style);
 
-// An object with "event" and, where they apply, "name", "id", "old_name", "old_id" and "count".
+// An object with "event" and, where they apply, "name", "id", "old_name", "old_id", "count"
+// and the names of the tallies.
 std::string JsonOf(const Event& event, JsonStyle style);
 
 // One string.

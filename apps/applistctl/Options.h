@@ -23,6 +23,9 @@ struct Options {
     std::string function;
     std::optional<std::string> payload;
     bool yes = false;
+    bool again = false;
+    bool onlyNew = false;
+    bool raw = false;
     bool wait = false;
     std::size_t count = 0;  // 0: no end
 

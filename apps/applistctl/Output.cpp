@@ -60,6 +60,7 @@ std::string Line(const Event& event) {
         line.pop_back();  // the item's line feed
     }
     if (event.count) line += '\t' + std::to_string(*event.count);
+    for (const Tally& tally : event.tallies) line += '\t' + std::to_string(tally.count);
     return line + '\n';
 }
 
@@ -69,6 +70,11 @@ std::string Sentence(const Event& event) {
     if (event.item) sentence += " " + Describe(*event.item);
     if (event.count) {
         sentence += " " + std::to_string(*event.count) + (*event.count == 1 ? " item" : " items");
+    }
+    const char* before = event.count ? ", " : ": ";
+    for (const Tally& tally : event.tallies) {
+        sentence += before + std::to_string(tally.count) + ' ' + tally.what;
+        before = ", ";
     }
     return sentence + '\n';
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <system_error>
@@ -8,6 +9,7 @@
 
 #include "apps/applistctl/Commands.h"
 #include "apps/applistctl/Failure.h"
+#include "apps/applistctl/ItemFile.h"
 #include "apps/applistctl/Suggestion.h"
 #include "apps/applistctl/Waiting.h"
 #include "apps/common/ItemLines.h"
@@ -20,17 +22,26 @@ namespace applist::ctl {
 
 namespace {
 
+// How many items a function reads.
+enum class Takes { None, One, Two, Any };
+
 struct Function {
     const char* name;
     AppListRemoteControl number;
+    Takes takes;
 };
 
 const Function kFunctions[] = {
-    {"SetSelection", APPLIST_SET_SELECTION_FNC}, {"GetSelection", APPLIST_GET_SELECTION_FNC},
-    {"GetAllItems", APPLIST_GET_ALL_ITEMS_FNC},  {"RemoveAllItems", APPLIST_REMOVE_ALL_ITEMS_FNC},
-    {"AddItems", APPLIST_ADD_ITEMS_FNC},         {"AddItemAtEnd", APPLIST_ADD_ITEM_AT_END_FNC},
-    {"SetClicked", APPLIST_SET_CLICKED_FNC},     {"RemoveItem", APPLIST_REMOVE_ITEM_FNC},
-    {"ModifyItem", APPLIST_MODIFY_ITEM_FNC},
+    {"SetSelection", APPLIST_SET_SELECTION_FNC, Takes::One},
+    {"GetSelection", APPLIST_GET_SELECTION_FNC, Takes::None},
+    {"GetAllItems", APPLIST_GET_ALL_ITEMS_FNC, Takes::None},
+    {"RemoveAllItems", APPLIST_REMOVE_ALL_ITEMS_FNC, Takes::None},
+    {"AddItems", APPLIST_ADD_ITEMS_FNC, Takes::Any},
+    {"AddItemAtEnd", APPLIST_ADD_ITEM_AT_END_FNC, Takes::One},
+    // It reads none, but the interface has one.
+    {"SetClicked", APPLIST_SET_CLICKED_FNC, Takes::Any},
+    {"RemoveItem", APPLIST_REMOVE_ITEM_FNC, Takes::One},
+    {"ModifyItem", APPLIST_MODIFY_ITEM_FNC, Takes::Two},
 };
 
 // The channel's model: notifications that arrive while the reply is awaited interest nobody here.
@@ -67,8 +78,11 @@ std::int32_t NumberOf(const std::string& function) {
                                                     : "; did you mean " + nearest + "?"));
 }
 
-bool IsKnown(std::int32_t number) {
-    return number >= APPLIST_SET_SELECTION_FNC && number <= APPLIST_MODIFY_ITEM_FNC;
+const Function* Known(std::int32_t number) {
+    for (const Function& known : kFunctions) {
+        if (known.number == number) return &known;
+    }
+    return nullptr;
 }
 
 // Undoes one level of escapes, so that an item's text can be typed as for printf. Unknown escapes
@@ -94,14 +108,37 @@ std::string PayloadOf(const Options& options) {
     return ReadText("-");
 }
 
+std::string CountOf(std::size_t count) {
+    return count == 0 ? "none" : std::to_string(count);
+}
+
+void CheckCount(const Function& function, std::size_t count) {
+    const bool fits =
+        function.takes == Takes::Any || count == static_cast<std::size_t>(function.takes);
+    if (fits) return;
+    throw Failure(kWrongUsage, std::string(function.name) + " takes " +
+                                   (function.takes == Takes::None  ? "no items"
+                                    : function.takes == Takes::One ? "one item"
+                                                                   : "two items") +
+                                   ", and the payload holds " + CountOf(count) +
+                                   "; give as many, or send it all the same with --raw");
+}
+
+// A service executes a malformed call with whatever it could read, such as an empty item.
+void CheckPayload(const Function& function, const std::string& payload) {
+    std::size_t count = 0;
+    try {
+        count = ReadItemLines(payload, "the payload").size();
+    } catch (const InputError& error) {
+        throw Failure(kWrongUsage, std::string(error.what()) + ", or send it as it is with --raw");
+    }
+    CheckCount(function, count);
+}
+
 // Nothing says what kind of reply a function gives, so it is tried: items, else bytes.
 void PrintReply(const std::string& reply, const Output& output) {
     try {
-        std::vector<Entry> entries;
-        for (RemoteAppListItem& item : ReadItemLines(reply, "the reply")) {
-            entries.push_back({item.GetVisibleName(), item.GetUnigueId()});
-        }
-        output.Print(entries);
+        output.Print(EntriesOf(ReadItemLines(reply, "the reply")));
     } catch (const InputError&) {
         output.PrintRaw(reply);
     }
@@ -113,6 +150,8 @@ void RunCall(const Options& options, const Output& output) {
     const std::int32_t number = NumberOf(options.function);
     // Read before connecting: standard input may take as long as a person types.
     const std::string payload = PayloadOf(options);
+    const Function* const function = Known(number);
+    if (function != nullptr && !options.raw) CheckPayload(*function, payload);
     Channel channel;
     channel.SetTimeout(options.timeout);
     channel.SetStartsService(!options.noStart);
@@ -123,10 +162,14 @@ void RunCall(const Options& options, const Output& output) {
     PrintReply(std::string(reply.begin(), reply.end()), output);
     // Said after the call, as its reply, an empty one, looks like that of an edit that was carried
     // out.
-    if (!IsKnown(number)) {
+    if (function == nullptr) {
         Note(std::to_string(number) +
              " is not a function of this version; services ignore unknown "
              "functions");
+    } else if (number == APPLIST_SET_CLICKED_FNC) {
+        Note(
+            "services do not carry out clicks of partners; click where the list is shown, or "
+            "select");
     } else if (reply.empty() && output.IsForPerson()) {
         Note("the reply is empty");
     }

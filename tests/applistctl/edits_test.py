@@ -36,8 +36,14 @@ class AnEdit(ToolTest):
         self.output_of("add", "Mail", "mail")
         self.assertEqual(self.all_items(), [MAPS, MUSIC, ("Mail", "mail")])
 
-    def test_adds_a_second_item_of_an_id_and_says_so(self):
-        result = self.run_tool("add", "More Maps", "maps")
+    def test_adds_no_second_item_of_an_id(self):
+        self.assertEqual(self.complaint_of(1, "add", "More Maps", "maps"),
+                         "Maps (maps) has the id maps already; use --again to add another item "
+                         "with it, or replace that one")
+        self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+    def test_adds_a_second_item_of_an_id_when_asked_and_says_so(self):
+        result = self.run_tool("add", "--again", "More Maps", "maps")
         self.assertEqual((result.status, result.out), (0, b"added\tMore Maps\tmaps\n"))
         self.assertIn(FIRST_OF_AN_ID, result.err)
         self.assertEqual(self.all_items(), [MAPS, MUSIC, ("More Maps", "maps")])
@@ -119,13 +125,29 @@ class AnEdit(ToolTest):
         self.assertIn("--yes", self.complaint_of(2, "clear", stdin=b"y\n"))
         self.assertEqual(self.all_items(), [MAPS, MUSIC])
 
-    def test_says_that_no_click_was_carried_out(self):
-        partner = self.partner()
-        self.assertIn("Music (music) was not clicked", self.complaint_of(1, "click", "music"))
-        self.assertEqual(partner.events(), [])
 
-    def test_clicks_no_unknown_id(self):
-        self.assertIn("no item has the id mail", self.complaint_of(1, "click", "mail"))
+class ANameInPlaceOfAnId(ToolTest):
+    ITEMS = "Maps\tmaps\nRadio\tr1\nRadio\tr 2\n"
+
+    def test_is_answered_with_the_id(self):
+        for command, meant in ((("select", "Maps"), "select maps"),
+                               (("remove", "Maps"), "remove maps"),
+                               (("replace", "Maps", "It's", "-x"),
+                                "replace -- maps 'It'\\''s' -x")):
+            arguments = (command[0], "--", *command[1:])
+            self.assertEqual(self.complaint_of(1, *arguments),
+                             "no item has the id Maps; Maps is the name of maps: applistctl " +
+                             meant)
+        self.assertEqual(len(self.all_items()), 3)
+
+    def test_of_several_items_is_answered_with_every_id(self):
+        self.assertEqual(self.complaint_of(1, "select", "Radio"),
+                         "no item has the id Radio; Radio is the name of r1 and r 2: "
+                         "applistctl select r1, or applistctl select 'r 2'")
+
+    def test_that_is_an_id_too_is_one(self):
+        self.output_of("add", "Other", "Maps")
+        self.assertEqual(self.output_of("select", "Maps"), "selected\tOther\tMaps\n")
 
 
 class AnEditThatTheServiceIgnores(ToolTest):
@@ -234,6 +256,26 @@ class AnImport(ToolTest):
         self.assertEqual((result.status, result.out), (0, b"imported\t3\n"))
         self.assertEqual(result.err, "applistctl: 2 items have the same id as another item; "
                                      f"{FIRST_OF_AN_ID}\n")
+
+    def test_of_what_is_new_skips_known_ids(self):
+        result = self.run_tool("import", "--new", stdin=b"M\tmaps\nA\ta\nB\ta\nC\tc\n")
+        self.assertEqual(result, (0, b"imported\t2\t2\n", ""))
+        self.assertEqual(self.all_items(), [MAPS, MUSIC, ("A", "a"), ("C", "c")])
+
+    def test_of_what_is_new_sends_nothing_when_nothing_is(self):
+        partner = self.partner()
+        self.assertEqual(self.output_of("import", "--new", stdin=b"M\tmaps\n"),
+                         "imported\t0\t1\n")
+        self.assertEqual(partner.events(), [])
+
+    def test_of_lines_from_another_system_takes_them_and_says_so(self):
+        path = self.file("A\ta\r\nB\tb\n")
+        result = self.run_tool("import", path)
+        self.assertEqual((result.status, result.out), (0, b"imported\t2\n"))
+        self.assertEqual(result.err,
+                         f"applistctl: {path}: 1 line ends in CR LF, and the CR belongs to the "
+                         "id; if that is not meant, take it away first with tr -d '\\r'\n")
+        self.assertEqual(self.all_items()[2:], [("A", "a\r"), ("B", "b")])
 
     def test_carries_a_large_list(self):
         lines = "".join(f"Application number {n}\torg.tessel.example.N{n}\n" for n in range(20000))

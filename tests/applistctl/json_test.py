@@ -38,9 +38,13 @@ class Json(ToolTest):
                          {"event": "imported", "count": 2})
         self.assertEqual(self.parsed("clear", "--yes"), {"event": "cleared", "count": 4})
 
+    def test_of_an_import_of_what_is_new_counts_what_was_skipped(self):
+        self.assertEqual(self.parsed("import", "--new", stdin=b"A\ta\nMaps\tmaps\n"),
+                         {"event": "imported", "count": 1, "skipped": 1})
+
     def test_of_a_reply_is_its_items(self):
         self.assertEqual(self.parsed("call", "2002"), [MAPS, MUSIC])
-        self.assertEqual(self.parsed("call", "2006"), [])
+        self.assertEqual(self.parsed("call", "2004"), [])
 
     def test_of_an_empty_list_is_an_empty_array(self):
         self.output_of("clear", "--yes")

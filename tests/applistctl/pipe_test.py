@@ -36,8 +36,9 @@ class APipe(ToolTest):
     def test_gets_the_number_of_cleared_items(self):
         self.assertEqual(self.output_of("clear", "--yes"), "cleared\t2\n")
 
-    def test_gets_nothing_of_a_click(self):
-        self.complaint_of(1, "click", "maps", out="")
+    def test_gets_the_numbers_of_imported_and_of_skipped_items(self):
+        self.assertEqual(self.output_of("import", "--new", stdin=b"A\ta\nMaps\tmaps\n"),
+                         "imported\t1\t1\n")
 
     def test_gets_the_items_of_a_reply(self):
         self.assertEqual(self.output_of("call", "GetAllItems"), "Maps\tmaps\nMusic\tmusic\n")

@@ -20,7 +20,7 @@ NOWHERE = "unix:path=/nonexistent/bus"
 # One invocation of every command that talks to a service, with words that suit it.
 EVERY_COMMAND = [("list",), ("selection",), ("select", "maps"), ("add", "Mail", "mail"),
                  ("import", "/dev/null"), ("replace", "mail", "Post", "post"), ("remove", "mail"),
-                 ("clear", "--yes"), ("click", "maps"), ("watch",), ("call", "GetAllItems")]
+                 ("clear", "--yes"), ("watch",), ("call", "GetAllItems")]
 
 # Nobody may send a message to the service.
 POLICY = """<busconfig><type>session</type><listen>{address}</listen><auth>EXTERNAL</auth>
@@ -96,13 +96,28 @@ class AWrongCommandLine(ToolTest):
         self.assertEqual(self.complaint("list", "--json", "pretty"),
                          "one word too many: pretty; put a = before the style of JSON: "
                          "--json=pretty")
-        self.assertEqual(self.complaint("list", "--json="),
-                         "--json= names no style; write --json, --json=short or --json=pretty")
+        for option in ("--json=", "-j="):
+            self.assertEqual(self.complaint("list", option),
+                             "--json= names no style; write --json, --json=short or --json=pretty")
 
     def test_names_one_bus_only(self):
         for pair in (("--session", "--system"), ("--session", "--address=" + NOWHERE),
                      ("--system", "--address=" + NOWHERE), ("--host=a", "--address=" + NOWHERE)):
             self.assertIn("give only one of them", self.complaint("list", *pair))
+
+    def test_names_the_option_that_took_the_command(self):
+        for option, value in (("--host", "USER@HOST"), ("-H", "USER@HOST"), ("--address", "ADDR")):
+            for rest in ((), ("--count", "3"), ("maps",)):
+                self.assertEqual(self.complaint(option, "watch", *rest),
+                                 f"no command: {option} has taken the word watch for its value; "
+                                 f"write {option} {value} watch")
+
+    def test_says_where_clicks_went(self):
+        for words in (("click",), ("click", "maps")):
+            self.assertEqual(self.complaint(*words),
+                             "click is no command, as services do not carry out clicks of "
+                             "partners; click where the list is shown, or select; applistctl call "
+                             "SetClicked asks all the same")
 
     def test_shows_control_bytes_as_text(self):
         self.assertIn("unknown command \\x1b[31m\\x0ared", self.complaint("\x1b[31m\nred"))
@@ -130,6 +145,19 @@ class TheCommandLine(ToolTest):
                              "--address=" + self.bus.address, "--json=pretty", "--json=short",
                              "--timeout=0.001", "--timeout=30")
         self.assertEqual(out, '{"name":"Maps","id":"maps"}\n')
+
+    def test_takes_a_style_behind_the_short_option(self):
+        pretty = '{\n  "name": "Maps",\n  "id": "maps"\n}\n'
+        for option in ("-j=pretty", "-jpretty"):
+            self.assertEqual(self.output_of("selection", option), pretty)
+        self.assertEqual(self.output_of("-j=short", "selection"), '{"name":"Maps","id":"maps"}\n')
+        self.assertIn("--json: xml is neither", self.complaint_of(2, "list", "-j=xml"))
+
+    def test_takes_what_looks_like_a_style_after_two_dashes(self):
+        self.assertEqual(self.output_of("add", "--", "x", "-j=pretty"), "added\tx\t-j=pretty\n")
+
+    def test_takes_a_host_that_is_called_like_a_command_with_a_sign_between(self):
+        self.assertIn("no command; use one of", self.complaint_of(2, "--host=list"))
 
     def test_takes_an_id_that_is_json_after_two_dashes(self):
         self.assertEqual(self.output_of("add", "--", "x", "--json="), "added\tx\t--json=\n")
@@ -331,7 +359,7 @@ class AnOutputThatCannotBeWritten(ToolTest):
     def test_does_not_undo_an_edit(self):
         for output, why in self.outputs:
             for style in ((), ("--json",)):
-                self.assertEqual(self.complaint_of(1, "add", "F", "f", *style, **output),
+                self.assertEqual(self.complaint_of(1, "add", "--again", "F", "f", *style, **output),
                                  "the edit was carried out, but its result cannot be written to "
                                  "standard output: " + why)
         self.assertEqual(self.all_items(), [MAPS, MUSIC] + [("F", "f")] * 4)

@@ -40,7 +40,8 @@ class ATerminal(ToolTest):
     def test_shows_what_is_empty(self):
         self.assertEqual(self.on_terminal("add", "", "x"), 'added "" (x)\n')
         self.assertEqual(self.on_terminal("add", "X", ""), 'added X ("")\n')
-        self.assertTrue(self.on_terminal("add", "", "").startswith("added an empty item\n"))
+        seen = self.on_terminal("add", "--again", "", "")
+        self.assertTrue(seen.startswith("added an empty item\n"), seen)
 
     def test_shows_how_many_items_were_imported(self):
         self.assertEqual(self.on_terminal("import", self.file("Mail\tmail\n")),
@@ -51,12 +52,12 @@ class ATerminal(ToolTest):
                          "  NAME  ID\n  Maps  maps\n")
 
     def test_says_that_a_reply_is_empty(self):
-        self.assertEqual(self.on_terminal("call", "SetClicked"),
+        self.assertEqual(self.on_terminal("call", "RemoveAllItems"),
                          "applistctl: the reply is empty\n")
 
-    def test_shows_why_a_click_did_nothing(self):
-        seen = self.on_terminal("click", "music", status=1)
-        self.assertRegex(seen, r"\Aapplistctl: [^\n]*Music \(music\) was not clicked[^\n]*\n\Z")
+    def test_shows_how_many_items_were_skipped(self):
+        self.assertEqual(self.on_terminal("import", "--new", self.file("Mail\tmail\nM\tmaps\n")),
+                         "imported 1 item, 1 skipped\n")
 
     def test_shows_events_as_sentences(self):
         terminal = self.terminal("watch", "--count=2")

@@ -41,6 +41,8 @@ COMMANDS = [
     Command(["add", "News", "news"], "added\tNews\tnews\n", after=[*BASE, NEWS]),
     Command(["import", "-"], "imported\t2\n", after=[*BASE, NEWS, ("Radio", "radio")],
             stdin="News\tnews\nRadio\tradio\n"),
+    Command(["import", "--new", "-"], "imported\t1\t1\n", after=[*BASE, NEWS],
+            stdin="Maps\tmaps\nNews\tnews\n"),
     Command(["replace", "music", "News", "news"], "replaced\tNews\tnews\tMusic\tmusic\n",
             after=[MAPS, NEWS]),
     Command(["remove", "music"], "removed\tMusic\tmusic\n", after=[MAPS]),
