@@ -38,7 +38,8 @@ struct Console::Command {
 const Console::Command Console::kCommands[] = {
     {"select", 1, "select ID", &Console::Select}, {"click", 1, "click ID", &Console::Click},
     {"add", 2, "add NAME ID", &Console::Add},     {"remove", 1, "remove ID", &Console::Remove},
-    {"list", 0, "list", &Console::List},          {"quit", 0, "quit", &Console::Quit},
+    {"list", 0, "list", &Console::List},          {"help", 0, "help", &Console::Help},
+    {"quit", 0, "quit", &Console::Quit},
 };
 
 Console::Console(ApplicationList& list, std::function<void()> quit)
@@ -133,7 +134,7 @@ void Console::Execute(const std::string& line) {
                                           [&](const Command& c) { return words[0] == c.name; });
         if (command == std::end(kCommands)) {
             throw std::invalid_argument("unknown command " + words[0] +
-                                        "; use select, click, add, remove, list or quit");
+                                        "; use select, click, add, remove, list, help or quit");
         }
         // A name with a blank but without quotes must not become a name and an id.
         if (words.size() != command->arguments + 1) {
@@ -172,6 +173,11 @@ void Console::List(const Words&) {
         m_output += PrintableText(item->GetVisibleName()) + '\t' +
                     PrintableText(item->GetUnigueId()) + '\n';
     }
+    WriteOutput();
+}
+
+void Console::Help(const Words&) {
+    for (const Command& command : kCommands) m_output += std::string(command.usage) + '\n';
     WriteOutput();
 }
 

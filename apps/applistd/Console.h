@@ -3,12 +3,13 @@
 // Commands on standard input, for development: a list that can be changed from the keyboard, next
 // to what the partner does to it.
 //
-//   select ID | click ID | add NAME ID | remove ID | list | quit
+//   select ID | click ID | add NAME ID | remove ID | list | help | quit
 //
 // Words are quoted as in a shell. `list` prints name, TAB and id of every item, and marks the
-// selected one with a star; bytes that cannot be printed are shown as \xNN. A command that fails is
-// answered by one line on stderr and changes nothing. The end of input means `quit`. While nobody
-// reads what `list` has printed, no other command is carried out; the daemon itself goes on.
+// selected one with a star; `help` prints the commands; bytes that cannot be printed are shown as
+// \xNN. A command that fails is answered by one line on stderr and changes nothing. The end of
+// input means `quit`. While nobody reads what `list` has printed, no other command is carried out;
+// the daemon itself goes on.
 //
 // Threads: the thread of its default sd-event loop. Lifetime: the list must outlive the console.
 // The console owns the items that it added, so nobody may read the list once the console is gone.
@@ -59,6 +60,7 @@ private:
     void Add(const Words& words);
     void Remove(const Words& words);
     void List(const Words& words);
+    void Help(const Words& words);
     void Quit(const Words& words);
 
     // Returns the first item of the list with this id. Throws when there is none.

@@ -56,6 +56,11 @@ class TheConsole(AppTest):
         self.ui.wait_for_event(items.ITEM_CHANGE)
         self.assertEqual(self.ui.ids(), ["news"])
 
+    def test_shows_its_commands_when_asked(self):
+        self.daemon.type("help")
+        usages = ["select ID", "click ID", "add NAME ID", "remove ID", "list", "help", "quit"]
+        self.assertEqual([self.daemon.out.wait_for("") for _ in usages], usages)
+
     def test_lists_name_and_id_with_a_star_at_the_selection(self):
         self.daemon.type("select music")
         self.daemon.type("list")
@@ -74,7 +79,7 @@ class TheConsole(AppTest):
 
     def test_answers_an_unknown_command_in_one_line(self):
         self.daemon.type("frob\x1b maps")
-        self.assertIn("unknown command frob\\x1b; use select, click, add, remove, list or quit",
+        self.assertIn("unknown command frob\\x1b; use select, click, add, remove, list, help or quit",
                       self.daemon.err.wait_for("applistd: "))
 
     def test_answers_an_unknown_id_in_one_line(self):
