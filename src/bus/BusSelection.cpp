@@ -25,6 +25,10 @@ Choice& TheChoice() {
     return choice;
 }
 
+const char kNoSession[] =
+    "no session bus: DBUS_SESSION_BUS_ADDRESS is not set and XDG_RUNTIME_DIR has no bus";
+const char kWithoutSession[] = "start the program with dbus-run-session, or choose another bus";
+
 // A variable that is set but empty says nothing, as everywhere in D-Bus.
 std::string Environment(const char* name) {
     const char* value = std::getenv(name);
@@ -47,11 +51,7 @@ std::string SessionAddress() {
 
 BusLocation Session() {
     const std::string address = SessionAddress();
-    if (address.empty()) {
-        throw TransportError(
-            "no session bus: DBUS_SESSION_BUS_ADDRESS is not set and XDG_RUNTIME_DIR has no bus; "
-            "start the program with dbus-run-session, or choose another bus");
-    }
+    if (address.empty()) throw TransportError(std::string(kNoSession) + "; " + kWithoutSession);
     return {"the session bus at " + address, address};
 }
 
@@ -69,7 +69,10 @@ BusLocation Automatic() {
     const std::string type = Environment("DBUS_STARTER_BUS_TYPE");
     if (type == "system") return System();
     if (type == "session" || !SessionAddress().empty()) return Session();
-    return System();
+    BusLocation system = System();
+    // Who expected a session bus is not helped by what there is to say about this one.
+    system.advice = std::string("there is ") + kNoSession + "; " + kWithoutSession;
+    return system;
 }
 
 BusLocation Chosen(const Choice& choice) {

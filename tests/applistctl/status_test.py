@@ -256,6 +256,14 @@ class NoBus(ToolTest):
                                       XDG_RUNTIME_DIR="")
         self.assertIn("no session bus", complaint)
 
+    def test_is_status_3_when_there_is_neither_a_session_nor_a_system_bus(self):
+        complaint = self.complaint_of(3, "list", DBUS_SESSION_BUS_ADDRESS="", XDG_RUNTIME_DIR="",
+                                      DBUS_SYSTEM_BUS_ADDRESS=NOWHERE)
+        self.assertEqual(complaint, f"cannot reach the system bus at {NOWHERE}: No such file or "
+                                    "directory; there is no session bus: DBUS_SESSION_BUS_ADDRESS "
+                                    "is not set and XDG_RUNTIME_DIR has no bus; start the program "
+                                    "with dbus-run-session, or choose another bus")
+
     def test_is_status_3_when_it_says_nothing_in_time(self):
         with tempfile.TemporaryDirectory(prefix="applistctl-bus-") as folder, \
                 socket.socket(socket.AF_UNIX) as silent:

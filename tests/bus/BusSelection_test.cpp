@@ -128,6 +128,16 @@ TEST_F(TheSelectedBus, IsTheSystemBusWhenThereIsNoSessionBus) {
     EXPECT_EQ("unix:path=/run/dbus/system_bus_socket", SelectedBus().address);
 }
 
+TEST_F(TheSelectedBus, SaysThatThereIsNoSessionBusWhenItIsTheSystemBusForWantOfOne) {
+    EXPECT_EQ(
+        "there is no session bus: DBUS_SESSION_BUS_ADDRESS is not set and XDG_RUNTIME_DIR "
+        "has no bus; start the program with dbus-run-session, or choose another bus",
+        SelectedBus().advice);
+
+    SelectBus(BusKind::System);
+    EXPECT_EQ("check that the bus is running, or choose another one", SelectedBus().advice);
+}
+
 TEST_F(TheSelectedBus, IsTheSystemBusThatTheEnvironmentNames) {
     Set("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/system");
 
