@@ -33,8 +33,9 @@ using std::string;
 
 namespace {
 
-// The narrowest table in which the mark, the gap and a column of each field have room.
+// In the narrowest tables nothing is cut.
 constexpr std::size_t kLeastWidth = 8;
+constexpr std::size_t kLeastCut = 10;
 
 // What begins at `at`: a code point and its length, or nothing when it is not UTF-8.
 struct Character {
@@ -96,13 +97,26 @@ string Without(string text, const string& sequence) {
     return text;
 }
 
+bool EndsWith(const string& text, const string& end) {
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
 void CheckTable(const ListState& list, std::size_t width) {
     const string table = TableOf(list.items, list.selected, width, false);
     const std::vector<string> lines = LinesOf(table);
-    Check(lines.size() == list.items.size() + 1, "a line for the header and for each item");
-    for (const string& line : lines) {
-        CheckSafe(line);
-        Check(WidthOf(line) <= width, "no line is wider than the terminal");
+    const std::size_t rows = list.items.size() + 1;
+    const std::size_t each = lines.size() / rows;
+    Check(lines.size() == each * rows && (each == 1 || each == 2),
+          "a line or two for the header and for each item");
+    for (std::size_t at = 0; at < lines.size(); ++at) {
+        CheckSafe(lines[at]);
+        const bool isWhole = each == 2 && (at % 2 == 1 || width < kLeastCut);
+        Check(isWhole || WidthOf(lines[at]) <= width, "no name makes a line too wide");
+    }
+    for (std::size_t row = 1; row < rows; ++row) {
+        Check(EndsWith(lines[row * each + each - 1], PrintableText(list.items[row - 1].id)),
+              "every id is whole");
     }
     const string colours = TableOf(list.items, list.selected, width, true);
     Check(Without(Without(colours, "\033[1m"), "\033[0m") == table, "colours change nothing else");

@@ -17,10 +17,11 @@ const char kPlain[] = "\033[0m";
 const char kSelected[] = "* ";
 const char kNotSelected[] = "  ";
 const char kGap[] = "  ";
+const char kBelow[] = "    ";
+constexpr std::size_t kMark = 2;
 constexpr std::size_t kAround = 4;  // the mark and the gap
 
-// However long the ids are, a name keeps this many columns if it needs them: a table of ids alone
-// would not be recognised.
+// A name of fewer columns would not be recognised.
 constexpr std::size_t kLeastName = 8;
 
 struct Columns {
@@ -28,25 +29,34 @@ struct Columns {
     std::size_t id;
 };
 
-Columns FitInto(std::size_t width, Columns wanted) {
-    const std::size_t room = width > kAround ? width - kAround : 0;
-    if (wanted.name + wanted.id <= room) return wanted;
-    const std::size_t least = std::min({wanted.name, kLeastName, room});
-    const std::size_t beside = room > wanted.id ? room - wanted.id : 0;
-    const std::size_t name = std::min(wanted.name, std::max(least, beside));
-    return {name, room - name};
-}
-
-std::string Line(const Entry& cells, bool isSelected, bool isBold, const Columns& columns) {
-    const std::string name = CutTo(cells.name, columns.name);
+std::string Line(const Entry& cells, bool isSelected, bool isBold, std::size_t nameWidth) {
+    const std::string name = CutTo(cells.name, nameWidth);
     std::string line = isSelected ? kSelected : kNotSelected;
     line += name;
     // By hand, as setw counts bytes and not columns.
-    line.append(columns.name - WidthOf(name), ' ');
+    line.append(nameWidth - WidthOf(name), ' ');
     line += kGap;
-    line += CutTo(cells.id, columns.id);
+    line += cells.id;
     if (isBold) line = kBold + line + kPlain;
     return line + '\n';
+}
+
+// For a terminal that has no room for both: the id below the name, whole, as it is what people type
+// and copy. A terminal with no room for a name shows it whole as well, in as many lines as it
+// takes.
+std::string Stacked(const Entry& cells, bool isSelected, bool isBold, std::size_t width) {
+    const bool hasRoom = width >= kMark + kLeastName;
+    std::string text = isSelected ? kSelected : kNotSelected;
+    text += hasRoom ? CutTo(cells.name, width - kMark) : cells.name;
+    text += '\n';
+    text += hasRoom ? kBelow : "";
+    text += cells.id;
+    if (isBold) text = kBold + text + kPlain;
+    return text + '\n';
+}
+
+bool FitsBeside(std::size_t width, Columns wanted) {
+    return width >= kAround + std::min(wanted.name, kLeastName) + wanted.id;
 }
 
 }  // namespace
@@ -62,11 +72,16 @@ std::string TableOf(const std::vector<Entry>& items, std::optional<std::size_t> 
         columns.id = std::max(columns.id, WidthOf(cells.back().id));
     }
     // Measured on the printable text: \xNN is wider than the byte for which it stands.
-    columns = FitInto(width, columns);
-    std::string table = Line(header, false, colours, columns);
+    const bool isBeside = FitsBeside(width, columns);
+    if (isBeside) columns.name = std::min(columns.name, width - kAround - columns.id);
+    const auto text = [&](const Entry& entry, bool isSelected, bool isBold) {
+        return isBeside ? Line(entry, isSelected, isBold, columns.name)
+                        : Stacked(entry, isSelected, isBold, width);
+    };
+    std::string table = text(header, false, colours);
     for (std::size_t at = 0; at < cells.size(); ++at) {
         const bool isSelected = selected == at;
-        table += Line(cells[at], isSelected, colours && isSelected, columns);
+        table += text(cells[at], isSelected, colours && isSelected);
     }
     return table;
 }

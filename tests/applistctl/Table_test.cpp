@@ -93,15 +93,44 @@ TEST_F(AText, IsNothingInNoRoom) {
     EXPECT_EQ(CutTo("abc", 1), "\u2026");
 }
 
-TEST_F(ATable, IsNeverWiderThanItsTerminal) {
-    const std::vector<Entry> items = {{std::string(300, 'n'), std::string(300, 'i')},
+TEST_F(ATable, IsNeverWiderThanItsTerminalThatHasRoomForTheIds) {
+    const std::vector<Entry> items = {{std::string(300, 'n'), std::string(30, 'i')},
                                       {"\u4f60\u597d\u4f60\u597d", "short"},
                                       {"", ""}};
-    for (std::size_t width = 5; width < 100; ++width) {
+    for (std::size_t width = 34; width < 100; ++width) {
         for (const std::string& row : Rows(items, width)) {
             EXPECT_LE(WidthOf(row), width) << "in " << width << " columns: " << row;
         }
     }
+}
+
+TEST_F(ATable, ShowsEveryIdWholeInAnyWidth) {
+    const std::string id(30, 'i');
+    for (std::size_t width = 0; width < 100; ++width) {
+        const std::string table =
+            TableOf({{std::string(300, 'n'), id}}, std::nullopt, width, false);
+        EXPECT_NE(table.find(id + "\n"), std::string::npos) << "in " << width << " columns";
+    }
+}
+
+TEST_F(ATable, ShowsAnIdBesideItsNameWhileThatHasEightColumns) {
+    const std::vector<Entry> items = {{"Application", "identifier"}};
+    EXPECT_EQ(Rows(items, 22)[1], "  Applica\u2026  identifier");
+    EXPECT_EQ(Rows(items, 21),
+              std::vector<std::string>({"  NAME", "    ID", "  Application", "    identifier"}));
+}
+
+TEST_F(ATable, CutsNoNameInLessThanTenColumns) {
+    const std::vector<Entry> items = {{"Application", "identifier"}};
+    EXPECT_EQ(Rows(items, 10)[2], "  Applica\u2026");
+    EXPECT_EQ(Rows(items, 9)[2], "  Application");
+    EXPECT_EQ(Rows(items, 9)[3], "identifier");
+}
+
+TEST_F(ATable, PutsColoursAroundBothLinesOfTheSelection) {
+    EXPECT_EQ(TableOf({{"Application", "identifier"}}, 0, 12, true),
+              "\033[1m  NAME\n    ID\033[0m\n"
+              "\033[1m* Applicati\u2026\n    identifier\033[0m\n");
 }
 
 TEST_F(ATable, ThatFitsIsNoWiderThanItsItems) {

@@ -170,8 +170,8 @@ class ANarrowTerminal(ToolTest):
     def rows(self, columns):
         return self.on_terminal("list", columns=columns, NO_COLOR="1").splitlines()
 
-    def test_is_never_overrun(self):
-        for columns in (10, 20, 30, 40, 57, 58, 59):
+    def test_is_never_overrun_while_an_id_fits(self):
+        for columns in (28, 29, 35, 36, 40, 57, 58, 59):
             rows = self.rows(columns)
             self.assertLessEqual(max(map(len, rows)), columns, rows)
 
@@ -179,15 +179,25 @@ class ANarrowTerminal(ToolTest):
         self.assertEqual(self.rows(56)[2],
                          "  An application of many words  org.tessel.example.Words")
 
-    def test_shortens_names_before_ids(self):
+    def test_shortens_names(self):
         self.assertEqual(self.rows(40), ["  NAME          ID",
                                          "* Maps          maps",
                                          "  An applicat…  org.tessel.example.Words"])
+        self.assertEqual(self.rows(36)[2], "  An appl…  org.tessel.example.Words")
 
-    def test_shortens_ids_when_names_cannot_give_more(self):
-        self.assertEqual(self.rows(24), ["  NAME      ID",
-                                         "* Maps      maps",
-                                         "  An appl…  org.tessel.…"])
+    def test_shows_ids_below_names_when_these_cannot_give_more(self):
+        self.assertEqual(self.rows(35), ["  NAME", "    ID",
+                                         "* Maps", "    maps",
+                                         "  An application of many words",
+                                         "    org.tessel.example.Words"])
+
+    def test_never_cuts_an_id(self):
+        self.assertEqual(self.rows(12)[4:], ["  An applic…", "    org.tessel.example.Words"])
+
+    def test_cuts_nothing_when_it_could_not_be_read_then(self):
+        self.assertEqual(self.rows(9), ["  NAME", "ID", "* Maps", "maps",
+                                        "  An application of many words",
+                                        "org.tessel.example.Words"])
 
 
 class ATerminalThatDoesNotTellItsWidth(ToolTest):
@@ -214,7 +224,7 @@ class ATerminalWithLettersOfAllKinds(ToolTest):
 
     def test_does_not_cut_a_wide_letter_in_two(self):
         self.output_of("add", "你好你好你好", "six")
-        rows = self.on_terminal("list", columns=17, NO_COLOR="1").splitlines()
+        rows = self.on_terminal("list", columns=18, NO_COLOR="1").splitlines()
         self.assertEqual(rows[5], "  你好你…   six")
 
 
