@@ -18,12 +18,9 @@ void RunList(const Options& options, const Output& output) {
     if (list.items.empty() && output.IsForPerson()) Note("the list is empty");
 }
 
-void RunSelection(const Options& options, const Output& output) {
-    const ListState list = Session(options).Before();
-    output.PrintSelection(list);
-    if (!list.HasSelection()) {
-        throw Failure(kNotDone, "nothing is selected; add an item, then select it");
-    }
+// Whether it stays for as long as things happen.
+bool IsPatient(const Options& options) {
+    return options.command == "watch" || options.follow;
 }
 
 struct Command {
@@ -41,7 +38,7 @@ const Command kCommands[] = {
 
 void RunCommand(const Options& options, const Output& output) {
     // One question is answered before a direct channel could be opened.
-    if (options.command != "watch") setenv("APPLIST_DIRECT", "0", /* overwrite */ 1);
+    if (!IsPatient(options)) setenv("APPLIST_DIRECT", "0", /* overwrite */ 1);
     for (const Command& command : kCommands) {
         if (options.command == command.name) return command.run(options, output);
     }

@@ -48,7 +48,9 @@ void RunReplace(const Options& options, const Output& output);
 void RunRemove(const Options& options, const Output& output);
 void RunClear(const Options& options, const Output& output);
 
-// Watch.cpp. Runs until interrupted, or until --count events have been printed.
+// Watch.cpp. What follows the list runs until interrupted, or until --count lines have been
+// printed.
+void RunSelection(const Options& options, const Output& output);
 void RunWatch(const Options& options, const Output& output);
 
 // RawCall.cpp. Sends one message and prints its reply.

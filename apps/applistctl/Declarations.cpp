@@ -85,7 +85,7 @@ void DeclareCommon(CLI::App& app, Options& options) {
            "How long to wait for an answer, 0.001 to 86400; 5 by default")
         ->type_name("SECONDS");
     app.add_flag("--wait", options.wait,
-                 "Wait for the service as long as --timeout says; watch waits forever")
+                 "Wait for the service as long as --timeout says; to follow it, forever")
         ->disable_flag_override();
     app.add_flag("--no-start", options.noStart, "Do not let the bus start the service")
         ->disable_flag_override();
@@ -114,15 +114,25 @@ CLI::Option* TakeFile(CLI::App* command, Options& options) {
         ->type_name("");
 }
 
-void DeclareReads(CLI::App& app, Options& options) {
-    Add(app, "list", "Show all items");
-    Need(Add(app, "select", "Select an item"), "ID", options.id, "Its id");
-    Add(app, "selection", "Show the selected item; exit status 1 if there is none");
-    CLI::App* const watch =
-        Add(app, "watch", "Show what happens to the list, one line per event, until interrupted");
-    watch->add_option("--count", options.count, "Stop after this many lines")
+void DeclareCount(CLI::App* command, Options& options) {
+    command->add_option("--count", options.count, "Stop after this many lines")
         ->type_name("N")
         ->check(Count());
+}
+
+void DeclareReads(CLI::App& app, Options& options) {
+    Flag(Add(app, "list", "Show all items"), "--selected", options.selected,
+         "In a pipe, mark the selected item with a * in a third field");
+    Need(Add(app, "select", "Select an item"), "ID", options.id, "Its id");
+    CLI::App* const selection =
+        Add(app, "selection", "Show the selected item; exit status 1 if there is none");
+    Flag(selection, "--follow", options.follow,
+         "Go on, and show it again each time that it changes, until interrupted");
+    DeclareCount(selection, options);
+    CLI::App* const watch =
+        Add(app, "watch", "Show what happens to the list, one line per event, until interrupted");
+    Flag(watch, "--all", options.all, "Begin with the items that there are, and the selection");
+    DeclareCount(watch, options);
     watch->footer(std::string(kWatchFooter) + kCommandFooter);
 }
 

@@ -111,6 +111,9 @@ void CheckTogether(const Options& options) {
     if (!options.host.empty() && !options.address.empty()) {
         Complain("--host and --address each name a bus", "give only one of them");
     }
+    if (options.command == "selection" && options.count > 0 && !options.follow) {
+        Complain("--count needs --follow", "without it there is one line at most");
+    }
 }
 
 }  // namespace

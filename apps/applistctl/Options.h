@@ -23,6 +23,9 @@ struct Options {
     std::string function;
     std::optional<std::string> payload;
     bool yes = false;
+    bool selected = false;
+    bool follow = false;
+    bool all = false;
     bool again = false;
     bool onlyNew = false;
     bool raw = false;

@@ -52,6 +52,16 @@ std::string Lines(const std::vector<Entry>& items) {
     return lines;
 }
 
+// Those lines, each with a third field: a star for the selected item, else nothing.
+std::string MarkedLines(const ListState& list) {
+    std::string lines;
+    for (std::size_t at = 0; at < list.items.size(); ++at) {
+        lines += Line(list.items[at]);
+        lines.insert(lines.size() - 1, list.selected == at ? "\t*" : "\t");
+    }
+    return lines;
+}
+
 std::string Line(const Event& event) {
     std::string line = event.what;
     for (const auto& item : {event.item, event.before}) {
@@ -86,7 +96,9 @@ std::string Sentence(const Event& event) {
 }  // namespace
 
 Output::Output(const Options& options)
-    : m_isTerminal(isatty(STDOUT_FILENO) != 0), m_isJson(!options.json.empty()) {
+    : m_isTerminal(isatty(STDOUT_FILENO) != 0),
+      m_isJson(!options.json.empty()),
+      m_marksSelection(options.selected) {
     // JSON for a program stays on one line, so that it can be read line by line.
     const bool pretty = options.json == "auto" ? m_isTerminal : options.json == "pretty";
     m_style = pretty ? JsonStyle::Pretty : JsonStyle::Short;
@@ -98,7 +110,7 @@ void Output::Print(const ListState& list) const {
     } else if (m_isTerminal) {
         PrintTable(list.items, list.selected);
     } else {
-        Write(Lines(list.items));
+        Write(m_marksSelection ? MarkedLines(list) : Lines(list.items));
     }
 }
 
@@ -122,6 +134,17 @@ void Output::PrintSelection(const ListState& list) const {
         return;
     } else if (m_isTerminal) {
         PrintTable({list.selection}, 0);
+    } else {
+        Write(Line(list.selection));
+    }
+}
+
+void Output::PrintSelectionInStream(const ListState& list) const {
+    const auto selection = list.HasSelection() ? std::make_optional(list.selection) : std::nullopt;
+    if (m_isJson) {
+        Write(JsonOf(selection, JsonStyle::Short) + '\n');
+    } else if (m_isTerminal) {
+        Write((selection ? Describe(*selection) : "nothing is selected") + '\n');
     } else {
         Write(Line(list.selection));
     }

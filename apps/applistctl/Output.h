@@ -24,6 +24,8 @@ public:
     void Print(const std::vector<Entry>& items) const;
     // The selection. Without one: null in JSON, otherwise nothing.
     void PrintSelection(const ListState& list) const;
+    // The same in a stream: always one line.
+    void PrintSelectionInStream(const ListState& list) const;
     // What an edit did. The edit stays done even when this cannot be written; the Failure says so.
     void Print(const Event& event) const;
     // An event of a stream: in JSON always one line, whatever the style.
@@ -40,6 +42,7 @@ private:
 
     bool m_isTerminal;
     bool m_isJson;
+    bool m_marksSelection;
     JsonStyle m_style;
 };
 

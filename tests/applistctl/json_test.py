@@ -3,9 +3,11 @@
 """JSON as another program reads it."""
 
 import json
+import subprocess
 import unittest
 
 from support import items
+from support.processes import DEADLINE
 from tool import ToolTest, item_bytes
 
 MAPS = {"name": "Maps", "id": "maps"}
@@ -41,6 +43,13 @@ class Json(ToolTest):
     def test_of_an_import_of_what_is_new_counts_what_was_skipped(self):
         self.assertEqual(self.parsed("import", "--new", stdin=b"A\ta\nMaps\tmaps\n"),
                          {"event": "imported", "count": 1, "skipped": 1})
+
+    def test_of_a_followed_selection_is_one_object_a_line(self):
+        follower = self.popen("selection", "--follow", "--count=2", "--json=pretty",
+                              stdout=subprocess.PIPE)
+        self.assertEqual(json.loads(follower.stdout.readline()), MAPS)
+        self.output_of("clear", "--yes")
+        self.assertEqual(follower.communicate(timeout=DEADLINE), ("null\n", ""))
 
     def test_of_a_reply_is_its_items(self):
         self.assertEqual(self.parsed("call", "2002"), [MAPS, MUSIC])

@@ -36,6 +36,9 @@ class APipe(ToolTest):
     def test_gets_the_number_of_cleared_items(self):
         self.assertEqual(self.output_of("clear", "--yes"), "cleared\t2\n")
 
+    def test_gets_a_mark_at_the_selection_when_asked(self):
+        self.assertEqual(self.output_of("list", "--selected"), "Maps\tmaps\t*\nMusic\tmusic\t\n")
+
     def test_gets_the_numbers_of_imported_and_of_skipped_items(self):
         self.assertEqual(self.output_of("import", "--new", stdin=b"A\ta\nMaps\tmaps\n"),
                          "imported\t1\t1\n")

@@ -20,7 +20,8 @@ NOWHERE = "unix:path=/nonexistent/bus"
 # One invocation of every command that talks to a service, with words that suit it.
 EVERY_COMMAND = [("list",), ("selection",), ("select", "maps"), ("add", "Mail", "mail"),
                  ("import", "/dev/null"), ("replace", "mail", "Post", "post"), ("remove", "mail"),
-                 ("clear", "--yes"), ("watch",), ("call", "GetAllItems")]
+                 ("clear", "--yes"), ("watch",), ("call", "GetAllItems"),
+                 ("selection", "--follow")]
 
 # Nobody may send a message to the service.
 POLICY = """<busconfig><type>session</type><listen>{address}</listen><auth>EXTERNAL</auth>
@@ -118,6 +119,10 @@ class AWrongCommandLine(ToolTest):
                              "click is no command, as services do not carry out clicks of "
                              "partners; click where the list is shown, or select; applistctl call "
                              "SetClicked asks all the same")
+
+    def test_counts_no_lines_of_what_has_one(self):
+        self.assertEqual(self.complaint("selection", "--count=2"),
+                         "--count needs --follow; without it there is one line at most")
 
     def test_shows_control_bytes_as_text(self):
         self.assertIn("unknown command \\x1b[31m\\x0ared", self.complaint("\x1b[31m\nred"))

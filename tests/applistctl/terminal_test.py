@@ -59,6 +59,12 @@ class ATerminal(ToolTest):
         self.assertEqual(self.on_terminal("import", "--new", self.file("Mail\tmail\nM\tmaps\n")),
                          "imported 1 item, 1 skipped\n")
 
+    def test_shows_a_followed_selection(self):
+        terminal = self.terminal("selection", "--follow", "--count=2")
+        terminal.wait_for(b"Maps (maps)\r\n")
+        self.output_of("clear", "--yes")
+        self.assertEqual(terminal.finish(), (0, b"Maps (maps)\nnothing is selected\n"))
+
     def test_shows_events_as_sentences(self):
         terminal = self.terminal("watch", "--count=2")
         terminal.wait_for(b"applistctl: watching 2 items\r\n")

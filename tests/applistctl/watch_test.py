@@ -13,7 +13,7 @@ import time
 import unittest
 
 from support import items
-from support.processes import Applistd, DEADLINE
+from support.processes import Applistd, DEADLINE, Output
 from tool import ToolTest, add
 
 
@@ -48,6 +48,22 @@ class AWatch(ToolTest):
         watch = self.watch()
         self.partner().select("mail")
         self.assertEqual(watch.next(), "selected\tMail\tmail")
+
+    def test_of_all_begins_with_the_list_and_its_selection(self):
+        watch = self.watch("--all")
+        self.assertEqual(self.lines(watch, 3), ["listed\tMaps\tmaps", "listed\tMusic\tmusic",
+                                                "selected\tMaps\tmaps"])
+        self.partner().select("music")
+        self.assertEqual(watch.next(), "selected\tMusic\tmusic")
+
+    def test_of_all_counts_those_lines(self):
+        watch = self.watch("--all", "--count=2")
+        self.assertEqual(watch.wait(), 0)
+        self.assertEqual(watch.out.rest(), ["listed\tMaps\tmaps", "listed\tMusic\tmusic"])
+
+    def test_of_all_says_that_nothing_is_selected(self):
+        self.partner().call(items.REMOVE_ALL_ITEMS)
+        self.assertEqual(self.watch("--all").next(), "selected\t\t")
 
     def test_ends_after_as_many_lines_as_asked_for(self):
         watch = self.watch("--count=2")
@@ -342,6 +358,52 @@ class AWatchOfAServiceThatIsKilled(ToolTest):
         self.assertEqual([watch.next(), watch.next()], ["back", "added\tMusic\tmusic"])
 
 
+class AFollowedSelection(ToolTest):
+    def follow(self, *options):
+        process = self.popen("selection", "--follow", *options, stdout=subprocess.PIPE)
+        self.addCleanup(process.stderr.close)
+        return process, Output(process.stdout)
+
+    def test_is_told_now_and_each_time_that_it_changes(self):
+        partner = self.partner()
+        process, out = self.follow("--count=4")
+        self.assertEqual(out.wait_for(""), "Maps\tmaps")
+        for unique_id, line in (("music", "Music\tmusic"), ("maps", "Maps\tmaps")):
+            partner.select(unique_id)
+            self.assertEqual(out.wait_for(""), line)
+        partner.call(items.REMOVE_ALL_ITEMS)
+        self.assertEqual(process.wait(DEADLINE), 0)
+        self.assertEqual((out.rest(), process.stderr.read()), (["\t"], ""))
+
+    def test_is_not_told_when_only_other_items_change(self):
+        process, out = self.follow("--count=2")
+        out.wait_for("Maps")
+        partner = self.partner()
+        add(partner, "Mail", "mail")
+        partner.select("mail")
+        self.assertEqual(process.wait(DEADLINE), 0)
+        self.assertEqual(out.rest(), ["Mail\tmail"])
+
+    def test_goes_on_when_the_service_is_back(self):
+        process, out = self.follow()
+        out.wait_for("Maps")
+        self.daemon.stop()
+        self.assertEqual(process.stderr.readline(),
+                         "applistctl: lost the service; waiting for it\n")
+        self.serve("Music\tmusic\n")
+        self.assertEqual(out.wait_for(""), "Music\tmusic")
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(DEADLINE), 130)
+
+    def test_is_waited_for_when_asked(self):
+        self.daemon.stop()
+        process, out = self.follow("--wait", "--count=1")
+        self.assertEqual(process.stderr.readline(), "applistctl: waiting for the service\n")
+        self.serve("Maps\tmaps\n")
+        self.assertEqual(process.wait(DEADLINE), 0)
+        self.assertEqual(out.rest(), ["Maps\tmaps"])
+
+
 class AWatchWithoutAService(ToolTest):
     ITEMS = None
 
@@ -352,6 +414,12 @@ class AWatchWithoutAService(ToolTest):
         self.partner().select("music")
         self.assertEqual(watch.wait(), 0)
         self.assertEqual(watch.out.rest(), ["selected\tMusic\tmusic"])
+
+    def test_that_shall_wait_for_all_begins_with_the_list(self):
+        watch = self.watch("--wait", "--all", ready="waiting for the service")
+        self.serve("Maps\tmaps\n")
+        self.assertEqual([watch.next(), watch.next()],
+                         ["listed\tMaps\tmaps", "selected\tMaps\tmaps"])
 
     def test_that_shall_wait_begins_with_an_empty_list_too(self):
         watch = self.watch("--wait", "--count=1", ready="waiting for the service")

@@ -43,6 +43,7 @@ COMMANDS = [
             stdin="News\tnews\nRadio\tradio\n"),
     Command(["import", "--new", "-"], "imported\t1\t1\n", after=[*BASE, NEWS],
             stdin="Maps\tmaps\nNews\tnews\n"),
+    Command(["selection", "--follow", "--count=1"], "Maps\tmaps\n"),
     Command(["replace", "music", "News", "news"], "replaced\tNews\tnews\tMusic\tmusic\n",
             after=[MAPS, NEWS]),
     Command(["remove", "music"], "removed\tMusic\tmusic\n", after=[MAPS]),
