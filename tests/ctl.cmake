@@ -14,7 +14,7 @@ add_executable(ctl_tests
 target_link_libraries(ctl_tests PRIVATE applistctl_parts test_options GTest::gtest_main)
 gtest_discover_tests(ctl_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)
 
-foreach(subject call edits host json pipe policy start status terminal watch)
+foreach(subject call edits host json pipe policy service start status terminal watch)
     add_test(NAME applistctl.${subject}
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/applistctl/${subject}_test.py)
     set_tests_properties(applistctl.${subject} PROPERTIES LABELS app TIMEOUT 240)

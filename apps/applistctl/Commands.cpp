@@ -2,6 +2,7 @@
 
 #include "apps/applistctl/Commands.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -18,9 +19,22 @@ void RunList(const Options& options, const Output& output) {
     if (list.items.empty() && output.IsForPerson()) Note("the list is empty");
 }
 
+// Until a service is there and has given its list, which is what a session begins with.
+void RunWait(const Options& options, const Output&) {
+    const auto deadline = std::chrono::steady_clock::now() + options.timeout;
+    Session session(options);
+    if (!options.item) return;
+    const auto isThere = [&] { return StateOf(session.Model()).CountId(*options.item) > 0; };
+    RunLoopUntil(isThere, deadline);
+    if (isThere()) return;
+    throw Failure(kNotDone, "no item has got the id " + ShownId(*options.item) +
+                                " in time; applistctl list shows the ids, or allow more time with "
+                                "--timeout");
+}
+
 // Whether it stays for as long as things happen.
 bool IsPatient(const Options& options) {
-    return options.command == "watch" || options.follow;
+    return options.command == "watch" || options.follow || options.item;
 }
 
 struct Command {
@@ -29,9 +43,10 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"list", RunList},   {"select", RunSelect}, {"selection", RunSelection}, {"watch", RunWatch},
-    {"add", RunAdd},     {"import", RunImport}, {"replace", RunReplace},     {"remove", RunRemove},
-    {"clear", RunClear}, {"call", RunCall},
+    {"list", RunList},     {"select", RunSelect}, {"selection", RunSelection},
+    {"watch", RunWatch},   {"status", RunStatus}, {"wait", RunWait},
+    {"add", RunAdd},       {"import", RunImport}, {"replace", RunReplace},
+    {"remove", RunRemove}, {"clear", RunClear},   {"call", RunCall},
 };
 
 }  // namespace

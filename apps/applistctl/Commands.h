@@ -48,6 +48,9 @@ void RunReplace(const Options& options, const Output& output);
 void RunRemove(const Options& options, const Output& output);
 void RunClear(const Options& options, const Output& output);
 
+// Status.cpp. Never starts a service.
+void RunStatus(const Options& options, const Output& output);
+
 // Watch.cpp. What follows the list runs until interrupted, or until --count lines have been
 // printed.
 void RunSelection(const Options& options, const Output& output);

@@ -22,6 +22,18 @@ service lets it; not with APPLIST_DIRECT=0 in the environment.
 
 )";
 
+const char kStatusFooter[] =
+    R"(A service that is not running is not started: looking must not change what one looks at.
+The exit status is 3 then. Of a service on another machine the program is not known.
+
+)";
+
+const char kWaitFooter[] =
+    R"(It waits as long as --timeout says, 5 s by default. A service that the bus can start is
+started, unless --no-start is given.
+
+)";
+
 // The value that --json has when none is given.
 const char kJsonDefault[] = "auto";
 
@@ -136,6 +148,15 @@ void DeclareReads(CLI::App& app, Options& options) {
     watch->footer(std::string(kWatchFooter) + kCommandFooter);
 }
 
+void DeclareState(CLI::App& app, Options& options) {
+    CLI::App* command = Add(app, "status", "Show which service there is, and in which state");
+    command->footer(std::string(kStatusFooter) + kCommandFooter);
+    command = Add(app, "wait", "Wait until the service is there and its list can be read");
+    command->add_option("--item", options.item, "Wait until an item has this id, too")
+        ->type_name("ID");
+    command->footer(std::string(kWaitFooter) + kCommandFooter);
+}
+
 void DeclareEdits(CLI::App& app, Options& options) {
     CLI::App* command = Add(app, "add", "Add an item at the end");
     Need(command, "NAME", options.name, "The name that people see");
@@ -169,6 +190,7 @@ void DeclareCall(CLI::App& app, Options& options) {
 void Declare(CLI::App& app, Options& options) {
     DeclareCommon(app, options);
     DeclareReads(app, options);
+    DeclareState(app, options);
     DeclareEdits(app, options);
     DeclareCall(app, options);
 }

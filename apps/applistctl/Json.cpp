@@ -130,6 +130,22 @@ std::string JsonOf(const Event& event, JsonStyle style) {
     return ObjectOf(members, style, 0);
 }
 
+std::string JsonOf(const Status& status, JsonStyle style) {
+    const auto number = [](const auto& value) {
+        return value ? std::to_string(*value) : std::string("null");
+    };
+    return ObjectOf({{"bus", Quoted(status.bus)},
+                     {"owner", Quoted(status.owner)},
+                     {"pid", number(status.pid)},
+                     {"program", status.program ? Quoted(*status.program) : "null"},
+                     {"items", std::to_string(status.items)},
+                     {"selection",
+                      status.selection ? ObjectOf(MembersOf(*status.selection), style, 1) : "null"},
+                     {"partners", number(status.partners)},
+                     {"serial", number(status.serial)}},
+                    style, 0);
+}
+
 std::string JsonOf(const std::string& bytes, JsonStyle) {
     return Quoted(bytes);
 }

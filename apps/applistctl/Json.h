@@ -14,6 +14,7 @@
 
 #include "apps/applistctl/Differences.h"
 #include "apps/applistctl/ListState.h"
+#include "apps/applistctl/Status.h"
 
 namespace applist::ctl {
 
@@ -34,6 +35,10 @@ std::string JsonOf(const std::optional<Entry>& item, JsonStyle style);
 // An object with "event" and, where they apply, "name", "id", "old_name", "old_id", "count"
 // and the names of the tallies.
 std::string JsonOf(const Event& event, JsonStyle style);
+
+// An object with "bus", "owner", "pid", "program", "items", "selection", "partners" and "serial";
+// null for what is not known, or not there.
+std::string JsonOf(const Status& status, JsonStyle style);
 
 // One string.
 std::string JsonOf(const std::string& bytes, JsonStyle style);

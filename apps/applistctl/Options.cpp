@@ -25,6 +25,7 @@ const char kDescription[] = R"(Examples:
   applistctl list > apps.txt              save the list ...
   applistctl import apps.txt              ... and add the saved items
   applistctl watch --json                 follow what happens, one JSON object per line
+  applistctl wait && applistctl status    wait for the service, then see who it is
   applistctl --host=me@device list        the same on another machine, over ssh
   applistctl list -j | jq -r '.[].id'     only the ids
 
@@ -145,6 +146,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
     CheckCommand(app);
     if (!options.host.empty() && app.count("--timeout") == 0) options.busTimeout = kTimeToLogIn;
     options.command = app.get_subcommands().front()->get_name();
+    if (options.command == "wait") options.wait = true;
     CheckTogether(options);
     return options;
 }

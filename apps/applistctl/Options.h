@@ -22,6 +22,7 @@ struct Options {
     std::string file = "-";
     std::string function;
     std::optional<std::string> payload;
+    std::optional<std::string> item;
     bool yes = false;
     bool selected = false;
     bool follow = false;
@@ -29,7 +30,7 @@ struct Options {
     bool again = false;
     bool onlyNew = false;
     bool raw = false;
-    bool wait = false;
+    bool wait = false;      // always of the command wait
     std::size_t count = 0;  // 0: no end
 
     // Of every command.

@@ -62,6 +62,38 @@ std::string MarkedLines(const ListState& list) {
     return lines;
 }
 
+// What is not known is left out.
+std::string Lines(const Status& status) {
+    const auto line = [](const char* key, const std::string& value) {
+        return Line(Entry{key, value});
+    };
+    const auto number = [&](const char* key, const auto& value) {
+        return value ? line(key, std::to_string(*value)) : std::string();
+    };
+    std::string lines = line("bus", status.bus) + line("owner", status.owner);
+    lines += number("pid", status.pid);
+    if (status.program) lines += line("program", *status.program);
+    lines += line("items", std::to_string(status.items));
+    lines += "selection\t" + Line(status.selection.value_or(Entry()));
+    return lines + number("partners", status.partners) + number("serial", status.serial);
+}
+
+std::string Rows(const Status& status) {
+    const auto row = [](std::string key, const std::string& value) {
+        key.resize(sizeof("selection  ") - 1, ' ');
+        return key + value + '\n';
+    };
+    const auto number = [](const auto& value) {
+        return value ? std::to_string(*value) : std::string("unknown");
+    };
+    std::string process = number(status.pid);
+    if (status.program) process += " (" + PrintableText(*status.program) + ")";
+    return row("bus", PrintableText(status.bus)) + row("owner", PrintableText(status.owner)) +
+           row("process", process) + row("items", std::to_string(status.items)) +
+           row("selection", status.selection ? Describe(*status.selection) : "none") +
+           row("partners", number(status.partners)) + row("serial", number(status.serial));
+}
+
 std::string Line(const Event& event) {
     std::string line = event.what;
     for (const auto& item : {event.item, event.before}) {
@@ -147,6 +179,14 @@ void Output::PrintSelectionInStream(const ListState& list) const {
         Write((selection ? Describe(*selection) : "nothing is selected") + '\n');
     } else {
         Write(Line(list.selection));
+    }
+}
+
+void Output::Print(const Status& status) const {
+    if (m_isJson) {
+        Write(JsonOf(status, m_style) + '\n');
+    } else {
+        Write(m_isTerminal ? Rows(status) : Lines(status));
     }
 }
 

@@ -13,6 +13,7 @@
 #include "apps/applistctl/Json.h"
 #include "apps/applistctl/ListState.h"
 #include "apps/applistctl/Options.h"
+#include "apps/applistctl/Status.h"
 
 namespace applist::ctl {
 
@@ -26,6 +27,7 @@ public:
     void PrintSelection(const ListState& list) const;
     // The same in a stream: always one line.
     void PrintSelectionInStream(const ListState& list) const;
+    void Print(const Status& status) const;
     // What an edit did. The edit stays done even when this cannot be written; the Failure says so.
     void Print(const Event& event) const;
     // An event of a stream: in JSON always one line, whatever the style.

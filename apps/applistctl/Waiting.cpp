@@ -15,8 +15,6 @@ namespace applist::ctl {
 
 using Clock = std::chrono::steady_clock;
 
-namespace {
-
 // sd_event_default gives the loop that the connection to the bus is on.
 void RunLoopUntil(const std::function<bool()>& isThere, Clock::time_point deadline) {
     sd_event* loop = nullptr;
@@ -30,8 +28,6 @@ void RunLoopUntil(const std::function<bool()>& isThere, Clock::time_point deadli
     sd_event_unref(loop);
     if (result < 0) throw Failure(kNotDone, std::string("cannot wait: ") + std::strerror(-result));
 }
-
-}  // namespace
 
 void AskService(const Options& options, const std::function<bool()>& isThere,
                 const std::function<void()>& ask) {

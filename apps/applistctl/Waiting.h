@@ -6,11 +6,16 @@
 
 #pragma once
 
+#include <chrono>
 #include <functional>
 
 #include "apps/applistctl/Options.h"
 
 namespace applist::ctl {
+
+// Runs the loop until `isThere` holds, or the time is over.
+void RunLoopUntil(const std::function<bool()>& isThere,
+                  std::chrono::steady_clock::time_point deadline);
 
 // Calls `ask`, which asks the service something. If there is no service and the options say to wait
 // for one, calls `ask` again as soon as `isThere` says that there is one, and for the last time

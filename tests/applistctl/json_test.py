@@ -44,6 +44,13 @@ class Json(ToolTest):
         self.assertEqual(self.parsed("import", "--new", stdin=b"A\ta\nMaps\tmaps\n"),
                          {"event": "imported", "count": 1, "skipped": 1})
 
+    def test_of_a_status_is_one_object(self):
+        status = self.parsed("status")
+        self.assertEqual(list(status), ["bus", "owner", "pid", "program", "items", "selection",
+                                        "partners", "serial"])
+        self.assertEqual((status["pid"], status["items"], status["selection"], status["partners"]),
+                         (self.daemon.process.pid, 2, MAPS, 0))
+
     def test_of_a_followed_selection_is_one_object_a_line(self):
         follower = self.popen("selection", "--follow", "--count=2", "--json=pretty",
                               stdout=subprocess.PIPE)

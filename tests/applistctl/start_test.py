@@ -64,8 +64,17 @@ class AServiceThatTheBusCanStart(ToolTest):
         self.assertIn("watching 2 items", watch.said)
         self.assertEqual(watch.interrupt(), 130)
 
+    def test_is_started_for_a_wait(self):
+        self.assertEqual(self.output_of("wait", "--timeout=30"), "")
+        self.assertTrue(self.bus.has_started_it())
+
+    def test_is_not_started_by_who_looks_at_its_status(self):
+        self.assertIn("nobody owns org.tessel.Local.Applist", self.complaint_of(3, "status"))
+        self.assertFalse(self.bus.has_started_it())
+
     def test_is_not_started_when_that_is_not_wanted(self):
-        for command in (("list",), ("add", "Mail", "mail"), ("call", "GetAllItems"), ("watch",)):
+        for command in (("list",), ("add", "Mail", "mail"), ("call", "GetAllItems"), ("watch",),
+                        ("status",), ("wait", "--timeout=0.2")):
             with self.subTest(command=command[0]):
                 complaint = self.complaint_of(3, "--no-start", *command)
                 self.assertIn("nobody owns org.tessel.Local.Applist", complaint)

@@ -20,7 +20,7 @@ NOWHERE = "unix:path=/nonexistent/bus"
 # One invocation of every command that talks to a service, with words that suit it.
 EVERY_COMMAND = [("list",), ("selection",), ("select", "maps"), ("add", "Mail", "mail"),
                  ("import", "/dev/null"), ("replace", "mail", "Post", "post"), ("remove", "mail"),
-                 ("clear", "--yes"), ("watch",), ("call", "GetAllItems"),
+                 ("clear", "--yes"), ("watch",), ("call", "GetAllItems"), ("status",), ("wait",),
                  ("selection", "--follow")]
 
 # Nobody may send a message to the service.
@@ -239,11 +239,13 @@ class ABusWithoutTheService(ToolTest):
     def test_is_status_3_for_every_command(self):
         for command in EVERY_COMMAND:
             with self.subTest(command=command[0]):
-                complaint = self.complaint_of(3, *command)
+                complaint = self.complaint_of(3, *command, "--timeout=0.5")
                 self.assertIn("nobody owns org.tessel.Local.Applist", complaint)
                 self.assertIn(self.bus.address, complaint)
                 self.assertIn("start the service", complaint)
-                self.assertIn("wait for it with --wait", complaint)
+                hint = "wait for it with --wait"
+                # It has waited.
+                (self.assertNotIn if command == ("wait",) else self.assertIn)(hint, complaint)
                 self.assertIn("--address", complaint)
 
 

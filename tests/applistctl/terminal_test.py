@@ -59,6 +59,14 @@ class ATerminal(ToolTest):
         self.assertEqual(self.on_terminal("import", "--new", self.file("Mail\tmail\nM\tmaps\n")),
                          "imported 1 item, 1 skipped\n")
 
+    def test_shows_the_status_as_a_table(self):
+        seen = self.on_terminal("status").splitlines()
+        self.assertEqual(seen[0], f"bus        the session bus at {self.bus.address}")
+        self.assertRegex(seen[1], r"\Aowner      :1\.\d+\Z")
+        self.assertEqual(seen[2:], [f"process    {self.daemon.process.pid} (applistd)",
+                                    "items      2", "selection  Maps (maps)", "partners   0",
+                                    "serial     0"])
+
     def test_shows_a_followed_selection(self):
         terminal = self.terminal("selection", "--follow", "--count=2")
         terminal.wait_for(b"Maps (maps)\r\n")

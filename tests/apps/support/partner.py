@@ -79,6 +79,9 @@ class Partner:
     def select(self, unique_id):
         self.call(items.SET_SELECTION, items.item("", unique_id))
 
+    def service_owner(self):
+        return str(self._connection.get_name_owner(items.BUS_NAME))
+
     def service_is_there(self):
         return self._connection.name_has_owner(items.BUS_NAME)
 
