@@ -9,12 +9,14 @@ add_executable(ctl_tests
     applistctl/Ids_test.cpp
     applistctl/Json_test.cpp
     applistctl/Suggestion_test.cpp
+    applistctl/SyncPlan_test.cpp
     applistctl/Table_test.cpp
     support/RecordingAllocator.cpp)
-target_link_libraries(ctl_tests PRIVATE applistctl_parts test_options GTest::gtest_main)
+target_link_libraries(ctl_tests PRIVATE applistctl_parts test_options GTest::gmock
+                      GTest::gtest_main)
 gtest_discover_tests(ctl_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS app TIMEOUT 60)
 
-foreach(subject call edits host json pipe policy service start status terminal watch)
+foreach(subject call edits host json pipe policy service start status sync terminal watch)
     add_test(NAME applistctl.${subject}
              COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/applistctl/${subject}_test.py)
     set_tests_properties(applistctl.${subject} PROPERTIES LABELS app TIMEOUT 240)

@@ -43,10 +43,11 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"list", RunList},     {"select", RunSelect}, {"selection", RunSelection},
-    {"watch", RunWatch},   {"status", RunStatus}, {"wait", RunWait},
-    {"add", RunAdd},       {"import", RunImport}, {"replace", RunReplace},
-    {"remove", RunRemove}, {"clear", RunClear},   {"call", RunCall},
+    {"list", RunList},       {"select", RunSelect}, {"selection", RunSelection},
+    {"watch", RunWatch},     {"status", RunStatus}, {"wait", RunWait},
+    {"add", RunAdd},         {"import", RunImport}, {"sync", RunSync},
+    {"replace", RunReplace}, {"remove", RunRemove}, {"clear", RunClear},
+    {"call", RunCall},
 };
 
 }  // namespace

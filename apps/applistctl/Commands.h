@@ -48,6 +48,9 @@ void RunReplace(const Options& options, const Output& output);
 void RunRemove(const Options& options, const Output& output);
 void RunClear(const Options& options, const Output& output);
 
+// Sync.cpp. Several edits, each of which depends on what became of the ones before.
+void RunSync(const Options& options, const Output& output);
+
 // Status.cpp. Never starts a service.
 void RunStatus(const Options& options, const Output& output);
 

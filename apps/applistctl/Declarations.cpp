@@ -34,6 +34,18 @@ started, unless --no-start is given.
 
 )";
 
+const char kSyncFooter[] =
+    R"(The file is the whole list, as applistctl list prints it in a pipe. Items that it holds and
+that are there stay; items that it lacks are removed, if a partner added them. The others are
+the service's own: they stay, with the names that the service gives them, and are never added a
+second time. A new name takes a removal and an addition.
+
+What partners added comes to be in the file's order behind the service's own items, which keep
+their places; for that, items may be removed and added again. The selection stays if its item
+does. A second run changes nothing.
+
+)";
+
 // The value that --json has when none is given.
 const char kJsonDefault[] = "auto";
 
@@ -157,6 +169,16 @@ void DeclareState(CLI::App& app, Options& options) {
     command->footer(std::string(kWaitFooter) + kCommandFooter);
 }
 
+void DeclareSync(CLI::App& app, Options& options) {
+    CLI::App* const command =
+        Add(app, "sync", "Make what partners added what a file says: add, remove and replace");
+    TakeFile(command, options)->required();
+    Flag(command, "--dry-run,-n", options.dryRun,
+         "Only show what the service would be asked to do");
+    Flag(command, "--yes,-y", options.yes, "Take a file without items, which removes all");
+    command->footer(std::string(kSyncFooter) + kCommandFooter);
+}
+
 void DeclareEdits(CLI::App& app, Options& options) {
     CLI::App* command = Add(app, "add", "Add an item at the end");
     Need(command, "NAME", options.name, "The name that people see");
@@ -166,6 +188,7 @@ void DeclareEdits(CLI::App& app, Options& options) {
     TakeFile(command, options);
     Flag(command, "--new", options.onlyNew,
          "Skip items whose ids are in the list already, or earlier in the file");
+    DeclareSync(app, options);
     command = Add(app, "replace", "Replace an item that a partner added");
     Need(command, "OLDID", options.oldId, "The id of the item to replace");
     Need(command, "NAME", options.name, "The name of the new item");

@@ -23,7 +23,7 @@ const char kDescription[] = R"(Examples:
   applistctl select maps                  select the item with the id maps
   applistctl add 'My Maps' maps           add an item at the end
   applistctl list > apps.txt              save the list ...
-  applistctl import apps.txt              ... and add the saved items
+  applistctl sync apps.txt                ... and make it what it was, as far as partners may
   applistctl watch --json                 follow what happens, one JSON object per line
   applistctl wait && applistctl status    wait for the service, then see who it is
   applistctl --host=me@device list        the same on another machine, over ssh

@@ -29,6 +29,7 @@ struct Options {
     bool all = false;
     bool again = false;
     bool onlyNew = false;
+    bool dryRun = false;
     bool raw = false;
     bool wait = false;      // always of the command wait
     std::size_t count = 0;  // 0: no end

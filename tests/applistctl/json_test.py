@@ -44,6 +44,12 @@ class Json(ToolTest):
         self.assertEqual(self.parsed("import", "--new", stdin=b"A\ta\nMaps\tmaps\n"),
                          {"event": "imported", "count": 1, "skipped": 1})
 
+    def test_of_a_synchronization_counts_what_was_done(self):
+        self.output_of("import", stdin=b"A\ta\nB\tb\nD\td\n")
+        wanted = b"Maps\tmaps\nMusic\tmusic\nBB\tb\nC\tc\nA\ta\n"
+        self.assertEqual(self.parsed("sync", "-", stdin=wanted),
+                         {"event": "synced", "added": 1, "removed": 1, "replaced": 1, "moved": 1})
+
     def test_of_a_status_is_one_object(self):
         status = self.parsed("status")
         self.assertEqual(list(status), ["bus", "owner", "pid", "program", "items", "selection",

@@ -43,6 +43,10 @@ class APipe(ToolTest):
         self.assertEqual(self.output_of("import", "--new", stdin=b"A\ta\nMaps\tmaps\n"),
                          "imported\t1\t1\n")
 
+    def test_gets_the_numbers_of_a_synchronization(self):
+        self.assertEqual(self.output_of("sync", "-", stdin=b"Maps\tmaps\nMusic\tmusic\nA\ta\n"),
+                         "synced\t1\t0\t0\t0\n")
+
     def test_gets_the_items_of_a_reply(self):
         self.assertEqual(self.output_of("call", "GetAllItems"), "Maps\tmaps\nMusic\tmusic\n")
 

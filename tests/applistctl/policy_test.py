@@ -53,7 +53,7 @@ class AToolOnASystemBus(ToolTest):
         self.assertEqual(early.status, 3, early)
         self.serve(TWO_ITEMS)
         commands = [["list"], ["list", "--wait"], ["selection"], ["select", "music"],
-                    ["status"], ["wait", "--item=maps"], ["add", "Mail", "mail"], ["import"],
+                    ["status"], ["wait", "--item=maps"], ["sync", "-"], ["add", "Mail", "mail"], ["import"],
                     ["replace", "mail", "News", "news"], ["remove", "news"], ["call", "2001"],
                     ["clear", "--yes"]]
         for command in commands:

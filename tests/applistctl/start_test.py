@@ -74,7 +74,7 @@ class AServiceThatTheBusCanStart(ToolTest):
 
     def test_is_not_started_when_that_is_not_wanted(self):
         for command in (("list",), ("add", "Mail", "mail"), ("call", "GetAllItems"), ("watch",),
-                        ("status",), ("wait", "--timeout=0.2")):
+                        ("status",), ("wait", "--timeout=0.2"), ("sync", "-y", "/dev/null")):
             with self.subTest(command=command[0]):
                 complaint = self.complaint_of(3, "--no-start", *command)
                 self.assertIn("nobody owns org.tessel.Local.Applist", complaint)

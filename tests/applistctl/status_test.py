@@ -21,7 +21,7 @@ NOWHERE = "unix:path=/nonexistent/bus"
 EVERY_COMMAND = [("list",), ("selection",), ("select", "maps"), ("add", "Mail", "mail"),
                  ("import", "/dev/null"), ("replace", "mail", "Post", "post"), ("remove", "mail"),
                  ("clear", "--yes"), ("watch",), ("call", "GetAllItems"), ("status",), ("wait",),
-                 ("selection", "--follow")]
+                 ("sync", "--yes", "/dev/null"), ("selection", "--follow")]
 
 # Nobody may send a message to the service.
 POLICY = """<busconfig><type>session</type><listen>{address}</listen><auth>EXTERNAL</auth>
@@ -123,6 +123,11 @@ class AWrongCommandLine(ToolTest):
     def test_counts_no_lines_of_what_has_one(self):
         self.assertEqual(self.complaint("selection", "--count=2"),
                          "--count needs --follow; without it there is one line at most")
+
+    def test_does_not_synchronize_with_a_file_without_items_unasked(self):
+        self.assertEqual(self.complaint("sync", "/dev/null"),
+                         "/dev/null holds no item, and sync would remove all that partners added; "
+                         "use --yes if that is meant")
 
     def test_shows_control_bytes_as_text(self):
         self.assertIn("unknown command \\x1b[31m\\x0ared", self.complaint("\x1b[31m\nred"))

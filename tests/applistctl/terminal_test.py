@@ -55,6 +55,12 @@ class ATerminal(ToolTest):
         self.assertEqual(self.on_terminal("call", "RemoveAllItems"),
                          "applistctl: the reply is empty\n")
 
+    def test_shows_what_a_synchronization_would_do_and_what_it_did(self):
+        path = self.file("Maps\tmaps\nMusic\tmusic\nMail\tmail\n")
+        self.assertEqual(self.on_terminal("sync", "--dry-run", path), "add Mail (mail)\n")
+        self.assertEqual(self.on_terminal("sync", path),
+                         "synced: 1 added, 0 removed, 0 replaced, 0 moved\n")
+
     def test_shows_how_many_items_were_skipped(self):
         self.assertEqual(self.on_terminal("import", "--new", self.file("Mail\tmail\nM\tmaps\n")),
                          "imported 1 item, 1 skipped\n")

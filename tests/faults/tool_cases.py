@@ -44,6 +44,10 @@ COMMANDS = [
             stdin="News\tnews\nRadio\tradio\n"),
     Command(["import", "--new", "-"], "imported\t1\t1\n", after=[*BASE, NEWS],
             stdin="Maps\tmaps\nNews\tnews\n"),
+    Command(["sync", "-"], "synced\t1\t0\t0\t0\n", after=[*BASE, NEWS],
+            stdin="Maps\tmaps\nMusic\tmusic\nNews\tnews\n"),
+    Command(["sync", "--yes", "-"], "synced\t0\t1\t0\t0\n", after=[MAPS],
+            stdin="Maps\tmaps\n"),
     Command(["wait", "--item=maps"], ""),
     # What cannot be learned of the service's program is left out.
     Command(["status"], r"bus\t[^\n]+\nowner\t:1\.\d+\npid\t\d+\n(program\tapplistd\n)?items\t2\n"
