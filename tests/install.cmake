@@ -8,7 +8,7 @@ if(APPLIST_OPEN_TRANSPORT AND APPLIST_OPEN_LOG)
              COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/prefix.sh ${PROJECT_SOURCE_DIR}
                      ${CMAKE_COMMAND} ${CMAKE_GENERATOR} ${installed}/build ${installed}/prefix)
     set_tests_properties(install.prefix PROPERTIES
-        LABELS install TIMEOUT 600 FIXTURES_SETUP installed)
+        LABELS install TIMEOUT 900 FIXTURES_SETUP installed)
     foreach(way cmake-shared cmake-static pkg-config pkg-config-static)
         add_test(NAME install.${way}
                  COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/consumers_test.sh

@@ -35,7 +35,7 @@ says why.
 )";
 
 const char kFooter[] = R"(Commands for --interactive, with words quoted as in a shell:
-  select ID | click ID | add NAME ID | remove ID | list | quit
+  select ID | click ID | add NAME ID | remove ID | list | help | quit
 
 Without --session, --system or --address it uses the bus that started it, else the session bus if
 there is one, else the system bus. An address looks like unix:path=/run/user/1000/bus.

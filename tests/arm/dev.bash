@@ -19,6 +19,7 @@ arm() {
             -DCMAKE_BUILD_TYPE=Release
         quietly tests/arm/consumers.sh "$root" cmake Ninja "$root/build/armhf/release" \
             "$root/build/armhf/consumers"
+        tests/arm/footprint.sh "$root" "$root/build/armhf/release"
     fi
     # The sanitizers' own libraries are the compiler's, so they are not in the folder.
     configure armhf/debug -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake" \
