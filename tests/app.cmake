@@ -57,7 +57,7 @@ endforeach()
 set(prefix ${CMAKE_BINARY_DIR}/installed/prefix)
 applist_add_daemon_test(install.footprint footprint ${prefix}/bin/applistd
                         ${prefix}/libexec/applist/applistd-desktop)
-set_tests_properties(install.footprint PROPERTIES FIXTURES_REQUIRED installed)
+set_tests_properties(install.footprint PROPERTIES LABELS install FIXTURES_REQUIRED installed)
 
 add_test(NAME apps.manual_pages
          COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/apps/manual_pages_test.py)

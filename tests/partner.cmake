@@ -107,12 +107,9 @@ if(APPLIST_OPEN_TRANSPORT)
     # A service may have no channels. So whatever a partner does with a real one is done over the
     # bus, too; but for the largest bodies, which travel in descriptors either way, and for what
     # only a channel brings about.
-    gtest_discover_tests(partner_bus_tests DISCOVERY_MODE PRE_TEST
-                         TEST_PREFIX WithoutChannels. TEST_LIST partner_bus_tests_without_channels
-                         TEST_FILTER "*AWritingPartner*:*ADestroyedPartner*:*APartnerOnABus*:\
+    applist_add_bus_tests(partner_bus_tests "*AWritingPartner*:*ADestroyedPartner*:*APartnerOnABus*:\
 *APartnerThatFollows*:*ABusyPartner*:*APartnerThatIsAway*:*APartnerThatRunsNoLoop*:\
--*BatchOf*:*HasSentItsWritesAlsoToAServiceOnItsOwnThread*"
-                         PROPERTIES LABELS bus TIMEOUT 120 ENVIRONMENT APPLIST_DIRECT=0)
+-*BatchOf*:*HasSentItsWritesAlsoToAServiceOnItsOwnThread*")
 
     # Kills, stops, floods and forgeries for as long as it is told; ./dev torture.
     add_executable(torture

@@ -28,10 +28,10 @@ const char kDescription[] = R"(Examples:
   applistd --interactive                      also change the list from the keyboard
 
 Publishes a list of applications on D-Bus as org.tessel.Local.Applist, where partners read and
-change it. Without --items it lists the desktop entries installed on this machine. The list is kept
-up to date as they come and go, or as the file changes, half a second after the last change; SIGHUP
-has it looked at once. While the file is missing or malformed the list stays as it was, and the log
-says why.
+change it. Without --items it lists the desktop entries installed on this machine, where the part of
+applistd that does so is installed, too. The list is kept up to date as they come and go, or as the
+file changes, half a second after the last change; SIGHUP has it looked at once. While the file is
+missing or malformed the list stays as it was, and the log says why.
 )";
 
 const char kFooter[] = R"(Commands for --interactive, with words quoted as in a shell:

