@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <map>
-#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,12 +46,19 @@ private:
     void RemoveAll();
     void Remove(const std::vector<Entry>& items);
     void Add(const std::vector<Entry>& items);
+    void Send(const std::vector<Entry>& items);
+    std::vector<Entry> Gone() const;
+    void BringBack();
     void KeepSelection();
+    std::string WhatCameBack() const;
 
     Session m_session;
     SyncPlan m_plan;
     ListState m_now;
-    std::size_t m_added = 0;  // moved items included
+    std::set<std::string> m_removed;  // the ids
+    std::size_t m_added = 0;          // moved items included
+    std::size_t m_broughtBack = 0;
+    std::size_t m_lost = 0;
 };
 
 void Sync::RemoveAll() {
@@ -63,7 +70,12 @@ void Sync::RemoveAll() {
         const auto after = CountsOfIds(m_now.items);
         for (const Entry& entry : items) {
             const auto left = after.find(entry.id);
-            if (left != after.end() && left->second >= before.at(entry.id)) m_plan.Keeps(entry.id);
+            const bool stays = left != after.end() && left->second >= before.at(entry.id);
+            if (stays) {
+                m_plan.Keeps(entry.id);
+            } else {
+                m_removed.insert(entry.id);
+            }
         }
     }
 }
@@ -80,9 +92,51 @@ void Sync::Remove(const std::vector<Entry>& items) {
 
 void Sync::Add(const std::vector<Entry>& items) {
     if (items.empty()) return;
+    try {
+        Send(items);
+    } catch (const RemoteError&) {
+        // Too much for one message, for one. Without a service there is nothing to bring back to.
+        try {
+            m_now = m_session.Now();
+            if (m_plan.ToAdd(m_now.items).size() == items.size()) BringBack();
+        } catch (const RemoteError&) {
+        }
+        throw;
+    }
+    m_added = items.size();
+    if (m_plan.ToAdd(m_now.items).size() == items.size()) BringBack();
+}
+
+void Sync::Send(const std::vector<Entry>& items) {
     m_session.Model().AddItems(Items(items).Pointers());
     m_now = m_session.Now();
-    m_added = items.size();
+}
+
+// What was there at first and is not since a removal of ours. By id, as the service decides which
+// of several items with one id it removes.
+std::vector<Entry> Sync::Gone() const {
+    std::map<Entry, std::size_t> there;
+    for (const Entry& entry : m_now.items) ++there[entry];
+    std::vector<Entry> gone;
+    for (const Entry& entry : m_session.Before().items) {
+        std::size_t& left = there[entry];
+        if (left > 0) {
+            --left;
+        } else if (m_removed.count(entry.id) > 0) {
+            gone.push_back(entry);
+        }
+    }
+    return gone;
+}
+
+// A service that has no room for all takes none. What was removed had room there, and most of it
+// was only to be moved.
+void Sync::BringBack() {
+    const std::vector<Entry> gone = Gone();
+    if (gone.empty()) return;
+    Send(gone);
+    m_lost = Gone().size();
+    m_broughtBack = gone.size() - m_lost;
 }
 
 // An item that is removed loses the selection, also when it is added again.
@@ -95,13 +149,24 @@ void Sync::KeepSelection() {
     m_now = m_session.Now();
 }
 
+std::string Sync::WhatCameBack() const {
+    if (m_lost > 0) {
+        return ", and " + std::to_string(m_lost) + " of what was removed for them could not be " +
+               "added again";
+    }
+    if (m_broughtBack == 0) return std::string();
+    return ", and " + std::to_string(m_broughtBack) +
+           (m_broughtBack == 1 ? " that was" : " that were") + " removed for them" +
+           (m_broughtBack == 1 ? " is" : " are") + " there again";
+}
+
 // Others may edit the list meanwhile: what counts is what the file asks for.
 void Sync::Report(const Output& output, const std::string& file) const {
     const std::size_t missing = m_plan.ToAdd(m_now.items).size();
     if (missing > 0) {
         throw Failure(kNotDone, std::to_string(missing) + " of the items in " + SourceName(file) +
-                                    (missing == 1 ? " is" : " are") +
-                                    " not in the list; the log of the service may say why");
+                                    (missing == 1 ? " is" : " are") + " not in the list" +
+                                    WhatCameBack() + "; the log of the service may say why");
     }
     std::size_t added = 0;
     std::size_t removed = 0;

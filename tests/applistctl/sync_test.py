@@ -170,6 +170,25 @@ class AListThatCannotGrow(ToolTest):
                          "may say why")
         self.assertEqual(self.all_items(), [MAPS, MUSIC])
 
+    def test_has_again_what_was_removed_for_the_new_items(self):
+        self.start("--items", self.file(TWO_ITEMS), "--max-items=3")
+        partner = self.partner()
+        for entry in (A, B, C):
+            add(partner, *entry)
+        partner.select("b")
+        for wanted, missing, removed in (
+                ((MAPS, MUSIC, ("X", "x"), A, B, ("Y", "y")), "2 of the items in standard input "
+                 "are", "3 that were removed for them are"),
+                ((MAPS, MUSIC, A, B, C, ("X", "x")), "1 of the items in standard input is", ""),
+                ((MAPS, MUSIC, A, B, ("Y", "y"), C), "1 of the items in standard input is",
+                 "1 that was removed for them is")):
+            said = removed and f", and {removed} there again"
+            self.assertEqual(
+                self.complaint_of(1, "sync", "-", stdin=text_of(*wanted).encode()),
+                f"{missing} not in the list{said}; the log of the service may say why")
+            self.assertEqual(self.all_items(), [MAPS, MUSIC, A, B, C])
+            self.assertEqual(partner.selected_id(), "b")
+
 
 if __name__ == "__main__":
     unittest.main()
