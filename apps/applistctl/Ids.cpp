@@ -46,7 +46,7 @@ std::string AdviceFor(const ListState& list, const std::string& id, const Comman
         shown.push_back(ShownId(each));
         commands.push_back(commandOf(each));
     }
-    return isName + Enumerated(shown, " and ") + ": " + Enumerated(commands, ", or ");
+    return isName + Enumerated(shown, " and ") + ": use " + Enumerated(commands, ", or ");
 }
 
 std::string Quoted(const std::string& word) {
@@ -64,7 +64,7 @@ std::string CommandLine(const std::string& command, const std::vector<std::strin
     const bool hasDash = std::any_of(words.begin(), words.end(), [](const std::string& word) {
         return !word.empty() && word.front() == '-';
     });
-    std::string line = "applistctl " + command + (hasDash ? " --" : "");
+    std::string line = command + (hasDash ? " --" : "");
     for (const std::string& word : words) line += " " + Quoted(word);
     return line;
 }

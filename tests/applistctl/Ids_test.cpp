@@ -39,12 +39,12 @@ TEST(AnId, ThatIsNowhereIsLookedUpInTheList) {
 
 TEST(AnId, ThatIsANameIsAnsweredWithTheId) {
     EXPECT_EQ(Complaint({{"Maps", "maps"}, {"Mail", "mail"}}, "Maps"),
-              "no item has the id Maps; Maps is the name of maps: do maps");
+              "no item has the id Maps; Maps is the name of maps: use do maps");
 }
 
 TEST(AnId, ThatIsTheNameOfThreeIsAnsweredWithThreeIds) {
     EXPECT_EQ(Complaint({{"A", "1"}, {"A", "2"}, {"A", "2"}, {"A", "3"}}, "A"),
-              "no item has the id A; A is the name of 1, 2 and 3: do 1, do 2, or do 3");
+              "no item has the id A; A is the name of 1, 2 and 3: use do 1, do 2, or do 3");
 }
 
 TEST(AnId, ThatIsTheNameOfMoreIsLookedUpInTheList) {
@@ -57,9 +57,9 @@ TEST(AnId, ThatIsEmptyIsNobodysName) {
 }
 
 TEST(ACommandLine, IsWhatAShellTakes) {
-    EXPECT_EQ(CommandLine("select", {"org.tessel.Maps"}), "applistctl select org.tessel.Maps");
-    EXPECT_EQ(CommandLine("select", {"my maps"}), "applistctl select 'my maps'");
-    EXPECT_EQ(CommandLine("select", {"it's"}), "applistctl select 'it'\\''s'");
-    EXPECT_EQ(CommandLine("add", {"", "$x"}), "applistctl add '' '$x'");
-    EXPECT_EQ(CommandLine("remove", {"-x"}), "applistctl remove -- -x");
+    EXPECT_EQ(CommandLine("select", {"org.tessel.Maps"}), "select org.tessel.Maps");
+    EXPECT_EQ(CommandLine("select", {"my maps"}), "select 'my maps'");
+    EXPECT_EQ(CommandLine("select", {"it's"}), "select 'it'\\''s'");
+    EXPECT_EQ(CommandLine("add", {"", "$x"}), "add '' '$x'");
+    EXPECT_EQ(CommandLine("remove", {"-x"}), "remove -- -x");
 }

@@ -136,14 +136,19 @@ class ANameInPlaceOfAnId(ToolTest):
                                 "replace -- maps 'It'\\''s' -x")):
             arguments = (command[0], "--", *command[1:])
             self.assertEqual(self.complaint_of(1, *arguments),
-                             "no item has the id Maps; Maps is the name of maps: applistctl " +
-                             meant)
+                             "no item has the id Maps; Maps is the name of maps: use " + meant)
         self.assertEqual(len(self.all_items()), 3)
 
     def test_of_several_items_is_answered_with_every_id(self):
         self.assertEqual(self.complaint_of(1, "select", "Radio"),
                          "no item has the id Radio; Radio is the name of r1 and r 2: "
-                         "applistctl select r1, or applistctl select 'r 2'")
+                         "use select r1, or select 'r 2'")
+
+    def test_is_answered_with_no_line_for_another_list(self):
+        address = "--address=" + self.bus.address
+        self.assertEqual(self.complaint_of(1, address, "remove", "Maps",
+                                           DBUS_SESSION_BUS_ADDRESS="unix:path=/nonexistent/bus"),
+                         "no item has the id Maps; Maps is the name of maps: use remove maps")
 
     def test_that_is_an_id_too_is_one(self):
         self.output_of("add", "Other", "Maps")
