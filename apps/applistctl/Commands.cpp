@@ -2,9 +2,11 @@
 
 #include "apps/applistctl/Commands.h"
 
-#include <chrono>
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "apps/applistctl/Failure.h"
 #include "apps/applistctl/Waiting.h"
@@ -19,14 +21,21 @@ void RunList(const Options& options, const Output& output) {
     if (list.items.empty() && output.IsForPerson()) Note("the list is empty");
 }
 
+// Copies no item, as it is asked in each turn of the loop.
+bool HasId(AppListModel& model, const std::string& id) {
+    const std::vector<AppListItem*> items = model.GetAllItems();
+    return std::any_of(items.begin(), items.end(),
+                       [&](AppListItem* item) { return item->GetUnigueId() == id; });
+}
+
 // Until a service is there and has given its list, which is what a session begins with.
 void RunWait(const Options& options, const Output&) {
-    const auto deadline = std::chrono::steady_clock::now() + options.timeout;
     Session session(options);
     if (!options.item) return;
-    const auto isThere = [&] { return StateOf(session.Model()).CountId(*options.item) > 0; };
-    RunLoopUntil(isThere, deadline);
-    if (isThere()) return;
+    const auto isThere = [&] { return HasId(session.Model(), *options.item); };
+    RunLoopUntil(isThere, session.Connected() + options.timeout);
+    // A service that has gone has no items to speak of: asking once more throws then.
+    if (isThere() || session.Now().CountId(*options.item) > 0) return;
     throw Failure(kNotDone, "no item has got the id " + ShownId(*options.item) +
                                 " in time; applistctl list shows the ids, or allow more time with "
                                 "--timeout");

@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 
 #include "apps/applistctl/ListState.h"
@@ -27,6 +28,9 @@ public:
 
     RemoteAppListModel& Model() { return m_model; }
 
+    // When the connection to the bus was made, from where on the time for an answer counts.
+    std::chrono::steady_clock::time_point Connected() const { return m_connected; }
+
     // The list as it was when the session began.
     const ListState& Before() const { return m_before; }
 
@@ -36,6 +40,7 @@ public:
 
 private:
     RemoteAppListModel m_model;
+    const std::chrono::steady_clock::time_point m_connected = std::chrono::steady_clock::now();
     ListState m_before;
 };
 

@@ -11,8 +11,10 @@ import tempfile
 import time
 import unittest
 
+from support import items
+from support.partner import wait_for_match_rule
 from support.processes import DEADLINE
-from tool import MAPS, MUSIC, TWO_ITEMS, ToolTest, Watch
+from tool import MAPS, MUSIC, TWO_ITEMS, ToolTest, Watch, add
 
 SSH = """#!/bin/sh
 printf '%s\\n' "$@" > "$SSH_CALLED"
@@ -111,6 +113,19 @@ class AnotherMachine(HostTest):
         with open(self.password, "w", encoding="utf-8") as typed:
             typed.write("secret\n")
         self.assertEqual(process.communicate(timeout=DEADLINE), (TWO_ITEMS, ""))
+
+    def test_leaves_a_wait_all_its_time_after_a_person_was_let_in(self):
+        os.mkfifo(self.password)
+        process = self.popen("--host=me@device", "wait", "--item=mail", stdout=subprocess.PIPE,
+                             **dict(self.variables, SSH_ASKS=self.password))
+        with self.assertRaises(subprocess.TimeoutExpired, msg="the wait has 5 s"):
+            process.wait(6)
+        with open(self.password, "w", encoding="utf-8") as typed:
+            typed.write("secret\n")
+        wait_for_match_rule(self.bus, f"arg0='{items.BUS_NAME}'")
+        add(self.partner(), "Mail", "mail")
+        self.assertEqual(process.communicate(timeout=DEADLINE), ("", ""))
+        self.assertEqual(process.returncode, 0)
 
     def test_is_given_up_after_the_timeout(self):
         os.mkfifo(self.password)

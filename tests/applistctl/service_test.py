@@ -138,6 +138,20 @@ class AWait(ToolTest):
                          "no item has got the id mail in time; applistctl list shows the ids, or "
                          "allow more time with --timeout")
 
+    def test_for_an_item_is_status_3_when_the_service_goes(self):
+        service = self.script()
+        process = self.popen("wait", "--item=mail", stdout=subprocess.PIPE)
+        service.wait_for_call("channel")
+        service.wait_for_call(2001)
+        # It reads again for an event, and so has the list already.
+        service.tell("notify 1")
+        service.wait_for_call(2002)
+        service.wait_for_call(2001)
+        service.stop()
+        out, err = process.communicate(timeout=DEADLINE)
+        self.assertEqual((process.returncode, out), (3, ""), err)
+        self.assertIn("nobody owns org.tessel.Local.Applist", err)
+
     def test_can_be_interrupted(self):
         process = self.waiting()
         process.send_signal(signal.SIGINT)
