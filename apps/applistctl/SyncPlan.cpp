@@ -24,9 +24,13 @@ struct SyncPlan::Match {
     std::vector<bool> isSurplus;                     // by place in the list
 };
 
-// Equal items first. Then an item that the service keeps stands for one of the same id, whatever
-// that is called: a second one of its id is not wanted.
 SyncPlan::Match SyncPlan::MatchOf(const std::vector<Entry>& now) const {
+    Match match = EqualsOf(now);
+    AddStandIns(now, match);
+    return match;
+}
+
+SyncPlan::Match SyncPlan::EqualsOf(const std::vector<Entry>& now) const {
     Match match = {std::vector<Fate>(m_wanted.size(), Fate::Missing),
                    std::vector<std::optional<std::size_t>>(m_wanted.size()),
                    std::vector<bool>(now.size(), true)};
@@ -40,6 +44,12 @@ SyncPlan::Match SyncPlan::MatchOf(const std::vector<Entry>& now) const {
         match.isSurplus[found->second.front()] = false;
         found->second.pop_front();
     }
+    return match;
+}
+
+// An item that the service keeps stands for one of the same id, whatever that is called: a second
+// one of its id is not wanted.
+void SyncPlan::AddStandIns(const std::vector<Entry>& now, Match& match) const {
     std::map<std::string, std::size_t> standIns;
     for (std::size_t at = 0; at < now.size(); ++at) {
         if (match.isSurplus[at]) ++standIns[now[at].id];
@@ -50,7 +60,6 @@ SyncPlan::Match SyncPlan::MatchOf(const std::vector<Entry>& now) const {
         match.fates[at] = IsKept(m_wanted[at]) ? Fate::There : Fate::Undecided;
         if (--found->second == 0) standIns.erase(found);
     }
-    return match;
 }
 
 // An addition comes to stand behind everything. So from the first missing item on, whatever is to

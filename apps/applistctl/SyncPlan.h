@@ -40,6 +40,8 @@ private:
     struct Match;
 
     Match MatchOf(const std::vector<Entry>& now) const;
+    Match EqualsOf(const std::vector<Entry>& now) const;
+    void AddStandIns(const std::vector<Entry>& now, Match& match) const;
     bool IsKept(const Entry& entry) const { return m_kept.count(entry.id) > 0; }
 
     const std::vector<Entry> m_wanted;
