@@ -51,10 +51,12 @@ private:
     void BringBack();
     void KeepSelection();
     std::string WhatCameBack() const;
+    void NoteRest(const std::string& source) const;
 
     Session m_session;
     SyncPlan m_plan;
     ListState m_now;
+    bool m_isSettled = true;          // nothing was left to be removed in the end
     std::set<std::string> m_removed;  // the ids
     std::size_t m_added = 0;          // moved items included
     std::size_t m_broughtBack = 0;
@@ -78,6 +80,7 @@ void Sync::RemoveAll() {
             }
         }
     }
+    m_isSettled = m_plan.ToRemove(m_now.items).empty();
 }
 
 void Sync::Remove(const std::vector<Entry>& items) {
@@ -184,12 +187,26 @@ void Sync::Report(const Output& output, const std::string& file) const {
          {},
          {},
          {{"added", added}, {"removed", removed}, {"replaced", replaced}, {"moved", moved}}});
-    const std::size_t kept = m_plan.CountSurplus(m_now.items);
-    if (kept > 0) {
-        Note(std::to_string(kept) + (kept == 1 ? " item stays that is" : " items stay that are") +
-             " not in " + SourceName(file) + ": the service keeps what no partner added");
+    NoteRest(SourceName(file));
+}
+
+// What is not as the file says, and why.
+void Sync::NoteRest(const std::string& source) const {
+    const SyncPlan::Surplus surplus = m_plan.SurplusOf(m_now.items);
+    if (surplus.kept > 0) {
+        Note(std::to_string(surplus.kept) +
+             (surplus.kept == 1 ? " item stays that is" : " items stay that are") + " not in " +
+             source + ": the service keeps what no partner added");
+    }
+    if (surplus.renamed > 0) {
+        Note(std::to_string(surplus.renamed) +
+             (surplus.renamed == 1 ? " item has" : " items have") + " another name than in " +
+             source + ": the service keeps what no partner added");
+    }
+    if (!m_isSettled || surplus.others > 0) {
+        Note("the list changed meanwhile, and is not what " + source + " says; run sync again");
     } else if (!m_plan.ToRemove(m_now.items).empty()) {
-        Note("the items are in another order than in " + SourceName(file) +
+        Note("the items are in another order than in " + source +
              ": the service puts them where it wants");
     }
 }

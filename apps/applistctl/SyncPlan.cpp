@@ -2,7 +2,6 @@
 
 #include "apps/applistctl/SyncPlan.h"
 
-#include <algorithm>
 #include <deque>
 #include <map>
 #include <optional>
@@ -97,10 +96,18 @@ std::vector<Entry> SyncPlan::ToAdd(const std::vector<Entry>& now) const {
     return missing;
 }
 
-std::size_t SyncPlan::CountSurplus(const std::vector<Entry>& now) const {
+SyncPlan::Surplus SyncPlan::SurplusOf(const std::vector<Entry>& now) const {
     const Match match = MatchOf(now);
-    return static_cast<std::size_t>(
-        std::count(match.isSurplus.begin(), match.isSurplus.end(), true));
+    Surplus surplus;
+    for (std::size_t at = 0; at < now.size(); ++at) {
+        if (match.isSurplus[at]) ++(IsKept(now[at]) ? surplus.kept : surplus.others);
+    }
+    for (std::size_t at = 0; at < m_wanted.size(); ++at) {
+        // There, but at no place: an item of another name stands for it.
+        if (match.fates[at] == Fate::There && !match.places[at]) ++surplus.renamed;
+    }
+    surplus.kept -= surplus.renamed;
+    return surplus;
 }
 
 }  // namespace applist::ctl

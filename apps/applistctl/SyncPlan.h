@@ -30,8 +30,13 @@ public:
     // What to add to `now` at the end then, in this order.
     std::vector<Entry> ToAdd(const std::vector<Entry>& now) const;
 
-    // How many items of `now` are not wanted.
-    std::size_t CountSurplus(const std::vector<Entry>& now) const;
+    // How many items of `now` are not as they are wanted.
+    struct Surplus {
+        std::size_t kept = 0;     // by the service, and not wanted
+        std::size_t renamed = 0;  // kept, and wanted with another name
+        std::size_t others = 0;   // that came, or are to be removed yet
+    };
+    Surplus SurplusOf(const std::vector<Entry>& now) const;
 
     bool Wants(const Entry& entry) const { return m_sorted.count(entry) > 0; }
 

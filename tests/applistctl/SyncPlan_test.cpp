@@ -135,7 +135,20 @@ TEST(ASyncPlan, MovesNothingForAnItemOfTheServicesOwnThatIsElsewhereOrHasAnother
 
     EXPECT_THAT(TextsOf(service.List()), ElementsAre("a", "b=Service's", "c", "p", "q"));
     EXPECT_EQ(service.removals + service.additions, 0U);
-    EXPECT_EQ(plan.CountSurplus(service.List()), 1U);
+    EXPECT_EQ(plan.SurplusOf(service.List()).renamed, 1U);
+    EXPECT_EQ(plan.SurplusOf(service.List()).kept, 0U);
+}
+
+TEST(ASyncPlan, TellsWhatTheServiceKeepsFromWhatCameMeanwhile) {
+    Service service = {ItemsOf({"a", "b=Service's", "b", "c"}), ItemsOf({"p"})};
+    SyncPlan plan(ItemsOf({"b=File's", "c"}));
+    service.Follow(plan);
+    service.Add(ItemsOf({"q", "r"}));
+
+    const SyncPlan::Surplus surplus = plan.SurplusOf(service.List());
+    EXPECT_EQ(surplus.kept, 2U) << "a, and the second b";
+    EXPECT_EQ(surplus.renamed, 1U);
+    EXPECT_EQ(surplus.others, 2U);
 }
 
 TEST(ASyncPlan, AddsWhatTheServiceHasNoMore) {

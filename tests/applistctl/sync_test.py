@@ -33,6 +33,9 @@ class ASynchronization(ToolTest):
         return (f"applistctl: {count} {stay} not in standard input: the service keeps what no "
                 "partner added\n")
 
+    RENAMED = ("applistctl: 1 item has another name than in standard input: the service keeps "
+               "what no partner added\n")
+
     def test_adds_removes_replaces_and_moves(self):
         self.add(A, B, ("D", "d"))
         self.assertEqual(self.sync(MAPS, MUSIC, ("BB", "b"), C, A), "synced\t1\t1\t1\t1\n")
@@ -65,10 +68,10 @@ class ASynchronization(ToolTest):
     def test_changes_nothing_the_second_time(self):
         self.add(A, B)
         wanted = (MUSIC, ("Atlas", "maps"), B, C, A)
-        self.assertEqual(self.sync(*wanted, err=self.kept(1)), "synced\t1\t0\t0\t1\n")
+        self.assertEqual(self.sync(*wanted, err=self.RENAMED), "synced\t1\t0\t0\t1\n")
         self.assertEqual(self.all_items(), [MAPS, MUSIC, B, C, A])
         self.ui.events()
-        self.assertEqual(self.sync(*wanted, err=self.kept(1)), "synced\t0\t0\t0\t0\n")
+        self.assertEqual(self.sync(*wanted, err=self.RENAMED), "synced\t0\t0\t0\t0\n")
         self.assertEqual(self.ui.events(), [])
 
     def test_keeps_what_is_the_services_own_and_says_so(self):
@@ -76,9 +79,12 @@ class ASynchronization(ToolTest):
         self.assertEqual(self.all_items(), [MAPS, MUSIC, A])
 
     def test_adds_the_services_own_items_no_second_time(self):
-        self.assertEqual(self.sync(("Atlas", "maps"), MUSIC, err=self.kept(1)),
+        self.assertEqual(self.sync(("Atlas", "maps"), MUSIC, err=self.RENAMED),
                          "synced\t0\t0\t0\t0\n")
         self.assertEqual(self.all_items(), [MAPS, MUSIC])
+
+    def test_says_apart_what_has_another_name_and_what_the_file_lacks(self):
+        self.sync(("Atlas", "maps"), err=self.kept(1) + self.RENAMED)
 
     def test_keeps_the_selection_of_an_item_that_it_moves_or_renames(self):
         self.add(A, B)
