@@ -69,10 +69,12 @@ void ReadProperties(const Onlooker& onlooker, Status& status) {
     if (sd_bus_message_enter_container(reply, 'a', "{sv}") < 0) {
         throw onlooker.Errors().NotUnderstood();
     }
-    while (sd_bus_message_enter_container(reply, 'e', "sv") > 0) {
+    int entered = 0;
+    while ((entered = sd_bus_message_enter_container(reply, 'e', "sv")) > 0) {
         ReadProperty(onlooker, reply, status);
         if (sd_bus_message_exit_container(reply) < 0) throw onlooker.Errors().NotUnderstood();
     }
+    if (entered < 0) throw onlooker.Errors().NotUnderstood();
 }
 
 Status Ask(Onlooker& onlooker) {
