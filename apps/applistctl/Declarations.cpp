@@ -13,12 +13,11 @@ namespace {
 
 const char kCommandFooter[] = "Options for all commands, and exit statuses: applistctl --help\n";
 
-const char kWatchFooter[] =
-    R"(Changes in quick succession are reported together, as their net result. A lost connection
-to another machine is tried again after 1, 2, 4 s and so on, at most 60 s.
-
-It talks to the service directly, over a socket that the bus does not see, if the
-service lets it; not with APPLIST_DIRECT=0 in the environment.
+const char kFollowFooter[] =
+    R"(watch, selection --follow and wait --item follow the list. Changes in quick succession are
+reported together, as their net result. A lost connection to another machine is tried again
+after 1, 2, 4 s and so on, at most 60 s. They talk to the service directly, over a socket that the
+bus does not see, if the service lets them; not with APPLIST_DIRECT=0 in the environment.
 
 )";
 
@@ -153,11 +152,12 @@ void DeclareReads(CLI::App& app, Options& options) {
     Flag(selection, "--follow", options.follow,
          "Go on, and show it again each time that it changes, until interrupted");
     DeclareCount(selection, options);
+    selection->footer(std::string(kFollowFooter) + kCommandFooter);
     CLI::App* const watch =
         Add(app, "watch", "Show what happens to the list, one line per event, until interrupted");
     Flag(watch, "--all", options.all, "Begin with the items that there are, and the selection");
     DeclareCount(watch, options);
-    watch->footer(std::string(kWatchFooter) + kCommandFooter);
+    watch->footer(std::string(kFollowFooter) + kCommandFooter);
 }
 
 void DeclareState(CLI::App& app, Options& options) {
@@ -166,7 +166,7 @@ void DeclareState(CLI::App& app, Options& options) {
     command = Add(app, "wait", "Wait until the service is there and its list can be read");
     command->add_option("--item", options.item, "Wait until an item has this id, too")
         ->type_name("ID");
-    command->footer(std::string(kWaitFooter) + kCommandFooter);
+    command->footer(std::string(kWaitFooter) + kFollowFooter + kCommandFooter);
 }
 
 void DeclareSync(CLI::App& app, Options& options) {

@@ -196,8 +196,12 @@ class TheCommandLine(ToolTest):
         self.assertEqual(self.output_of("help"), self.output_of("--help"))
         self.assertEqual(self.output_of("help", "watch"), self.output_of("watch", "--help"))
 
-    def test_says_in_the_help_of_watch_what_becomes_of_quick_changes(self):
-        self.assertIn("reported together", self.output_of("watch", "--help"))
+    def test_says_in_the_help_of_all_that_follow_how_they_do(self):
+        for command in ("watch", "selection", "wait"):
+            text = self.output_of(command, "--help")
+            self.assertIn("reported together", text)
+            self.assertIn("APPLIST_DIRECT=0", text)
+            self.assertLessEqual(max(map(len, text.splitlines())), 100)
 
     def test_shows_a_help_for_every_command(self):
         for command in EVERY_COMMAND:
