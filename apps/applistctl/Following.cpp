@@ -7,17 +7,16 @@
 #include "apps/applistctl/Following.h"
 
 #include <sys/epoll.h>
-#include <systemd/sd-event.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <exception>
-#include <memory>
 
 #include "apps/applistctl/Failure.h"
 #include "apps/applistctl/Output.h"
+#include "bus/SdBus.h"
 #include "partner/RemoteAppListModel.h"
 
 namespace applist::ctl {
@@ -28,14 +27,6 @@ namespace {
 constexpr std::uint64_t kRetryMicroseconds = 1000000;
 
 constexpr int kExitOfClosedPipe = 128 + SIGPIPE;
-
-template <class T, T* (*Release)(T*)>
-struct Releaser {
-    void operator()(T* object) const { Release(object); }
-};
-using UniqueEvent = std::unique_ptr<sd_event, Releaser<sd_event, sd_event_unref>>;
-using UniqueSource =
-    std::unique_ptr<sd_event_source, Releaser<sd_event_source, sd_event_source_disable_unref>>;
 
 void Require(int result) {
     if (result < 0) throw Failure(kNotDone, std::string("cannot wait: ") + std::strerror(-result));
