@@ -31,7 +31,7 @@ struct Options {
     bool onlyNew = false;
     bool dryRun = false;
     bool raw = false;
-    bool wait = false;      // always of the command wait
+    bool wait = false;      // set for the command wait, whatever is typed
     std::size_t count = 0;  // 0: no end
 
     // Of every command.

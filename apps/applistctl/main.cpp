@@ -55,7 +55,7 @@ void ChooseBus(const Options& options) {
 }
 
 // A failure is one in the journal, too.
-void Complain(const std::string& text) {
+void Tell(const std::string& text) {
     if (!TellJournal(text)) Note(text);
 }
 
@@ -89,10 +89,10 @@ int Run(const Options& options) {
         RunCommand(options, Output(options));
         return kDone;
     } catch (const RemoteError& error) {
-        Complain(error.what() + HintFor(error, options));
+        Tell(error.what() + HintFor(error, options));
         return StatusOf(error.GetCause());
     } catch (const TransportError& error) {
-        Complain(error.what());
+        Tell(error.what());
         return kNoService;
     }
 }
@@ -102,15 +102,15 @@ int RunCommandLine(int argc, char** argv) {
         const std::optional<Options> options = ParseOptions(argc, argv);
         return options ? Run(*options) : kDone;
     } catch (const Failure& failure) {
-        Complain(failure.what());
+        Tell(failure.what());
         return failure.Status();
     } catch (const InputError& error) {
-        Complain(error.what());
+        Tell(error.what());
         return kWrongUsage;
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
-        Complain(error.what());
+        Tell(error.what());
         return kNotDone;
     }
 }
