@@ -43,18 +43,15 @@ class Terminal:
         self._seen += read
         return bool(read)
 
-    def wait_for(self, text):
+    def wait_for(self, text, start=0):
         end = time.monotonic() + DEADLINE
-        while text not in self._seen:
+        while text not in self._seen[start:]:
             if not self._read(end):
                 raise AssertionError(f"no {text!r}; there was {self._seen!r}")
 
     def read_past(self, text):
         """Waits for `text` behind what was read before."""
-        end = time.monotonic() + DEADLINE
-        while text not in self._seen[self._past:]:
-            if not self._read(end):
-                raise AssertionError(f"no {text!r}; there was {self._seen!r}")
+        self.wait_for(text, self._past)
         self._past = self._seen.index(text, self._past) + len(text)
 
     def type(self, text):
