@@ -48,7 +48,9 @@ private:
     void Add(const std::vector<Entry>& items);
     void Send(const std::vector<Entry>& items);
     std::vector<Entry> Gone() const;
+    bool HasCome(std::size_t count) const;
     void BringBack();
+    void TryToBringBack(std::size_t count);
     void KeepSelection();
     std::string WhatCameBack() const;
     void NoteRest(const std::string& source) const;
@@ -98,16 +100,16 @@ void Sync::Add(const std::vector<Entry>& items) {
     try {
         Send(items);
     } catch (const RemoteError&) {
-        // Too much for one message, for one. Without a service there is nothing to bring back to.
-        try {
-            m_now = m_session.Now();
-            if (m_plan.ToAdd(m_now.items).size() == items.size()) BringBack();
-        } catch (const RemoteError&) {
-        }
+        TryToBringBack(items.size());
         throw;
     }
     m_added = items.size();
-    if (m_plan.ToAdd(m_now.items).size() == items.size()) BringBack();
+    if (!HasCome(items.size())) BringBack();
+}
+
+// Whether anything of a batch of that size has been added: the service takes all of it, or nothing.
+bool Sync::HasCome(std::size_t count) const {
+    return m_plan.ToAdd(m_now.items).size() < count;
 }
 
 void Sync::Send(const std::vector<Entry>& items) {
@@ -142,6 +144,19 @@ void Sync::BringBack() {
     m_broughtBack = gone.size() - m_lost;
 }
 
+// After a failure, which may be that the batch is too large for one message. When there is no
+// service any more, that failure says so already.
+void Sync::TryToBringBack(std::size_t count) {
+    try {
+        m_now = m_session.Now();
+        if (HasCome(count)) return;
+        BringBack();
+        KeepSelection();
+    } catch (const RemoteError&) {
+        return;
+    }
+}
+
 // An item that is removed loses the selection, also when it is added again.
 void Sync::KeepSelection() {
     const Entry& selection = m_session.Before().selection;
@@ -154,12 +169,11 @@ void Sync::KeepSelection() {
 
 std::string Sync::WhatCameBack() const {
     if (m_lost > 0) {
-        return ", and " + std::to_string(m_lost) + " of what was removed for them could not be " +
-               "added again";
+        return ", and " + std::to_string(m_lost) + " of what was removed could not be added again";
     }
     if (m_broughtBack == 0) return std::string();
     return ", and " + std::to_string(m_broughtBack) +
-           (m_broughtBack == 1 ? " that was" : " that were") + " removed for them" +
+           (m_broughtBack == 1 ? " that was" : " that were") + " removed" +
            (m_broughtBack == 1 ? " is" : " are") + " there again";
 }
 

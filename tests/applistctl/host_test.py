@@ -98,11 +98,13 @@ class AnotherMachine(HostTest):
 
     def test_has_again_what_was_removed_for_a_batch_that_is_too_large(self):
         self.output_of("add", "A", "a")
+        self.output_of("select", "a")
         lines = "".join("x" * 2**20 + f"\tid{n}\n" for n in range(17))
         complaint = self.complaint_of(1, "--host=me@device", "sync", "-", **self.variables,
                                       stdin=(TWO_ITEMS + lines + "A\ta\n").encode())
         self.assertTrue(complaint.endswith("send fewer items at once"), complaint)
         self.assertEqual(self.all_items(), [MAPS, MUSIC, ("A", "a")])
+        self.assertEqual(self.output_of("selection"), "A\ta\n")
 
     def test_may_take_its_time_to_let_a_person_in(self):
         os.mkfifo(self.password)

@@ -184,10 +184,10 @@ class AListThatCannotGrow(ToolTest):
         partner.select("b")
         for wanted, missing, removed in (
                 ((MAPS, MUSIC, ("X", "x"), A, B, ("Y", "y")), "2 of the items in standard input "
-                 "are", "3 that were removed for them are"),
+                 "are", "3 that were removed are"),
                 ((MAPS, MUSIC, A, B, C, ("X", "x")), "1 of the items in standard input is", ""),
                 ((MAPS, MUSIC, A, B, ("Y", "y"), C), "1 of the items in standard input is",
-                 "1 that was removed for them is")):
+                 "1 that was removed is")):
             said = removed and f", and {removed} there again"
             self.assertEqual(
                 self.complaint_of(1, "sync", "-", stdin=text_of(*wanted).encode()),
