@@ -57,7 +57,15 @@ endforeach()
 set(prefix ${CMAKE_BINARY_DIR}/installed/prefix)
 applist_add_daemon_test(install.footprint footprint ${prefix}/bin/applistd
                         ${prefix}/libexec/applist/applistd-desktop)
-set_tests_properties(install.footprint PROPERTIES LABELS install FIXTURES_REQUIRED installed)
+add_test(NAME install.memory
+         COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/install/memory_test.py)
+set_property(TEST install.memory PROPERTY ENVIRONMENT
+    APPLISTD=${prefix}/bin/applistd
+    APPLIST_SOURCES=${PROJECT_SOURCE_DIR}
+    PYTHONPATH=${CMAKE_CURRENT_SOURCE_DIR}/apps
+    PYTHONDONTWRITEBYTECODE=1)
+set_tests_properties(install.footprint install.memory PROPERTIES
+    LABELS install TIMEOUT 60 FIXTURES_REQUIRED installed)
 
 add_test(NAME apps.manual_pages
          COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/apps/manual_pages_test.py)
