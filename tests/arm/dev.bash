@@ -11,6 +11,11 @@
 arm_libraries=(libcli11-dev libglib2.0-dev libgmock-dev libgtest-dev libstdc++6 libsystemd-dev
     nlohmann-json3-dev)
 
+# Held to what is done within a second, or in a turn of a millisecond.
+arm_timed='*ADestroyedPartner.HasSentMany*:*APartnerOnABus.ShowsTheListSoonAfterItStood*'
+arm_timed+=':*APartnerOfABusyService.*:*AnEndpointWhoseRepliesAreNotRead.RationsLargeReplies*'
+arm_timed+=':*AChannelToAnEndpoint.TakesTurnsWithTheBus*'
+
 arm() {
     export APPLIST_SYSROOT=$root/build/armhf/sysroot
     quietly tests/arm/sysroot.sh "$APPLIST_SYSROOT" "${arm_libraries[@]}"
@@ -21,13 +26,12 @@ arm() {
             "$root/build/armhf/consumers"
         tests/arm/footprint.sh "$root" "$root/build/armhf/release"
     fi
-    # The sanitizers' own libraries are the compiler's, so they are not in the folder.
+    say "not run, as an emulated processor does not keep the time: ${arm_timed//:/ }"
     configure armhf/debug -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake" \
-        -DCMAKE_BUILD_TYPE=Debug -DAPPLIST_SANITIZE=ON -DAPPLIST_TESTS=ON -DAPPLIST_APPS=OFF \
-        -DCMAKE_EXE_LINKER_FLAGS='-static-libasan -static-libubsan' \
-        -DAPPLIST_UNIT_LAUNCHER="qemu-arm;-L;$APPLIST_SYSROOT"
+        -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=-O1 -DAPPLIST_TESTS=ON -DAPPLIST_APPS=OFF \
+        -DAPPLIST_UNIT_LAUNCHER="qemu-arm;-L;$APPLIST_SYSROOT" -DAPPLIST_NOT_EMULATED="$arm_timed"
     quietly cmake --build build/armhf/debug --target unit_programs bus_programs
-    # Who looks for leaks stops the program from outside, which an emulated one does not bear.
-    ASAN_OPTIONS=detect_leaks=0 ctest --test-dir build/armhf/debug --output-on-failure \
-        -j "$(nproc)" -L 'unit|bus' -LE static "$@"
+    # More than there are processors, as many wait for their bus most of the time.
+    ctest --test-dir build/armhf/debug --output-on-failure -j "$((2 * $(nproc)))" \
+        -L 'unit|bus' -LE static "$@"
 }

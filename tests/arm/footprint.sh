@@ -15,7 +15,7 @@ failed=0
 hold() {
     local row=$1 bound bytes
     shift
-    bound=$(sed -n "s/^| $row[^|]* | at most \([0-9]*\) KiB .*/\1/p" "$root/README.md")
+    bound=$(sed -n "s/^| ${row}[^|]* | at most \([0-9]*\) KiB .*/\1/p" "$root/README.md")
     [ -n "$bound" ] || { printf 'README.md has no row for: %s\n' "$row" >&2; exit 1; }
     bytes=$(arm-linux-gnueabihf-size -t "${@/#/$build/libapplist_}" | awk 'END { print $1 }')
     printf '%s: %d bytes of text, of at most %d KiB\n' "$row" "$bytes" "$bound"

@@ -10,6 +10,7 @@ set -euo pipefail
 
 readonly sysroot=$1
 shift
+# shellcheck source=/dev/null
 stamp="$(. /etc/os-release && printf '%s' "$PRETTY_NAME"): $*"
 readonly stamp
 
