@@ -100,7 +100,9 @@ const sd_bus_vtable Wire::kVtable[] = {
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_SIGNAL_WITH_NAMES("Notification", "ay", SD_BUS_PARAM(body), 0),
     SD_BUS_SIGNAL("Lost", "", 0),
-    SD_BUS_PROPERTY("Partners", "u", OnReadPartners, 0, 0),
+    // Hidden, so that introspection does not grow: the bus library answers that by itself, and while
+    // the bus stands the answers to all who asked are in memory.
+    SD_BUS_PROPERTY("Partners", "u", OnReadPartners, 0, SD_BUS_VTABLE_HIDDEN),
     SD_BUS_PROPERTY("Serial", "t", OnReadSerial, 0, 0),
     SD_BUS_VTABLE_END};
 

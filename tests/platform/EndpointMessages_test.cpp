@@ -318,7 +318,6 @@ TEST_P(AnEndpointsObject, NamesEveryArgumentInItsIntrospectionData) {
              "<signal name=\"Notification\">\n"
              "   <arg type=\"ay\" name=\"body\"/>\n"
              "  </signal>",
-             "<property name=\"Partners\" type=\"u\" access=\"read\">",
              "<property name=\"Serial\" type=\"t\" access=\"read\">",
              "\"org.freedesktop.DBus.Property.EmitsChangedSignal\" value=\"false\"",
          }) {

@@ -37,7 +37,7 @@ class TheInterfacesDescription(AppTest):
         described = members(interface(shipped.xml(shipped.INTERFACE), items.INTERFACE))
 
         self.assertEqual(described, members(interface(self.live, items.INTERFACE)))
-        self.assertEqual(len(described), 10)
+        self.assertEqual(len(described), 9)
 
     def test_describes_no_other_interface(self):
         names = [each.get("name") for each in shipped.xml(shipped.INTERFACE).iter("interface")]
