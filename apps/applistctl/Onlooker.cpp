@@ -22,9 +22,9 @@ const char kEndpoint[] = "Applist";
 }  // namespace
 
 bool IsUntold(const Answer& answer) {
-    for (const char* name :
-         {SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_NOT_SUPPORTED, SD_BUS_ERROR_UNKNOWN_INTERFACE,
-          SD_BUS_ERROR_UNKNOWN_METHOD, SD_BUS_ERROR_UNIX_PROCESS_ID_UNKNOWN}) {
+    for (const char* name : {SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_NOT_SUPPORTED,
+                             SD_BUS_ERROR_UNKNOWN_INTERFACE, SD_BUS_ERROR_UNKNOWN_METHOD,
+                             SD_BUS_ERROR_UNKNOWN_PROPERTY, SD_BUS_ERROR_UNIX_PROCESS_ID_UNKNOWN}) {
         if (answer.error == name) return true;
     }
     return false;

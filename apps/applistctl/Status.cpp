@@ -2,7 +2,7 @@
 
 #include "apps/applistctl/Status.h"
 
-#include <cstring>
+#include <cerrno>
 #include <utility>
 #include <vector>
 
@@ -41,40 +41,21 @@ std::optional<std::string> ProgramOf(const Onlooker& onlooker, std::uint32_t pid
     }
 }
 
-void ReadProperty(const Onlooker& onlooker, sd_bus_message* reply, Status& status) {
-    const char* name = "";
-    const char* contents = "";
-    int result = sd_bus_message_read(reply, "s", &name);
-    if (result >= 0) result = sd_bus_message_peek_type(reply, nullptr, &contents);
+// A service that is not of this project, or a policy, may keep it to itself, and another kind of
+// number is none that is known here. Asked for alone, as not all are told to who asks for all.
+template <class T>
+std::optional<T> PropertyOf(const Onlooker& onlooker, const std::string& owner, const char* name,
+                            const char* type) {
+    Answer answer = onlooker.AskService(owner, kProperties, "Get", [name](sd_bus_message* call) {
+        return sd_bus_message_append(call, "ss", endpoint_names::kInterface, name);
+    });
+    if (IsUntold(answer)) return std::nullopt;
+    const UniqueMessage reply = onlooker.Required(std::move(answer));
+    T value = 0;
+    const int result = sd_bus_message_read(reply.get(), "v", type, &value);
+    if (result == -ENXIO) return std::nullopt;
     if (result < 0) throw onlooker.Errors().NotUnderstood();
-    if (std::strcmp(name, "Partners") == 0 && std::strcmp(contents, "u") == 0) {
-        result = sd_bus_message_read(reply, "v", "u", &status.partners.emplace());
-    } else if (std::strcmp(name, "Serial") == 0 && std::strcmp(contents, "t") == 0) {
-        result = sd_bus_message_read(reply, "v", "t", &status.serial.emplace());
-    } else {
-        result = sd_bus_message_skip(reply, "v");
-    }
-    if (result < 0) throw onlooker.Errors().NotUnderstood();
-}
-
-// A service that is not of this project, or a policy, may keep them to itself.
-void ReadProperties(const Onlooker& onlooker, Status& status) {
-    Answer answer =
-        onlooker.AskService(status.owner, kProperties, "GetAll", [](sd_bus_message* call) {
-            return sd_bus_message_append(call, "s", endpoint_names::kInterface);
-        });
-    if (IsUntold(answer)) return;
-    const UniqueMessage owned = onlooker.Required(std::move(answer));
-    sd_bus_message* const reply = owned.get();
-    if (sd_bus_message_enter_container(reply, 'a', "{sv}") < 0) {
-        throw onlooker.Errors().NotUnderstood();
-    }
-    int entered = 0;
-    while ((entered = sd_bus_message_enter_container(reply, 'e', "sv")) > 0) {
-        ReadProperty(onlooker, reply, status);
-        if (sd_bus_message_exit_container(reply) < 0) throw onlooker.Errors().NotUnderstood();
-    }
-    if (entered < 0) throw onlooker.Errors().NotUnderstood();
+    return value;
 }
 
 Status Ask(Onlooker& onlooker) {
@@ -88,7 +69,8 @@ Status Ask(Onlooker& onlooker) {
     if (status.items > 0 || !(selection.front() == Entry())) status.selection = selection.front();
     status.pid = PidOf(onlooker, status.owner);
     if (status.pid) status.program = ProgramOf(onlooker, *status.pid);
-    ReadProperties(onlooker, status);
+    status.partners = PropertyOf<std::uint32_t>(onlooker, status.owner, "Partners", "u");
+    status.serial = PropertyOf<std::uint64_t>(onlooker, status.owner, "Serial", "t");
     return status;
 }
 

@@ -47,7 +47,9 @@ class Service(dbus.service.Object):
         raise dbus.DBusException("as told", name="org.freedesktop.DBus.Error.UnknownMethod")
 
     @dbus.service.method("org.freedesktop.DBus.Properties", "ss", "v")
-    def Get(self, _interface, _name):
+    def Get(self, _interface, name):
+        if name != "Serial":
+            raise dbus.DBusException(name, name="org.freedesktop.DBus.Error.UnknownProperty")
         return dbus.UInt64(self.notified)
 
     @dbus.service.method(INTERFACE, "ay", "ay", ("reply", "fail"), byte_arrays=True)

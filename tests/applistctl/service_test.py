@@ -71,16 +71,16 @@ class AStatus(ToolTest):
         self.assertIn(["items", "2"], fields(out))
 
 
-class AStatusOfAServiceWithoutProperties(ToolTest):
+class AStatusOfAServiceThatDoesNotCountItsPartners(ToolTest):
     ITEMS = None
 
     def test_leaves_them_out(self):
         self.script()
         found = fields(self.output_of("status"))
         self.assertEqual([each[0] for each in found],
-                         ["bus", "owner", "pid", "program", "items", "selection"])
+                         ["bus", "owner", "pid", "program", "items", "selection", "serial"])
         self.assertTrue(self.output_of("status", "-j").endswith(
-            '"partners":null,"serial":null}\n'))
+            '"partners":null,"serial":0}\n'))
 
     def test_takes_no_reply_that_is_no_list(self):
         self.script("2002=no item")
