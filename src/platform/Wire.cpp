@@ -100,11 +100,10 @@ const sd_bus_vtable Wire::kVtable[] = {
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_SIGNAL_WITH_NAMES("Notification", "ay", SD_BUS_PARAM(body), 0),
     SD_BUS_SIGNAL("Lost", "", 0),
-    // Hidden, so that introspection does not grow: the bus library answers that by itself, and while
-    // the bus stands the answers to all who asked are in memory.
+    // Hidden, so that introspection does not grow: the bus library answers that by itself, and
+    // while the bus stands the answers to all who asked are in memory.
     SD_BUS_PROPERTY("Partners", "u", OnReadPartners, 0, SD_BUS_VTABLE_HIDDEN),
-    SD_BUS_PROPERTY("Serial", "t", OnReadSerial, 0, 0),
-    SD_BUS_VTABLE_END};
+    SD_BUS_PROPERTY("Serial", "t", OnReadSerial, 0, 0), SD_BUS_VTABLE_END};
 
 // This answer overtakes the notifications that wait in the outbox, so it does not count them. A
 // partner that was told of them before they arrive would take their arrival for that of later ones,
