@@ -47,13 +47,16 @@ endfunction()
 # named after it takes the place of the open transport's.
 function(applist_add_partner name)
     applist_add_library(${name}
+        partner/FailedWrite.cpp
         partner/FetchPlan.cpp
         partner/Fetcher.cpp
         partner/Follower.cpp
         partner/Pace.cpp
         partner/RemoteAppListModel.cpp
         partner/Replica.cpp
-        partner/ReplicaItem.cpp)
+        partner/ReplicaItem.cpp
+        partner/RowChanges.cpp
+        partner/RowMoves.cpp)
     target_include_directories(${name} BEFORE PUBLIC ${ARGN})
     target_link_libraries(${name} PUBLIC applist_common)
 endfunction()

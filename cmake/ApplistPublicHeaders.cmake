@@ -18,7 +18,9 @@ set(applist_public_headers
     common/PrintableText.h
     ipc/IPCApplist.h
     ipc/TesselDbusLocal.h
+    partner/FailedWrite.h
     partner/RemoteAppListModel.h
+    partner/RowChange.h
     platform/LinuxLog.h
     platform/PlatformLog.h
     remote/RemoteError.h

@@ -36,6 +36,12 @@ public:
         if (m_listeners->running == 0) CloseGaps(*m_listeners);
     }
 
+    bool IsEmpty() const {
+        const std::vector<Listener*>& all = m_listeners->all;
+        return std::count(all.begin(), all.end(), nullptr) ==
+               static_cast<std::ptrdiff_t>(all.size());
+    }
+
     // Calls `tell` with every listener, in the order in which they were added. A listener may add
     // or remove any listener meanwhile: one that is added is not called this time, one that is
     // removed is not called any more. Needs no memory: what is told may be that something goes.

@@ -59,6 +59,7 @@ void Fetcher::ServiceIsThere() {
 
 void Fetcher::ServiceIsGone() {
     m_plan.ServiceIsGone();
+    m_isListRead = false;
 }
 
 // Even without a service: the call then fails with the reason that the caller wants to know.
@@ -122,6 +123,7 @@ void Fetcher::Take(const Read& read, RemoteReply* list, const RemoteReply& selec
     });
     if (!isTold) m_failure = m_noMemory;
     if (outcome != Outcome::Failed) m_failure.reset();
+    if (outcome == Outcome::Shown && list != nullptr) m_isListRead = true;
     if (read.outOfTurn != 0 && read.outOfTurn == m_lastReadNow) m_whyNotReadNow = m_failure;
     Guarded("reading the list again", [&] { Finish(read, outcome); });
     m_port.ReplicaChanged(change);

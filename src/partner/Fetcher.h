@@ -54,6 +54,9 @@ public:
     void ServiceIsGone();
     bool IsServiceThere() const { return m_plan.IsServiceThere(); }
 
+    // Whether the list has been shown since the service was gone.
+    bool IsListRead() const { return m_isListRead; }
+
     // An event of the service came: what it speaks of is read when the plan says so.
     void ListHasChanged() { MarkStale(FetchPlan::Part::List); }
     void SelectionHasChanged() { MarkStale(FetchPlan::Part::Selection); }
@@ -92,6 +95,7 @@ private:
     std::optional<RemoteError> m_failure;  // of the read that was finished last
     std::optional<RemoteError> m_whyNotReadNow;
     std::uint64_t m_lastReadNow = 0;  // its number out of turn
+    bool m_isListRead = false;
 };
 
 }  // namespace applist

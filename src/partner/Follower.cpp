@@ -2,6 +2,7 @@
 
 #include "partner/Follower.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "common/AppListLog.h"
@@ -33,6 +34,26 @@ RemoteError WhyNotRead(const RemoteError& failure, bool afterWrites) {
                                start + "no answer in time; try again, or allow more time");
         default: return failure;
     }
+}
+
+FailedWrite::Operation OperationOf(int messageId) {
+    using Operation = FailedWrite::Operation;
+    switch (messageId) {
+        case APPLIST_SET_SELECTION_FNC: return Operation::Select;
+        case APPLIST_SET_CLICKED_FNC: return Operation::Click;
+        case APPLIST_REMOVE_ALL_ITEMS_FNC: return Operation::RemoveAll;
+        case APPLIST_REMOVE_ITEM_FNC: return Operation::Remove;
+        case APPLIST_MODIFY_ITEM_FNC: return Operation::Replace;
+        default: return Operation::Add;
+    }
+}
+
+// What will be told if the write fails, but for the reason.
+FailedWrite WriteOf(int messageId, const std::vector<AppListItem*>& items) {
+    const FailedWrite::Operation operation = OperationOf(messageId);
+    const std::size_t most = operation == FailedWrite::Operation::Add ? items.size() : 1;
+    return {operation, items.empty() ? RemoteAppListItem() : RemoteAppListItem(*items.front()),
+            std::min(items.size(), most), RemoteError(Cause::Failed, std::string())};
 }
 
 // If one listener throws, the others are still told: they may hold pointers to items that are gone.
@@ -80,10 +101,23 @@ Follower::~Follower() {
 // ---- Writes -------------------------------------------------------------------------------------
 
 // `this` is safe in the handler: the transport drops its handlers when the model goes.
-void Follower::Write(int messageId, std::vector<char> payload) {
-    m_IPC.PostMessage(messageId, std::move(payload),
-                      [this](RemoteReply& reply) { OnWritten(reply); });
-    m_hasWritten = true;
+void Follower::Write(int messageId, const std::vector<AppListItem*>& items,
+                     std::vector<char> payload) {
+    const std::weak_ptr<void> alive = m_alive;
+    m_IPC.PostMessage(messageId, std::move(payload), HandlerOf(messageId, items));
+    if (!alive.expired()) m_hasWritten = true;  // a listener may have destroyed the model
+}
+
+// The item is kept only for those who want to hear of it: it may be megabytes.
+ReplyHandler Follower::HandlerOf(int messageId, const std::vector<AppListItem*>& items) {
+    if (m_ofWrites.IsEmpty()) return [this](RemoteReply& reply) { OnWritten(reply); };
+    const auto write = std::make_shared<FailedWrite>(WriteOf(messageId, items));
+    return [this, write](RemoteReply& reply) {
+        OnWritten(reply);
+        if (!reply.error) return;
+        write->error = *reply.error;
+        TellAll(m_ofWrites, [&](WriteListener* each) { each->WriteFailed(m_model, *write); });
+    };
 }
 
 // Only the first failure and a count are kept: a UI that never synchronizes must not pile them up.
@@ -150,6 +184,16 @@ void Follower::OnServiceGone() {
     Tell(change, left);
 }
 
+void Follower::AddRowListener(RowListener* listener) {
+    m_replica.FindRows(true);
+    m_ofRows.Add(listener);
+}
+
+void Follower::RemoveRowListener(RowListener* listener) {
+    m_ofRows.Remove(listener);
+    if (m_ofRows.IsEmpty()) m_replica.FindRows(false);
+}
+
 // The service's announcement is ignored: the connection itself reports that the service is there,
 // and that is when the list is read.
 void Follower::OnNotification(int messageId, const std::vector<char>&) {
@@ -166,12 +210,20 @@ void Follower::OnNotification(int messageId, const std::vector<char>&) {
 // Any listener may destroy the model, and with it the lists of listeners, so each step looks first.
 void Follower::Tell(const Replica::Change& change, bool serviceChanged) {
     const std::weak_ptr<void> alive = m_alive;
-    if (change.items) {
+    const bool isRead = IsListRead();
+    const bool readingChanged = std::exchange(m_wasListRead, isRead) != isRead;
+    if (!change.rows.empty()) {
+        TellAll(m_ofRows, [&](RowListener* each) { each->RowsChanged(m_model, change.rows); });
+    }
+    if (change.items && !alive.expired()) {
         TellAll(m_ofItems, [this](ItemChangeListener* each) { each->ItemChanged(m_model); });
     }
     if (change.selection && !alive.expired()) {
         TellAll(m_ofSelection,
                 [this](ItemSelectionListener* each) { each->ItemSelected(m_model); });
+    }
+    if (readingChanged && !alive.expired()) {
+        TellAll(m_ofReading, [this](ListReadListener* each) { each->ListReadChanged(m_model); });
     }
     if (serviceChanged && !alive.expired()) {
         TellAll(m_ofService, [this](ServiceListener* each) { each->ServiceChanged(m_model); });

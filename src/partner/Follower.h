@@ -32,18 +32,24 @@ public:
     Follower(const Follower&) = delete;
     Follower& operator=(const Follower&) = delete;
 
-    // Posts a write; OnWritten hears what became of it.
-    void Write(int messageId, std::vector<char> payload);
+    // Posts a write of `items`, whose text is `payload`; OnWritten hears what became of it.
+    void Write(int messageId, const std::vector<AppListItem*>& items, std::vector<char> payload);
     void Synchronize();
     void SetTimeout(std::chrono::milliseconds timeout) { m_IPC.SetTimeout(timeout); }
     void SetStartsService(bool starts) { m_IPC.SetStartsService(starts); }
     bool IsServiceThere() const { return m_fetcher.IsServiceThere(); }
+    bool IsListRead() const { return m_fetcher.IsListRead(); }
     const Replica& List() const { return m_replica; }
+    // Throws std::bad_alloc.
+    void AddRowListener(RowListener* listener);
+    void RemoveRowListener(RowListener* listener);
 
     ListenerList<ItemSelectionListener>& OfSelection() { return m_ofSelection; }
     ListenerList<ItemChangeListener>& OfItems() { return m_ofItems; }
     ListenerList<ItemClickListener>& OfClicks() { return m_ofClicks; }
+    ListenerList<ListReadListener>& OfReading() { return m_ofReading; }
     ListenerList<ServiceListener>& OfService() { return m_ofService; }
+    ListenerList<WriteListener>& OfWrites() { return m_ofWrites; }
 
 private:
     // The channel tells its handler only when a connection is ready; this one also tells when it
@@ -65,6 +71,7 @@ private:
     void OnNotification(int messageId, const std::vector<char>& payload);
     void OnConnectionReady(const std::string& partner);
     void OnServiceGone();
+    ReplyHandler HandlerOf(int messageId, const std::vector<AppListItem*>& items);
     void OnWritten(const RemoteReply& reply);
     // Reads the list and waits for it, and so for every call before.
     void ReadNow();
@@ -76,7 +83,11 @@ private:
     ListenerList<ItemSelectionListener> m_ofSelection;
     ListenerList<ItemChangeListener> m_ofItems;
     ListenerList<ItemClickListener> m_ofClicks;
+    ListenerList<RowListener> m_ofRows;
+    ListenerList<ListReadListener> m_ofReading;
     ListenerList<ServiceListener> m_ofService;
+    ListenerList<WriteListener> m_ofWrites;
+    bool m_wasListRead = false;  // when they were last told
     // Dies with the model: whatever goes on after a listener has returned looks at it first.
     const std::shared_ptr<void> m_alive = std::make_shared<int>();
 

@@ -39,6 +39,10 @@ std::vector<char> TextOf(const std::vector<AppListItem*>& items) {
     return std::move(text).Take();
 }
 
+void Write(Follower& follower, int messageId, const std::vector<AppListItem*>& items) {
+    follower.Write(messageId, items, TextOf(items));
+}
+
 }  // namespace
 
 RemoteAppListModel::RemoteAppListModel() : m_follower(std::make_unique<Follower>(this)) {}
@@ -62,31 +66,31 @@ int RemoteAppListModel::GetItemsCount() {
 // ---- Writes -------------------------------------------------------------------------------------
 
 void RemoteAppListModel::SetSelection(AppListItem* selection) {
-    m_follower->Write(APPLIST_SET_SELECTION_FNC, TextOf({selection}));
+    Write(*m_follower, APPLIST_SET_SELECTION_FNC, {selection});
 }
 
 void RemoteAppListModel::SetClicked(AppListItem* clicked) {
-    m_follower->Write(APPLIST_SET_CLICKED_FNC, TextOf({clicked}));
+    Write(*m_follower, APPLIST_SET_CLICKED_FNC, {clicked});
 }
 
 void RemoteAppListModel::RemoveAllItems() {
-    m_follower->Write(APPLIST_REMOVE_ALL_ITEMS_FNC, TextOf({}));
+    Write(*m_follower, APPLIST_REMOVE_ALL_ITEMS_FNC, {});
 }
 
 void RemoteAppListModel::AddItems(const std::vector<AppListItem*>& items) {
-    m_follower->Write(APPLIST_ADD_ITEMS_FNC, TextOf(items));
+    Write(*m_follower, APPLIST_ADD_ITEMS_FNC, items);
 }
 
 void RemoteAppListModel::AddItemAtEnd(AppListItem* item) {
-    m_follower->Write(APPLIST_ADD_ITEM_AT_END_FNC, TextOf({item}));
+    Write(*m_follower, APPLIST_ADD_ITEM_AT_END_FNC, {item});
 }
 
 void RemoteAppListModel::RemoveItem(AppListItem* item) {
-    m_follower->Write(APPLIST_REMOVE_ITEM_FNC, TextOf({item}));
+    Write(*m_follower, APPLIST_REMOVE_ITEM_FNC, {item});
 }
 
 void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) {
-    m_follower->Write(APPLIST_MODIFY_ITEM_FNC, TextOf({oldItem, newItem}));
+    Write(*m_follower, APPLIST_MODIFY_ITEM_FNC, {oldItem, newItem});
 }
 
 void RemoteAppListModel::SetTimeout(std::chrono::milliseconds timeout) {
@@ -99,6 +103,10 @@ void RemoteAppListModel::SetStartsService(bool starts) {
 
 bool RemoteAppListModel::IsServiceThere() const {
     return m_follower->IsServiceThere();
+}
+
+bool RemoteAppListModel::IsListRead() const {
+    return m_follower->IsListRead();
 }
 
 void RemoteAppListModel::Synchronize() {
@@ -137,6 +145,30 @@ void RemoteAppListModel::AddServiceListener(ServiceListener* listener) {
 
 void RemoteAppListModel::RemoveServiceListener(ServiceListener* listener) {
     m_follower->OfService().Remove(listener);
+}
+
+void RemoteAppListModel::AddRowListener(RowListener* listener) {
+    m_follower->AddRowListener(listener);
+}
+
+void RemoteAppListModel::RemoveRowListener(RowListener* listener) {
+    m_follower->RemoveRowListener(listener);
+}
+
+void RemoteAppListModel::AddListReadListener(ListReadListener* listener) {
+    m_follower->OfReading().Add(listener);
+}
+
+void RemoteAppListModel::RemoveListReadListener(ListReadListener* listener) {
+    m_follower->OfReading().Remove(listener);
+}
+
+void RemoteAppListModel::AddWriteListener(WriteListener* listener) {
+    m_follower->OfWrites().Add(listener);
+}
+
+void RemoteAppListModel::RemoveWriteListener(WriteListener* listener) {
+    m_follower->OfWrites().Remove(listener);
 }
 
 }  // namespace applist

@@ -23,6 +23,8 @@
 #include "AppList.h"
 #include "applist/RemoteAppListItem.h"
 #include "common/Export.h"
+#include "partner/FailedWrite.h"
+#include "partner/RowChange.h"
 #include "remote/RemoteError.h"
 
 namespace applist {
@@ -37,6 +39,37 @@ public:
     virtual void ServiceChanged(RemoteAppListModel* applist) = 0;
 
     virtual ~ServiceListener() {}
+};
+
+class APPLIST_EXPORT RowListener {
+public:
+    // The items of `applist` have changed: `changes`, one after another, turn the rows as they were
+    // into those of GetAllItems. First rows are removed, from the last to the first; then some are
+    // moved; then new ones are inserted and others renamed, both from the first to the last. When
+    // all ids are different, fewer rows would not do. Of items with equal ids those with equal
+    // names are taken to be the same, in their order, and then the others.
+    virtual void RowsChanged(RemoteAppListModel* applist,
+                             const std::vector<RowChange>& changes) = 0;
+
+    virtual ~RowListener() {}
+};
+
+class APPLIST_EXPORT ListReadListener {
+public:
+    // RemoteAppListModel::IsListRead is another one. When it has become true, the list is told of
+    // first, if there is anything in it.
+    virtual void ListReadChanged(RemoteAppListModel* applist) = 0;
+
+    virtual ~ListReadListener() {}
+};
+
+class APPLIST_EXPORT WriteListener {
+public:
+    // A write of `applist` has failed. Called from the loop; or from inside the write, when it
+    // could not even be sent. Synchronize throws the first failure all the same.
+    virtual void WriteFailed(RemoteAppListModel* applist, const FailedWrite& write) = 0;
+
+    virtual ~WriteListener() {}
 };
 
 class APPLIST_EXPORT RemoteAppListModel : public AppListModel {
@@ -92,8 +125,13 @@ public:
     // first read is answered.
     bool IsServiceThere() const;
 
-    // Listeners are told once for each change that they can see in the replica: first of the items,
-    // then of the selection. They are told of the service last.
+    // Whether the list has been read since the service came: a list without items is empty then,
+    // and not just on its way. False again when the service goes.
+    bool IsListRead() const;
+
+    // Listeners are told once for each change that they can see in the replica: first of the rows
+    // and the items, then of the selection. Then they are told whether the list is read, and last
+    // of the service.
     void AddItemSelectionListener(ItemSelectionListener* listener) override;
     void RemoveItemSelectionListener(ItemSelectionListener* listener) override;
     void AddItemChangeListener(ItemChangeListener* listener) override;
@@ -102,6 +140,16 @@ public:
     void RemoveItemClickedListener(ItemClickListener* listener) override;
     void AddServiceListener(ServiceListener* listener);
     void RemoveServiceListener(ServiceListener* listener);
+
+    // The rows' changes are found, and the items of writes kept until they are answered, only while
+    // somebody listens for them. So add these before the writes that they are to hear of. The first
+    // RowsChanged starts from the rows that GetAllItems returned when the listener was added.
+    void AddRowListener(RowListener* listener);
+    void RemoveRowListener(RowListener* listener);
+    void AddListReadListener(ListReadListener* listener);
+    void RemoveListReadListener(ListReadListener* listener);
+    void AddWriteListener(WriteListener* listener);
+    void RemoveWriteListener(WriteListener* listener);
 
 private:
     const std::unique_ptr<Follower> m_follower;

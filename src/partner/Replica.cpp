@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <functional>
-#include <numeric>
 #include <string_view>
 #include <utility>
 
 #include "applist/ApplistItemComparator.h"
+#include "partner/Pairing.h"
+#include "partner/RowChanges.h"
 
 namespace applist {
 
@@ -17,10 +17,6 @@ namespace {
 
 using Items = std::vector<ReplicaItem::Owned>;
 using Lines = std::vector<ItemText>;
-
-// For each line of a range, the place of the old item that has this line, or kNone.
-using Places = std::vector<std::uint32_t>;
-constexpr std::uint32_t kNone = UINT32_MAX;
 
 // What is left of the old list and the new one without the ends that they share: usually little, so
 // that few lines have to be looked up.
@@ -42,108 +38,6 @@ Middle MiddleOf(const Items& items, const Lines& lines) {
         --middle.newEnd;
     }
     return middle;
-}
-
-// Finds the items from `begin` to `end` of `items` by their lines: each item once, and of equal
-// ones the first one first. Taking an item out of its chain keeps even a list of equal items fast.
-class ItemsByHash {
-public:
-    ItemsByHash(const Items& items, std::size_t begin, std::size_t end)
-        : m_items(items), m_begin(begin), m_entries(end - begin) {
-        while (m_first.size() < m_entries.size()) m_first.resize(2 * m_first.size());
-        std::fill(m_first.begin(), m_first.end(), kNone);
-        // Backwards, so that the first of equal items comes to stand at the front of its chain.
-        for (std::size_t at = m_entries.size(); at-- > 0;) {
-            const std::size_t hash = HashOf(items[begin + at]->Text());
-            std::uint32_t& first = First(hash);
-            m_entries[at] = {hash, first};
-            first = static_cast<std::uint32_t>(at);
-        }
-    }
-
-    // Returns the place of an item with this line and takes it out of the table; kNone when there
-    // is none left; nothing when the chain is too long to look through.
-    std::optional<std::uint32_t> Take(const ItemText& line) {
-        if (m_entries.empty()) return kNone;
-        const std::size_t hash = HashOf(line);
-        int steps = 0;
-        for (std::uint32_t* at = &First(hash); *at != kNone; at = &m_entries[*at].next) {
-            const std::size_t place = m_begin + *at;
-            if (m_entries[*at].hash == hash && m_items[place]->Text() == line) {
-                *at = m_entries[*at].next;
-                return static_cast<std::uint32_t>(place);
-            }
-            if (++steps == kMaxSteps) return std::nullopt;
-        }
-        return kNone;
-    }
-
-private:
-    // By chance alone, different items do not make so long a chain in a list of any size.
-    static constexpr int kMaxSteps = 16;
-
-    static std::size_t HashOf(const ItemText& line) {
-        return std::hash<std::string_view>()(line.Line());
-    }
-
-    struct Entry {
-        std::size_t hash;
-        std::uint32_t next;  // in the same chain
-    };
-
-    std::uint32_t& First(std::size_t hash) { return m_first[hash & (m_first.size() - 1)]; }
-
-    const Items& m_items;
-    const std::size_t m_begin;
-    std::vector<Entry> m_entries;
-    std::vector<std::uint32_t> m_first = std::vector<std::uint32_t>(1);
-};
-
-// Returns nothing when a chain is too long; see Find.
-std::optional<Places> FindByHash(const Items& items, const Lines& lines, const Middle& middle) {
-    ItemsByHash table(items, middle.begin, middle.oldEnd);
-    Places places(middle.newEnd - middle.begin);
-    for (std::size_t at = 0; at < places.size(); ++at) {
-        const std::optional<std::uint32_t> place = table.Take(lines[middle.begin + at]);
-        if (!place) return std::nullopt;
-        places[at] = *place;
-    }
-    return places;
-}
-
-// The places from `begin` to `end`, ordered by their texts; places of equal texts stay in order.
-template <typename TextAt>
-Places Sorted(std::size_t begin, std::size_t end, TextAt textAt) {
-    Places places(end - begin);
-    std::iota(places.begin(), places.end(), static_cast<std::uint32_t>(begin));
-    std::sort(places.begin(), places.end(), [&](std::uint32_t left, std::uint32_t right) {
-        const int order = textAt(left).compare(textAt(right));
-        return order != 0 ? order < 0 : left < right;
-    });
-    return places;
-}
-
-// Finds the same as FindByHash. Slower for most lists, but no list makes it much slower.
-Places FindByOrder(const Items& items, const Lines& lines, const Middle& middle) {
-    const auto oldText = [&](std::uint32_t at) { return items[at]->Text().Line(); };
-    const auto newText = [&](std::uint32_t at) { return lines[at].Line(); };
-    const Places before = Sorted(middle.begin, middle.oldEnd, oldText);
-    const Places now = Sorted(middle.begin, middle.newEnd, newText);
-    Places places(now.size(), kNone);
-    auto next = before.begin();
-    for (const std::uint32_t at : now) {
-        while (next != before.end() && oldText(*next) < newText(at)) ++next;
-        if (next == before.end()) break;
-        if (oldText(*next) == newText(at)) places[at - middle.begin] = *next++;
-    }
-    return places;
-}
-
-// A hostile service can choose lines whose hashes are equal. It must not be able to decide how long
-// its list keeps the partner busy.
-Places Find(const Items& items, const Lines& lines, const Middle& middle) {
-    std::optional<Places> places = FindByHash(items, lines, middle);
-    return places ? std::move(*places) : FindByOrder(items, lines, middle);
 }
 
 // The place of the selected item in a list, or kNone. The service sends the selection as a copy of
@@ -184,7 +78,7 @@ std::optional<Lines> ReadLines(const std::vector<char>& text, std::size_t limit,
 // All that an update will change, with every allocation made, so that applying it cannot fail.
 struct Replica::Plan {
     Middle middle;
-    Places places;                               // of the middle's lines, in the old list
+    Places places;                               // of the middle's lines, in the old middle
     Items items;                                 // the new list; null where an item stays
     std::uint32_t selected = kNone;              // in the new list
     std::unique_ptr<RemoteAppListItem> outside;  // null when selected, or when it stays
@@ -236,6 +130,10 @@ Replica::Change Replica::Clear() noexcept {
     // Another id, or, when there were no items, another name.
     change.selection =
         (change.items ? text.substr(text.size() - kNoSelection.size()) : text) != kNoSelection;
+    if (m_findsRows && change.items) {
+        m_allGone.front().count = m_items.size();
+        change.rows.swap(m_allGone);
+    }
     change.gone.swap(m_items);
     change.text.swap(m_text);
     if (m_selection == m_outside.get() && text == kNoSelection) return change;
@@ -243,6 +141,11 @@ Replica::Change Replica::Clear() noexcept {
     m_selection = m_outside.get();
     m_selectionText.assign(kNoSelection.begin(), kNoSelection.end());
     return change;
+}
+
+void Replica::FindRows(bool findsRows) {
+    if (findsRows && m_allGone.empty()) m_allGone.push_back({RowChange::Kind::Removed, 0, 0});
+    m_findsRows = findsRows;
 }
 
 std::vector<AppListItem*> Replica::GetAllItems() const {
@@ -260,6 +163,7 @@ Replica::Taken Replica::Take(std::vector<char> list, const std::vector<char>& se
     const std::optional<Lines> selected = ReadLines(selection, 1, 1);
     if (!lines || !selected || selected->empty()) return Taken::NotUnderstood;
     if (!m_spare) m_spare = std::make_unique<RemoteAppListItem>();
+    if (m_findsRows) FindRows(true);
     Plan plan = MakePlan(*lines, selected->front());
     if (onlyIfWhole && selection != m_selectionText && !IsWhole(plan, selection)) {
         return Taken::NotInTheList;
@@ -285,13 +189,18 @@ void Replica::Apply(std::vector<char> text, const Lines& lines, Plan& plan,
 Replica::Plan Replica::MakePlan(const Lines& lines, const ItemText& selection) const {
     Plan plan;
     PlanItems(lines, plan);
+    if (m_findsRows) PlanRows(lines, plan);
     PlanSelection(lines, selection, plan);
     return plan;
 }
 
 void Replica::PlanItems(const Lines& lines, Plan& plan) const {
     const Middle middle = plan.middle = MiddleOf(m_items, lines);
-    plan.places = Find(m_items, lines, middle);
+    plan.places = Pair(
+        middle.oldEnd - middle.begin,
+        [&](std::size_t at) { return m_items[middle.begin + at]->Text().Line(); },
+        middle.newEnd - middle.begin,
+        [&](std::size_t at) { return lines[middle.begin + at].Line(); });
     plan.items.resize(lines.size());
     plan.change.items = middle.begin < middle.oldEnd || middle.begin < middle.newEnd;
 
@@ -303,6 +212,18 @@ void Replica::PlanItems(const Lines& lines, Plan& plan) const {
     for (std::size_t at = middle.begin; at < middle.newEnd; ++at) {
         if (plan.places[at - middle.begin] == kNone) plan.items[at] = maker.Make(lines[at]);
     }
+}
+
+void Replica::PlanRows(const Lines& lines, Plan& plan) const {
+    const Middle& middle = plan.middle;
+    Lines before;
+    before.reserve(middle.oldEnd - middle.begin);
+    for (std::size_t at = middle.begin; at < middle.oldEnd; ++at) {
+        before.push_back(m_items[at]->Text());
+    }
+    const Lines now(lines.begin() + static_cast<std::ptrdiff_t>(middle.begin),
+                    lines.begin() + static_cast<std::ptrdiff_t>(middle.newEnd));
+    plan.change.rows = RowChangesBetween(before, now, middle.begin);
 }
 
 void Replica::PlanSelection(const Lines& lines, const ItemText& selection, Plan& plan) const {
@@ -335,7 +256,7 @@ void Replica::ApplyItems(const Lines& lines, Plan& plan) noexcept {
     for (std::size_t at = 0; at < middle.begin; ++at) keep(at, at);
     for (std::size_t at = middle.begin; at < middle.newEnd; ++at) {
         const std::uint32_t from = plan.places[at - middle.begin];
-        if (from != kNone) keep(from, at);
+        if (from != kNone) keep(middle.begin + from, at);
     }
     for (std::size_t at = middle.newEnd; at < lines.size(); ++at) {
         keep(at - middle.newEnd + middle.oldEnd, at);

@@ -20,6 +20,7 @@
 #include "applist/RemoteAppListItem.h"
 #include "common/ItemText.h"
 #include "partner/ReplicaItem.h"
+#include "partner/RowChange.h"
 
 namespace applist {
 
@@ -32,6 +33,7 @@ public:
         bool items = false;
         // Another id; or, when the items did not change, another name.
         bool selection = false;
+        std::vector<RowChange> rows;  // empty unless FindRows was called
         std::vector<ReplicaItem::Owned> gone;
         std::vector<char> text;                          // where the lines of `gone` are
         std::unique_ptr<RemoteAppListItem> goneOutside;  // a selection that was not in the list
@@ -62,6 +64,9 @@ public:
     // Goes back to an empty list and an empty selection.
     Change Clear() noexcept;
 
+    // Whether changes say from now on which rows they are about. Throws std::bad_alloc.
+    void FindRows(bool findsRows);
+
     // Never null.
     AppListItem* GetSelection() const { return m_selection; }
     std::vector<AppListItem*> GetAllItems() const;
@@ -80,6 +85,7 @@ private:
     // Everything that may fail happens while the plan is made, and nothing is changed until then.
     Plan MakePlan(const Lines& lines, const ItemText& selection) const;
     void PlanItems(const Lines& lines, Plan& plan) const;
+    void PlanRows(const Lines& lines, Plan& plan) const;
     void PlanSelection(const Lines& lines, const ItemText& selection, Plan& plan) const;
     bool IsAnotherSelection(AppListItem& now, bool itemsChanged) const;
     void ApplyItems(const Lines& lines, Plan& plan) noexcept;
@@ -92,6 +98,8 @@ private:
     AppListItem* m_selection;                      // in m_items, or m_outside
     std::unique_ptr<RemoteAppListItem> m_outside;  // a selection that is not in the list
     std::unique_ptr<RemoteAppListItem> m_spare;    // an empty one, for Clear
+    bool m_findsRows = false;
+    std::vector<RowChange> m_allGone;  // the one that Clear makes, if rows are found
 };
 
 }  // namespace applist

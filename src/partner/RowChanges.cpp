@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: MIT
+
+#include "partner/RowChanges.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+
+#include "partner/Pairing.h"
+#include "partner/RowMoves.h"
+
+namespace applist {
+
+namespace {
+
+using Kind = RowChange::Kind;
+using Lines = std::vector<ItemText>;
+
+// The rows between those with which both lists begin and those with which both end.
+class Middle {
+public:
+    Middle(const Lines& before, const Lines& now) : m_before(before), m_now(now) {
+        const std::size_t shorter = std::min(before.size(), now.size());
+        while (m_begin < shorter && before[m_begin] == now[m_begin]) ++m_begin;
+        std::size_t end = 0;
+        while (m_begin + end < shorter &&
+               before[before.size() - 1 - end] == now[now.size() - 1 - end]) {
+            ++end;
+        }
+        m_beforeCount = before.size() - m_begin - end;
+        m_nowCount = now.size() - m_begin - end;
+    }
+
+    std::size_t Begin() const { return m_begin; }
+    std::size_t BeforeCount() const { return m_beforeCount; }
+    std::size_t NowCount() const { return m_nowCount; }
+    const ItemText& Before(std::size_t at) const { return m_before[m_begin + at]; }
+    const ItemText& Now(std::size_t at) const { return m_now[m_begin + at]; }
+
+private:
+    const Lines& m_before;
+    const Lines& m_now;
+    std::size_t m_begin = 0;
+    std::size_t m_beforeCount;
+    std::size_t m_nowCount;
+};
+
+// Which row each one was, and whether its name was another.
+struct Origins {
+    explicit Origins(const Middle& middle)
+        : was(Pair(
+              middle.BeforeCount(), [&](std::size_t at) { return middle.Before(at).Line(); },
+              middle.NowCount(), [&](std::size_t at) { return middle.Now(at).Line(); })),
+          isKept(middle.BeforeCount(), false),
+          isRenamed(middle.NowCount(), false) {
+        for (const std::uint32_t place : was) {
+            if (place != kNone) isKept[place] = true;
+        }
+        FindRenamed(middle);
+    }
+
+    // Of what was not found with its name, by the id alone.
+    void FindRenamed(const Middle& middle) {
+        Places before;
+        Places now;
+        for (std::uint32_t at = 0; at < isKept.size(); ++at) {
+            if (!isKept[at]) before.push_back(at);
+        }
+        for (std::uint32_t at = 0; at < was.size(); ++at) {
+            if (was[at] == kNone) now.push_back(at);
+        }
+        if (before.empty() || now.empty()) return;
+        const Places found = Pair(
+            before.size(), [&](std::size_t at) { return middle.Before(before[at]).IdText(); },
+            now.size(), [&](std::size_t at) { return middle.Now(now[at]).IdText(); });
+        for (std::size_t at = 0; at < found.size(); ++at) {
+            if (found[at] == kNone) continue;
+            was[now[at]] = before[found[at]];
+            isKept[before[found[at]]] = true;
+            isRenamed[now[at]] = true;
+        }
+    }
+
+    Places was;
+    std::vector<bool> isKept;     // of the old rows
+    std::vector<bool> isRenamed;  // of the new ones
+};
+
+// The new rows that were there before, each as its number among the old ones that are kept.
+std::vector<std::uint32_t> KeptRows(const Origins& origins) {
+    std::vector<std::uint32_t> numbers(origins.isKept.size());
+    std::uint32_t kept = 0;
+    for (std::size_t at = 0; at < numbers.size(); ++at) {
+        numbers[at] = kept;
+        if (origins.isKept[at]) ++kept;
+    }
+    std::vector<std::uint32_t> rows;
+    rows.reserve(kept);
+    for (const std::uint32_t place : origins.was) {
+        if (place != kNone) rows.push_back(numbers[place]);
+    }
+    return rows;
+}
+
+void AppendRemoved(const Origins& origins, std::size_t first, std::vector<RowChange>& changes) {
+    for (std::size_t end = origins.isKept.size(); end > 0; --end) {
+        if (origins.isKept[end - 1]) continue;
+        std::size_t begin = end - 1;
+        while (begin > 0 && !origins.isKept[begin - 1]) --begin;
+        changes.push_back({Kind::Removed, first + begin, end - begin});
+        if (begin == 0) return;
+        end = begin;
+    }
+}
+
+// Rows next to each other of which the same becomes one change.
+void AppendRow(Kind kind, std::size_t row, std::vector<RowChange>& changes) {
+    if (!changes.empty() && changes.back().kind == kind &&
+        changes.back().row + changes.back().count == row) {
+        ++changes.back().count;
+    } else {
+        changes.push_back({kind, row, 1});
+    }
+}
+
+}  // namespace
+
+std::vector<RowChange> RowChangesBetween(const Lines& before, const Lines& now, std::size_t first) {
+    const Middle middle(before, now);
+    if (middle.BeforeCount() == 0 && middle.NowCount() == 0) return {};
+    const std::size_t begin = first + middle.Begin();
+    const Origins origins(middle);
+    std::vector<RowChange> changes;
+    AppendRemoved(origins, begin, changes);
+    AppendMoves(KeptRows(origins), begin, changes);
+    for (std::size_t at = 0; at < middle.NowCount(); ++at) {
+        if (origins.was[at] == kNone) AppendRow(Kind::Inserted, begin + at, changes);
+        if (origins.isRenamed[at]) AppendRow(Kind::Renamed, begin + at, changes);
+    }
+    return changes;
+}
+
+}  // namespace applist
