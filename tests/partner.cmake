@@ -26,6 +26,7 @@ add_executable(partner_unit_tests
     partner/RemoteListeners_test.cpp
     partner/ReplicaStrain_test.cpp
     partner/Replica_test.cpp
+    partner/RowChanges_test.cpp
     partner/Shadow.cpp
     partner/Synchronize_test.cpp
     partner/Writing_test.cpp

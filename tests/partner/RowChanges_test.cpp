@@ -1,0 +1,330 @@
+// SPDX-License-Identifier: MIT
+
+#include "partner/RowChanges.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <ctime>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "partner/ReplicaTest.h"
+
+using applist::ItemText;
+using applist::RowChange;
+using applist::RowChangesBetween;
+using Kind = RowChange::Kind;
+using Changes = std::vector<RowChange>;
+using Strings = std::vector<std::string>;
+
+namespace {
+
+// A list as views of its text.
+class List {
+public:
+    explicit List(std::string text) : m_text(std::move(text)) {
+        std::string_view left(m_text);
+        while (!left.empty()) m_lines.push_back(ItemText::Take(left).value());
+    }
+    List(const List&) = delete;
+    List& operator=(const List&) = delete;
+
+    const std::vector<ItemText>& Lines() const { return m_lines; }
+
+private:
+    const std::string m_text;
+    std::vector<ItemText> m_lines;
+};
+
+Changes Between(const std::string& before, const std::string& now) {
+    return RowChangesBetween(List(before).Lines(), List(now).Lines());
+}
+
+// The same for "b a", the list of the items B/b and A/a.
+Changes BetweenIds(const std::string& before, const std::string& now) {
+    return Between(replica::ListOf(before), replica::ListOf(now));
+}
+
+std::string IdOf(const std::string& line) {
+    return line.substr(line.find('\t'));
+}
+
+// What a view makes of `rows` when it is told `change`, and has the new list to look things up in.
+void Apply(const RowChange& change, const Strings& now, Strings& rows) {
+    const auto at = [&](std::size_t row) {
+        return rows.begin() + static_cast<std::ptrdiff_t>(row);
+    };
+    switch (change.kind) {
+        case Kind::Removed: rows.erase(at(change.row), at(change.row + change.count)); return;
+        case Kind::Inserted:
+            rows.insert(at(change.row), now.begin() + static_cast<std::ptrdiff_t>(change.row),
+                        now.begin() + static_cast<std::ptrdiff_t>(change.row + change.count));
+            return;
+        case Kind::Moved: {
+            const Strings moved(at(change.row), at(change.row + change.count));
+            rows.erase(at(change.row), at(change.row + change.count));
+            rows.insert(at(change.to), moved.begin(), moved.end());
+            return;
+        }
+        case Kind::Renamed:
+            for (std::size_t row = change.row; row < change.row + change.count; ++row) {
+                EXPECT_EQ(IdOf(rows.at(row)), IdOf(now.at(row)));
+                EXPECT_NE(rows.at(row), now.at(row));
+                rows[row] = now[row];
+            }
+            return;
+    }
+}
+
+Strings LinesOf(const std::vector<ItemText>& lines) {
+    Strings strings;
+    for (const ItemText& line : lines) strings.emplace_back(line.Line());
+    return strings;
+}
+
+Strings Applied(const Changes& changes, const Strings& before, const Strings& now) {
+    Strings rows = before;
+    for (const RowChange& change : changes) Apply(change, now, rows);
+    return rows;
+}
+
+std::size_t CountRows(const Changes& changes) {
+    std::size_t count = 0;
+    for (const RowChange& change : changes) count += change.count;
+    return count;
+}
+
+std::size_t CountRows(const Changes& changes, Kind kind) {
+    std::size_t count = 0;
+    for (const RowChange& change : changes) count += change.kind == kind ? change.count : 0;
+    return count;
+}
+
+// How few rows would do, if all ids are different: found by trying which of those that stay could
+// be left where they are.
+std::size_t FewestRows(const Strings& before, const Strings& now) {
+    std::vector<std::size_t> was;
+    std::size_t renamed = 0;
+    for (const std::string& line : now) {
+        const auto old = std::find_if(before.begin(), before.end(), [&](const std::string& each) {
+            return IdOf(each) == IdOf(line);
+        });
+        if (old == before.end()) continue;
+        was.push_back(static_cast<std::size_t>(old - before.begin()));
+        renamed += *old != line ? 1 : 0;
+    }
+    std::size_t mostStay = 0;
+    for (std::size_t chosen = 0; chosen < std::size_t{1} << was.size(); ++chosen) {
+        std::vector<std::size_t> stay;
+        for (std::size_t at = 0; at < was.size(); ++at) {
+            if ((chosen >> at & 1) != 0) stay.push_back(was[at]);
+        }
+        if (std::is_sorted(stay.begin(), stay.end())) mostStay = std::max(mostStay, stay.size());
+    }
+    return (before.size() - was.size()) + (now.size() - was.size()) + (was.size() - mostStay) +
+           renamed;
+}
+
+// Removed from the last to the first, then moved, then inserted and renamed from the first to the
+// last; and what could be one change is one.
+bool IsInOrder(const Changes& changes) {
+    const auto phase = [](const RowChange& change) {
+        return change.kind == Kind::Removed ? 0 : change.kind == Kind::Moved ? 1 : 2;
+    };
+    for (std::size_t at = 1; at < changes.size(); ++at) {
+        const RowChange& last = changes[at - 1];
+        const RowChange& next = changes[at];
+        if (phase(next) < phase(last)) return false;
+        if (phase(next) != phase(last)) continue;
+        if (next.kind == Kind::Removed && next.row + next.count >= last.row) return false;
+        if (phase(next) == 2 && next.row < last.row + last.count) return false;
+        if (phase(next) == 2 && next.kind == last.kind && next.row == last.row + last.count) {
+            return false;
+        }
+    }
+    return true;
+}
+
+class RandomLists {
+public:
+    // With `ids` different ids, each in a list once if `isOnce`, and `names` names.
+    RandomLists(std::uint32_t seed, int ids, int names, bool isOnce)
+        : m_random(seed), m_ids(ids), m_names(names), m_isOnce(isOnce) {}
+
+    std::string Next() {
+        std::vector<int> ids(static_cast<std::size_t>(m_ids));
+        for (int at = 0; at < m_ids; ++at) {
+            ids[static_cast<std::size_t>(at)] = m_isOnce ? at : Below(m_ids);
+        }
+        std::shuffle(ids.begin(), ids.end(), m_random);
+        ids.resize(static_cast<std::size_t>(Below(m_ids + 1)));
+        return TextOf(ids);
+    }
+
+    // A list that has much in common with `text`.
+    std::string Near(const std::string& text) {
+        Strings lines = LinesOf(List(text).Lines());
+        for (int edits = Below(4); edits > 0 && !lines.empty(); --edits) {
+            const auto at = lines.begin() + Below(static_cast<int>(lines.size()));
+            const std::string line = *at;
+            if (Below(3) > 0) lines.erase(at);
+            if (Below(2) == 0) continue;
+            lines.insert(lines.begin() + Below(static_cast<int>(lines.size()) + 1),
+                         Below(2) == 0 ? line : "again" + line);
+        }
+        std::string joined;
+        for (const std::string& line : lines) joined += line + "\n";
+        return joined;
+    }
+
+    int Below(int end) { return static_cast<int>(m_random() % static_cast<std::uint32_t>(end)); }
+
+private:
+    std::string TextOf(const std::vector<int>& ids) {
+        std::string text;
+        for (const int id : ids) {
+            text += std::to_string(Below(m_names)) + "\t" + std::to_string(id) + "\n";
+        }
+        return text;
+    }
+
+    std::mt19937 m_random;
+    const int m_ids;
+    const int m_names;
+    const bool m_isOnce;
+};
+
+void ExpectTheNewList(const std::string& before, const std::string& now) {
+    const List old(before);
+    const List list(now);
+    const Changes changes = RowChangesBetween(old.Lines(), list.Lines());
+    ASSERT_EQ(LinesOf(list.Lines()), Applied(changes, LinesOf(old.Lines()), LinesOf(list.Lines())))
+        << "from\n"
+        << before << "to\n"
+        << now;
+    ASSERT_TRUE(IsInOrder(changes)) << "from\n" << before << "to\n" << now;
+}
+
+double CpuSeconds(const std::string& before, const std::string& now) {
+    const std::clock_t start = std::clock();
+    ExpectTheNewList(before, now);
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+}
+
+}  // namespace
+
+TEST(TheRowChanges, OfEqualListsAreNone) {
+    EXPECT_EQ(Changes{}, BetweenIds("", ""));
+    EXPECT_EQ(Changes{}, BetweenIds("a b", "a b"));
+    EXPECT_EQ(Changes{}, BetweenIds("a a", "a a"));
+}
+
+TEST(TheRowChanges, NameRowsThatWereInserted) {
+    EXPECT_EQ((Changes{{Kind::Inserted, 0, 2}}), BetweenIds("", "a b"));
+    EXPECT_EQ((Changes{{Kind::Inserted, 1, 2}}), BetweenIds("a d", "a b c d"));
+    EXPECT_EQ((Changes{{Kind::Inserted, 0, 1}, {Kind::Inserted, 2, 1}}), BetweenIds("b", "a b c"));
+}
+
+TEST(TheRowChanges, NameRowsThatWereRemovedFromTheLastToTheFirst) {
+    EXPECT_EQ((Changes{{Kind::Removed, 0, 2}}), BetweenIds("a b", ""));
+    EXPECT_EQ((Changes{{Kind::Removed, 2, 1}, {Kind::Removed, 0, 1}}), BetweenIds("a b c", "b"));
+}
+
+TEST(TheRowChanges, NameTheOneRowThatMoved) {
+    EXPECT_EQ((Changes{{Kind::Moved, 0, 1, 3}}), BetweenIds("a b c d", "b c d a"));
+    EXPECT_EQ((Changes{{Kind::Moved, 3, 1, 0}}), BetweenIds("a b c d", "d a b c"));
+    EXPECT_EQ((Changes{{Kind::Moved, 2, 1, 1}}), BetweenIds("x a b c y", "x b a c y"));
+}
+
+TEST(TheRowChanges, MoveRowsTogetherThatStayTogether) {
+    EXPECT_EQ((Changes{{Kind::Moved, 0, 2, 3}}), BetweenIds("a b c d e", "c d e a b"));
+    EXPECT_EQ((Changes{{Kind::Moved, 3, 2, 0}}), BetweenIds("a b c d e", "d e a b c"));
+}
+
+TEST(TheRowChanges, NameRowsThatWereRenamed) {
+    EXPECT_EQ((Changes{{Kind::Renamed, 1, 2}}),
+              Between("A\ta\nB\tb\nC\tc\n", "A\ta\nBB\tb\nCC\tc\n"));
+}
+
+TEST(TheRowChanges, MoveWhatIsRenamedElsewhereFirst) {
+    EXPECT_EQ((Changes{{Kind::Moved, 0, 1, 2}, {Kind::Renamed, 2, 1}}),
+              Between("A\ta\nB\tb\nC\tc\n", "B\tb\nC\tc\nAA\ta\n"));
+}
+
+TEST(TheRowChanges, CountFromTheRowsBeforeBothLists) {
+    const List before("A\ta\nB\tb\nC\tc\nD\td\n");
+    const List now("C\tc\nBB\tb\nE\te\nD\td\n");
+    EXPECT_EQ((Changes{{Kind::Removed, 10, 1},
+                       {Kind::Moved, 11, 1, 10},
+                       {Kind::Renamed, 11, 1},
+                       {Kind::Inserted, 12, 1}}),
+              RowChangesBetween(before.Lines(), now.Lines(), 10));
+}
+
+TEST(TheRowChanges, TakeEqualItemsOfOneIdForTheSame) {
+    EXPECT_EQ((Changes{{Kind::Removed, 0, 1}}), Between("A\ta\nB\ta\n", "B\ta\n"));
+    EXPECT_EQ((Changes{{Kind::Inserted, 0, 1}}), Between("B\ta\n", "A\ta\nB\ta\n"));
+    EXPECT_EQ((Changes{{Kind::Renamed, 1, 1}}), Between("A\ta\nB\ta\n", "A\ta\nC\ta\n"));
+}
+
+TEST(TheRowChanges, MakeTheNewListOfTheOldOneWhateverTheTwoAre) {
+    RandomLists few(1, 6, 2, /* isOnce */ false);
+    RandomLists many(2, 40, 3, /* isOnce */ false);
+    RandomLists distinct(3, 20, 2, /* isOnce */ true);
+    for (int round = 0; round < 20000; ++round) {
+        for (RandomLists* lists : {&few, &many, &distinct}) {
+            const std::string before = lists->Next();
+            ASSERT_NO_FATAL_FAILURE(ExpectTheNewList(before, lists->Next()));
+            ASSERT_NO_FATAL_FAILURE(ExpectTheNewList(before, lists->Near(before)));
+        }
+    }
+}
+
+TEST(TheRowChanges, AreAsFewRowsAsCanBeWhenAllIdsAreDifferent) {
+    RandomLists lists(4, 7, 2, /* isOnce */ true);
+    for (int round = 0; round < 5000; ++round) {
+        const List before(lists.Next());
+        const List now(lists.Next());
+        const Changes changes = RowChangesBetween(before.Lines(), now.Lines());
+        ASSERT_EQ(FewestRows(LinesOf(before.Lines()), LinesOf(now.Lines())), CountRows(changes));
+    }
+}
+
+TEST(TheRowChanges, MoveEachRowOnceAtMost) {
+    RandomLists lists(5, 30, 1, /* isOnce */ true);
+    for (int round = 0; round < 1000; ++round) {
+        const std::string before = lists.Next();
+        const Changes changes = Between(before, lists.Next());
+        ASSERT_LT(CountRows(changes, Kind::Moved), 30u);
+        for (const RowChange& change : changes) {
+            if (change.kind == Kind::Moved) {
+                ASSERT_NE(change.row, change.to);
+            }
+        }
+    }
+}
+
+// A service that is after our time chooses what takes most of it.
+TEST(TheRowChanges, OfLargeListsTakeLittleTime) {
+    constexpr int kCount = 20000;
+    constexpr double kMostSeconds = 5;  // a second would do, but for sanitizers and emulators
+    std::string list, reversed, equal, renamed, oneId, oneIdRenamed;
+    for (int at = 0; at < kCount; ++at) {
+        list += "name\t" + std::to_string(at) + "\n";
+        reversed += "name\t" + std::to_string(kCount - at) + "\n";
+        equal += "name\tid\n";
+        renamed += "another\t" + std::to_string(at) + "\n";
+        oneId += std::to_string(at) + "\tid\n";
+        oneIdRenamed += std::to_string(-at) + "\tid\n";
+    }
+    EXPECT_LT(CpuSeconds(list, reversed), kMostSeconds);
+    EXPECT_LT(CpuSeconds(list, renamed), kMostSeconds);
+    EXPECT_LT(CpuSeconds(equal, "first\tid\n" + equal + "last\tid\n"), kMostSeconds);
+    EXPECT_LT(CpuSeconds(oneId, oneIdRenamed), kMostSeconds);
+    const replica::Texts crowded = replica::CrowdedLines(600);
+    replica::Texts backwards(crowded.rbegin(), crowded.rend());
+    EXPECT_LT(CpuSeconds(replica::Joined(crowded), replica::Joined(backwards)), kMostSeconds);
+}
