@@ -52,6 +52,7 @@ function(applist_add_partner name)
         partner/Fetcher.cpp
         partner/Follower.cpp
         partner/Pace.cpp
+        partner/Pairing.cpp
         partner/RemoteAppListModel.cpp
         partner/Replica.cpp
         partner/ReplicaItem.cpp

@@ -38,8 +38,7 @@ public:
 
     bool IsEmpty() const {
         const std::vector<Listener*>& all = m_listeners->all;
-        return std::count(all.begin(), all.end(), nullptr) ==
-               static_cast<std::ptrdiff_t>(all.size());
+        return std::all_of(all.begin(), all.end(), [](Listener* each) { return each == nullptr; });
     }
 
     // Calls `tell` with every listener, in the order in which they were added. A listener may add

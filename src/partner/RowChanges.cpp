@@ -48,9 +48,8 @@ private:
 // Which row each one was, and whether its name was another.
 struct Origins {
     explicit Origins(const Middle& middle)
-        : was(Pair(
-              middle.BeforeCount(), [&](std::size_t at) { return middle.Before(at).Line(); },
-              middle.NowCount(), [&](std::size_t at) { return middle.Now(at).Line(); })),
+        : was(Pair({middle.BeforeCount(), [&](std::size_t at) { return middle.Before(at).Line(); }},
+                   {middle.NowCount(), [&](std::size_t at) { return middle.Now(at).Line(); }})),
           isKept(middle.BeforeCount(), false),
           isRenamed(middle.NowCount(), false) {
         for (const std::uint32_t place : was) {
@@ -69,10 +68,9 @@ struct Origins {
         for (std::uint32_t at = 0; at < was.size(); ++at) {
             if (was[at] == kNone) now.push_back(at);
         }
-        if (before.empty() || now.empty()) return;
         const Places found = Pair(
-            before.size(), [&](std::size_t at) { return middle.Before(before[at]).IdText(); },
-            now.size(), [&](std::size_t at) { return middle.Now(now[at]).IdText(); });
+            {before.size(), [&](std::size_t at) { return middle.Before(before[at]).IdText(); }},
+            {now.size(), [&](std::size_t at) { return middle.Now(now[at]).IdText(); }});
         for (std::size_t at = 0; at < found.size(); ++at) {
             if (found[at] == kNone) continue;
             was[now[at]] = before[found[at]];
