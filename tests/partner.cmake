@@ -27,6 +27,7 @@ add_executable(partner_unit_tests
     partner/ReplicaStrain_test.cpp
     partner/Replica_test.cpp
     partner/RowChanges_test.cpp
+    partner/Screens_test.cpp
     partner/Shadow.cpp
     partner/Synchronize_test.cpp
     partner/Writing_test.cpp

@@ -11,6 +11,7 @@
 #include "partner/ReplicaTest.h"
 #include "support/RecordingAllocator.h"
 
+using applist::RowChange;
 using namespace replica;
 
 // ---- Memory -------------------------------------------------------------------------------------
@@ -53,9 +54,10 @@ protected:
         return false;
     }
 
-    static void FailEachAllocation(const Reply& from, const Reply& to) {
+    static void FailEachAllocation(const Reply& from, const Reply& to, bool findsRows) {
         for (std::size_t nth = 1;; ++nth) {
             Replica replica;
+            replica.FindRows(findsRows);
             replica.Update(Bytes(from.list), Bytes(from.selection));
             const Sight before(replica);
             if (!RunsOut(replica, to, nth)) break;
@@ -79,7 +81,10 @@ TEST_F(AReplicaWithoutMemory, StaysAsItWas) {
         {ListOf("b") + Joined(CrowdedLines(60)), ListOf("b")},
     };
     for (const Reply& from : replies) {
-        for (const Reply& to : replies) FailEachAllocation(from, to);
+        for (const Reply& to : replies) {
+            FailEachAllocation(from, to, false);
+            FailEachAllocation(from, to, true);
+        }
     }
 }
 
@@ -89,7 +94,9 @@ TEST_F(AReplicaWithoutMemory, IsClearedAllTheSame) {
     const Reply unselected{ListOf("a"), "\t\n"};
     for (const Reply& reply : {outside, inside, unselected}) {
         Replica replica;
+        replica.FindRows(true);
         replica.Update(Bytes(reply.list), Bytes(reply.selection));
+        const std::size_t count = replica.Count();
 
         const recording::FailingAllocation outOfMemory(1);
         const Replica::Change change = replica.Clear();
@@ -99,8 +106,9 @@ TEST_F(AReplicaWithoutMemory, IsClearedAllTheSame) {
         const recording::ExemptFromFailing exempt;
         EXPECT_EQ("(/)", Sight(replica).content);
         EXPECT_TRUE(change.items);
+        EXPECT_EQ((std::vector<RowChange>{{RowChange::Kind::Removed, 0, count}}), change.rows);
         EXPECT_EQ(reply.selection != "\t\n", change.selection);
-        EXPECT_FALSE(again.items || again.selection);
+        EXPECT_FALSE(again.items || again.selection || !again.rows.empty());
     }
 }
 

@@ -16,6 +16,8 @@
 
 class Shadow : public ItemSelectionListener,
                public ItemChangeListener,
+               public applist::RowListener,
+               public applist::ListReadListener,
                public applist::ServiceListener {
 public:
     // `complain` is told what is wrong.
@@ -23,8 +25,11 @@ public:
     Shadow(const Shadow&) = delete;
     Shadow& operator=(const Shadow&) = delete;
 
+    void RowsChanged(applist::RemoteAppListModel* model,
+                     const std::vector<applist::RowChange>& changes) override;
     void ItemChanged(AppListModel* model) override;
     void ItemSelected(AppListModel* model) override;
+    void ListReadChanged(applist::RemoteAppListModel* model) override;
     void ServiceChanged(applist::RemoteAppListModel* model) override;
 
     void CheckThatItIsUpToDate();
@@ -37,6 +42,7 @@ private:
 
     static Text TextOf(AppListItem* item);
     void Expect(bool holds, const std::string& otherwise) const;
+    std::vector<Text> TextsOfTheModel() const;
     void TakeItems();
     void TakeSelection();
     void CheckThatTheOldItemsAreAlive() const;
@@ -48,7 +54,9 @@ private:
     const std::function<void(const std::string&)> m_complain;
     std::vector<AppListItem*> m_items;
     std::vector<Text> m_texts;
+    std::vector<Text> m_rows;  // what a view shows
     AppListItem* m_selected = nullptr;
     Text m_selectedText;
+    bool m_isRead = false;
     bool m_isThere = false;
 };
