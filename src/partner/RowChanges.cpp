@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "partner/Pairing.h"
 #include "partner/RowMoves.h"
 
 namespace applist {
@@ -45,47 +44,35 @@ private:
     std::size_t m_nowCount;
 };
 
-// Which row each one was, and whether its name was another.
-struct Origins {
-    explicit Origins(const Middle& middle)
-        : was(Pair({middle.BeforeCount(), [&](std::size_t at) { return middle.Before(at).Line(); }},
-                   {middle.NowCount(), [&](std::size_t at) { return middle.Now(at).Line(); }})),
-          isKept(middle.BeforeCount(), false),
-          isRenamed(middle.NowCount(), false) {
-        for (const std::uint32_t place : was) {
-            if (place != kNone) isKept[place] = true;
-        }
-        FindRenamed(middle);
+void MarkKept(const Places& was, std::vector<bool>& isKept) {
+    for (const std::uint32_t place : was) {
+        if (place != kNone) isKept[place] = true;
     }
+}
 
-    // Of what was not found with its name, by the id alone.
-    void FindRenamed(const Middle& middle) {
-        Places before;
-        Places now;
-        for (std::uint32_t at = 0; at < isKept.size(); ++at) {
-            if (!isKept[at]) before.push_back(at);
-        }
-        for (std::uint32_t at = 0; at < was.size(); ++at) {
-            if (was[at] == kNone) now.push_back(at);
-        }
-        const Places found = Pair(
-            {before.size(), [&](std::size_t at) { return middle.Before(before[at]).IdText(); }},
-            {now.size(), [&](std::size_t at) { return middle.Now(now[at]).IdText(); }});
-        for (std::size_t at = 0; at < found.size(); ++at) {
-            if (found[at] == kNone) continue;
-            was[now[at]] = before[found[at]];
-            isKept[before[found[at]]] = true;
-            isRenamed[now[at]] = true;
-        }
+// Finds what was not found with its name, by the id alone.
+void FindRenamed(const Middle& middle, RowOrigins& origins) {
+    Places before;
+    Places now;
+    for (std::uint32_t at = 0; at < origins.isKept.size(); ++at) {
+        if (!origins.isKept[at]) before.push_back(at);
     }
-
-    Places was;
-    std::vector<bool> isKept;     // of the old rows
-    std::vector<bool> isRenamed;  // of the new ones
-};
+    for (std::uint32_t at = 0; at < origins.was.size(); ++at) {
+        if (origins.was[at] == kNone) now.push_back(at);
+    }
+    const Places found =
+        Pair({before.size(), [&](std::size_t at) { return middle.Before(before[at]).IdText(); }},
+             {now.size(), [&](std::size_t at) { return middle.Now(now[at]).IdText(); }});
+    for (std::size_t at = 0; at < found.size(); ++at) {
+        if (found[at] == kNone) continue;
+        origins.was[now[at]] = before[found[at]];
+        origins.isRenamed[now[at]] = true;
+    }
+    MarkKept(origins.was, origins.isKept);
+}
 
 // The new rows that were there before, each as its number among the old ones that are kept.
-std::vector<std::uint32_t> KeptRows(const Origins& origins) {
+std::vector<std::uint32_t> KeptRows(const RowOrigins& origins) {
     std::vector<std::uint32_t> numbers(origins.isKept.size());
     std::uint32_t kept = 0;
     for (std::size_t at = 0; at < numbers.size(); ++at) {
@@ -100,7 +87,7 @@ std::vector<std::uint32_t> KeptRows(const Origins& origins) {
     return rows;
 }
 
-void AppendRemoved(const Origins& origins, std::size_t first, std::vector<RowChange>& changes) {
+void AppendRemoved(const RowOrigins& origins, std::size_t first, std::vector<RowChange>& changes) {
     for (std::size_t end = origins.isKept.size(); end > 0; --end) {
         if (origins.isKept[end - 1]) continue;
         std::size_t begin = end - 1;
@@ -123,15 +110,26 @@ void AppendRow(Kind kind, std::size_t row, std::vector<RowChange>& changes) {
 
 }  // namespace
 
-std::vector<RowChange> RowChangesBetween(const Lines& before, const Lines& now, std::size_t first) {
+RowOrigins RowOriginsBetween(const Lines& before, const Lines& now) {
     const Middle middle(before, now);
-    if (middle.BeforeCount() == 0 && middle.NowCount() == 0) return {};
-    const std::size_t begin = first + middle.Begin();
-    const Origins origins(middle);
+    RowOrigins origins{
+        middle.Begin(),
+        Pair({middle.BeforeCount(), [&](std::size_t at) { return middle.Before(at).Line(); }},
+             {middle.NowCount(), [&](std::size_t at) { return middle.Now(at).Line(); }}),
+        std::vector<bool>(middle.NowCount(), false),
+        std::vector<bool>(middle.BeforeCount(), false)};
+    MarkKept(origins.was, origins.isKept);
+    FindRenamed(middle, origins);
+    return origins;
+}
+
+std::vector<RowChange> RowChangesBetween(const Lines& before, const Lines& now, std::size_t first) {
+    const RowOrigins origins = RowOriginsBetween(before, now);
+    const std::size_t begin = first + origins.begin;
     std::vector<RowChange> changes;
     AppendRemoved(origins, begin, changes);
     AppendMoves(KeptRows(origins), begin, changes);
-    for (std::size_t at = 0; at < middle.NowCount(); ++at) {
+    for (std::size_t at = 0; at < origins.was.size(); ++at) {
         if (origins.was[at] == kNone) AppendRow(Kind::Inserted, begin + at, changes);
         if (origins.isRenamed[at]) AppendRow(Kind::Renamed, begin + at, changes);
     }

@@ -8,9 +8,23 @@
 #include <vector>
 
 #include "common/ItemText.h"
+#include "partner/Pairing.h"
 #include "partner/RowChange.h"
 
 namespace applist {
+
+// Which row each row of a list was in an older one. Of items with equal ids those with equal names
+// are taken to be the same, in their order, and then the others. The rows before `begin`, and those
+// behind the rows told here, are in both lists.
+struct RowOrigins {
+    std::size_t begin;
+    Places was;                   // of the new rows: the old one, counted from `begin`, or kNone
+    std::vector<bool> isRenamed;  // of the new rows
+    std::vector<bool> isKept;     // of the old rows
+};
+
+// n rows take no more than n log n time. Throws std::bad_alloc.
+RowOrigins RowOriginsBetween(const std::vector<ItemText>& before, const std::vector<ItemText>& now);
 
 // Returns the changes, in the order that RowListener (partner/RemoteAppListModel.h) promises, that
 // turn the rows `before` into the rows `now`; nothing when they are equal. `first` is the number of
