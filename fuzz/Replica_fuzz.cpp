@@ -15,8 +15,10 @@
 #include "fuzz/Check.h"
 #include "fuzz/Input.h"
 #include "fuzz/PlainItems.h"
+#include "partner/ApplyRowChange.h"
 
 using applist::Replica;
+using applist::RowChange;
 using namespace applist::fuzz;
 using std::string;
 
@@ -51,6 +53,8 @@ Places PlacesOf(const Objects& objects) {
 // The replica, and what it ought to hold.
 class Pair {
 public:
+    Pair() { m_replica.FindRows(true); }
+
     void Update(const string& list, const string& selection) {
         const Places before = PlacesOf(m_replica.GetAllItems());
         const std::optional<Items> items = ItemsIn(list);
@@ -59,7 +63,7 @@ public:
         Check(change.has_value() == (items && selected), "taken when both are valid, else not");
         if (!change) return CheckState();
         Check(change->items == !(*items == m_items), "told of the items when they differ");
-        m_items = *items;
+        TakeRows(*change, *items);
         Select(*selected, change->items, change->selection);
         CheckState();
         CheckPlaces(before, *change);
@@ -79,7 +83,7 @@ public:
         const Places before = PlacesOf(m_replica.GetAllItems());
         const Replica::Change change = m_replica.Clear();
         Check(change.items == !m_items.empty(), "told of the items when there were some");
-        m_items.clear();
+        TakeRows(change, Items());
         Select(PlainItem(), change.items, change.selection);
         CheckState();
         CheckPlaces(before, change);
@@ -106,6 +110,12 @@ private:
         const auto found = equal != m_items.end() ? equal : sameId;
         if (found == m_items.end()) return kNowhere;
         return static_cast<std::size_t>(found - m_items.begin());
+    }
+
+    // As a view does.
+    void TakeRows(const Replica::Change& change, const Items& now) {
+        for (const RowChange& each : change.rows) ApplyRowChange(each, now, m_items);
+        Check(m_items == now, "the rows' changes make the new list");
     }
 
     void Select(const PlainItem& selected, bool itemsDiffer, bool told) {
