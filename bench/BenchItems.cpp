@@ -4,6 +4,7 @@
 
 #include "Dispatcher.h"
 #include "ItemText.h"
+#include "RowChanges.h"
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
@@ -12,5 +13,6 @@ int main(int argc, char** argv) {
     benchmark::Shutdown();
     bench::PrintItemTextRatios();
     bench::PrintDispatcherRatios();
+    bench::PrintRowChangesRatios();
     return 0;
 }

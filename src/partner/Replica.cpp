@@ -196,10 +196,11 @@ Replica::Plan Replica::MakePlan(const Lines& lines, const ItemText& selection) c
 
 void Replica::PlanItems(const Lines& lines, Plan& plan) const {
     const Middle middle = plan.middle = MiddleOf(m_items, lines);
-    plan.places = Pair({middle.oldEnd - middle.begin,
-                        [&](std::size_t at) { return m_items[middle.begin + at]->Text().Line(); }},
-                       {middle.newEnd - middle.begin,
-                        [&](std::size_t at) { return lines[middle.begin + at].Line(); }});
+    plan.places = PairEqual(
+        {middle.oldEnd - middle.begin,
+         [&](std::size_t at) -> const ItemText& { return m_items[middle.begin + at]->Text(); }},
+        {middle.newEnd - middle.begin,
+         [&](std::size_t at) -> const ItemText& { return lines[middle.begin + at]; }});
     plan.items.resize(lines.size());
     plan.change.items = middle.begin < middle.oldEnd || middle.begin < middle.newEnd;
 

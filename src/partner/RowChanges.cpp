@@ -44,31 +44,24 @@ private:
     std::size_t m_nowCount;
 };
 
-void MarkKept(const Places& was, std::vector<bool>& isKept) {
-    for (const std::uint32_t place : was) {
-        if (place != kNone) isKept[place] = true;
-    }
-}
-
-// Finds what was not found with its name, by the id alone.
-void FindRenamed(const Middle& middle, RowOrigins& origins) {
-    Places before;
-    Places now;
-    for (std::uint32_t at = 0; at < origins.isKept.size(); ++at) {
-        if (!origins.isKept[at]) before.push_back(at);
-    }
-    for (std::uint32_t at = 0; at < origins.was.size(); ++at) {
-        if (origins.was[at] == kNone) now.push_back(at);
-    }
-    const Places found =
-        Pair({before.size(), [&](std::size_t at) { return middle.Before(before[at]).IdText(); }},
-             {now.size(), [&](std::size_t at) { return middle.Now(now[at]).IdText(); }});
-    for (std::size_t at = 0; at < found.size(); ++at) {
-        if (found[at] == kNone) continue;
-        origins.was[now[at]] = before[found[at]];
-        origins.isRenamed[now[at]] = true;
-    }
-    MarkKept(origins.was, origins.isKept);
+// A row that moved across many others is what people do most, and no reason to look at each of them
+// twice: those are the same, one place further. Appends the move and returns true if that is all.
+bool AppendOneMove(const Middle& middle, std::size_t first, std::vector<RowChange>& changes) {
+    const std::size_t count = middle.NowCount();
+    if (count < 2 || middle.BeforeCount() != count) return false;
+    const auto isShifted = [&](const auto& left, const auto& right) {
+        for (std::size_t at = 0; at + 1 < count; ++at) {
+            if (!(left(at + 1) == right(at))) return false;
+        }
+        return left(0) == right(count - 1);
+    };
+    const auto before = [&](std::size_t at) -> const ItemText& { return middle.Before(at); };
+    const auto now = [&](std::size_t at) -> const ItemText& { return middle.Now(at); };
+    const bool isDown = isShifted(before, now);
+    if (!isDown && !isShifted(now, before)) return false;
+    const std::size_t last = first + count - 1;
+    changes.push_back({Kind::Moved, isDown ? first : last, 1, isDown ? last : first});
+    return true;
 }
 
 // The new rows that were there before, each as its number among the old ones that are kept.
@@ -108,25 +101,24 @@ void AppendRow(Kind kind, std::size_t row, std::vector<RowChange>& changes) {
     }
 }
 
+RowOrigins OriginsIn(const Middle& middle) {
+    const auto before = [&](std::size_t at) -> const ItemText& { return middle.Before(at); };
+    const auto now = [&](std::size_t at) -> const ItemText& { return middle.Now(at); };
+    return {PairById({middle.BeforeCount(), before}, {middle.NowCount(), now}), middle.Begin()};
+}
+
 }  // namespace
 
 RowOrigins RowOriginsBetween(const Lines& before, const Lines& now) {
-    const Middle middle(before, now);
-    RowOrigins origins{
-        middle.Begin(),
-        Pair({middle.BeforeCount(), [&](std::size_t at) { return middle.Before(at).Line(); }},
-             {middle.NowCount(), [&](std::size_t at) { return middle.Now(at).Line(); }}),
-        std::vector<bool>(middle.NowCount(), false),
-        std::vector<bool>(middle.BeforeCount(), false)};
-    MarkKept(origins.was, origins.isKept);
-    FindRenamed(middle, origins);
-    return origins;
+    return OriginsIn(Middle(before, now));
 }
 
 std::vector<RowChange> RowChangesBetween(const Lines& before, const Lines& now, std::size_t first) {
-    const RowOrigins origins = RowOriginsBetween(before, now);
-    const std::size_t begin = first + origins.begin;
+    const Middle middle(before, now);
+    const std::size_t begin = first + middle.Begin();
     std::vector<RowChange> changes;
+    if (AppendOneMove(middle, begin, changes)) return changes;
+    const RowOrigins origins = OriginsIn(middle);
     AppendRemoved(origins, begin, changes);
     AppendMoves(KeptRows(origins), begin, changes);
     for (std::size_t at = 0; at < origins.was.size(); ++at) {

@@ -15,12 +15,9 @@ namespace applist {
 
 // Which row each row of a list was in an older one. Of items with equal ids those with equal names
 // are taken to be the same, in their order, and then the others. The rows before `begin`, and those
-// behind the rows told here, are in both lists.
-struct RowOrigins {
-    std::size_t begin;
-    Places was;                   // of the new rows: the old one, counted from `begin`, or kNone
-    std::vector<bool> isRenamed;  // of the new rows
-    std::vector<bool> isKept;     // of the old rows
+// behind the rows told here, are in both lists; `begin` is where counting starts.
+struct RowOrigins : PairedById {
+    std::size_t begin = 0;
 };
 
 // n rows take no more than n log n time. Throws std::bad_alloc.

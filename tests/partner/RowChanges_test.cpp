@@ -237,7 +237,8 @@ TEST(TheRowChanges, NameRowsThatWereRemovedFromTheLastToTheFirst) {
 TEST(TheRowChanges, NameTheOneRowThatMoved) {
     EXPECT_EQ((Changes{{Kind::Moved, 0, 1, 3}}), BetweenIds("a b c d", "b c d a"));
     EXPECT_EQ((Changes{{Kind::Moved, 3, 1, 0}}), BetweenIds("a b c d", "d a b c"));
-    EXPECT_EQ((Changes{{Kind::Moved, 2, 1, 1}}), BetweenIds("x a b c y", "x b a c y"));
+    EXPECT_EQ((Changes{{Kind::Moved, 1, 1, 2}}), BetweenIds("x a b c y", "x b a c y"));
+    EXPECT_EQ((Changes{{Kind::Moved, 3, 1, 1}}), BetweenIds("x a b c y", "x c a b y"));
 }
 
 TEST(TheRowChanges, MoveRowsTogetherThatStayTogether) {
