@@ -21,6 +21,11 @@ class Partner::CheckedShadow : public Shadow {
 public:
     using Shadow::Shadow;
 
+    void RowsChanged(applist::RemoteAppListModel* model,
+                     const std::vector<applist::RowChange>& changes) override {
+        const MemoryLasts lasts;
+        Shadow::RowsChanged(model, changes);
+    }
     void ItemChanged(AppListModel* model) override {
         const MemoryLasts lasts;
         Shadow::ItemChanged(model);
@@ -28,6 +33,10 @@ public:
     void ItemSelected(AppListModel* model) override {
         const MemoryLasts lasts;
         Shadow::ItemSelected(model);
+    }
+    void ListReadChanged(applist::RemoteAppListModel* model) override {
+        const MemoryLasts lasts;
+        Shadow::ListReadChanged(model);
     }
     void ServiceChanged(applist::RemoteAppListModel* model) override {
         const MemoryLasts lasts;
