@@ -29,6 +29,7 @@ endfunction()
 applist_add_library(applist_common
     applist/RemoteAppListItem.cpp
     applist/version.cpp
+    common/Guarded.cpp
     common/ItemText.cpp
     common/ItemTextWriter.cpp
     common/PrintableText.cpp

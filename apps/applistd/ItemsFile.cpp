@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "apps/common/ItemLines.h"
+#include "common/AppListLog.h"
 #include "common/Guarded.h"
 
 namespace applist::daemon {

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <utility>
 
 #include "bus/TransportError.h"
+#include "common/AppListLog.h"
 
 namespace applist {
 

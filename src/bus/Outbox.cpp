@@ -12,6 +12,7 @@
 #include "bus/ChannelEnd.h"
 #include "bus/EndpointNames.h"
 #include "bus/TransportLimits.h"
+#include "common/AppListLog.h"
 
 namespace applist {
 

@@ -4,11 +4,13 @@
 
 #pragma once
 
-#include <exception>
-
-#include "common/AppListLog.h"
-
 namespace applist {
+
+// Logs the exception that is being handled, as an error while `doing`. Returns false. For the
+// Guarded below: apart from it, and under its name in the log, so that the many places which use it
+// share this code.
+// REQUIRES: called from a handler.
+bool Guarded(const char* doing) noexcept;
 
 // Runs `work` and returns whether it finished. What it throws goes no further than the log, as an
 // error while `doing`, which is a phrase such as "receiving a reply".
@@ -17,12 +19,9 @@ bool Guarded(const char* doing, Work work) noexcept {
     try {
         work();
         return true;
-    } catch (const std::exception& error) {
-        APPLIST_LOG(logging::kError, "Error while %s: %s", doing, error.what());
     } catch (...) {
-        APPLIST_LOG(logging::kError, "Error while %s", doing);
+        return Guarded(doing);
     }
-    return false;
 }
 
 }  // namespace applist

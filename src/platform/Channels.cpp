@@ -13,6 +13,7 @@
 #include "bus/ChannelEnd.h"
 #include "bus/TransportError.h"
 #include "bus/TransportLimits.h"
+#include "common/AppListLog.h"
 #include "platform/Endpoint.h"
 #include "platform/Wire.h"
 

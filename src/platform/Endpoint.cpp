@@ -13,6 +13,7 @@
 #include "bus/ChannelEnd.h"
 #include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
+#include "common/AppListLog.h"
 #include "common/PrintableText.h"
 #include "platform/CallMessage.h"
 #include "platform/OwnName.h"

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "bus/BusNames.h"
+#include "common/AppListLog.h"
 
 namespace applist {
 

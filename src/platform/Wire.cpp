@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <new>
 #include <system_error>
 #include <utility>
 
 #include "bus/EndpointNames.h"
+#include "common/AppListLog.h"
 #include "common/PrintableText.h"
 #include "platform/CallMessage.h"
 #include "platform/Endpoint.h"

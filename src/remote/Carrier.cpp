@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "bus/BusProbe.h"
+#include "common/AppListLog.h"
 #include "remote/BusCallback.h"
 #include "remote/RemoteLimits.h"
 

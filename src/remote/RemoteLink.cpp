@@ -13,6 +13,7 @@
 #include "bus/ChannelEnd.h"
 #include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
+#include "common/AppListLog.h"
 #include "remote/RemoteLimits.h"
 
 namespace applist {

@@ -11,6 +11,7 @@
 
 #include "bus/ChannelEnd.h"
 #include "bus/TransportError.h"
+#include "common/AppListLog.h"
 #include "remote/BusCallback.h"
 #include "remote/RemoteLimits.h"
 

@@ -7,6 +7,7 @@
 
 #include "bus/BusNames.h"
 #include "bus/TransportError.h"
+#include "common/AppListLog.h"
 #include "remote/BusCallback.h"
 
 namespace applist {

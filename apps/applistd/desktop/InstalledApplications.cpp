@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "apps/applistd/desktop/WatchableFolders.h"
+#include "common/AppListLog.h"
 #include "common/Guarded.h"
 
 namespace applist::daemon {
