@@ -32,6 +32,7 @@ applist_add_library(applist_common
     common/Guarded.cpp
     common/ItemText.cpp
     common/ItemTextWriter.cpp
+    common/Joined.cpp
     common/PrintableText.cpp
     common/ZeroWidth.cpp)
 

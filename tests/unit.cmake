@@ -27,6 +27,7 @@ add_executable(unit_tests
     common/AppListRemoteControl_test.cpp
     common/ItemText_test.cpp
     common/ItemTextWriter_test.cpp
+    common/Joined_test.cpp
     ipc/IPCApplist_test.cpp
     support/PlainModel.cpp
     support/RecordingAllocator.cpp

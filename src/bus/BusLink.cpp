@@ -10,6 +10,7 @@
 
 #include "bus/TransportError.h"
 #include "common/AppListLog.h"
+#include "common/Joined.h"
 
 namespace applist {
 
@@ -27,8 +28,8 @@ std::chrono::microseconds Now() {
 }
 
 TransportError CannotReach(const BusLocation& location, int error) {
-    return TransportError("cannot reach " + location.description + ": " + std::strerror(-error) +
-                          "; " + location.advice);
+    return TransportError(Joined({"cannot reach ", location.description, ": ",
+                                  std::strerror(-error), "; ", location.advice}));
 }
 
 // Starts a connection as a client of the bus at `location`. It may not be usable yet: the
@@ -77,8 +78,8 @@ UniqueEvent DefaultLoop() {
     sd_event* event = nullptr;
     const int result = sd_event_default(&event);
     if (result < 0) {
-        throw TransportError(std::string("cannot get this thread's sd-event loop: ") +
-                             std::strerror(-result));
+        throw TransportError(
+            Joined({"cannot get this thread's sd-event loop: ", std::strerror(-result)}));
     }
     return UniqueEvent(event);
 }
@@ -174,7 +175,7 @@ void BusLink::MakeTimer() {
     m_timer.reset(source);
     if (result >= 0) result = sd_event_source_set_enabled(source, SD_EVENT_OFF);
     if (result < 0) {
-        throw TransportError(std::string("cannot make a timer: ") + std::strerror(-result));
+        throw TransportError(Joined({"cannot make a timer: ", std::strerror(-result)}));
     }
 }
 

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <string>
 
+#include "common/Joined.h"
+
 namespace applist {
 
 namespace bus_names {
@@ -20,8 +22,8 @@ constexpr char kDriverPath[] = "/org/freedesktop/DBus";
 // conditions may be appended, each after a comma. Whoever acts on the signal must ask IsFromDriver
 // first: a signal that is sent to us directly passes any match, and anybody may send one.
 inline std::string OwnerChangesOf(const std::string& name) {
-    return std::string("type='signal',sender='") + kDriver + "',path='" + kDriverPath +
-           "',interface='" + kDriver + "',member='NameOwnerChanged',arg0='" + name + "'";
+    return Joined({"type='signal',sender='", kDriver, "',path='", kDriverPath, "',interface='",
+                   kDriver, "',member='NameOwnerChanged',arg0='", name, "'"});
 }
 
 // Whether the bus itself has sent `message`. The bus fills in the sender, so nobody can forge it.

@@ -6,8 +6,10 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "bus/TransportError.h"
+#include "common/Joined.h"
 
 namespace applist {
 
@@ -44,39 +46,44 @@ std::string SessionAddress() {
     // The folder is there for every login, the bus in it only when the system starts one: without
     // this look, Automatic would never try the system bus there.
     struct stat status;
-    const std::string path = folder + "/bus";
+    const std::string path = Joined({folder, "/bus"});
     if (stat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return std::string();
-    return "unix:path=" + BusAddressValue(path);
+    return Joined({"unix:path=", BusAddressValue(path)});
+}
+
+// `what` ends before the address.
+BusLocation Location(std::string_view what, const std::string& address) {
+    return {Joined({what, address}), address};
 }
 
 BusLocation Session() {
     const std::string address = SessionAddress();
-    if (address.empty()) throw TransportError(std::string(kNoSession) + "; " + kWithoutSession);
-    return {"the session bus at " + address, address};
+    if (address.empty()) throw TransportError(Joined({kNoSession, "; ", kWithoutSession}));
+    return Location("the session bus at ", address);
 }
 
 BusLocation System() {
     std::string address = Environment("DBUS_SYSTEM_BUS_ADDRESS");
     if (address.empty()) address = "unix:path=/run/dbus/system_bus_socket";
-    return {"the system bus at " + address, address};
+    return Location("the system bus at ", address);
 }
 
 // What the starter says comes first: a service that the system bus has activated must answer there,
 // even when a session bus happens to be in its environment.
 BusLocation Automatic() {
     const std::string starter = Environment("DBUS_STARTER_ADDRESS");
-    if (!starter.empty()) return {"the bus that started this program at " + starter, starter};
+    if (!starter.empty()) return Location("the bus that started this program at ", starter);
     const std::string type = Environment("DBUS_STARTER_BUS_TYPE");
     if (type == "system") return System();
     if (type == "session" || !SessionAddress().empty()) return Session();
     BusLocation system = System();
     // Who expected a session bus is not helped by what there is to say about this one.
-    system.advice = std::string("there is ") + kNoSession + "; " + kWithoutSession;
+    system.advice = Joined({"there is ", kNoSession, "; ", kWithoutSession});
     return system;
 }
 
 BusLocation Chosen(const Choice& choice) {
-    if (!choice.address.empty()) return {"the bus at " + choice.address, choice.address};
+    if (!choice.address.empty()) return Location("the bus at ", choice.address);
     switch (choice.kind) {
         case BusKind::Session: return Session();
         case BusKind::System: return System();

@@ -14,6 +14,7 @@
 
 #include "bus/TransportError.h"
 #include "bus/TransportLimits.h"
+#include "common/Joined.h"
 
 namespace applist {
 
@@ -52,7 +53,7 @@ UniqueBus Open(OwnedFd socket, int (*setUp)(sd_bus*)) {
     if (result >= 0) result = sd_bus_start(bus.get());
     if (result >= 0) result = LimitSendBuffer(bus.get());
     if (result >= 0) return bus;
-    throw TransportError(std::string("cannot open a direct channel: ") + std::strerror(-result));
+    throw TransportError(Joined({"cannot open a direct channel: ", std::strerror(-result)}));
 }
 
 }  // namespace

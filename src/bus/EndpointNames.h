@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "common/Joined.h"
+
 namespace applist {
 
 namespace endpoint_names {
@@ -26,10 +28,10 @@ constexpr char kBadFd[] = "org.tessel.Local1.Error.BadFd";
 
 // Return the bus name and the object path of the endpoint `name`, which is not checked here.
 inline std::string BusNameOf(const std::string& name) {
-    return "org.tessel.Local." + name;
+    return Joined({"org.tessel.Local.", name});
 }
 inline std::string PathOf(const std::string& name) {
-    return "/org/tessel/Local/" + name;
+    return Joined({"/org/tessel/Local/", name});
 }
 
 }  // namespace endpoint_names

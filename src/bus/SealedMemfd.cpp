@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "common/Joined.h"
+
 namespace applist {
 
 namespace {
@@ -46,13 +48,12 @@ std::string WhyNoSealedBody(int fd, std::size_t limit) {
     if (fstat(fd, &status) != 0) return "the size of the memfd is unknown";
     const auto size = static_cast<std::uint64_t>(status.st_size);
     if (size > limit) {
-        return "the memfd holds " + std::to_string(size) + " bytes; send at most " +
-               std::to_string(limit);
+        return Joined({"the memfd holds ", Decimal(size), " bytes; send at most ", Decimal(limit)});
     }
     // Memory comes in whole pages, small or huge, so a memfd without a hole never has less.
     if (BytesInMemory(status) < size) {
-        return "the memfd has holes: " + std::to_string(BytesInMemory(status)) + " of its " +
-               std::to_string(size) + " bytes are in memory; write all of them";
+        return Joined({"the memfd has holes: ", Decimal(BytesInMemory(status)), " of its ",
+                       Decimal(size), " bytes are in memory; write all of them"});
     }
     return std::string();
 }

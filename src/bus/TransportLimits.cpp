@@ -3,7 +3,8 @@
 #include "bus/TransportLimits.h"
 
 #include <stdexcept>
-#include <string>
+
+#include "common/Joined.h"
 
 namespace applist {
 
@@ -16,9 +17,9 @@ TransportLimits& TheLimits() {
 
 void Check(const char* what, std::size_t value, std::size_t least, std::size_t most) {
     if (value >= least && value <= most) return;
-    throw std::invalid_argument(std::string("TransportLimits::") + what + " is " +
-                                std::to_string(value) + "; set it to a value between " +
-                                std::to_string(least) + " and " + std::to_string(most));
+    throw std::invalid_argument(
+        Joined({"TransportLimits::", what, " is ", Decimal(value), "; set it to a value between ",
+                Decimal(least), " and ", Decimal(most)}));
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
 #include "common/AppListLog.h"
+#include "common/Joined.h"
 #include "common/PrintableText.h"
 #include "platform/CallMessage.h"
 #include "platform/OwnName.h"
@@ -34,9 +35,9 @@ Endpoint::Endpoint(TesselDbusLocal& owner, const std::string& name)
                  [this](const std::string& partner) { Report(false, partner); }) {
     if (name.find('\0') != std::string::npos || !sd_bus_object_path_is_valid(m_path.c_str()) ||
         !sd_bus_service_name_is_valid(m_busName.c_str())) {
-        throw TransportError("\"" + PrintableText(name) +
-                             "\" is not a valid endpoint name: use letters, digits and "
-                             "underscores, and begin with a letter");
+        throw TransportError(Joined({"\"", PrintableText(name),
+                                     "\" is not a valid endpoint name: use letters, digits and "
+                                     "underscores, and begin with a letter"}));
     }
     // The object first (Open exports it): whoever sees the name may call at once.
     m_link.Open();
@@ -156,8 +157,8 @@ void Endpoint::Export() {
         result = TakeNameBack();
     }
     if (result >= 0) return;
-    throw TransportError("cannot serve " + m_path + " on " + m_link.Location().description + ": " +
-                         std::strerror(-result));
+    throw TransportError(Joined({"cannot serve ", m_path, " on ", m_link.Location().description,
+                                 ": ", std::strerror(-result)}));
 }
 
 int Endpoint::TakeNameBack() {

@@ -3,7 +3,10 @@
 #include "platform/FoldedLines.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
+
+#include "common/Joined.h"
 
 namespace applist {
 
@@ -81,11 +84,12 @@ FoldedLines::Repeated& FoldedLines::Oldest() {
 std::string FoldedLines::TextOf(const Repeated& repeated, Time now) {
     using std::chrono::duration_cast;
     using std::chrono::seconds;
-    std::string text =
-        std::to_string(repeated.count) + (repeated.count == 1 ? " time" : " times") + " more";
-    const auto ago = duration_cast<seconds>(now - repeated.last);
-    if (ago.count() > 0) text += ", the last " + std::to_string(ago.count()) + " s ago";
-    return text + ": " + repeated.line.text;
+    const auto ago = duration_cast<seconds>(now - repeated.last).count();
+    const std::string when =
+        ago > 0 ? Joined({", the last ", Decimal(static_cast<std::uint64_t>(ago)), " s ago"})
+                : std::string();
+    return Joined({Decimal(repeated.count), repeated.count == 1 ? " time" : " times", " more", when,
+                   ": ", repeated.line.text});
 }
 
 }  // namespace applist

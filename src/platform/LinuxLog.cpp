@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "common/AppListLog.h"
+#include "common/Joined.h"
 #include "common/PrintableText.h"
 #include "platform/FoldedLines.h"
 #include "platform/LogSinks.h"
@@ -57,8 +58,9 @@ std::string FormatLine(const char* format, va_list arguments) {
 int TellLosses() {
     if (lostLines == 0) return 0;
     const std::string text =
-        lostLines == 1 ? "1 line was lost: it could not be written"
-                       : std::to_string(lostLines) + " lines were lost: they could not be written";
+        lostLines == 1
+            ? "1 line was lost: it could not be written"
+            : Joined({Decimal(lostLines), " lines were lost: they could not be written"});
     const int result =
         WriteLogLine({logging::kError, "applist", text, "LinuxLog.cpp", __func__, __LINE__}, text);
     if (result >= 0) lostLines = 0;

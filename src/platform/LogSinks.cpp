@@ -16,6 +16,7 @@
 #include <cstring>
 
 #include "common/AppListLog.h"
+#include "common/Joined.h"
 #include "common/PrintableText.h"
 #include "platform/WithoutWaiting.h"
 
@@ -29,7 +30,7 @@ std::string& Unfinished() {
     return end;
 }
 
-int SyslogPriorityOf(int priority) {
+unsigned SyslogPriorityOf(int priority) {
     if (priority >= logging::kError) return LOG_ERR;
     return priority >= logging::kInfo ? LOG_INFO : LOG_DEBUG;
 }
@@ -54,10 +55,10 @@ int WriteToJournal(const LogLine& line, const std::string& text) {
     if (journal < 0) journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const struct sockaddr_un address = {AF_UNIX, "/run/systemd/journal/socket"};
     const std::string fields =
-        "MESSAGE=" + text + "\nPRIORITY=" + std::to_string(SyslogPriorityOf(line.priority)) +
-        "\nSYSLOG_IDENTIFIER=" + PrintableText(program_invocation_short_name) +
-        "\nTAG=" + PrintableText(line.tag) + "\nCODE_FILE=" + line.file +
-        "\nCODE_LINE=" + std::to_string(line.number) + "\nCODE_FUNC=" + line.function + "\n";
+        Joined({"MESSAGE=", text, "\nPRIORITY=", Decimal(SyslogPriorityOf(line.priority)),
+                "\nSYSLOG_IDENTIFIER=", PrintableText(program_invocation_short_name),
+                "\nTAG=", PrintableText(line.tag), "\nCODE_FILE=", line.file, "\nCODE_LINE=",
+                Decimal(static_cast<unsigned>(line.number)), "\nCODE_FUNC=", line.function, "\n"});
     const ssize_t sent =
         sendto(journal, fields.data(), fields.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
                reinterpret_cast<const struct sockaddr*>(&address), sizeof(address));
@@ -97,7 +98,7 @@ int FinishLine() {
 int WriteToStderr(const LogLine& line, const std::string& text) {
     const int finished = FinishLine();
     if (finished < 0) return finished;
-    std::string whole = line.tag + "[" + LogPriorityName(line.priority) + "]: " + text + "\n";
+    std::string whole = Joined({line.tag, "[", LogPriorityName(line.priority), "]: ", text, "\n"});
     const std::size_t length = whole.size();
     const ssize_t written = WriteWithoutSigpipe(whole);
     if (written < 0) return static_cast<int>(written);

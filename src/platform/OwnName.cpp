@@ -8,6 +8,7 @@
 
 #include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
+#include "common/Joined.h"
 #include "common/PrintableText.h"
 
 namespace applist {
@@ -24,23 +25,27 @@ std::string OwnerOf(sd_bus* bus, const std::string& name) {
     if (sd_bus_creds_get_pid(creds.get(), &pid) < 0) return "another process";
     const char* command = nullptr;
     if (sd_bus_creds_get_comm(creds.get(), &command) < 0) command = "?";
-    return "process " + std::to_string(pid) + " (" + PrintableText(command) + ")";
+    return Joined(
+        {"process ", Decimal(static_cast<std::uint64_t>(pid)), " (", PrintableText(command), ")"});
+}
+
+std::string ReasonOf(sd_bus* bus, const std::string& name, int error) {
+    switch (-error) {
+        case EEXIST:
+            return Joined({"it is taken by ", OwnerOf(bus, name), "; stop that process first"});
+        case EACCES:
+        case EPERM:
+            return "the bus's policy does not allow it; install a policy that lets this user own "
+                   "the name";
+        default: return std::strerror(-error);
+    }
 }
 
 // Says why `name` could not be owned, from the negative errno of the request for it.
 std::string WhyNotOwned(sd_bus* bus, const std::string& name, const BusLocation& location,
                         int error) {
-    const std::string start = "cannot own " + name + " on " + location.description + ": ";
-    switch (-error) {
-        case EEXIST:
-            return start + "it is taken by " + OwnerOf(bus, name) + "; stop that process first";
-        case EACCES:
-        case EPERM:
-            return start +
-                   "the bus's policy does not allow it; install a policy that lets this "
-                   "user own the name";
-        default: return start + std::strerror(-error);
-    }
+    return Joined(
+        {"cannot own ", name, " on ", location.description, ": ", ReasonOf(bus, name, error)});
 }
 
 // A signal to this process may interrupt the wait for the answer. Asked again, the bus may say that

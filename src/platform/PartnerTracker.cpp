@@ -10,6 +10,7 @@
 
 #include "bus/BusNames.h"
 #include "common/AppListLog.h"
+#include "common/Joined.h"
 
 namespace applist {
 
@@ -51,7 +52,7 @@ PartnerTracker::Outcome PartnerTracker::Add(const std::string& name) {
 // Asked after the match: a partner that left before the match was in place is found by the answer,
 // one that leaves later by the match. The other way round one could slip through in between.
 bool PartnerTracker::Follow(Partner& partner) const {
-    const std::string match = bus_names::OwnerChangesOf(partner.name) + ",arg2=''";
+    const std::string match = Joined({bus_names::OwnerChangesOf(partner.name), ",arg2=''"});
     sd_bus_slot* slot = nullptr;
     const int result = sd_bus_add_match_async(m_bus, &slot, match.c_str(), OnOwnerChanged,
                                               OnMatchInstalled, &partner);

@@ -11,6 +11,7 @@
 
 #include "bus/EndpointNames.h"
 #include "common/AppListLog.h"
+#include "common/Joined.h"
 #include "common/PrintableText.h"
 #include "platform/CallMessage.h"
 #include "platform/Endpoint.h"
@@ -148,8 +149,8 @@ void Wire::Message(sd_bus_message* call) {
     if (!RunHandler(call, [&] { body = m_endpoint.Application().HandleMessage(request); })) return;
     if (body.size() > transport_limits::kMaxReplyBytes) {
         return ReplyError(call, endpoint_names::kTooLarge,
-                          "the reply of " + std::to_string(body.size()) +
-                              " bytes is too large for Message; call MessageFd instead");
+                          Joined({"the reply of ", Decimal(body.size()),
+                                  " bytes is too large for Message; call MessageFd instead"}));
     }
     if (!SetBody(reply, body)) {
         if (!body.empty()) throw std::bad_alloc();
@@ -171,8 +172,8 @@ void Wire::MessageFd(sd_bus_message* call) {
     std::vector<char>().swap(request);  // it may be as large as the reply
     if (body.size() > m_endpoint.Limits().fdBytes) {
         return ReplyError(call, endpoint_names::kTooLarge,
-                          "the reply of " + std::to_string(body.size()) +
-                              " bytes is too large even for MessageFd");
+                          Joined({"the reply of ", Decimal(body.size()),
+                                  " bytes is too large even for MessageFd"}));
     }
     UniqueMessage answer = std::move(reply).With(body);
     if (!answer) throw std::bad_alloc();
@@ -260,8 +261,8 @@ bool Wire::RefuseLarge(sd_bus_message* call, std::uint64_t size) {
     const bool isInFd = sd_bus_message_has_signature(call, "h") > 0;
     const std::size_t limit = isInFd ? limits.fdRequestBytes : limits.requestBytes;
     if (size <= limit) return false;
-    Refuse(call, "not executed: the request holds " + std::to_string(size) +
-                     " bytes; send at most " + std::to_string(limit) + " in one call");
+    Refuse(call, Joined({"not executed: the request holds ", Decimal(size), " bytes; send at most ",
+                         Decimal(limit), " in one call"}));
     return true;
 }
 
@@ -287,7 +288,7 @@ bool Wire::RunHandler(sd_bus_message* call, Handler handler) {
     }
     // Cut before it is made printable, which can make it four times as long.
     if (text.size() > transport_limits::kMaxErrorText) text.resize(transport_limits::kMaxErrorText);
-    text = "the application failed: " + PrintableText(text);
+    text = Joined({"the application failed: ", PrintableText(text)});
     APPLIST_LOG(kError, "call from %s: %s", SenderOf(call).c_str(), text.c_str());
     ReplyError(call, endpoint_names::kHandlerFailed, text);
     return false;

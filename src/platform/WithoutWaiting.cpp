@@ -13,6 +13,8 @@
 #include <cerrno>
 #include <string>
 
+#include "common/Joined.h"
+
 namespace applist {
 
 namespace {
@@ -40,7 +42,7 @@ ssize_t WriteWhileReady(int fd, std::string_view text) {
 // Opening a pipe or a terminal again gives a descriptor with flags of its own. That may not be
 // allowed, as after a change of user, when the pipe still belongs to the old one.
 ssize_t WriteThroughOwnDescription(int fd, std::string_view text) {
-    const std::string path = "/proc/self/fd/" + std::to_string(fd);
+    const std::string path = Joined({"/proc/self/fd/", Decimal(static_cast<unsigned>(fd))});
     const int own = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (own < 0) return WriteWhileReady(fd, text);
     const ssize_t result = ErrnoOr(write(own, text.data(), text.size()));

@@ -12,6 +12,7 @@
 
 #include "bus/BusProbe.h"
 #include "common/AppListLog.h"
+#include "common/Joined.h"
 #include "remote/BusCallback.h"
 #include "remote/RemoteLimits.h"
 
@@ -75,9 +76,9 @@ void Carrier::Drop() {
 // One match for all signals of the service, since a bus allows a connection only so many. By its
 // unique name: the service that owns the name next has a match of its own.
 int Carrier::Subscribe() {
-    const std::string match = "type='signal',path='" +
-                              endpoint_names::PathOf(m_session.Errors().Endpoint()) +
-                              "',interface='" + endpoint_names::kInterface + "'";
+    const std::string match =
+        Joined({"type='signal',path='", endpoint_names::PathOf(m_session.Errors().Endpoint()),
+                "',interface='", endpoint_names::kInterface, "'"});
     constexpr sd_bus_message_handler_t onSignal = kOnSignal<Carrier, &Carrier::OnSignal>;
     sd_bus_slot* slot = nullptr;
     // Over a channel the match costs no message.
@@ -85,8 +86,8 @@ int Carrier::Subscribe() {
         m_way.IsDirect()
             ? sd_bus_add_match(m_way.connection, &slot, match.c_str(), onSignal, this)
             : sd_bus_add_match_async(m_way.connection, &slot,
-                                     (match + ",sender='" + m_way.service + "'").c_str(), onSignal,
-                                     kOnReply<Carrier, &Carrier::OnSubscribed>, this);
+                                     Joined({match, ",sender='", m_way.service, "'"}).c_str(),
+                                     onSignal, kOnReply<Carrier, &Carrier::OnSubscribed>, this);
     m_signals.reset(slot);
     return result;
 }

@@ -7,6 +7,7 @@
 
 #include "bus/EndpointNames.h"
 #include "bus/TransportLimits.h"
+#include "common/Joined.h"
 #include "common/PrintableText.h"
 
 namespace applist {
@@ -26,7 +27,7 @@ const char kLimitsExceeded[] = "org.freedesktop.DBus.Error.LimitsExceeded";
 // Both strings come from the other end, which may be hostile: they are bounded and made printable,
 // because they end up in logs and on terminals.
 std::string Shown(const std::string& name, const std::string& text) {
-    std::string said = text.empty() ? name : name + ": " + text;
+    std::string said = text.empty() ? name : Joined({name, ": ", text});
     if (said.size() > transport_limits::kMaxErrorText) said.resize(transport_limits::kMaxErrorText);
     return PrintableText(said);
 }
@@ -34,8 +35,8 @@ std::string Shown(const std::string& name, const std::string& text) {
 }  // namespace
 
 RemoteError RemoteErrors::NoService(const std::string& where) const {
-    return Make(Cause::NoService, "nobody owns " + endpoint_names::BusNameOf(m_endpoint) + " on " +
-                                      where + "; start the service, then try again");
+    return Make(Cause::NoService, Joined({"nobody owns ", endpoint_names::BusNameOf(m_endpoint),
+                                          " on ", where, "; start the service, then try again"}));
 }
 
 RemoteError RemoteErrors::NoAnswer() const {
@@ -79,8 +80,8 @@ RemoteError RemoteErrors::NotSent(int error) const {
                     "the call is too large for a connection that cannot pass file descriptors; "
                     "send fewer items at once");
     }
-    return Make(Cause::Failed, std::string("cannot send a call: ") + std::strerror(error) +
-                                   "; free memory or file descriptors, then try again");
+    return Make(Cause::Failed, Joined({"cannot send a call: ", std::strerror(error),
+                                       "; free memory or file descriptors, then try again"}));
 }
 
 RemoteError RemoteErrors::ReplyTooLarge() const {
@@ -103,8 +104,9 @@ RemoteError RemoteErrors::DestroyedWhileWaiting() const {
 RemoteError RemoteErrors::FromBus(const std::string& name, const std::string& text) const {
     const std::string said = Shown(name, text);
     if (name == kAccessDenied) {
-        return Make(Cause::Refused, "the bus's policy refuses the call (" + said +
-                                        "); ask for a policy that lets this user call the service");
+        return Make(Cause::Refused,
+                    Joined({"the bus's policy refuses the call (", said,
+                            "); ask for a policy that lets this user call the service"}));
     }
     // It left after the bus had named it as the owner, and before the call reached it.
     if (name == kServiceUnknown || name == kNameHasNoOwner) {
@@ -114,16 +116,17 @@ RemoteError RemoteErrors::FromBus(const std::string& name, const std::string& te
     if (name == kNoReply || name == kDisconnected) return OutcomeUnknown();
     // Sent instead of executing the call, so trying again is safe.
     if (name == kLimitsExceeded) {
-        return Make(Cause::NotExecuted,
-                    "the service or its bus had no room for another call and did not execute it (" +
-                        said + "); try again later, or send less at once");
+        return Make(
+            Cause::NotExecuted,
+            Joined({"the service or its bus had no room for another call and did not execute it (",
+                    said, "); try again later, or send less at once"}));
     }
     return Make(Cause::ServiceError,
-                "the service answered with an error: " + said + "; its log may say more");
+                Joined({"the service answered with an error: ", said, "; its log may say more"}));
 }
 
-RemoteError RemoteErrors::Make(Cause cause, const std::string& text) const {
-    return RemoteError(cause, m_endpoint + ": " + text);
+RemoteError RemoteErrors::Make(Cause cause, std::string_view text) const {
+    return RemoteError(cause, Joined({m_endpoint, ": ", text}));
 }
 
 }  // namespace applist

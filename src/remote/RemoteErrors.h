@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "remote/RemoteError.h"
 
@@ -41,7 +42,7 @@ public:
     RemoteError FromBus(const std::string& name, const std::string& text) const;
 
 private:
-    RemoteError Make(RemoteError::Cause cause, const std::string& text) const;
+    RemoteError Make(RemoteError::Cause cause, std::string_view text) const;
 
     const std::string m_endpoint;
 };

@@ -14,6 +14,7 @@
 #include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
 #include "common/AppListLog.h"
+#include "common/Joined.h"
 #include "remote/RemoteLimits.h"
 
 namespace applist {
@@ -105,8 +106,8 @@ void RemoteLink::SetUp() {
         result = sd_bus_attach_event(m_link.Bus(), m_link.Loop(), SD_EVENT_PRIORITY_NORMAL);
     }
     if (result < 0) {
-        throw TransportError("cannot use " + m_link.Location().description + ": " +
-                             std::strerror(-result));
+        throw TransportError(
+            Joined({"cannot use ", m_link.Location().description, ": ", std::strerror(-result)}));
     }
     m_service.Follow();
 }
@@ -337,8 +338,7 @@ void RemoteLink::MakeTimer() {
     m_timer.reset(source);
     if (result >= 0) result = sd_event_source_set_enabled(source, SD_EVENT_ON);
     if (result >= 0) result = sd_event_source_set_prepare(source, OnPrepare);
-    if (result < 0)
-        throw TransportError(std::string("cannot make a timer: ") + std::strerror(-result));
+    if (result < 0) throw TransportError(Joined({"cannot make a timer: ", std::strerror(-result)}));
 }
 
 int RemoteLink::OnPrepare(sd_event_source* source, void* userdata) {

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "bus/BusNames.h"
-#include "bus/TransportError.h"
 #include "common/AppListLog.h"
+#include "common/Joined.h"
 #include "remote/BusCallback.h"
 
 namespace applist {
@@ -42,11 +42,15 @@ void ServiceOwner::Follow() {
         kOnReply<ServiceOwner, &ServiceOwner::OnFollowed>, this);
     m_match.reset(slot);
     if (result < 0) {
-        throw TransportError("cannot follow " + m_name + " on " + m_link.Location().description +
-                             ": " + std::strerror(-result));
+        throw Cannot("follow ", result);
     }
     // After the match, so that a service which appears now is seen by one or the other.
     Ask();
+}
+
+TransportError ServiceOwner::Cannot(const char* what, int error) const {
+    return TransportError(Joined({"cannot ", what, m_name, " on ", m_link.Location().description,
+                                  ": ", std::strerror(-error)}));
 }
 
 void ServiceOwner::StopFollowing() {
@@ -81,8 +85,7 @@ void ServiceOwner::Ask() {
     const int result =
         CallDriver(m_answer, "GetNameOwner", kOnReply<ServiceOwner, &ServiceOwner::OnOwner>);
     if (result >= 0) return;
-    throw TransportError("cannot ask who owns " + m_name + " on " + m_link.Location().description +
-                         ": " + std::strerror(-result));
+    throw Cannot("ask who owns ", result);
 }
 
 void ServiceOwner::OnOwner(sd_bus_message* answer) {

@@ -12,6 +12,7 @@
 
 #include "bus/BusLink.h"
 #include "bus/SdBus.h"
+#include "bus/TransportError.h"
 
 namespace applist {
 
@@ -46,6 +47,7 @@ private:
     void OnOwner(sd_bus_message* answer);
     void Start();
     void OnStarted(sd_bus_message* answer);
+    TransportError Cannot(const char* what, int error) const;
     int CallDriver(UniqueSlot& slot, const char* member, sd_bus_message_handler_t onAnswer);
 
     BusLink& m_link;
