@@ -8,7 +8,6 @@
 #include <systemd/sd-event.h>
 
 #include <memory>
-#include <string>
 
 #include "common/Guarded.h"
 
@@ -23,8 +22,8 @@ struct SdReleaser {
 // assertion of its own if the callback has just found the connection dead.
 constexpr int kReplyTaken = 1;
 
-// What an error says, or else its name.
-inline std::string TextOf(const sd_bus_error& error) {
+// What an error says, or else its name. The error's own.
+inline const char* TextOf(const sd_bus_error& error) {
     return error.message == nullptr ? error.name : error.message;
 }
 

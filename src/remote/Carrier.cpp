@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "bus/BusProbe.h"
+#include "bus/EndpointNames.h"
 #include "common/AppListLog.h"
 #include "common/Joined.h"
 #include "remote/BusCallback.h"
@@ -97,7 +98,7 @@ void Carrier::OnSubscribed(sd_bus_message* answer) {
     const sd_bus_error* const refusal = sd_bus_message_get_error(answer);
     if (refusal == nullptr || !bus_names::IsFromDriver(answer) || !IsOpen()) return;
     APPLIST_LOG(kError, "%s: the bus does not let the service's notifications through: %s",
-                Endpoint(), TextOf(*refusal).c_str());
+                Endpoint(), TextOf(*refusal));
 }
 
 // A service that leaves may have sent replies before. Whoever writes to a channel that was closed
@@ -221,8 +222,7 @@ void Carrier::OnConnected(sd_bus_message* answer) {
         return m_session.HadNoPlace(TextOf(*refusal));
     }
     if (refusal != nullptr) {
-        APPLIST_LOG(kError, "%s: cannot connect to the service: %s", Endpoint(),
-                    TextOf(*refusal).c_str());
+        APPLIST_LOG(kError, "%s: cannot connect to the service: %s", Endpoint(), TextOf(*refusal));
     }
     // Even a service that refuses has shown that it is alive.
     if (refusal == nullptr || IsOfTheServicesOwn(*refusal)) m_session.Joined();

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "bus/ChannelEnd.h"
+#include "bus/EndpointNames.h"
 #include "bus/TransportError.h"
 #include "common/AppListLog.h"
 #include "remote/BusCallback.h"
@@ -96,7 +97,7 @@ void ServiceChannel::OnAnswer(sd_bus_message* answer) {
     if (error != nullptr) {
         // An older service knows nothing of channels.
         const bool isOlder = sd_bus_error_has_name(error, SD_BUS_ERROR_UNKNOWN_METHOD) > 0;
-        return Fail(isOlder ? kDebug : kInfo, TextOf(*error).c_str());
+        return Fail(isOlder ? kDebug : kInfo, TextOf(*error));
     }
     int fd = -1;  // belongs to the message
     if (sd_bus_message_has_signature(answer, "h") <= 0 ||
@@ -156,7 +157,7 @@ void ServiceChannel::OnConnected(sd_bus_message* answer) {
     std::optional<std::string> noPlace;
     if (refusal != nullptr) {
         if (sd_bus_error_has_name(refusal, SD_BUS_ERROR_LIMITS_EXCEEDED) <= 0) {
-            return Fail(kInfo, TextOf(*refusal).c_str());
+            return Fail(kInfo, TextOf(*refusal));
         }
         noPlace = TextOf(*refusal);
     }

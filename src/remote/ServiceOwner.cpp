@@ -65,8 +65,7 @@ void ServiceOwner::OnFollowed(sd_bus_message* answer) {
         sd_bus_is_open(m_link.Bus()) <= 0) {
         return;
     }
-    APPLIST_LOG(kError, "cannot hear when %s appears: %s", m_name.c_str(),
-                TextOf(*refusal).c_str());
+    APPLIST_LOG(kError, "cannot hear when %s appears: %s", m_name.c_str(), TextOf(*refusal));
 }
 
 // Anybody can send a signal to us alone, which bypasses the match; only the bus's own word counts.
@@ -122,7 +121,7 @@ void ServiceOwner::OnStarted(sd_bus_message* answer) {
     const sd_bus_error* const error = sd_bus_message_get_error(answer);
     if (error != nullptr && !IsNoNews(*error) && bus_names::IsFromDriver(answer) &&
         sd_bus_is_open(m_link.Bus()) > 0) {
-        APPLIST_LOG(kError, "%s could not be started: %s", m_name.c_str(), TextOf(*error).c_str());
+        APPLIST_LOG(kError, "%s could not be started: %s", m_name.c_str(), TextOf(*error));
     }
     if (sd_bus_is_open(m_link.Bus()) > 0) Ask();
 }
