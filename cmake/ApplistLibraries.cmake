@@ -136,7 +136,8 @@ if(APPLIST_OPEN_TRANSPORT)
         remote/RemoteLink.cpp
         remote/ServiceChannel.cpp
         remote/ServiceOwner.cpp
-        remote/TesselDbusRemote.cpp)
+        remote/TesselDbusRemote.cpp
+        remote/Way.cpp)
     target_link_libraries(applist_remote PUBLIC applist_remote_core applist_bus
                                                 PkgConfig::APPLIST_SYSTEMD ${applist_threads})
     applist_add_partner(applist_partner)

@@ -9,7 +9,6 @@
 #include <string>
 
 #include "bus/BusNames.h"
-#include "bus/EndpointNames.h"
 #include "bus/SdBus.h"
 
 namespace applist {
@@ -34,14 +33,7 @@ struct Way {
 
     // Makes a call to the service's object for `endpoint`. Returns 0 or a negative errno.
     int NewCall(UniqueMessage& message, const std::string& endpoint, const char* interface,
-                const char* member) const {
-        sd_bus_message* made = nullptr;
-        const int result = sd_bus_message_new_method_call(
-            connection, &made, IsDirect() ? nullptr : service.c_str(),
-            endpoint_names::PathOf(endpoint).c_str(), interface, member);
-        message.reset(made);
-        return result;
-    }
+                const char* member) const;
 };
 
 }  // namespace applist
