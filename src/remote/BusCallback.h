@@ -13,11 +13,15 @@
 namespace applist {
 
 // REQUIRES: `Object` has a KeepAlive(), whose result keeps it alive.
+template <class Object>
+void HandOver(sd_bus_message* message, Object& object, void (Object::*member)(sd_bus_message*)) {
+    const std::shared_ptr<void> alive = object.KeepAlive();
+    if (!Guarded("following the service", [&] { (object.*member)(message); })) object.Failed();
+}
+
 template <class Object, void (Object::*member)(sd_bus_message* message), int result>
 int OnBusMessage(sd_bus_message* message, void* userdata, sd_bus_error*) {
-    Object* const object = static_cast<Object*>(userdata);
-    const std::shared_ptr<void> alive = object->KeepAlive();
-    if (!Guarded("following the service", [&] { (object->*member)(message); })) object->Failed();
+    HandOver(message, *static_cast<Object*>(userdata), member);
     return result;
 }
 
