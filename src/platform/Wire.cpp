@@ -31,6 +31,8 @@ Wire::Wire(Endpoint& endpoint, std::string partner, std::function<void(int error
       m_turns(*this, m_outbox, m_probe, endpoint.Limits(), IsBus()),
       m_isConfirmed(IsBus()) {}
 
+Wire::~Wire() = default;
+
 int Wire::Attach(sd_bus* bus, sd_event* event) {
     m_bus = bus;
     int result = AddObject();
@@ -196,16 +198,24 @@ void Wire::Notify(sd_bus_message* call) {
 // the connection ends.
 template <class Work>
 void Wire::Answer(sd_bus_message* call, Work work) noexcept {
+    try {
+        work();
+    } catch (...) {
+        AnswerWithFailure(call);
+    }
+}
+
+// Apart from Answer, so that the methods share it.
+void Wire::AnswerWithFailure(sd_bus_message* call) noexcept {
     int error = -ENOMEM;
-    const auto attempt = [&] {
+    Guarded("answering a call", [&error] {
         try {
-            work();
+            throw;
         } catch (const std::system_error& failure) {
             error = -failure.code().value();
             throw;
         }
-    };
-    if (Guarded("answering a call", attempt)) return;
+    });
     const int result = sd_bus_reply_method_errno(call, error, nullptr);
     if (result < 0) m_outbox.FailSoon(result);
 }
@@ -213,11 +223,10 @@ void Wire::Answer(sd_bus_message* call, Work work) noexcept {
 template <Wire::Method method>
 void Wire::Execute(Wire& wire, sd_bus_message* call) noexcept {
     using Clock = std::chrono::steady_clock;
-    // Nobody shares a channel.
-    if (!wire.IsBus()) return wire.Answer(call, [&] { (wire.*method)(call); });
-    const Clock::time_point start = Clock::now();
+    const bool isShared = wire.IsBus();  // nobody shares a channel
+    const Clock::time_point start = isShared ? Clock::now() : Clock::time_point();
     wire.Answer(call, [&] { (wire.*method)(call); });
-    wire.m_turns.Spent(Clock::now() - start);
+    if (isShared) wire.m_turns.Spent(Clock::now() - start);
 }
 
 void Wire::Hold(CallTurns::Call held) {
@@ -277,10 +286,19 @@ bool Wire::RefuseBeyondRation(sd_bus_message* call, const std::string& partner) 
 
 template <class Handler>
 bool Wire::RunHandler(sd_bus_message* call, Handler handler) {
-    std::string text;
     try {
         handler();
         return true;
+    } catch (...) {
+        ReplyHandlerFailed(call);
+        return false;
+    }
+}
+
+void Wire::ReplyHandlerFailed(sd_bus_message* call) {
+    std::string text;
+    try {
+        throw;
     } catch (const std::exception& error) {
         text = error.what();
     } catch (...) {
@@ -291,7 +309,6 @@ bool Wire::RunHandler(sd_bus_message* call, Handler handler) {
     text = Joined({"the application failed: ", PrintableText(text)});
     APPLIST_LOG(kError, "call from %s: %s", SenderOf(call).c_str(), text.c_str());
     ReplyError(call, endpoint_names::kHandlerFailed, text);
-    return false;
 }
 
 void Wire::ReplyError(sd_bus_message* call, const char* name, const std::string& text) {

@@ -36,6 +36,7 @@ public:
     // `onFailed` is called from the loop with a negative errno when the connection cannot go on
     // although it is open: it must be given up, and this detached.
     Wire(Endpoint& endpoint, std::string partner, std::function<void(int error)> onFailed);
+    ~Wire();
     Wire(const Wire&) = delete;
     Wire& operator=(const Wire&) = delete;
 
@@ -94,6 +95,8 @@ private:
     // Runs `work`, and answers `call` with an error when it throws.
     template <class Work>
     void Answer(sd_bus_message* call, Work work) noexcept;
+    // Answers `call` with an error for the exception that is being handled.
+    void AnswerWithFailure(sd_bus_message* call) noexcept;
     template <Method method>
     static void Execute(Wire& wire, sd_bus_message* call) noexcept;
     void Hold(CallTurns::Call held);
@@ -107,6 +110,8 @@ private:
     // returns false.
     template <class Handler>
     bool RunHandler(sd_bus_message* call, Handler handler);
+    // Answers `call` with what the exception that is being handled says.
+    void ReplyHandlerFailed(sd_bus_message* call);
     // Answers a call that is neither executed nor held, ahead of what waits.
     void Refuse(sd_bus_message* call, const std::string& text);
 
