@@ -69,7 +69,6 @@ applist_add_library(applist_remote_core
     remote/CallQueue.cpp
     remote/EventSeam.cpp
     remote/LossWatch.cpp
-    remote/RemoteError.cpp
     remote/RemoteErrors.cpp
     remote/RemoteSession.cpp)
 target_link_libraries(applist_remote_core PUBLIC applist_common)

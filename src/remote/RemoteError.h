@@ -6,7 +6,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "bus/TransportError.h"
 #include "common/Export.h"
@@ -28,8 +27,6 @@ public:
     };
 
     RemoteError(Cause cause, const std::string& text) : TransportError(text), m_cause(cause) {}
-    // With the text "<endpoint>: <text>".
-    RemoteError(Cause cause, std::string_view endpoint, std::string_view text);
 
     Cause GetCause() const { return m_cause; }
 

@@ -126,7 +126,7 @@ RemoteError RemoteErrors::FromBus(const std::string& name, const std::string& te
 }
 
 RemoteError RemoteErrors::Make(Cause cause, std::string_view text) const {
-    return RemoteError(cause, m_endpoint, text);
+    return RemoteError(cause, Joined({m_endpoint, ": ", text}));
 }
 
 }  // namespace applist
