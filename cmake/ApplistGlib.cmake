@@ -40,6 +40,11 @@ if(APPLIST_GLIB_FOUND)
         adapters/glib/ListRows.cpp
         adapters/glib/ModelCore.cpp)
     target_link_libraries(applist_glib PUBLIC applist_glib_loop applist_partner)
+    # The linker reads archives in order, and the log is to be the last. A PlatformLogPrint of the
+    # program's own comes first, and takes its place.
+    if(APPLIST_OPEN_LOG)
+        target_link_libraries(applist_glib PUBLIC applist_log)
+    endif()
 endif()
 if(APPLIST_GLIB_FOUND AND APPLIST_GTK4_FOUND)
     applist_add_adapter(gtk adapters/gtk/SelectionFollower.cpp)

@@ -9,6 +9,7 @@ if(TARGET applist::glib)
         adapters/glib/ListModelTester.cpp
         adapters/glib/Loop_test.cpp
         adapters/glib/RandomEdits_test.cpp
+        adapters/glib/RunMainLoop.cpp
         partner/EditableList.cpp
         partner/QuietLog.cpp
         partner/bus/HostileService.cpp)
@@ -16,6 +17,29 @@ if(TARGET applist::glib)
                                              GTest::gtest_main)
     gtest_discover_tests(glib_tests DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS screen TIMEOUT 240 ENVIRONMENT APPLIST_DIRECT=1)
+endif()
+
+# In a window on an X server of their own.
+if(TARGET applist::gtk AND TARGET partner_test_side)
+    add_executable(gtk_tests
+        adapters/glib/ListModelTest.cpp
+        adapters/glib/RunMainLoop.cpp
+        adapters/gtk/Launcher_test.cpp
+        adapters/gtk/SelectionFollower_test.cpp
+        adapters/gtk/TestDisplay.cpp
+        partner/EditableList.cpp
+        partner/QuietLog.cpp
+        partner/bus/HostileService.cpp
+        partner/bus/SideProcess.cpp
+        ${PROJECT_SOURCE_DIR}/examples/gtk_launcher/Launcher.cpp)
+    target_include_directories(gtk_tests PRIVATE ${PROJECT_SOURCE_DIR}/examples)
+    target_link_libraries(gtk_tests PRIVATE applist::gtk applist::service test_support GTest::gtest_main)
+    applist_started_program(partner_test_side side)
+    target_compile_definitions(gtk_tests PRIVATE PARTNER_TEST_SIDE="${side}")
+    add_dependencies(gtk_tests partner_test_side)
+    gtest_discover_tests(gtk_tests DISCOVERY_MODE PRE_TEST
+                         PROPERTIES LABELS screen TIMEOUT 120 ENVIRONMENT
+                         LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/adapters/gtk/leaks.supp)
 endif()
 
 # The adapters' headers, and names; like those of the other libraries (headers.cmake, names.cmake).

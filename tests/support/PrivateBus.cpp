@@ -216,11 +216,7 @@ void PrivateBus::Prepare(const std::string& policies) {
     m_configuration = kSessionConfiguration;
     if (!policies.empty()) {
         m_configuration = PathOf("configuration");
-        std::ofstream(m_configuration)
-            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
-               "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-            << "<busconfig><listen>systemd:</listen><auth>EXTERNAL</auth>" << policies
-            << "</busconfig>\n";
+        WriteConfiguration(policies);
     }
     // What is left of a bus whose first process was killed becomes our child, to be waited for; or
     // the child of the machine's first process, under an emulator that does not know this call.
@@ -228,6 +224,22 @@ void PrivateBus::Prepare(const std::string& policies) {
         throw Failure("PR_SET_CHILD_SUBREAPER");
     }
     Start();
+}
+
+void PrivateBus::WriteConfiguration(const std::string& policies) const {
+    std::ofstream(m_configuration)
+        << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
+           "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+        << "<busconfig><listen>systemd:</listen><auth>EXTERNAL</auth>" << policies
+        << "</busconfig>\n";
+}
+
+void PrivateBus::SetPolicies(const std::string& policies) {
+    WriteConfiguration(policies);
+    const std::string call = "busctl --address=" + m_address +
+                             " call org.freedesktop.DBus /org/freedesktop/DBus"
+                             " org.freedesktop.DBus ReloadConfig";
+    if (std::system(call.c_str()) != 0) throw Failure("new policies");
 }
 
 void PrivateBus::Start() {

@@ -48,6 +48,10 @@ public:
 
     const std::string& Address() const { return m_address; }
 
+    // Lets a dbus-daemon that was started with policies have these instead, for those who are
+    // connected already, too. Returns when it has them.
+    void SetPolicies(const std::string& policies);
+
     // Ends every process of the bus with SIGKILL, and returns when they are gone.
     void Kill();
 
@@ -68,6 +72,7 @@ public:
 private:
     std::string PathOf(const char* file) const { return m_folder + "/" + file; }
     void Prepare(const std::string& policies);
+    void WriteConfiguration(const std::string& policies) const;
 
     const BusProgram m_program;
     std::string m_folder;

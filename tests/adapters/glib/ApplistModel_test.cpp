@@ -110,7 +110,7 @@ TEST_F(AListModel, TellsWhenTheServiceIsThereWhenItsListIsReadAndWhenItIsGone) {
     m_told.clear();
 
     EndService();
-    ASSERT_TRUE(RunUntil([this] { return !applist_model_get_service_there(m_model); }));
+    ASSERT_TRUE(RunMainLoopUntil([this] { return !applist_model_get_service_there(m_model); }));
 
     EXPECT_EQ((Strings{"0 -3 +0", "selection", "service-there: gone"}), m_told);
 }
@@ -119,7 +119,7 @@ TEST_F(AListModel, IsLoadingForAsLongAsTheServiceDoesNotAnswer) {
     HostileService silent(m_bus.Address());
     StartModel();
 
-    ASSERT_TRUE(RunUntil([this] { return applist_model_get_service_there(m_model); }));
+    ASSERT_TRUE(RunMainLoopUntil([this] { return applist_model_get_service_there(m_model); }));
 
     EXPECT_TRUE(applist_model_get_loading(m_model));
     EXPECT_EQ(nullptr, ItemAtOrNull(0));
@@ -199,11 +199,13 @@ TEST_F(AListModel, HasNoSelectionWhenWhatIsSelectedIsNotInTheList) {
     StartBoth();
 
     m_list.SelectOutside("Radio", "radio");
-    ASSERT_TRUE(RunUntil([this] { return applist_model_get_selection(m_model) == nullptr; }));
+    ASSERT_TRUE(
+        RunMainLoopUntil([this] { return applist_model_get_selection(m_model) == nullptr; }));
     EXPECT_FALSE(applist_item_get_selected(ItemAt(1)));
 
     m_list.Add("Radio", "radio");
-    EXPECT_TRUE(RunUntil([this] { return applist_model_get_selection(m_model) != nullptr; }));
+    EXPECT_TRUE(
+        RunMainLoopUntil([this] { return applist_model_get_selection(m_model) != nullptr; }));
     EXPECT_TRUE(applist_item_get_selected(ItemAt(3)));
 }
 
@@ -212,7 +214,7 @@ TEST_F(AListModel, ShowsBytesThatAreNoTextAndReachesTheirItem) {
     m_list.Add("\xc3", id);
     StartService();
     StartModel();
-    ASSERT_TRUE(RunUntil([this] { return ItemAtOrNull(3) != nullptr; }));
+    ASSERT_TRUE(RunMainLoopUntil([this] { return ItemAtOrNull(3) != nullptr; }));
     ApplistItem* const item = ItemAt(3);
 
     EXPECT_STREQ("\uFFFD", applist_item_get_name(item));
@@ -222,11 +224,12 @@ TEST_F(AListModel, ShowsBytesThatAreNoTextAndReachesTheirItem) {
     EXPECT_EQ(id, std::string(static_cast<const char*>(bytes), size));
 
     applist_model_select(m_model, "a\uFFFDb\uFFFD");
-    ASSERT_TRUE(RunUntil([&] { return applist_model_get_selection(m_model) == item; }));
+    ASSERT_TRUE(RunMainLoopUntil([&] { return applist_model_get_selection(m_model) == item; }));
     applist_model_select(m_model, "maps");
-    ASSERT_TRUE(RunUntil([&] { return applist_model_get_selection(m_model) == ItemAt(0); }));
+    ASSERT_TRUE(
+        RunMainLoopUntil([&] { return applist_model_get_selection(m_model) == ItemAt(0); }));
     applist_model_select_item(m_model, item);
-    EXPECT_TRUE(RunUntil([&] { return applist_model_get_selection(m_model) == item; }));
+    EXPECT_TRUE(RunMainLoopUntil([&] { return applist_model_get_selection(m_model) == item; }));
 }
 
 TEST_F(AListModel, Writes) {
@@ -234,14 +237,14 @@ TEST_F(AListModel, Writes) {
 
     applist_model_append(m_model, "Radio", "radio");
     applist_model_append(m_model, "Video", "video");
-    ASSERT_TRUE(RunUntil([this] { return ItemAtOrNull(4) != nullptr; }));
+    ASSERT_TRUE(RunMainLoopUntil([this] { return ItemAtOrNull(4) != nullptr; }));
     applist_model_replace(m_model, "radio", "Mail", "mail");
     applist_model_remove(m_model, "video");
-    ASSERT_TRUE(RunUntil([this] { return ItemAtOrNull(4) == nullptr; }));
+    ASSERT_TRUE(RunMainLoopUntil([this] { return ItemAtOrNull(4) == nullptr; }));
     EXPECT_EQ("The maps/maps The music/music The phone/phone Mail/mail (music)", Content());
 
     applist_model_remove_item(m_model, ItemAt(3));
-    ASSERT_TRUE(RunUntil([this] { return ItemAtOrNull(3) == nullptr; }));
+    ASSERT_TRUE(RunMainLoopUntil([this] { return ItemAtOrNull(3) == nullptr; }));
     EXPECT_EQ("The maps/maps The music/music The phone/phone (music)", ContentOf(m_list));
 }
 
@@ -250,7 +253,7 @@ TEST_F(AListModel, SaysThatAWriteHasFailed) {
     Listen();
 
     applist_model_append(m_model, "Radio", "radio");
-    ASSERT_TRUE(RunUntil([this] { return !m_told.empty(); }));
+    ASSERT_TRUE(RunMainLoopUntil([this] { return !m_told.empty(); }));
 
     EXPECT_EQ(Strings{"Radio was not added: the list cannot be reached at the moment"}, m_told);
 }
@@ -286,7 +289,7 @@ TEST_F(AListModel, LooksForABusAtOnceWhenItIsAsked) {
 TEST_F(AListModel, FollowsABusThatComesBack) {
     StartBoth();
     m_bus.Kill();
-    ASSERT_TRUE(RunUntil([this] { return !applist_model_get_service_there(m_model); }));
+    ASSERT_TRUE(RunMainLoopUntil([this] { return !applist_model_get_service_there(m_model); }));
     EXPECT_EQ(nullptr, applist_model_get_error(m_model));
 
     m_bus.Start();
@@ -304,5 +307,5 @@ TEST_F(AListModel, MayGoFromInsideAHandler) {
     g_object_add_weak_pointer(G_OBJECT(m_model), &m_weak);
     StartService();
 
-    EXPECT_TRUE(RunUntil([this] { return m_weak == nullptr; }));
+    EXPECT_TRUE(RunMainLoopUntil([this] { return m_weak == nullptr; }));
 }

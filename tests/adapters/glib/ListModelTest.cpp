@@ -5,7 +5,6 @@
 #include "adapters/glib/Loop.h"
 #include "bus/BusSelection.h"
 #include "partner/QuietLog.h"
-#include "support/TestLoop.h"
 
 ListModelTest::ListModelTest() {
     ForgetLog();
@@ -30,22 +29,11 @@ void ListModelTest::StartBoth() {
     ASSERT_TRUE(BecomesEqual()) << Content();
 }
 
-bool ListModelTest::RunUntil(const std::function<bool()>& done) {
-    bool isLate = false;
-    const auto note = [](gpointer late) -> gboolean {
-        *static_cast<bool*>(late) = true;
-        return G_SOURCE_CONTINUE;
-    };
-    const auto deadline = std::chrono::milliseconds(kTestDeadline).count();
-    const guint timer = g_timeout_add(static_cast<guint>(deadline), note, &isLate);
-    while (!done() && !isLate) g_main_context_iteration(nullptr, TRUE);
-    g_source_remove(timer);
-    return !isLate;
-}
-
 bool ListModelTest::BecomesEqual() {
-    return RunUntil([this] {
+    return RunMainLoopUntil([this] {
+        const guint count = g_list_model_get_n_items(G_LIST_MODEL(m_model));
         return !applist_model_get_loading(m_model) && applist_model_get_service_there(m_model) &&
+               count == static_cast<guint>(m_list.GetItemsCount()) &&
                Content() == ContentOf(m_list);
     });
 }

@@ -7,12 +7,12 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "adapters/glib/ApplistModel.h"
+#include "adapters/glib/RunMainLoop.h"
 #include "applist/LocalAppListModel.h"
 #include "partner/EditableList.h"
 #include "support/PrivateBus.h"
@@ -28,9 +28,6 @@ protected:
 
     // Starts both, and waits until the list is shown.
     void StartBoth();
-
-    // Runs the main loop. Returns false when `done` has not become true by the tests' deadline.
-    static bool RunUntil(const std::function<bool()>& done);
 
     // Waits until the model shows what the service's list holds.
     bool BecomesEqual();

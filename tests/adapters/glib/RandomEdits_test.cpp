@@ -46,7 +46,7 @@ protected:
 
     void RestartService() {
         EndService();
-        ASSERT_TRUE(RunUntil([this] { return !applist_model_get_service_there(m_model); }));
+        ASSERT_TRUE(RunMainLoopUntil([this] { return !applist_model_get_service_there(m_model); }));
         EXPECT_TRUE(m_tester->Shown().empty());
         m_tester->TakeCounts();
         StartService();

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+
+// The window is described for GtkBuilder; the code says what it shows when, and sends what a person
+// does. Colours are the theme's, so that it is dark or light as the desktop is.
+
+#include "Launcher.h"
+
+#include <string>
+
+#include "adapters/gtk/SelectionFollower.h"
+
+// A tile is one list item; its name takes two lines at most, and is whole in the tooltip.
+static const char kTile[] = R"(<interface>
+  <template class="GtkListItem"><property name="child"><object class="GtkLabel">
+    <binding name="label"><lookup name="name" type="ApplistItem">
+      <lookup name="item">GtkListItem</lookup></lookup></binding>
+    <binding name="tooltip-text"><lookup name="name" type="ApplistItem">
+      <lookup name="item">GtkListItem</lookup></lookup></binding>
+    <property name="ellipsize">end</property>
+    <property name="wrap">1</property>
+    <property name="wrap-mode">word-char</property>
+    <property name="lines">2</property>
+    <property name="single-line-mode">1</property>
+    <property name="justify">center</property>
+    <property name="width-chars">12</property>
+    <property name="max-width-chars">12</property>
+    <property name="height-request">72</property>
+  </object></property></template>
+</interface>)";
+
+static const char kWindow[] = R"(<interface>
+  <object class="ApplistModel" id="list"/>
+  <object class="GtkSingleSelection" id="selection"><property name="model">
+    <object class="GtkFilterListModel" id="found">
+      <property name="model">list</property>
+      <property name="filter"><object class="GtkStringFilter" id="filter">
+        <property name="expression"><lookup name="name" type="ApplistItem"/></property>
+      </object></property>
+    </object>
+  </property></object>
+  <object class="GtkWindow" id="window">
+    <property name="title">Applications</property>
+    <property name="default-width">720</property>
+    <property name="default-height">480</property>
+    <property name="titlebar"><object class="GtkHeaderBar"><property name="title-widget">
+      <object class="GtkSearchEntry" id="search">
+        <property name="placeholder-text">Type to search</property>
+      </object>
+    </property></object></property>
+    <child><object class="GtkEventControllerKey" id="keys">
+      <property name="propagation-phase">capture</property>
+    </object></child>
+    <child><object class="GtkOverlay">
+      <property name="child"><object class="GtkStack" id="pages">
+        <child><object class="GtkScrolledWindow" id="grid-page">
+          <property name="child"><object class="GtkGridView" id="grid">
+            <property name="model">selection</property>
+            <property name="max-columns">12</property>
+          </object></property>
+        </object></child>
+        <child><object class="GtkBox" id="note-page">
+          <property name="orientation">vertical</property>
+          <property name="valign">center</property>
+          <property name="spacing">24</property>
+          <child><object class="GtkSpinner" id="spinner">
+            <binding name="spinning"><lookup name="loading">list</lookup></binding>
+            <binding name="visible"><lookup name="loading">list</lookup></binding>
+            <property name="height-request">48</property>
+          </object></child>
+          <child><object class="GtkLabel" id="note">
+            <property name="wrap">1</property>
+            <property name="justify">center</property>
+            <style><class name="title-2"/></style>
+          </object></child>
+        </object></child>
+      </object></property>
+      <child type="overlay"><object class="GtkRevealer" id="message-place">
+        <property name="valign">end</property>
+        <property name="halign">center</property>
+        <property name="child"><object class="GtkLabel" id="message">
+          <property name="wrap">1</property>
+          <style><class name="app-notification"/></style>
+        </object></property>
+      </object></child>
+    </object></child>
+  </object>
+</interface>)";
+
+static gpointer Get(GtkBuilder* window, const char* id) {
+    return gtk_builder_get_object(window, id);
+}
+
+// What to say instead of the list; nothing when the list is to be seen.
+static std::string Note(GtkBuilder* window) {
+    auto* const list = static_cast<ApplistModel*>(Get(window, "list"));
+    if (const char* error = applist_model_get_error(list)) return error;
+    if (!applist_model_get_service_there(list)) {
+        return "The list is gone.\nIt will be here again as soon as its service is.";
+    }
+    if (applist_model_get_loading(list)) return "Loading…";
+    if (g_list_model_get_n_items(G_LIST_MODEL(list)) == 0) return "There are no applications.";
+    if (g_list_model_get_n_items(G_LIST_MODEL(Get(window, "found"))) > 0) return "";
+    return "Nothing has this in its name.";
+}
+
+static void ShowListOrNote(GtkBuilder* window) {
+    const std::string note = Note(window);
+    auto* const pages = GTK_STACK(Get(window, "pages"));
+    auto* const page = GTK_WIDGET(Get(window, note.empty() ? "grid-page" : "note-page"));
+    gtk_label_set_text(GTK_LABEL(Get(window, "note")), note.c_str());
+    if (gtk_stack_get_visible_child(pages) == page) return;
+    gtk_stack_set_visible_child(pages, page);
+    if (note.empty()) gtk_widget_grab_focus(GTK_WIDGET(Get(window, "grid")));
+}
+
+// Also when somebody else has selected it.
+static void ShowSelection(GtkBuilder* window) {
+    const guint place = gtk_single_selection_get_selected(
+        static_cast<GtkSingleSelection*>(Get(window, "selection")));
+    if (place == GTK_INVALID_LIST_POSITION) return;
+    gtk_widget_activate_action(GTK_WIDGET(Get(window, "grid")), "list.scroll-to-item", "u", place);
+}
+
+static void Search(GtkBuilder* window) {
+    gtk_string_filter_set_search(static_cast<GtkStringFilter*>(Get(window, "filter")),
+                                 gtk_editable_get_text(GTK_EDITABLE(Get(window, "search"))));
+}
+
+static gboolean ForgetSearchOnEscape(GtkBuilder* window, guint key) {
+    if (key != GDK_KEY_Escape) return GDK_EVENT_PROPAGATE;
+    gtk_editable_set_text(GTK_EDITABLE(Get(window, "search")), "");
+    return GDK_EVENT_STOP;
+}
+
+static gboolean HideMessage(gpointer place) {
+    gtk_revealer_set_reveal_child(GTK_REVEALER(place), FALSE);
+    return G_SOURCE_REMOVE;
+}
+
+static void ShowMessage(GtkBuilder* window, const char* text) {
+    gtk_label_set_text(GTK_LABEL(Get(window, "message")), text);
+    gpointer const place = Get(window, "message-place");
+    gtk_revealer_set_reveal_child(GTK_REVEALER(place), TRUE);
+    g_source_remove_by_user_data(place);  // that of a message before
+    g_timeout_add_seconds_full(G_PRIORITY_DEFAULT, 6, HideMessage, g_object_ref(place),
+                               g_object_unref);
+}
+
+GtkWindow* NewLauncher() {
+    g_type_ensure(APPLIST_TYPE_MODEL);
+    GtkBuilder* const window = gtk_builder_new_from_string(kWindow, -1);
+    const auto connect = [window](const char* id, const char* signal, GCallback call) {
+        g_signal_connect_object(Get(window, id), signal, call, window, G_CONNECT_SWAPPED);
+    };
+    connect("list", "notify", G_CALLBACK(ShowListOrNote));
+    connect("list", "write-failed", G_CALLBACK(ShowMessage));
+    connect("found", "items-changed", G_CALLBACK(ShowListOrNote));
+    connect("selection", "notify::selected", G_CALLBACK(ShowSelection));
+    connect("search", "search-changed", G_CALLBACK(Search));
+    connect("keys", "key-pressed", G_CALLBACK(ForgetSearchOnEscape));
+    applist_selection_follow(GTK_SINGLE_SELECTION(Get(window, "selection")),
+                             APPLIST_MODEL(Get(window, "list")));
+    GBytes* const tile = g_bytes_new_static(kTile, sizeof(kTile) - 1);
+    GtkListItemFactory* const tiles = gtk_builder_list_item_factory_new_from_bytes(nullptr, tile);
+    gtk_grid_view_set_factory(GTK_GRID_VIEW(Get(window, "grid")), tiles);
+    g_object_unref(tiles);
+    g_bytes_unref(tile);
+    auto* const top = GTK_WIDGET(Get(window, "window"));
+    gtk_search_entry_set_key_capture_widget(GTK_SEARCH_ENTRY(Get(window, "search")), top);
+    // The window's last reference is the builder's.
+    g_signal_connect_swapped(top, "destroy", G_CALLBACK(g_object_unref), window);
+    ShowListOrNote(window);
+    return GTK_WINDOW(top);
+}
