@@ -2,6 +2,9 @@
 
 #include "partner/FailedWrite.h"
 
+#include <string_view>
+
+#include "common/Joined.h"
 #include "common/PrintableText.h"
 
 namespace applist {
@@ -18,7 +21,7 @@ std::string Shortened(const std::string& name) {
     if (name.size() <= kMostNameBytes) return name;
     std::size_t end = kMostNameBytes;
     while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80) --end;
-    return name.substr(0, end) + "…";
+    return Joined({std::string_view(name).substr(0, end), "…"});
 }
 
 std::string NameOf(const RemoteAppListItem& item) {
@@ -29,7 +32,7 @@ std::string NameOf(const RemoteAppListItem& item) {
 std::string SubjectOf(const FailedWrite& write) {
     if (write.operation == Operation::RemoveAll) return "the list";
     if (write.operation == Operation::Add && write.count != 1) {
-        return std::to_string(write.count) + " items";
+        return Joined({Decimal(write.count), " items"});
     }
     return NameOf(write.item);
 }

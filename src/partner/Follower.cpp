@@ -8,6 +8,7 @@
 #include "common/AppListLog.h"
 #include "common/AppListRemoteControl.h"
 #include "common/Guarded.h"
+#include "common/Joined.h"
 
 namespace applist {
 
@@ -16,22 +17,19 @@ using Cause = RemoteError::Cause;
 
 namespace {
 
-const char kEndpoint[] = "Applist: ";
-
 // What a failed read means to the caller of Synchronize, when no write has failed: that a call may
 // or may not have been executed matters for a write, and not for a read.
 RemoteError WhyNotRead(const RemoteError& failure, bool afterWrites) {
-    const std::string start = kEndpoint;
     switch (failure.GetCause()) {
         case Cause::OutcomeUnknown:
             return RemoteError(Cause::NoService,
-                               start + "the service went away" +
-                                   (afterWrites ? " after it had carried out the writes" : "") +
-                                   "; wait until it is back, or start it");
+                               Joined({"Applist: the service went away",
+                                       afterWrites ? " after it had carried out the writes" : "",
+                                       "; wait until it is back, or start it"}));
         case Cause::TimedOut:
             if (afterWrites) return failure;
             return RemoteError(Cause::TimedOut,
-                               start + "no answer in time; try again, or allow more time");
+                               "Applist: no answer in time; try again, or allow more time");
         default: return failure;
     }
 }
@@ -163,8 +161,8 @@ void Follower::ThrowFailures() {
     const std::size_t more = std::exchange(m_moreWriteFailures, 0);
     if (more == 0) throw RemoteError(first);
     throw RemoteError(first.GetCause(),
-                      std::string(first.what()) + " (and " + std::to_string(more) +
-                          (more == 1 ? " more write" : " more writes") + " failed)");
+                      Joined({first.what(), " (and ", Decimal(more),
+                              more == 1 ? " more write" : " more writes", " failed)"}));
 }
 
 // ---- Following the service ----------------------------------------------------------------------
