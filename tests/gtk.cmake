@@ -47,7 +47,7 @@ function(applist_add_adapter_headers library standards)
     foreach(header IN LISTS ARGN)
         applist_add_compile_test(adapters/${header} adapters/${header} ${standards})
         set_property(TEST headers.adapters/${header}
-                     PROPERTY ENVIRONMENT APPLIST_LIBRARIES=${library})
+                     PROPERTY ENVIRONMENT APPLIST_PACKAGES=${library})
     endforeach()
 endfunction()
 function(applist_add_c_headers library)

@@ -12,7 +12,8 @@ endfunction()
 
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/src
      ${PROJECT_SOURCE_DIR}/src/*.h)
-list(FILTER headers EXCLUDE REGEX ^adapters/)
+# Those of the adapters take their toolkits.
+list(FILTER headers EXCLUDE REGEX "^adapters/")
 list(APPEND headers AppList.h)
 foreach(header IN LISTS headers)
     if(header IN_LIST applist_public_headers)

@@ -30,6 +30,7 @@ PACKAGECONFIG[desktop] = "-DAPPLIST_DESKTOP_ENTRIES=ON,-DAPPLIST_DESKTOP_ENTRIES
 EXTRA_OECMAKE = "\
     -DAPPLIST_EXAMPLES=OFF \
     -DAPPLIST_GTK=OFF \
+    -DAPPLIST_QT=OFF \
     -DAPPLIST_SYSTEM_UNIT_DIR=${systemd_system_unitdir} \
     -DAPPLIST_USER_UNIT_DIR=${systemd_user_unitdir} \
     -DAPPLIST_SYSUSERS_DIR=${nonarch_libdir}/sysusers.d \

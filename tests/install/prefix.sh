@@ -10,7 +10,7 @@ set -euo pipefail
 readonly root=$1 cmake=$2 generator=$3 build=$4 prefix=$5
 
 "$cmake" -S "$root" -B "$build" -G "$generator" -DCMAKE_BUILD_TYPE=Release -DAPPLIST_APPS=ON \
-    -DAPPLIST_EXAMPLES=OFF -DAPPLIST_GTK=OFF -DAPPLIST_MAN=OFF \
+    -DAPPLIST_EXAMPLES=OFF -DAPPLIST_GTK=OFF -DAPPLIST_QT=OFF -DAPPLIST_MAN=OFF \
     -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_INSTALL_LIBEXECDIR=libexec
 "$cmake" --build "$build"
 rm -rf "$prefix"

@@ -9,7 +9,7 @@ import unittest
 
 ROOT = pathlib.Path(os.environ["APPLIST_SOURCES"])
 LINE = "SPDX-License-Identifier: MIT"
-SUFFIXES = {".bash", ".bb", ".cmake", ".cpp", ".fish", ".h", ".py", ".sh", ".spec"}
+SUFFIXES = {".bash", ".bb", ".cmake", ".cpp", ".fish", ".h", ".py", ".qml", ".sh", ".spec"}
 # What is made here, and inputs whose every byte counts.
 LEFT = {".git", "build", "corpus"}
 

@@ -7,7 +7,7 @@
 # simulation TARGET: an optimised build of the simulation.
 simulation() {
     quietly cmake -S . -B build/sim -G Ninja -DCMAKE_BUILD_TYPE=Release -DAPPLIST_APPS=OFF \
-        -DAPPLIST_GTK=OFF -DAPPLIST_TESTS=ON
+        -DAPPLIST_GTK=OFF -DAPPLIST_QT=OFF -DAPPLIST_TESTS=ON
     quietly cmake --build build/sim --target "$1"
 }
 
