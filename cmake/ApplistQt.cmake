@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: MIT
 
-# applist::qt: the list as a model of Qt's, and the sd-event loop run by Qt's. Nothing else needs Qt.
+# applist::qt: the list as a model of Qt's, and the sd-event loop run by Qt's. Nothing else needs
+# Qt.
 
-set(APPLIST_QT AUTO CACHE STRING "Build applist::qt, which needs Qt 6: AUTO (when it is there), ON or OFF")
+set(APPLIST_QT AUTO CACHE STRING
+    "Build applist::qt, which needs Qt 6: AUTO (when it is there), ON or OFF")
 set_property(CACHE APPLIST_QT PROPERTY STRINGS AUTO ON OFF)
 
 set(applist_has_qt OFF)
