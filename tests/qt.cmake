@@ -22,3 +22,29 @@ foreach(header ListModel.h Qml.h SdEventDriver.h)
     set_property(TEST headers.adapters/qt/${header} PROPERTY ENVIRONMENT
                  "APPLIST_PACKAGES=Qt6Core Qt6Qml")
 endforeach()
+
+# The example's window, on an X server of the test's own.
+if(APPLIST_APPS)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Quick Test)
+    find_program(APPLIST_XVFB Xvfb)
+    find_program(APPLIST_XDOTOOL xdotool)
+    if(NOT APPLIST_XVFB OR NOT APPLIST_XDOTOOL)
+        message(FATAL_ERROR "The tests in windows need Xvfb and xdotool: install xvfb and xdotool, "
+                            "or set APPLIST_QT to OFF")
+    endif()
+    add_executable(qml_launcher_tests adapters/qt/Launcher_test.cpp)
+    target_compile_definitions(qml_launcher_tests PRIVATE
+        APPLISTD="$<TARGET_FILE:applistd>"
+        APPLISTCTL="$<TARGET_FILE:applistctl>"
+        QML_LAUNCHER="$<TARGET_FILE:qml_launcher>")
+    target_link_libraries(qml_launcher_tests PRIVATE applist::qt applist::log test_support
+                                                     Qt6::Quick Qt6::Test GTest::gtest_main)
+    set(launcher ${PROJECT_SOURCE_DIR}/examples/qml_launcher)
+    qt_add_resources(qml_launcher_tests launcher PREFIX / BASE ${launcher}
+                     FILES ${launcher}/Launcher.qml)
+    add_dependencies(qml_launcher_tests applistd applistctl qml_launcher)
+    set(leaks ${CMAKE_CURRENT_SOURCE_DIR}/adapters/qt/leaks.supp)
+    gtest_discover_tests(qml_launcher_tests DISCOVERY_MODE PRE_TEST
+                         PROPERTIES LABELS screen TIMEOUT 120 ENVIRONMENT
+                         LSAN_OPTIONS=suppressions=${leaks}:print_suppressions=0)
+endif()
