@@ -235,12 +235,15 @@ void ListModel::RemoveStep(const RowChange& change) {
 // Insertions and new names come last, from the first row to the last: these rows are where they
 // will be.
 void ListModel::InsertStep(const RowChange& change, const std::vector<AppListItem*>& items) {
-    beginInsertRows(QModelIndex(), ToRow(change.row), ToRow(change.row + change.count - 1));
     std::vector<RemoteAppListItem> added;
     added.reserve(change.count);
     for (std::size_t row = change.row; row < change.row + change.count; ++row) {
         added.emplace_back(*items[row]);
     }
+    // What throws does so before the view is told.
+    const std::size_t size = m_rows.size() + change.count;
+    if (size > m_rows.capacity()) m_rows.reserve(std::max(size, 2 * m_rows.capacity()));
+    beginInsertRows(QModelIndex(), ToRow(change.row), ToRow(change.row + change.count - 1));
     m_rows.insert(At(m_rows, change.row), std::make_move_iterator(added.begin()),
                   std::make_move_iterator(added.end()));
     endInsertRows();

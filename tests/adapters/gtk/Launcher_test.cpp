@@ -290,7 +290,7 @@ TEST_F(ALauncher, SaysThatTheServiceIsGoneAndShowsItsListWhenItIsBack) {
 
     m_service->Kill();
     ASSERT_TRUE(RunMainLoopUntil([&] { return Says(gone); }));
-    TakePicture("gtk-launcher-gone.png");
+    TakePicture("gtk_launcher_gone.png");
     StartService({"phone"});
 
     EXPECT_TRUE(RunMainLoopUntil([this] { return Tiles() == Strings{"Name of phone"}; }));
@@ -365,9 +365,9 @@ TEST_F(ALauncher, LaysOutLongAndOddNamesInLightAndDark) {
     WaitForFrame();
 
     EXPECT_EQ(std::set<int>{HeightOf("Name of maps")}, TileHeights());
-    TakePicture("gtk-launcher-light.png");
+    TakePicture("gtk_launcher.png");
     SetDark(TRUE);
-    TakePicture("gtk-launcher-dark.png");
+    TakePicture("gtk_launcher_dark.png");
     SetDark(FALSE);
 }
 
@@ -394,5 +394,5 @@ TEST_F(ALauncherThatMayOnlyRead, SaysThatAWriteWasRefusedAndGoesBackToWhatIsSele
 
     EXPECT_EQ("Name of music was not selected: you are not allowed to change the list", Message());
     EXPECT_EQ("maps", Selected());
-    TakePicture("gtk-launcher-refused.png");
+    TakePicture("gtk_launcher_refused.png");
 }
