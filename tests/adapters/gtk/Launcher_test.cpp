@@ -47,15 +47,15 @@ std::string Policy(const std::string& exception) {
 
 }  // namespace
 
-class ALauncher : public ::testing::Test {
+class AGtkLauncher : public ::testing::Test {
 protected:
-    explicit ALauncher(std::unique_ptr<PrivateBus> bus = std::make_unique<PrivateBus>(BusVariety{
+    explicit AGtkLauncher(std::unique_ptr<PrivateBus> bus = std::make_unique<PrivateBus>(BusVariety{
                            BusProgram::Daemon, BusLimits::Session}))
         : m_bus(std::move(bus)) {
         ForgetLog();
         applist::SelectBusAddress(m_bus->Address());
     }
-    ~ALauncher() override {
+    ~AGtkLauncher() override {
         if (m_window != nullptr) gtk_window_destroy(m_window);
         applist::SelectBus(applist::BusKind::Automatic);
     }
@@ -232,7 +232,7 @@ protected:
     GtkWindow* m_window = nullptr;
 };
 
-TEST_F(ALauncher, ShowsTheList) {
+TEST_F(AGtkLauncher, ShowsTheList) {
     OpenWith({"maps", "music", "phone"});
 
     EXPECT_EQ((Strings{"Name of maps", "Name of music", "Name of phone"}), Tiles());
@@ -242,7 +242,7 @@ TEST_F(ALauncher, ShowsTheList) {
     EXPECT_TRUE(RunMainLoopUntil([this] { return Tiles().size() == 4; }));
 }
 
-TEST_F(ALauncher, FollowsTheServicesSelection) {
+TEST_F(AGtkLauncher, FollowsTheServicesSelection) {
     OpenWith({"maps", "music", "phone"});
 
     m_service->Ask("select phone");
@@ -250,7 +250,7 @@ TEST_F(ALauncher, FollowsTheServicesSelection) {
     EXPECT_TRUE(BecomesSelected("phone"));
 }
 
-TEST_F(ALauncher, SelectsWithTheArrowKeys) {
+TEST_F(AGtkLauncher, SelectsWithTheArrowKeys) {
     OpenWith({"maps", "music", "phone"});
 
     Press("Right");
@@ -259,7 +259,7 @@ TEST_F(ALauncher, SelectsWithTheArrowKeys) {
     EXPECT_TRUE(BecomesSelected("phone"));
 }
 
-TEST_F(ALauncher, SelectsWhatIsTapped) {
+TEST_F(AGtkLauncher, SelectsWhatIsTapped) {
     OpenWith({"maps", "music", "phone"});
 
     Tap("Name of phone");
@@ -267,7 +267,7 @@ TEST_F(ALauncher, SelectsWhatIsTapped) {
     EXPECT_TRUE(BecomesSelected("phone"));
 }
 
-TEST_F(ALauncher, SearchesForWhatIsTyped) {
+TEST_F(AGtkLauncher, SearchesForWhatIsTyped) {
     OpenWith({"maps", "music", "phone"});
 
     Press("m u s");
@@ -281,7 +281,7 @@ TEST_F(ALauncher, SearchesForWhatIsTyped) {
     EXPECT_TRUE(BecomesSelected("maps"));
 }
 
-TEST_F(ALauncher, SaysThatTheServiceIsGoneAndShowsItsListWhenItIsBack) {
+TEST_F(AGtkLauncher, SaysThatTheServiceIsGoneAndShowsItsListWhenItIsBack) {
     const std::string gone = "The list is gone.\nIt will be here again as soon as its service is.";
     Open();
     EXPECT_TRUE(Says(gone));
@@ -297,7 +297,7 @@ TEST_F(ALauncher, SaysThatTheServiceIsGoneAndShowsItsListWhenItIsBack) {
     EXPECT_TRUE(BecomesSelected("phone"));
 }
 
-TEST_F(ALauncher, SaysThatTheListIsLoading) {
+TEST_F(AGtkLauncher, SaysThatTheListIsLoading) {
     HostileService silent(m_bus->Address());
     Open();
 
@@ -305,7 +305,7 @@ TEST_F(ALauncher, SaysThatTheListIsLoading) {
     EXPECT_NE(nullptr, Find("GtkSpinner"));
 }
 
-TEST_F(ALauncher, SaysThatTheListIsEmpty) {
+TEST_F(AGtkLauncher, SaysThatTheListIsEmpty) {
     StartService({});
     Open();
 
@@ -313,7 +313,7 @@ TEST_F(ALauncher, SaysThatTheListIsEmpty) {
     EXPECT_EQ(nullptr, Find("GtkSpinner"));
 }
 
-TEST_F(ALauncher, SaysWhyThereIsNoBus) {
+TEST_F(AGtkLauncher, SaysWhyThereIsNoBus) {
     m_bus->Kill();
     Open();
 
@@ -322,7 +322,7 @@ TEST_F(ALauncher, SaysWhyThereIsNoBus) {
 }
 
 // How long a frame takes is noted in the test's output, and nothing depends on it.
-TEST_F(ALauncher, ScrollsThroughTenThousandItems) {
+TEST_F(AGtkLauncher, ScrollsThroughTenThousandItems) {
     StartService({});
     m_service->Ask("fill 10000");
     Open();
@@ -347,7 +347,7 @@ TEST_F(ALauncher, ScrollsThroughTenThousandItems) {
     EXPECT_GT(2000u, tiles.size());
 }
 
-TEST_F(ALauncher, LaysOutLongAndOddNamesInLightAndDark) {
+TEST_F(AGtkLauncher, LaysOutLongAndOddNamesInLightAndDark) {
     OpenWith({"maps", "music", "phone"});
     const Strings names{"Calculator",
                         "A name that goes on and on until nobody can read it to its end",
@@ -373,10 +373,10 @@ TEST_F(ALauncher, LaysOutLongAndOddNamesInLightAndDark) {
 
 // The bus starts to refuse when the list has been read. Over a direct channel it would not be
 // asked.
-class ALauncherThatMayOnlyRead : public ALauncher {
+class ALauncherThatMayOnlyRead : public AGtkLauncher {
 protected:
     ALauncherThatMayOnlyRead()
-        : ALauncher(std::make_unique<PrivateBus>(BusProgram::Daemon, Policy(""))) {
+        : AGtkLauncher(std::make_unique<PrivateBus>(BusProgram::Daemon, Policy(""))) {
         setenv("APPLIST_DIRECT", "0", 1);
     }
     ~ALauncherThatMayOnlyRead() override { setenv("APPLIST_DIRECT", "1", 1); }

@@ -91,12 +91,12 @@ QPalette DarkPalette() {
 
 }  // namespace
 
-class ALauncher : public ::testing::Test {
+class AQmlLauncher : public ::testing::Test {
 protected:
-    ALauncher() {
+    AQmlLauncher() {
         UseBus(std::make_unique<PrivateBus>(BusVariety{BusProgram::Daemon, BusLimits::Session}));
     }
-    ~ALauncher() override { KillService(); }
+    ~AQmlLauncher() override { KillService(); }
 
     void UseBus(std::unique_ptr<PrivateBus> bus) {
         m_bus = std::move(bus);
@@ -183,7 +183,7 @@ protected:
     QQuickWindow* m_window = nullptr;
 };
 
-TEST_F(ALauncher, ShowsNamesOfAllKinds) {
+TEST_F(AQmlLauncher, ShowsNamesOfAllKinds) {
     StartService(kOddItems);
     OpenWindow();
     for (const char* name : {"Maps", "<b>Bold</b> &amp; <i>more</i>", "turned around",
@@ -195,7 +195,7 @@ TEST_F(ALauncher, ShowsNamesOfAllKinds) {
     TakePicture("qml_launcher");
 }
 
-TEST_F(ALauncher, TakesTheSystemsColours) {
+TEST_F(AQmlLauncher, TakesTheSystemsColours) {
     QGuiApplication::setPalette(DarkPalette());
     StartService(kOddItems);
     OpenWindow();
@@ -204,7 +204,7 @@ TEST_F(ALauncher, TakesTheSystemsColours) {
     TakePicture("qml_launcher_dark");
 }
 
-TEST_F(ALauncher, MovesTheServicesSelectionWithTheArrowKeys) {
+TEST_F(AQmlLauncher, MovesTheServicesSelectionWithTheArrowKeys) {
     StartService(Items(10));
     OpenWindow();
     ASSERT_TRUE(IsSelected("Application 0"));
@@ -219,7 +219,7 @@ TEST_F(ALauncher, MovesTheServicesSelectionWithTheArrowKeys) {
     EXPECT_TRUE(IsSelected("Application 1"));
 }
 
-TEST_F(ALauncher, SelectsWhatIsTapped) {
+TEST_F(AQmlLauncher, SelectsWhatIsTapped) {
     StartService(Items(10));
     OpenWindow();
     ASSERT_TRUE(IsShown("Application 6"));
@@ -230,7 +230,7 @@ TEST_F(ALauncher, SelectsWhatIsTapped) {
     EXPECT_EQ(SelectedIdOfService(), "id6");
 }
 
-TEST_F(ALauncher, FindsWhatIsTyped) {
+TEST_F(AQmlLauncher, FindsWhatIsTyped) {
     StartService(kOddItems);
     OpenWindow();
     ASSERT_TRUE(IsShown("Maps"));
@@ -246,7 +246,7 @@ TEST_F(ALauncher, FindsWhatIsTyped) {
     EXPECT_TRUE(IsShown("Maps"));
 }
 
-TEST_F(ALauncher, SaysThatTheServiceIsGoneAndShowsItAgain) {
+TEST_F(AQmlLauncher, SaysThatTheServiceIsGoneAndShowsItAgain) {
     OpenWindow();
     EXPECT_TRUE(Says("state", "There is no list at the moment"));
     StartService(Items(3));
@@ -259,13 +259,13 @@ TEST_F(ALauncher, SaysThatTheServiceIsGoneAndShowsItAgain) {
     EXPECT_TRUE(IsSelected("Application 0"));
 }
 
-TEST_F(ALauncher, SaysThatTheListIsEmpty) {
+TEST_F(AQmlLauncher, SaysThatTheListIsEmpty) {
     StartService("");
     OpenWindow();
     EXPECT_TRUE(Says("state", "The list is empty"));
 }
 
-TEST_F(ALauncher, SaysWhyThereIsNoBus) {
+TEST_F(AQmlLauncher, SaysWhyThereIsNoBus) {
     m_bus->Kill();
     OpenWindow();
     const QString text = Item("state")->property("text").toString();
@@ -275,7 +275,7 @@ TEST_F(ALauncher, SaysWhyThereIsNoBus) {
 }
 
 // Reading takes the same call as writing, so that nothing can be read either.
-TEST_F(ALauncher, SaysThatAWriteWasRefused) {
+TEST_F(AQmlLauncher, SaysThatAWriteWasRefused) {
     UseBus(std::make_unique<PrivateBus>(
         BusProgram::Daemon,
         "<policy context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
@@ -294,7 +294,7 @@ TEST_F(ALauncher, SaysThatAWriteWasRefused) {
 }
 
 // Frame times are written down, and no more: they are the machine's.
-TEST_F(ALauncher, ScrollsTenThousandItems) {
+TEST_F(AQmlLauncher, ScrollsTenThousandItems) {
     StartService(Items(10000));
     OpenWindow();
     ASSERT_TRUE(IsSelected("Application 0"));
@@ -317,7 +317,7 @@ TEST_F(ALauncher, ScrollsTenThousandItems) {
                 times[count / 2], times[count * 99 / 100], times.back());
 }
 
-TEST_F(ALauncher, IsAProgramThatTakesKeys) {
+TEST_F(AQmlLauncher, IsAProgramThatTakesKeys) {
     StartService(Items(10));
     QProcess program;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
