@@ -50,7 +50,7 @@ std::string Policy(const std::string& exception) {
 class AGtkLauncher : public ::testing::Test {
 protected:
     explicit AGtkLauncher(std::unique_ptr<PrivateBus> bus = std::make_unique<PrivateBus>(BusVariety{
-                           BusProgram::Daemon, BusLimits::Session}))
+                              BusProgram::Daemon, BusLimits::Session}))
         : m_bus(std::move(bus)) {
         ForgetLog();
         applist::SelectBusAddress(m_bus->Address());
@@ -373,16 +373,16 @@ TEST_F(AGtkLauncher, LaysOutLongAndOddNamesInLightAndDark) {
 
 // The bus starts to refuse when the list has been read. Over a direct channel it would not be
 // asked.
-class ALauncherThatMayOnlyRead : public AGtkLauncher {
+class AGtkLauncherThatMayOnlyRead : public AGtkLauncher {
 protected:
-    ALauncherThatMayOnlyRead()
+    AGtkLauncherThatMayOnlyRead()
         : AGtkLauncher(std::make_unique<PrivateBus>(BusProgram::Daemon, Policy(""))) {
         setenv("APPLIST_DIRECT", "0", 1);
     }
-    ~ALauncherThatMayOnlyRead() override { setenv("APPLIST_DIRECT", "1", 1); }
+    ~AGtkLauncherThatMayOnlyRead() override { setenv("APPLIST_DIRECT", "1", 1); }
 };
 
-TEST_F(ALauncherThatMayOnlyRead, SaysThatAWriteWasRefusedAndGoesBackToWhatIsSelected) {
+TEST_F(AGtkLauncherThatMayOnlyRead, SaysThatAWriteWasRefusedAndGoesBackToWhatIsSelected) {
     OpenWith({"maps", "music", "phone"});
     ASSERT_TRUE(BecomesSelected("maps"));
     m_bus->SetPolicies(

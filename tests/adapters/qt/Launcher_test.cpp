@@ -125,6 +125,8 @@ protected:
         m_window = qobject_cast<QQuickWindow*>(m_engine->rootObjects().front());
         ASSERT_TRUE(QTest::qWaitForWindowExposed(m_window));
         m_window->requestActivate();
+        // Before that, keys go nowhere.
+        ASSERT_TRUE(RunQtUntil([this] { return m_window->activeFocusItem() != nullptr; }));
     }
 
     // An item by its objectName, when it is shown.
