@@ -47,4 +47,15 @@ if(APPLIST_APPS)
     gtest_discover_tests(qml_launcher_tests DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS screen TIMEOUT 120 ENVIRONMENT
                          LSAN_OPTIONS=suppressions=${leaks}:print_suppressions=0)
+    # What ./dev demo --window shows.
+    add_test(NAME examples.window
+             COMMAND ${APPLIST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/examples/window_test.py)
+    set_tests_properties(examples.window PROPERTIES LABELS screen TIMEOUT 120)
+    set_property(TEST examples.window PROPERTY ENVIRONMENT
+        APPLIST_PROGRAMS=${CMAKE_BINARY_DIR}/bin
+        APPLIST_SOURCES=${PROJECT_SOURCE_DIR}
+        APPLISTD=$<TARGET_FILE:applistd>
+        ASAN_OPTIONS=detect_leaks=0
+        PYTHONPATH=${CMAKE_CURRENT_SOURCE_DIR}/apps
+        PYTHONDONTWRITEBYTECODE=1)
 endif()
