@@ -68,7 +68,8 @@ const char* Reason(Cause cause) {
 
 std::string FailedWrite::Text() const {
     const Cause cause = error.GetCause();
-    const bool isUnknown = cause == Cause::TimedOut || cause == Cause::OutcomeUnknown;
+    const bool isUnknown = cause == Cause::TimedOut || cause == Cause::OutcomeUnknown ||
+                           cause == Cause::NotUnderstood || cause == Cause::Failed;
     const bool isMany = operation == Operation::Add && count != 1;
     return SubjectOf(*this) +
            (isUnknown ? " may not have been "

@@ -123,9 +123,10 @@ void Fetcher::Take(const Read& read, RemoteReply* list, const RemoteReply& selec
     });
     if (!isTold) m_failure = m_noMemory;
     if (outcome != Outcome::Failed) m_failure.reset();
-    if (outcome == Outcome::Shown && list != nullptr) m_isListRead = true;
     if (read.outOfTurn != 0 && read.outOfTurn == m_lastReadNow) m_whyNotReadNow = m_failure;
     Guarded("reading the list again", [&] { Finish(read, outcome); });
+    // Not before: the next read may have failed already, which is told, and this one is not yet.
+    if (outcome == Outcome::Shown && list != nullptr) m_isListRead = true;
     m_port.ReplicaChanged(change);
 }
 

@@ -16,10 +16,14 @@ namespace {
 // alone, different ids do not make so long a chain in a list of any size.
 constexpr int kMaxSteps = 16;
 
-// The places of a list, in chains by the hash of the item's id; in each chain in their order.
+// What items are told apart by. A list of equal ids and different names takes no longer when nobody
+// asks for the ids.
+enum class Key { Line, Id };
+
+// The places of a list, in chains by the hash of the item's key; in each chain in their order.
 class Chains {
 public:
-    explicit Chains(const ItemRange& items) : m_entries(items.count) {
+    Chains(const ItemRange& items, Key key) : m_key(key), m_entries(items.count) {
         while (m_first.size() < items.count) m_first.resize(2 * m_first.size());
         std::fill(m_first.begin(), m_first.end(), kNone);
         // Backwards, so that the first comes to stand at the front of its chain.
@@ -29,8 +33,9 @@ public:
         }
     }
 
-    static std::uint32_t HashOf(const ItemText& item) {
-        return static_cast<std::uint32_t>(std::hash<std::string_view>()(item.IdText()));
+    std::uint32_t HashOf(const ItemText& item) const {
+        const std::string_view text = m_key == Key::Line ? item.Line() : item.IdText();
+        return static_cast<std::uint32_t>(std::hash<std::string_view>()(text));
     }
 
     // Each is where the place is written, so that it can be taken out of its chain.
@@ -44,6 +49,7 @@ private:
         std::uint32_t next;  // place in the same chain
     };
 
+    const Key m_key;
     std::vector<Entry> m_entries;
     std::vector<std::uint32_t> m_first = std::vector<std::uint32_t>(1);
 };
@@ -58,8 +64,8 @@ struct Candidate {
 // equal ones fast. Each step returns false when a chain is too long to look through.
 class ByHash {
 public:
-    ByHash(const ItemRange& before, const ItemRange& now)
-        : m_before(before), m_now(now), m_chains(before), m_was(now.count, kNone) {}
+    ByHash(const ItemRange& before, const ItemRange& now, Key key)
+        : m_before(before), m_now(now), m_chains(before, key), m_was(now.count, kNone) {}
 
     // Appends those to `others`, if it is not null, that may have another name.
     bool FindEqual(std::vector<Candidate>* others) {
@@ -93,7 +99,7 @@ public:
 private:
     bool TakeEqual(std::uint32_t place, std::uint32_t& sameId) {
         const ItemText& item = m_now.at(place);
-        const std::uint32_t hash = Chains::HashOf(item);
+        const std::uint32_t hash = m_chains.HashOf(item);
         int steps = 0;
         for (std::uint32_t* at = m_chains.First(hash); *at != kNone; at = m_chains.Next(*at)) {
             const bool isSameId =
@@ -219,7 +225,7 @@ PairedById PairByOrder(const ItemRange& before, const ItemRange& now, bool alsoR
 
 Places PairEqual(const ItemRange& before, const ItemRange& now) {
     if (before.count == 0 || now.count == 0) return Places(now.count, kNone);
-    ByHash byHash(before, now);
+    ByHash byHash(before, now, Key::Line);
     if (byHash.FindEqual(nullptr)) return byHash.TakePlaces();
     return PairByOrder(before, now, /* alsoRenamed */ false).was;
 }
@@ -227,7 +233,7 @@ Places PairEqual(const ItemRange& before, const ItemRange& now) {
 PairedById PairById(const ItemRange& before, const ItemRange& now) {
     PairedById pairs = NonePaired(before, now);
     if (before.count == 0 || now.count == 0) return pairs;
-    ByHash byHash(before, now);
+    ByHash byHash(before, now, Key::Id);
     std::vector<Candidate> others;
     if (!byHash.FindEqual(&others)) return PairByOrder(before, now, /* alsoRenamed */ true);
     pairs.was = byHash.TakePlaces();

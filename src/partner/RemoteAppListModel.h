@@ -47,7 +47,8 @@ public:
     // into those of GetAllItems. First rows are removed, from the last to the first; then some are
     // moved; then new ones are inserted and others renamed, both from the first to the last. When
     // all ids are different, fewer rows would not do. Of items with equal ids those with equal
-    // names are taken to be the same, in their order, and then the others.
+    // names are taken to be the same, in their order, and then the others. Whatever a listener
+    // throws, the next changes start from the rows after these.
     virtual void RowsChanged(RemoteAppListModel* applist,
                              const std::vector<RowChange>& changes) = 0;
 

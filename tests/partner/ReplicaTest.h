@@ -37,16 +37,16 @@ inline std::string ListOf(const std::string& ids) {
     return text;
 }
 
-inline std::size_t HashOf(std::string_view id) {
-    return std::hash<std::string_view>()(id);
+inline std::size_t HashOf(std::string_view line) {
+    return std::hash<std::string_view>()(line);
 }
 
-// Items whose ids' hashes all end with the same bits, so that a table holds them in one place.
+// Items whose hashes all end with the same bits, so that a table holds them in one place.
 inline Texts CrowdedLines(std::size_t count) {
     Texts lines;
     for (int number = 0; lines.size() < count; ++number) {
-        const std::string id = std::to_string(number);
-        if ((HashOf(id) & 0xfff) == 0) lines.push_back("\t" + id + "\n");
+        const std::string line = "\t" + std::to_string(number);
+        if ((HashOf(line) & 0xfff) == 0) lines.push_back(line + "\n");
     }
     return lines;
 }

@@ -437,10 +437,11 @@ TEST(TheTextOfAFailedWrite, SaysWhyAndWhetherItIsKnown) {
     EXPECT_EQ("Maps may not have been selected: no answer came in time", textOf(Cause::TimedOut));
     EXPECT_EQ("Maps may not have been selected: the list went away meanwhile",
               textOf(Cause::OutcomeUnknown));
-    EXPECT_EQ("Maps was not selected: the answer was not understood", textOf(Cause::NotUnderstood));
+    EXPECT_EQ("Maps may not have been selected: the answer was not understood",
+              textOf(Cause::NotUnderstood));
     EXPECT_EQ("Maps was not selected: the list reported an error", textOf(Cause::ServiceError));
     EXPECT_EQ("Maps was not selected: the list is too busy; try again", textOf(Cause::NotExecuted));
-    EXPECT_EQ("Maps was not selected: an error of the system; the log may say more",
+    EXPECT_EQ("Maps may not have been selected: an error of the system; the log may say more",
               textOf(Cause::Failed));
 }
 
