@@ -24,7 +24,7 @@ foreach(header ListModel.h Qml.h SdEventDriver.h)
 endforeach()
 
 # The example's window, on an X server of the test's own.
-if(APPLIST_APPS)
+if(TARGET qml_launcher)
     find_package(Qt6 6.4 REQUIRED COMPONENTS Quick Test)
     find_program(APPLIST_XVFB Xvfb)
     find_program(APPLIST_XDOTOOL xdotool)

@@ -8,7 +8,8 @@
 // bus/BusSelection.h, which bus) and has the thread's default main context run the sd-event loop
 // (adapters/glib/Loop.h): a program does not need to do more than run its main loop.
 //
-// An item that stays in the list stays the same object, also when it moves or gets another name.
+// An item that stays in the list stays the same object, also when it moves or gets another name,
+// unless more than a thousand rows apart from each other change at once: then all are new objects.
 // "items-changed" tells of no row that stays as it is. An item that moves is taken out first and
 // then put in again; an item with another name is replaced by itself, so that filters and sorters
 // look at it again.

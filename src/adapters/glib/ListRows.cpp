@@ -49,6 +49,24 @@ private:
 
 void ListRows::Apply(const std::vector<RowChange>& changes,
                      const std::vector<AppListItem*>& items) {
+    const bool isInStep = std::exchange(m_isInStep, false);  // until all went well
+    if (isInStep && changes.size() <= kMostSteps) {
+        ApplySteps(changes, items);
+    } else {
+        BeginAnew(items);
+    }
+    m_isInStep = true;
+}
+
+void ListRows::BeginAnew(const std::vector<AppListItem*>& items) {
+    std::vector<Item> rows;
+    rows.reserve(items.size());
+    for (AppListItem* item : items) rows.push_back(NewItem(item));
+    Splice({0, m_rows.size()}, rows);
+}
+
+void ListRows::ApplySteps(const std::vector<RowChange>& changes,
+                          const std::vector<AppListItem*>& items) {
     Rows rows = RowsAfter(changes);
     TakeOutMoved(rows);
     std::size_t next = 0;  // of m_rows, all of which before it are as they will be
@@ -121,6 +139,9 @@ void ListRows::Splice(Range old, const std::vector<Item>& items) {
     const auto both = static_cast<std::ptrdiff_t>(std::min(removed, items.size()));
     // What is removed stays alive until the views have been told.
     const std::vector<Item> gone(Place(m_rows, old.begin), Place(m_rows, old.end));
+    // What throws does so before anything is another.
+    const std::size_t size = m_rows.size() - removed + items.size();
+    if (size > m_rows.capacity()) m_rows.reserve(std::max(size, 2 * m_rows.capacity()));
     std::copy(items.begin(), items.begin() + both, Place(m_rows, old.begin));
     m_rows.erase(Place(m_rows, old.begin) + both, Place(m_rows, old.end));
     m_rows.insert(Place(m_rows, old.begin) + both, items.begin() + both, items.end());

@@ -59,6 +59,7 @@ void ModelCore::Connect() {
         Listen();
         SetError(std::string());
     } catch (const std::exception& error) {
+        m_model.reset();
         ConnectLater();
         SetError(error.what());
     }

@@ -33,13 +33,15 @@ ApplistItem* Wanted(const Follower* follower) {
                                        : applist_model_get_selection(follower->model);
 }
 
+// Whoever hears of it may drop the selection, or have it follow another model.
 void Show(Follower* follower) {
     const ApplistItem* const wanted = Wanted(follower);
     if (gtk_single_selection_get_selected_item(follower->selection) == wanted) return;
+    auto* const selection = GTK_SINGLE_SELECTION(g_object_ref(follower->selection));
     follower->isShowing = true;
-    gtk_single_selection_set_selected(follower->selection,
-                                      PlaceOf(G_LIST_MODEL(follower->selection), wanted));
-    follower->isShowing = false;
+    gtk_single_selection_set_selected(selection, PlaceOf(G_LIST_MODEL(selection), wanted));
+    if (g_object_get_data(G_OBJECT(selection), kKey) == follower) follower->isShowing = false;
+    g_object_unref(selection);
 }
 
 void ForgetChoice(Follower* follower) {
@@ -101,7 +103,9 @@ void applist_selection_follow(GtkSingleSelection* selection, ApplistModel* model
     const auto connect = [follower](gpointer object, const char* signal, void (*call)(Follower*)) {
         g_signal_connect_swapped(object, signal, G_CALLBACK(call), follower);
     };
-    connect(selection, "items-changed", OnItemsChanged);
+    // After the views, which may have come later: what is selected must be a row that they know.
+    g_signal_connect_data(selection, "items-changed", G_CALLBACK(OnItemsChanged), follower, nullptr,
+                          static_cast<GConnectFlags>(G_CONNECT_SWAPPED | G_CONNECT_AFTER));
     connect(selection, "notify::selected-item", OnSelected);
     connect(model, "notify::selection", OnServiceSelected);
     connect(model, "write-failed", OnWriteFailed);

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <exception>
 #include <iterator>
+#include <utility>
 
 #include "adapters/qt/SdEventDriver.h"
 #include "partner/RemoteAppListModel.h"
@@ -17,6 +18,10 @@ using Operation = FailedWrite::Operation;
 namespace {
 
 constexpr std::chrono::milliseconds kLastRetry{10000};
+
+// At each step a view, or a model in between, may look at all its rows: whoever is told of more
+// steps than this has less to do when it begins anew.
+constexpr std::size_t kMostSteps = 1000;
 
 QString Shown(const std::string& bytes) {
     return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
@@ -214,16 +219,33 @@ RemoteAppListItem ListModel::ItemWith(const QString& id) const {
 
 // A view may read the rows at each step, and finds them as they are after that step.
 void ListModel::Apply(const std::vector<RowChange>& changes) {
+    const bool isInStep = std::exchange(m_isInStep, false);  // until all went well
     const std::vector<AppListItem*> items = remote()->GetAllItems();
-    for (const RowChange& change : changes) {
-        switch (change.kind) {
-            case RowChange::Kind::Removed: RemoveStep(change); break;
-            case RowChange::Kind::Inserted: InsertStep(change, items); break;
-            case RowChange::Kind::Moved: MoveStep(change); break;
-            case RowChange::Kind::Renamed: RenameStep(change, items); break;
-        }
+    if (!isInStep || changes.size() > kMostSteps) {
+        BeginAnew(items);
+    } else {
+        for (const RowChange& change : changes) ApplyStep(change, items);
     }
+    m_isInStep = true;
     ShowSelection();
+}
+
+void ListModel::BeginAnew(const std::vector<AppListItem*>& items) {
+    std::vector<RemoteAppListItem> rows;
+    rows.reserve(items.size());
+    for (AppListItem* item : items) rows.emplace_back(*item);
+    beginResetModel();
+    m_rows.swap(rows);
+    endResetModel();
+}
+
+void ListModel::ApplyStep(const RowChange& change, const std::vector<AppListItem*>& items) {
+    switch (change.kind) {
+        case RowChange::Kind::Removed: return RemoveStep(change);
+        case RowChange::Kind::Inserted: return InsertStep(change, items);
+        case RowChange::Kind::Moved: return MoveStep(change);
+        case RowChange::Kind::Renamed: return RenameStep(change, items);
+    }
 }
 
 void ListModel::RemoveStep(const RowChange& change) {
@@ -270,15 +292,15 @@ void ListModel::RenameStep(const RowChange& change, const std::vector<AppListIte
                        {Qt::DisplayRole, NameRole});
 }
 
-// Of rows with the same id the first one is selected.
+// By its place in the list, as ids may repeat. What is not in the list has none.
 void ListModel::ShowSelection() {
-    const std::string id = remote()->GetSelection()->GetUnigueId();
+    AppListItem* const selected = remote()->GetSelection();
+    const std::vector<AppListItem*> items = remote()->GetAllItems();
+    const std::string id = selected->GetUnigueId();
     const bool isOther = id != m_selectedId;
     m_selectedId = id;
-    MoveSelectionTo(static_cast<int>(
-        std::find_if(m_rows.begin(), m_rows.end(),
-                     [&](const RemoteAppListItem& each) { return each.UniqueId() == id; }) -
-        m_rows.begin()));
+    MoveSelectionTo(
+        static_cast<int>(std::find(items.begin(), items.end(), selected) - items.begin()));
     if (isOther) Q_EMIT selectionChanged();
     if (selectedRow() == m_toldRow) return;
     m_toldRow = selectedRow();

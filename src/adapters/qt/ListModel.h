@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 
 // The service's list as a model of Qt's, for views in QML and in widgets. Its rows follow the
-// service with insertions, removals, moves and changes, and never with a reset. It drives the
+// service with insertions, removals, moves and changes; with a reset only where it would take more
+// than a thousand of those, or memory was short. It drives the
 // thread's default sd-event loop (adapters/qt/SdEventDriver.h), so that a program needs nothing
 // else but Qt's event loop.
 //
@@ -37,7 +38,8 @@ namespace applist::qt {
 class APPLIST_EXPORT ListModel : public QAbstractListModel {
     Q_OBJECT
 
-    // The id of what is selected, and its row; empty and -1 when nothing of the list is.
+    // The id of what is selected, which is empty when nothing is; and its row, -1 when it is not in
+    // the list.
     Q_PROPERTY(QString selection READ selection NOTIFY selectionChanged)
     Q_PROPERTY(int selectedRow READ selectedRow NOTIFY selectedRowChanged)
 
@@ -121,6 +123,8 @@ private:
     RemoteAppListItem ItemWith(const QString& id) const;
 
     void Apply(const std::vector<RowChange>& changes);
+    void ApplyStep(const RowChange& change, const std::vector<AppListItem*>& items);
+    void BeginAnew(const std::vector<AppListItem*>& items);
     void RemoveStep(const RowChange& change);
     void InsertStep(const RowChange& change, const std::vector<AppListItem*>& items);
     void MoveStep(const RowChange& change);
@@ -130,6 +134,7 @@ private:
     void ShowState();
 
     std::vector<RemoteAppListItem> m_rows;
+    bool m_isInStep = true;  // the rows are those that the next changes start from
     QPersistentModelIndex m_selected;
     std::string m_selectedId;
     int m_toldRow = -1;

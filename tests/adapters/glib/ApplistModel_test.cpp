@@ -146,6 +146,25 @@ TEST_F(AListModel, TellsOfNeighboursOfOneRegionAtOnce) {
     EXPECT_EQ((Strings{"1 -1 +2", "selection"}), m_told);
 }
 
+// Each of more steps than a thousand would cost a view that has many rows more than all rows do.
+TEST_F(AListModel, TellsOfAllRowsAtOnceWhereItWouldTakeTooManySteps) {
+    m_list.Fill(3000);
+    StartBoth();
+    std::string told;
+    using Note = void (*)(GListModel*, guint, guint, guint, std::string*);
+    const Note note = [](GListModel*, guint row, guint removed, guint added, std::string* all) {
+        *all += std::to_string(row) + " " + std::to_string(removed) + " " + std::to_string(added);
+    };
+    g_signal_connect(m_model, "items-changed", G_CALLBACK(note), &told);
+    const std::string before = std::to_string(m_list.GetItemsCount());
+    for (std::size_t row = 3000; row > 0; row -= 2) m_list.RemoveAt(row - 1);
+
+    EXPECT_TRUE(BecomesEqual());
+    EXPECT_EQ("0 " + before + " " + std::to_string(m_list.GetItemsCount()), told);
+    m_list.Rename(m_list.GetAllItems().front()->GetUnigueId(), "Another name");
+    EXPECT_TRUE(BecomesEqual());
+}
+
 TEST_F(AListModel, KeepsAnItemThatMovesAndOneThatGetsAnotherName) {
     StartBoth();
     Listen();

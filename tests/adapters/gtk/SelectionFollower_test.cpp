@@ -47,6 +47,22 @@ TEST_F(ASelectionThatFollows, SelectsWhatTheServiceHasSelected) {
     EXPECT_EQ("radio", ServicesSelection());
 }
 
+// The view hears of new rows after whoever was there before it.
+TEST_F(ASelectionThatFollows, SelectsOnlyRowsThatAViewKnows) {
+    GtkWidget* const view = gtk_list_view_new(GTK_SELECTION_MODEL(g_object_ref(m_selection)),
+                                              gtk_signal_list_item_factory_new());
+    GtkWidget* const window = gtk_window_new();
+    gtk_window_set_child(GTK_WINDOW(window), view);
+    gtk_window_present(GTK_WINDOW(window));
+    ASSERT_TRUE(RunMainLoopUntil([view] { return gtk_widget_get_mapped(view); }));
+
+    m_list.Move(1, 2);
+    EXPECT_TRUE(BecomesEqual());
+    EXPECT_EQ("music", Selected());
+    EXPECT_EQ(2u, gtk_single_selection_get_selected(m_selection));
+    gtk_window_destroy(GTK_WINDOW(window));
+}
+
 TEST_F(ASelectionThatFollows, TellsTheServiceWhatAPersonChooses) {
     Choose(2);
     EXPECT_EQ("phone", Selected());

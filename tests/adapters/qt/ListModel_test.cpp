@@ -118,6 +118,23 @@ TEST_F(AListModel, TellsThatItsSelectedRowMovesWhileTheSelectionStays) {
     EXPECT_EQ(selections, 0);
 }
 
+// Each of more steps than a thousand would cost a view that has many rows more than all rows do.
+TEST_F(AListModel, BeginsAnewWhereItWouldTakeTooManySteps) {
+    m_list.Fill(3000);
+    StartBoth();
+    int resets = 0;
+    QObject::connect(m_model.get(), &ListModel::modelReset, m_model.get(), [&] { ++resets; });
+    for (std::size_t row = 3000; row > 0; row -= 2) m_list.RemoveAt(row - 1);
+    EXPECT_TRUE(RunQtUntil([&] { return m_model->rowCount() == m_list.GetItemsCount(); }));
+    EXPECT_EQ(resets, 1);
+
+    m_list.Add("Radio", "radio");
+    m_list.Select("radio");
+    EXPECT_TRUE(RunQtUntil([&] { return m_model->selection() == "radio"; }));
+    EXPECT_EQ(m_model->selectedRow(), m_list.GetItemsCount() - 1);
+    EXPECT_EQ(resets, 1);
+}
+
 TEST_F(AListModel, Selects) {
     StartBoth();
     m_model->select("maps");
