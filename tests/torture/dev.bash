@@ -16,7 +16,7 @@ fault_matrix() {
 torture() {
     local seconds=${1:-} seed=${2:-$((RANDOM + 1))} limit=() failed=0
     quietly cmake -S . -B build/torture -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-        -DAPPLIST_TESTS=ON -DAPPLIST_QT=OFF
+        -DAPPLIST_GTK=OFF -DAPPLIST_QT=OFF -DAPPLIST_TESTS=ON
     quietly cmake --build build/torture \
         --target applistd applistctl example_follow faulty_libc torture
     [ -z "$seconds" ] || limit=(--seconds $((seconds / 3)))

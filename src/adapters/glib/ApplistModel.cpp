@@ -141,3 +141,8 @@ void applist_model_replace(ApplistModel* model, const char* id, const char* new_
         model->core->Replace(model->core->Find(id), {new_name, new_id});
     });
 }
+
+void applist_model_replace_item(ApplistModel* model, ApplistItem* item, const char* new_name,
+                                const char* new_id) {
+    Guarded("replacing an item", [&] { model->core->Replace(BytesOf(item), {new_name, new_id}); });
+}

@@ -68,5 +68,7 @@ APPLIST_EXPORT void applist_model_remove(ApplistModel* model, const char* id);
 APPLIST_EXPORT void applist_model_remove_item(ApplistModel* model, ApplistItem* item);
 APPLIST_EXPORT void applist_model_replace(ApplistModel* model, const char* id, const char* new_name,
                                           const char* new_id);
+APPLIST_EXPORT void applist_model_replace_item(ApplistModel* model, ApplistItem* item,
+                                               const char* new_name, const char* new_id);
 
 G_END_DECLS

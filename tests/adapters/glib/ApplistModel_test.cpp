@@ -262,6 +262,11 @@ TEST_F(AListModel, Writes) {
     ASSERT_TRUE(RunMainLoopUntil([this] { return ItemAtOrNull(4) == nullptr; }));
     EXPECT_EQ("The maps/maps The music/music The phone/phone Mail/mail (music)", Content());
 
+    applist_model_replace_item(m_model, ItemAt(3), "Post", "post");
+    EXPECT_TRUE(RunMainLoopUntil([this] {
+        return Content() == "The maps/maps The music/music The phone/phone Post/post (music)";
+    })) << Content();
+
     applist_model_remove_item(m_model, ItemAt(3));
     ASSERT_TRUE(RunMainLoopUntil([this] { return ItemAtOrNull(3) == nullptr; }));
     EXPECT_EQ("The maps/maps The music/music The phone/phone (music)", ContentOf(m_list));
