@@ -46,6 +46,7 @@ public:
     void ReplicaChanged(const Replica::Change& change) override {
         if (change.items) m_told += "items ";
         if (change.selection) m_told += "selection ";
+        if (m_onChanged) m_onChanged(change);
     }
 
     // Answers what is under way.
@@ -88,6 +89,7 @@ public:
     std::optional<RemoteError> m_error;
     std::optional<RemoteError> m_refusal;  // told at once
     bool m_hasNoMemory = false;
+    std::function<void(const Replica::Change&)> m_onChanged;
     microseconds m_now{0};
     std::vector<microseconds> m_delays;
 
@@ -376,6 +378,26 @@ TEST_F(AFetcher, WaitsAfterARestartForATimeOfItsOwn) {
     }
     EXPECT_EQ((Ids{2002, 2001}), m_port.TakeRequests());
     EXPECT_EQ((Ids{2002, 2001}), otherPort.TakeRequests());
+}
+
+// The next read may be sent, and refused, before anybody hears of the items of this one.
+TEST_F(AFetcher, HasReadTheListWhenItsItemsAreToldAndNotBefore) {
+    std::vector<std::string> told;
+    m_port.m_onChanged = [&](const Replica::Change& change) {
+        told.push_back(std::string(change.items ? "items" : "nothing") +
+                       (m_fetcher.IsListRead() ? ", read" : ", not read"));
+    };
+    m_fetcher.ServiceIsGone();
+    m_fetcher.ServiceIsThere();
+    m_port.RunUntilAsked();
+    m_port.m_list += "C\tc\n";
+    m_fetcher.SelectionHasChanged();
+    m_port.m_now += 2 * FetchPlan::kFrame;
+    m_port.m_refusal = RemoteError(RemoteError::Cause::TooMuch, "Applist: too much waits");
+
+    m_port.Answer();
+
+    EXPECT_EQ((std::vector<std::string>{"nothing, not read", "items, read"}), told);
 }
 
 // A read that began before a write says nothing of it.
