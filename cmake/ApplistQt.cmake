@@ -3,7 +3,12 @@
 # applist::qt: the list as a model of Qt's, and the sd-event loop run by Qt's. Nothing else needs
 # Qt.
 
-set(APPLIST_QT AUTO CACHE STRING
+# Looking for Qt leaves much in the cache, which is shared with whoever takes this project in.
+set(applist_qt_default AUTO)
+if(NOT PROJECT_IS_TOP_LEVEL)
+    set(applist_qt_default OFF)
+endif()
+set(APPLIST_QT ${applist_qt_default} CACHE STRING
     "Build applist::qt, which needs Qt 6: AUTO (when it is there), ON or OFF")
 set_property(CACHE APPLIST_QT PROPERTY STRINGS AUTO ON OFF)
 
