@@ -29,12 +29,27 @@ std::string NameOf(const RemoteAppListItem& item) {
     return name.empty() ? "the item" : PrintableText(Shortened(name));
 }
 
+bool IsOfMany(const FailedWrite& write) {
+    return write.operation == Operation::Add && write.count != 1;
+}
+
 std::string SubjectOf(const FailedWrite& write) {
     if (write.operation == Operation::RemoveAll) return "the list";
-    if (write.operation == Operation::Add && write.count != 1) {
+    if (IsOfMany(write)) {
         return Joined({Decimal(write.count), " items"});
     }
     return NameOf(write.item);
+}
+
+// Of some failures nobody knows whether the write was carried out before.
+const char* WasIt(const FailedWrite& write) {
+    switch (write.error.GetCause()) {
+        case Cause::TimedOut:
+        case Cause::OutcomeUnknown:
+        case Cause::NotUnderstood:
+        case Cause::Failed: return " may not have been ";
+        default: return IsOfMany(write) ? " were not " : " was not ";
+    }
 }
 
 const char* WhatWasDone(Operation operation) {
@@ -67,15 +82,8 @@ const char* Reason(Cause cause) {
 }  // namespace
 
 std::string FailedWrite::Text() const {
-    const Cause cause = error.GetCause();
-    const bool isUnknown = cause == Cause::TimedOut || cause == Cause::OutcomeUnknown ||
-                           cause == Cause::NotUnderstood || cause == Cause::Failed;
-    const bool isMany = operation == Operation::Add && count != 1;
-    return SubjectOf(*this) +
-           (isUnknown ? " may not have been "
-            : isMany  ? " were not "
-                      : " was not ") +
-           WhatWasDone(operation) + ": " + Reason(cause);
+    return Joined(
+        {SubjectOf(*this), WasIt(*this), WhatWasDone(operation), ": ", Reason(error.GetCause())});
 }
 
 }  // namespace applist
