@@ -9,25 +9,6 @@
 
 #include "adapters/gtk/SelectionFollower.h"
 
-// A tile is one list item; its name takes two lines at most, and is whole in the tooltip.
-static const char kTile[] = R"(<interface>
-  <template class="GtkListItem"><property name="child"><object class="GtkLabel">
-    <binding name="label"><lookup name="name" type="ApplistItem">
-      <lookup name="item">GtkListItem</lookup></lookup></binding>
-    <binding name="tooltip-text"><lookup name="name" type="ApplistItem">
-      <lookup name="item">GtkListItem</lookup></lookup></binding>
-    <property name="ellipsize">end</property>
-    <property name="wrap">1</property>
-    <property name="wrap-mode">word-char</property>
-    <property name="lines">2</property>
-    <property name="single-line-mode">1</property>
-    <property name="justify">center</property>
-    <property name="width-chars">12</property>
-    <property name="max-width-chars">12</property>
-    <property name="height-request">72</property>
-  </object></property></template>
-</interface>)";
-
 static const char kWindow[] = R"(<interface>
   <object class="ApplistModel" id="list"/>
   <object class="GtkSingleSelection" id="selection"><property name="model">
@@ -55,6 +36,9 @@ static const char kWindow[] = R"(<interface>
         <child><object class="GtkScrolledWindow" id="grid-page">
           <property name="child"><object class="GtkGridView" id="grid">
             <property name="model">selection</property>
+            <property name="factory">
+              <object class="GtkSignalListItemFactory" id="tiles"/>
+            </property>
             <property name="max-columns">12</property>
           </object></property>
         </object></child>
@@ -85,6 +69,40 @@ static const char kWindow[] = R"(<interface>
     </object></child>
   </object>
 </interface>)";
+
+// A name may be empty, take megabytes, and hold line ends or marks that turn it around.
+static char* LabelOf(ApplistItem* item) {
+    const char* at = applist_item_get_name(item);
+    if (*at == '\0') at = applist_item_get_id(item);
+    GString* const label = g_string_new(nullptr);
+    for (int count = 0; count < 200 && *at != '\0'; ++count, at = g_utf8_next_char(at)) {
+        const gunichar each = g_utf8_get_char(at);
+        const bool isBlank = g_unichar_isspace(each) || g_unichar_iscntrl(each);
+        const bool isMark =
+            (each >= 0x202a && each <= 0x202e) || (each >= 0x2066 && each <= 0x2069);
+        if (isBlank && !g_str_has_suffix(label->str, " ")) g_string_append_c(label, ' ');
+        if (!isBlank && !isMark) g_string_append_unichar(label, each);
+    }
+    return g_string_free(label, FALSE);
+}
+
+static void SetUpTile(GtkListItemFactory*, GtkListItem* place) {
+    GtkWidget* const label = gtk_label_new(nullptr);
+    gtk_widget_set_size_request(label, -1, 72);
+    g_object_set(label, "wrap", TRUE, "wrap-mode", PANGO_WRAP_WORD_CHAR, "lines", 2, "ellipsize",
+                 PANGO_ELLIPSIZE_END, "width-chars", 12, "max-width-chars", 12, "justify",
+                 GTK_JUSTIFY_CENTER, nullptr);
+    gtk_list_item_set_child(place, label);
+}
+
+// Called again when the item has another name: it is then replaced by itself.
+static void ShowItem(GtkListItemFactory*, GtkListItem* place) {
+    GtkWidget* const tile = gtk_list_item_get_child(place);
+    char* const label = LabelOf(APPLIST_ITEM(gtk_list_item_get_item(place)));
+    gtk_label_set_text(GTK_LABEL(tile), label);
+    gtk_widget_set_tooltip_text(tile, label);
+    g_free(label);
+}
 
 static gpointer Get(GtkBuilder* window, const char* id) {
     return gtk_builder_get_object(window, id);
@@ -160,11 +178,8 @@ GtkWindow* NewLauncher() {
     connect("keys", "key-pressed", G_CALLBACK(ForgetSearchOnEscape));
     applist_selection_follow(GTK_SINGLE_SELECTION(Get(window, "selection")),
                              APPLIST_MODEL(Get(window, "list")));
-    GBytes* const tile = g_bytes_new_static(kTile, sizeof(kTile) - 1);
-    GtkListItemFactory* const tiles = gtk_builder_list_item_factory_new_from_bytes(nullptr, tile);
-    gtk_grid_view_set_factory(GTK_GRID_VIEW(Get(window, "grid")), tiles);
-    g_object_unref(tiles);
-    g_bytes_unref(tile);
+    g_signal_connect(Get(window, "tiles"), "setup", G_CALLBACK(SetUpTile), nullptr);
+    g_signal_connect(Get(window, "tiles"), "bind", G_CALLBACK(ShowItem), nullptr);
     auto* const top = GTK_WIDGET(Get(window, "window"));
     gtk_search_entry_set_key_capture_widget(GTK_SEARCH_ENTRY(Get(window, "search")), top);
     // The window's last reference is the builder's.

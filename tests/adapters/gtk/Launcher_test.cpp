@@ -143,6 +143,14 @@ protected:
         });
         return tile;
     }
+    // The tooltip that the mouse would bring up above it; empty when there is none.
+    static std::string TooltipOf(GtkWidget* tile) {
+        const char* text = nullptr;
+        for (; tile != nullptr && text == nullptr; tile = gtk_widget_get_parent(tile)) {
+            text = gtk_widget_get_tooltip_text(tile);
+        }
+        return text == nullptr ? "" : text;
+    }
     int HeightOf(const std::string& text) const { return gtk_widget_get_height(Tile(text)); }
     std::set<int> TileHeights() const {
         std::set<int> heights;
@@ -369,6 +377,29 @@ TEST_F(AGtkLauncher, LaysOutLongAndOddNamesInLightAndDark) {
     SetDark(TRUE);
     TakePicture("gtk_launcher_dark.png");
     SetDark(FALSE);
+}
+
+TEST_F(AGtkLauncher, ShowsTheBeginningOfANameWithoutLineEndsAndMarks) {
+    OpenWith({"maps"});
+    const std::string much(1000000, 'm');
+    const std::string beginning = much.substr(0, 200);
+    const Strings names{"One\n \t\r\xc2\x85\xe2\x80\xa9two",
+                        "\u202aa\u202bb\u202cc\u202dd\u202ee\u2066f\u2067g\u2068h\u2069", "", much};
+    for (const std::string& name : names) applist_model_append(Model(), name.c_str(), "the\nid");
+
+    const Strings labels{"Name of maps", "One two", "abcdefgh", "the id", beginning};
+    EXPECT_TRUE(RunMainLoopUntil([&] { return Tiles() == labels; }));
+    for (const std::string& label : labels) EXPECT_EQ(label, TooltipOf(Tile(label)));
+}
+
+TEST_F(AGtkLauncher, ShowsTheNewNameOfAnItem) {
+    OpenWith({"maps", "music"});
+
+    m_service->Ask("rename music");
+
+    const Strings labels{"Name of maps", "New name of music"};
+    EXPECT_TRUE(RunMainLoopUntil([&] { return Tiles() == labels; }));
+    EXPECT_EQ("New name of music", TooltipOf(Tile("New name of music")));
 }
 
 // The bus starts to refuse when the list has been read. Over a direct channel it would not be

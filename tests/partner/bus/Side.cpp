@@ -56,6 +56,9 @@ public:
         } else if (command == "select") {
             arguments >> id;
             m_list.Select(id);
+        } else if (command == "rename") {
+            arguments >> id;
+            m_list.Rename(id, "New name of " + id);
         } else if (command == "fill") {
             arguments >> count;
             m_list.Fill(count);
