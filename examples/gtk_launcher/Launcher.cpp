@@ -3,11 +3,22 @@
 // The window is described for GtkBuilder; the code says what it shows when, and sends what a person
 // does. Colours are the theme's, so that it is dark or light as the desktop is.
 
+#define GDK_VERSION_MIN_REQUIRED GDK_VERSION_4_8  // what is deprecated since is fine
+
 #include "Launcher.h"
 
 #include <string>
 
 #include "adapters/gtk/SelectionFollower.h"
+
+static const char kStyle[] = R"(
+gridview > child { border-radius: 12px; padding: 0; }
+gridview > child > box { margin: 10px 4px; border-spacing: 6px; min-height: 96px; }
+.letter { border-radius: 14px; min-width: 56px; min-height: 56px; }
+.letter { color: white; font-size: 28px; font-weight: bold; }
+.red { background: #b84650; } .brown { background: #b87a46; } .green { background: #46a05c; }
+.teal { background: #3c9ba0; } .plum { background: #7d55b4; } .pink { background: #b84696; })";
+static const char* const kColours[] = {"red", "brown", "green", "teal", "plum", "pink"};
 
 static const char kWindow[] = R"(<interface>
   <object class="ApplistModel" id="list"/>
@@ -87,21 +98,40 @@ static char* LabelOf(ApplistItem* item) {
 }
 
 static void SetUpTile(GtkListItemFactory*, GtkListItem* place) {
+    GtkWidget* const tile = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+    GtkWidget* const square = gtk_label_new(nullptr);
+    gtk_widget_set_halign(square, GTK_ALIGN_CENTER);
+    gtk_box_append(GTK_BOX(tile), square);
     GtkWidget* const label = gtk_label_new(nullptr);
-    gtk_widget_set_size_request(label, -1, 72);
     g_object_set(label, "wrap", TRUE, "wrap-mode", PANGO_WRAP_WORD_CHAR, "lines", 2, "ellipsize",
-                 PANGO_ELLIPSIZE_END, "width-chars", 12, "max-width-chars", 12, "justify",
-                 GTK_JUSTIFY_CENTER, nullptr);
-    gtk_list_item_set_child(place, label);
+                 PANGO_ELLIPSIZE_END, "width-chars", 14, "max-width-chars", 14, "justify",
+                 GTK_JUSTIFY_CENTER, "yalign", 0.0, "vexpand", TRUE, nullptr);
+    gtk_box_append(GTK_BOX(tile), label);
+    gtk_list_item_set_child(place, tile);
 }
 
 // Called again when the item has another name: it is then replaced by itself.
 static void ShowItem(GtkListItemFactory*, GtkListItem* place) {
     GtkWidget* const tile = gtk_list_item_get_child(place);
+    GtkWidget* const square = gtk_widget_get_first_child(tile);
     char* const label = LabelOf(APPLIST_ITEM(gtk_list_item_get_item(place)));
-    gtk_label_set_text(GTK_LABEL(tile), label);
+    char* const letter = g_utf8_strup(label, g_utf8_next_char(label) - label);
+    const char* classes[] = {"letter", kColours[g_str_hash(label) % G_N_ELEMENTS(kColours)],
+                             nullptr};
+    gtk_widget_set_css_classes(square, classes);
+    gtk_label_set_text(GTK_LABEL(square), letter);
+    gtk_label_set_text(GTK_LABEL(gtk_widget_get_last_child(tile)), label);
     gtk_widget_set_tooltip_text(tile, label);
+    g_free(letter);
     g_free(label);
+}
+
+static void UseStyle() {
+    GtkCssProvider* const style = gtk_css_provider_new();
+    gtk_css_provider_load_from_data(style, kStyle, -1);
+    gtk_style_context_add_provider_for_display(gdk_display_get_default(), GTK_STYLE_PROVIDER(style),
+                                               GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+    g_object_unref(style);
 }
 
 static gpointer Get(GtkBuilder* window, const char* id) {
@@ -165,6 +195,7 @@ static void ShowMessage(GtkBuilder* window, const char* text) {
 }
 
 GtkWindow* NewLauncher() {
+    UseStyle();
     g_type_ensure(APPLIST_TYPE_MODEL);
     GtkBuilder* const window = gtk_builder_new_from_string(kWindow, -1);
     const auto connect = [window](const char* id, const char* signal, GCallback call) {

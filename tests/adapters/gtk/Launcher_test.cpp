@@ -38,6 +38,14 @@ void ForEachShown(GtkWidget* widget, const std::function<void(GtkWidget*)>& see)
     for (; child != nullptr; child = gtk_widget_get_next_sibling(child)) ForEachShown(child, see);
 }
 
+bool IsLetter(GtkWidget* widget) {
+    return gtk_widget_has_css_class(widget, "letter");
+}
+
+bool IsText(GtkWidget* widget) {
+    return GTK_IS_LABEL(widget) && !IsLetter(widget);
+}
+
 const char kEverything[] =
     "<allow send_destination=\"*\"/><allow receive_sender=\"*\"/><allow own=\"*\"/>";
 
@@ -90,13 +98,13 @@ protected:
         return found;
     }
 
-    // The texts below the first widget of this type.
+    // The texts below the first widget of this type, but for the tiles' letters.
     Strings TextsIn(const char* type) const {
         Strings texts;
         GtkWidget* const from = Find(type);
         if (from == nullptr) return texts;
         ForEachShown(from, [&](GtkWidget* each) {
-            if (GTK_IS_LABEL(each)) texts.emplace_back(gtk_label_get_text(GTK_LABEL(each)));
+            if (IsText(each)) texts.emplace_back(gtk_label_get_text(GTK_LABEL(each)));
         });
         return texts;
     }
@@ -139,9 +147,25 @@ protected:
     GtkWidget* Tile(const std::string& text) const {
         GtkWidget* tile = nullptr;
         ForEachShown(Find("GtkGridView"), [&](GtkWidget* each) {
-            if (GTK_IS_LABEL(each) && text == gtk_label_get_text(GTK_LABEL(each))) tile = each;
+            if (IsText(each) && text == gtk_label_get_text(GTK_LABEL(each))) tile = each;
         });
         return tile;
+    }
+    struct Letter {
+        std::string text;
+        std::string colour;
+    };
+    std::vector<Letter> Letters() const {
+        std::vector<Letter> letters;
+        ForEachShown(Find("GtkGridView"), [&](GtkWidget* each) {
+            if (!IsLetter(each)) return;
+            char** const classes = gtk_widget_get_css_classes(each);
+            char* const colour = g_strjoinv(" ", classes);
+            letters.push_back({gtk_label_get_text(GTK_LABEL(each)), colour});
+            g_free(colour);
+            g_strfreev(classes);
+        });
+        return letters;
     }
     // The tooltip that the mouse would bring up above it; empty when there is none.
     static std::string TooltipOf(GtkWidget* tile) {
@@ -155,7 +179,7 @@ protected:
     std::set<int> TileHeights() const {
         std::set<int> heights;
         ForEachShown(Find("GtkGridView"), [&](GtkWidget* each) {
-            if (GTK_IS_LABEL(each)) heights.insert(gtk_widget_get_height(each));
+            if (IsText(each)) heights.insert(gtk_widget_get_height(each));
         });
         return heights;
     }
@@ -390,6 +414,25 @@ TEST_F(AGtkLauncher, ShowsTheBeginningOfANameWithoutLineEndsAndMarks) {
     const Strings labels{"Name of maps", "One two", "abcdefgh", "the id", beginning};
     EXPECT_TRUE(RunMainLoopUntil([&] { return Tiles() == labels; }));
     for (const std::string& label : labels) EXPECT_EQ(label, TooltipOf(Tile(label)));
+}
+
+TEST_F(AGtkLauncher, ShowsTheFirstLetterInAColourOfTheName) {
+    OpenWith({"maps"});
+    const Strings names{"radio", "radio", "éclair", "<b>", "数独", ""};
+    for (const std::string& name : names) applist_model_append(Model(), name.c_str(), "");
+    ASSERT_TRUE(RunMainLoopUntil([&] { return Tiles().size() == 1 + names.size(); }));
+
+    const std::vector<Letter> letters = Letters();
+    ASSERT_EQ(1 + names.size(), letters.size());
+    std::string texts;
+    std::set<std::string> colours;
+    for (const Letter& letter : letters) {
+        texts += letter.text + " ";
+        colours.insert(letter.colour);
+    }
+    EXPECT_EQ("N R R É < 数  ", texts);
+    EXPECT_EQ(letters[1].colour, letters[2].colour);
+    EXPECT_LT(1u, colours.size());
 }
 
 TEST_F(AGtkLauncher, ShowsTheNewNameOfAnItem) {
