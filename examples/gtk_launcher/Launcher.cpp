@@ -151,6 +151,21 @@ static std::string Note(GtkBuilder* window) {
     return "Nothing has this in its name.";
 }
 
+// Also when somebody else has selected it: the arrow keys go on from the tile with the focus.
+static void ShowSelection(GtkBuilder* window) {
+    const guint place = gtk_single_selection_get_selected(
+        static_cast<GtkSingleSelection*>(Get(window, "selection")));
+    if (place == GTK_INVALID_LIST_POSITION) return;
+    auto* const grid = GTK_WIDGET(Get(window, "grid"));
+    gtk_widget_activate_action(grid, "list.scroll-to-item", "u", place);
+    if (gtk_widget_get_focus_child(grid) == nullptr) return;
+    GtkWidget* tile = gtk_widget_get_first_child(grid);
+    while (tile != nullptr && !(gtk_widget_get_state_flags(tile) & GTK_STATE_FLAG_SELECTED)) {
+        tile = gtk_widget_get_next_sibling(tile);
+    }
+    if (tile != nullptr) gtk_widget_grab_focus(tile);
+}
+
 static void ShowListOrNote(GtkBuilder* window) {
     const std::string note = Note(window);
     auto* const pages = GTK_STACK(Get(window, "pages"));
@@ -158,15 +173,9 @@ static void ShowListOrNote(GtkBuilder* window) {
     gtk_label_set_text(GTK_LABEL(Get(window, "note")), note.c_str());
     if (gtk_stack_get_visible_child(pages) == page) return;
     gtk_stack_set_visible_child(pages, page);
-    if (note.empty()) gtk_widget_grab_focus(GTK_WIDGET(Get(window, "grid")));
-}
-
-// Also when somebody else has selected it.
-static void ShowSelection(GtkBuilder* window) {
-    const guint place = gtk_single_selection_get_selected(
-        static_cast<GtkSingleSelection*>(Get(window, "selection")));
-    if (place == GTK_INVALID_LIST_POSITION) return;
-    gtk_widget_activate_action(GTK_WIDGET(Get(window, "grid")), "list.scroll-to-item", "u", place);
+    if (!note.empty()) return;
+    gtk_widget_grab_focus(GTK_WIDGET(Get(window, "grid")));
+    ShowSelection(window);
 }
 
 static void Search(GtkBuilder* window) {

@@ -138,6 +138,9 @@ protected:
         return RunMainLoopUntil(
             [&] { return ServicesSelection() == id && Selected() == id && IsShownByModel(id); });
     }
+    bool BecomesShown(const std::string& id) const {
+        return RunMainLoopUntil([&] { return Selected() == id && IsShownByModel(id); });
+    }
     bool IsShownByModel(const std::string& id) const {
         gpointer const item = gtk_single_selection_get_selected_item(Selection());
         return item != nullptr && applist_item_get_selected(APPLIST_ITEM(item)) &&
@@ -289,6 +292,37 @@ TEST_F(AGtkLauncher, SelectsWithTheArrowKeys) {
     EXPECT_TRUE(BecomesSelected("music"));
     Press("Right Left Right");
     EXPECT_TRUE(BecomesSelected("phone"));
+}
+
+TEST_F(AGtkLauncher, GoesOnFromWhatSomebodyElseHasSelected) {
+    StartService({});
+    m_service->Ask("fill 1000");
+    m_service->Ask("select id500");
+    Open();
+    ASSERT_TRUE(RunMainLoopUntil([this] { return !Tiles().empty(); }));
+    ASSERT_TRUE(BecomesShown("id500"));
+    Press("Right");
+    EXPECT_TRUE(BecomesShown("id501"));
+
+    m_service->Ask("select id7");
+    ASSERT_TRUE(BecomesShown("id7"));
+    Press("Right");
+
+    EXPECT_TRUE(BecomesShown("id8"));
+}
+
+TEST_F(AGtkLauncher, GoesOnFromWhatIsSelectedAfterASearch) {
+    OpenWith({"maps", "music", "phone", "radio"});
+    Press("p h");
+    ASSERT_TRUE(RunMainLoopUntil([this] { return Tiles() == Strings{"Name of phone"}; }));
+    m_service->Ask("select maps");
+    Press("Escape");
+    ASSERT_TRUE(RunMainLoopUntil([this] { return Tiles().size() == 4; }));
+    ASSERT_TRUE(BecomesSelected("maps"));
+
+    Press("Right");
+
+    EXPECT_TRUE(BecomesSelected("music"));
 }
 
 TEST_F(AGtkLauncher, SelectsWhatIsTapped) {
@@ -469,4 +503,8 @@ TEST_F(AGtkLauncherThatMayOnlyRead, SaysThatAWriteWasRefusedAndGoesBackToWhatIsS
     EXPECT_EQ("Name of music was not selected: you are not allowed to change the list", Message());
     EXPECT_EQ("maps", Selected());
     TakePicture("gtk_launcher_refused.png");
+
+    m_bus->SetPolicies(Policy(""));
+    Press("Right");
+    EXPECT_TRUE(BecomesSelected("music"));
 }
