@@ -22,14 +22,14 @@ static const char* const kColours[] = {"red", "brown", "green", "teal", "plum", 
 
 static const char kWindow[] = R"(<interface>
   <object class="ApplistModel" id="list"/>
-  <object class="GtkSingleSelection" id="selection"><property name="model">
-    <object class="GtkFilterListModel" id="found">
-      <property name="model">list</property>
-      <property name="filter"><object class="GtkStringFilter" id="filter">
-        <property name="expression"><lookup name="name" type="ApplistItem"/></property>
-      </object></property>
-    </object>
-  </property></object>
+  <object class="GtkFilterListModel" id="found">
+    <property name="model">list</property>
+    <property name="filter"><object class="GtkStringFilter">
+      <property name="expression"><lookup name="name" type="ApplistItem"/></property>
+      <property name="search" bind-source="search" bind-property="text"/>
+    </object></property>
+  </object>
+  <object class="GtkSingleSelection" id="selection"><property name="model">found</property></object>
   <object class="GtkWindow" id="window">
     <property name="title">Applications</property>
     <property name="default-width">720</property>
@@ -178,11 +178,6 @@ static void ShowListOrNote(GtkBuilder* window) {
     ShowSelection(window);
 }
 
-static void Search(GtkBuilder* window) {
-    gtk_string_filter_set_search(static_cast<GtkStringFilter*>(Get(window, "filter")),
-                                 gtk_editable_get_text(GTK_EDITABLE(Get(window, "search"))));
-}
-
 static gboolean ForgetSearchOnEscape(GtkBuilder* window, guint key) {
     if (key != GDK_KEY_Escape) return GDK_EVENT_PROPAGATE;
     gtk_editable_set_text(GTK_EDITABLE(Get(window, "search")), "");
@@ -214,7 +209,6 @@ GtkWindow* NewLauncher() {
     connect("list", "write-failed", G_CALLBACK(ShowMessage));
     connect("found", "items-changed", G_CALLBACK(ShowListOrNote));
     connect("selection", "notify::selected", G_CALLBACK(ShowSelection));
-    connect("search", "search-changed", G_CALLBACK(Search));
     connect("keys", "key-pressed", G_CALLBACK(ForgetSearchOnEscape));
     applist_selection_follow(GTK_SINGLE_SELECTION(Get(window, "selection")),
                              APPLIST_MODEL(Get(window, "list")));
