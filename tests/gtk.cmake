@@ -4,6 +4,7 @@
 
 if(TARGET applist::glib)
     add_executable(glib_tests
+        adapters/glib/ApplistItem_test.cpp
         adapters/glib/ApplistModel_test.cpp
         adapters/glib/ListModelTest.cpp
         adapters/glib/ListModelTester.cpp
@@ -12,7 +13,8 @@ if(TARGET applist::glib)
         adapters/glib/RunMainLoop.cpp
         partner/EditableList.cpp
         partner/QuietLog.cpp
-        partner/bus/HostileService.cpp)
+        partner/bus/HostileService.cpp
+        support/RecordingAllocator.cpp)
     target_link_libraries(glib_tests PRIVATE applist::glib applist::service test_support
                                              GTest::gtest_main)
     gtest_discover_tests(glib_tests DISCOVERY_MODE PRE_TEST

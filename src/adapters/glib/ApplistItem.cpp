@@ -2,7 +2,8 @@
 
 #include "adapters/glib/ApplistItem.h"
 
-#include <iterator>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "adapters/glib/ItemObject.h"
@@ -12,11 +13,12 @@ struct _ApplistItem {
     // Built and destroyed by hand: GObject gives zeroed memory.
     struct Content {
         RemoteAppListItem bytes;
+        // What is shown instead of bytes that are no text; empty where the bytes themselves are.
         std::string name;
         std::string id;
-        GBytes* idBytes;
-        bool selected;
-    } * content;
+        GBytes* idBytes = nullptr;  // none until somebody asks
+        bool selected = false;
+    } content;
 };
 
 G_DEFINE_FINAL_TYPE(ApplistItem, applist_item, G_TYPE_OBJECT)
@@ -37,10 +39,21 @@ void Get(GObject* object, guint property, GValue* value, GParamSpec* spec) {
 }
 
 void Finalize(GObject* object) {
-    const _ApplistItem::Content* const content = APPLIST_ITEM(object)->content;
-    g_bytes_unref(content->idBytes);
-    delete content;
+    _ApplistItem::Content& content = APPLIST_ITEM(object)->content;
+    if (content.idBytes != nullptr) g_bytes_unref(content.idBytes);
+    content.~Content();
     G_OBJECT_CLASS(applist_item_parent_class)->finalize(object);
+}
+
+// Empty when `bytes` can be shown as they are, without a copy.
+std::string Replacement(const std::string& bytes) {
+    if (g_utf8_validate_len(bytes.data(), bytes.size(), nullptr)) return std::string();
+    using Text = std::unique_ptr<char, decltype(&g_free)>;
+    return Text(g_utf8_make_valid(bytes.data(), static_cast<gssize>(bytes.size())), g_free).get();
+}
+
+const char* Shown(const std::string& replacement, const std::string& bytes) {
+    return replacement.empty() ? bytes.c_str() : replacement.c_str();
 }
 
 }  // namespace
@@ -58,62 +71,59 @@ static void applist_item_class_init(ApplistItemClass* type) {
 }
 
 static void applist_item_init(ApplistItem* item) {
-    item->content = new _ApplistItem::Content{{}, {}, {}, g_bytes_new(nullptr, 0), false};
+    new (&item->content) _ApplistItem::Content;
 }
 
 const char* applist_item_get_name(ApplistItem* item) {
-    return item->content->name.c_str();
+    return Shown(item->content.name, item->content.bytes.VisibleName());
 }
 
 const char* applist_item_get_id(ApplistItem* item) {
-    return item->content->id.c_str();
+    return Shown(item->content.id, item->content.bytes.UniqueId());
 }
 
 GBytes* applist_item_get_id_bytes(ApplistItem* item) {
-    return item->content->idBytes;
+    GBytes*& bytes = item->content.idBytes;
+    const std::string& id = item->content.bytes.UniqueId();
+    if (bytes == nullptr) bytes = g_bytes_new(id.data(), id.size());
+    return bytes;
 }
 
 gboolean applist_item_get_selected(ApplistItem* item) {
-    return item->content->selected;
+    return item->content.selected;
 }
 
 namespace applist {
 
+// Whatever throws does so before an object is made or changed.
+
 ApplistItem* NewItemObject(RemoteAppListItem bytes) {
+    std::string name = Replacement(bytes.VisibleName());
+    std::string id = Replacement(bytes.UniqueId());
     auto* const item = APPLIST_ITEM(g_object_new(APPLIST_TYPE_ITEM, nullptr));
-    _ApplistItem::Content& content = *item->content;
-    content.bytes = std::move(bytes);
-    content.name = ShownText(content.bytes.VisibleName());
-    content.id = ShownText(content.bytes.UniqueId());
-    g_bytes_unref(content.idBytes);
-    const std::string& id = content.bytes.UniqueId();
-    content.idBytes = g_bytes_new(id.data(), id.size());
+    item->content.bytes = std::move(bytes);
+    item->content.name = std::move(name);
+    item->content.id = std::move(id);
     return item;
 }
 
 void SetNameOf(ApplistItem* item, const std::string& bytes) {
-    _ApplistItem::Content& content = *item->content;
+    _ApplistItem::Content& content = item->content;
     if (content.bytes.VisibleName() == bytes) return;
+    std::string name = Replacement(bytes);
     content.bytes = RemoteAppListItem(bytes, content.bytes.UniqueId());
-    content.name = ShownText(bytes);
+    content.name = std::move(name);
     g_object_notify_by_pspec(G_OBJECT(item), g_properties[kName]);
 }
 
 void SetSelectedOf(ApplistItem* item, bool selected) {
-    if (item->content->selected == selected) return;
-    item->content->selected = selected;
+    if (item->content.selected == selected) return;
+    item->content.selected = selected;
     g_object_notify_by_pspec(G_OBJECT(item), g_properties[kSelected]);
 }
 
 const RemoteAppListItem& BytesOf(ApplistItem* item) {
-    return item->content->bytes;
-}
-
-std::string ShownText(const std::string& bytes) {
-    char* const text = g_utf8_make_valid(bytes.data(), static_cast<gssize>(bytes.size()));
-    std::string shown = text;
-    g_free(text);
-    return shown;
+    return item->content.bytes;
 }
 
 }  // namespace applist

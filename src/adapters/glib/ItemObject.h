@@ -11,16 +11,14 @@
 
 namespace applist {
 
-// Returns a new reference. The item keeps the bytes of both strings.
+// Returns a new reference. The item keeps the bytes of both strings. Throws std::bad_alloc.
 ApplistItem* NewItemObject(RemoteAppListItem bytes);
 
-// These notify, unless nothing changes.
+// These notify, unless nothing changes. The first one throws std::bad_alloc, and changes nothing
+// then.
 void SetNameOf(ApplistItem* item, const std::string& bytes);
 void SetSelectedOf(ApplistItem* item, bool selected);
 
 const RemoteAppListItem& BytesOf(ApplistItem* item);
-
-// Returns `bytes` as ApplistItem shows them.
-std::string ShownText(const std::string& bytes);
 
 }  // namespace applist
