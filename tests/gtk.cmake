@@ -11,6 +11,7 @@ if(TARGET applist::glib)
         adapters/glib/Loop_test.cpp
         adapters/glib/RandomEdits_test.cpp
         adapters/glib/RunMainLoop.cpp
+        adapters/glib/WithoutMemory_test.cpp
         partner/EditableList.cpp
         partner/QuietLog.cpp
         partner/bus/HostileService.cpp

@@ -2,7 +2,7 @@
 
 #include "adapters/glib/ApplistModel.h"
 
-#include <string>
+#include <new>
 
 #include "adapters/glib/ModelCore.h"
 #include "common/Guarded.h"
@@ -13,7 +13,7 @@ using applist::ModelCore;
 
 struct _ApplistModel {
     GObject base;
-    ModelCore* core;
+    ModelCore core;  // built and destroyed by hand: GObject gives zeroed memory
 };
 
 static GType ItemType(GListModel*) {
@@ -21,11 +21,11 @@ static GType ItemType(GListModel*) {
 }
 
 static guint ItemCount(GListModel* list) {
-    return static_cast<guint>(APPLIST_MODEL(list)->core->Rows().Count());
+    return static_cast<guint>(APPLIST_MODEL(list)->core.Rows().Count());
 }
 
 static gpointer ItemAt(GListModel* list, guint row) {
-    const applist::ListRows& rows = APPLIST_MODEL(list)->core->Rows();
+    const applist::ListRows& rows = APPLIST_MODEL(list)->core.Rows();
     return row < rows.Count() ? g_object_ref(rows.At(row).get()) : nullptr;
 }
 
@@ -44,7 +44,7 @@ namespace {
 enum Property { kNone, kSelection, kServiceThere, kLoading, kError, kCount };
 
 void Get(GObject* object, guint property, GValue* value, GParamSpec* spec) {
-    const ModelCore& core = *APPLIST_MODEL(object)->core;
+    const ModelCore& core = APPLIST_MODEL(object)->core;
     switch (property) {
         case kSelection: return g_value_set_object(value, core.Selection());
         case kServiceThere: return g_value_set_boolean(value, core.IsServiceThere());
@@ -56,11 +56,11 @@ void Get(GObject* object, guint property, GValue* value, GParamSpec* spec) {
 
 void Constructed(GObject* object) {
     G_OBJECT_CLASS(applist_model_parent_class)->constructed(object);
-    APPLIST_MODEL(object)->core->Connect();
+    APPLIST_MODEL(object)->core.Connect();
 }
 
 void Finalize(GObject* object) {
-    delete APPLIST_MODEL(object)->core;
+    APPLIST_MODEL(object)->core.~ModelCore();
     G_OBJECT_CLASS(applist_model_parent_class)->finalize(object);
 }
 
@@ -86,7 +86,7 @@ static void applist_model_class_init(ApplistModelClass* type) {
 }
 
 static void applist_model_init(ApplistModel* model) {
-    model->core = new ModelCore(G_OBJECT(model));
+    new (&model->core) ModelCore(G_OBJECT(model));
 }
 
 ApplistModel* applist_model_new(void) {
@@ -94,55 +94,55 @@ ApplistModel* applist_model_new(void) {
 }
 
 ApplistItem* applist_model_get_selection(ApplistModel* model) {
-    return model->core->Selection();
+    return model->core.Selection();
 }
 
 gboolean applist_model_get_service_there(ApplistModel* model) {
-    return model->core->IsServiceThere();
+    return model->core.IsServiceThere();
 }
 
 gboolean applist_model_get_loading(ApplistModel* model) {
-    return model->core->IsLoading();
+    return model->core.IsLoading();
 }
 
 const char* applist_model_get_error(ApplistModel* model) {
-    return model->core->Error();
+    return model->core.Error();
 }
 
 void applist_model_retry(ApplistModel* model) {
-    model->core->Connect();
+    model->core.Connect();
 }
 
 // No exception leaves a function that C calls. There is none but that of memory that has run out.
 
 void applist_model_select(ApplistModel* model, const char* id) {
-    Guarded("selecting an item", [&] { model->core->Select(model->core->Find(id)); });
+    Guarded("selecting an item", [&] { model->core.Select(model->core.Find(id)); });
 }
 
 void applist_model_select_item(ApplistModel* model, ApplistItem* item) {
-    Guarded("selecting an item", [&] { model->core->Select(BytesOf(item)); });
+    Guarded("selecting an item", [&] { model->core.Select(BytesOf(item)); });
 }
 
 void applist_model_append(ApplistModel* model, const char* name, const char* id) {
-    Guarded("adding an item", [&] { model->core->Append({name, id}); });
+    Guarded("adding an item", [&] { model->core.Append({name, id}); });
 }
 
 void applist_model_remove(ApplistModel* model, const char* id) {
-    Guarded("removing an item", [&] { model->core->Remove(model->core->Find(id)); });
+    Guarded("removing an item", [&] { model->core.Remove(model->core.Find(id)); });
 }
 
 void applist_model_remove_item(ApplistModel* model, ApplistItem* item) {
-    Guarded("removing an item", [&] { model->core->Remove(BytesOf(item)); });
+    Guarded("removing an item", [&] { model->core.Remove(BytesOf(item)); });
 }
 
 void applist_model_replace(ApplistModel* model, const char* id, const char* new_name,
                            const char* new_id) {
     Guarded("replacing an item", [&] {
-        model->core->Replace(model->core->Find(id), {new_name, new_id});
+        model->core.Replace(model->core.Find(id), {new_name, new_id});
     });
 }
 
 void applist_model_replace_item(ApplistModel* model, ApplistItem* item, const char* new_name,
                                 const char* new_id) {
-    Guarded("replacing an item", [&] { model->core->Replace(BytesOf(item), {new_name, new_id}); });
+    Guarded("replacing an item", [&] { model->core.Replace(BytesOf(item), {new_name, new_id}); });
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "adapters/glib/Loop.h"
@@ -35,9 +36,18 @@ std::size_t SelectedRow(AppListModel& model) {
     return static_cast<std::size_t>(found - items.begin());
 }
 
+// For want of memory to keep the reason in, a text that needs none.
+std::string ReasonOf(const std::exception& error) noexcept {
+    try {
+        return error.what();
+    } catch (const std::bad_alloc&) {
+        return "out of memory";
+    }
+}
+
 }  // namespace
 
-ModelCore::ModelCore(GObject* object)
+ModelCore::ModelCore(GObject* object) noexcept
     : m_object(object), m_rows([object](std::size_t row, std::size_t removed, std::size_t added) {
           g_list_model_items_changed(G_LIST_MODEL(object), static_cast<guint>(row),
                                      static_cast<guint>(removed), static_cast<guint>(added));
@@ -51,7 +61,7 @@ ModelCore::~ModelCore() {
 
 // ---- The bus ------------------------------------------------------------------------------------
 
-void ModelCore::Connect() {
+void ModelCore::Connect() noexcept {
     if (m_model) return;
     const Alive alive(m_object);
     try {
@@ -61,7 +71,7 @@ void ModelCore::Connect() {
     } catch (const std::exception& error) {
         m_model.reset();
         ConnectLater();
-        SetError(error.what());
+        SetError(ReasonOf(error));
     }
 }
 
@@ -89,9 +99,9 @@ gboolean ModelCore::ConnectAgain(gpointer core) {
     return G_SOURCE_REMOVE;
 }
 
-void ModelCore::SetError(const std::string& error) {
+void ModelCore::SetError(std::string error) {
     if (m_error == error) return;
-    m_error = error;
+    m_error.swap(error);
     g_object_notify(m_object, "error");
 }
 

@@ -24,13 +24,13 @@ class ModelCore : public RowListener,
                   public WriteListener {
 public:
     // Emits the signals of `object`, which is not ready to yet; Connect is called when it is.
-    explicit ModelCore(GObject* object);
+    explicit ModelCore(GObject* object) noexcept;
     ~ModelCore() override;
     ModelCore(const ModelCore&) = delete;
     ModelCore& operator=(const ModelCore&) = delete;
 
     // Looks for a bus if there is none, and again later.
-    void Connect();
+    void Connect() noexcept;
 
     const ListRows& Rows() const { return m_rows; }
     ApplistItem* Selection() const { return m_selection.get(); }
@@ -58,7 +58,7 @@ private:
     void Listen();
     void TakeSelection(AppListModel& model);
     void TakeState(const RemoteAppListModel& model);
-    void SetError(const std::string& error);
+    void SetError(std::string error);
     void ConnectLater();
     static gboolean ConnectAgain(gpointer core);
 

@@ -6,13 +6,14 @@ namespace {
 
 constexpr guint kPatience = 2000;  // ms until the service has done what a person wants
 
-// What is known of a selection that follows a model. It belongs to the selection.
+// What is known of a selection that follows a model. It belongs to the selection. Its memory is
+// GLib's, as whoever calls from C could not catch std::bad_alloc.
 struct Follower {
     GtkSingleSelection* selection;
-    ApplistModel* model;            // a reference
-    ApplistItem* chosen = nullptr;  // by a person, and on its way; a reference
-    guint patience = 0;             // the timer's id while something is chosen
-    bool isShowing = false;         // what is selected now is not a person's doing
+    ApplistModel* model;  // a reference
+    ApplistItem* chosen;  // by a person, and on its way; a reference
+    guint patience;       // the timer's id while something is chosen
+    bool isShowing;       // what is selected now is not a person's doing
 };
 
 const char kKey[] = "applist-follower";
@@ -91,13 +92,15 @@ void Stop(gpointer data) {
     g_signal_handlers_disconnect_by_data(follower->selection, follower);
     g_signal_handlers_disconnect_by_data(follower->model, follower);
     g_object_unref(follower->model);
-    delete follower;
+    g_free(follower);
 }
 
 }  // namespace
 
 void applist_selection_follow(GtkSingleSelection* selection, ApplistModel* model) {
-    auto* const follower = new Follower{selection, APPLIST_MODEL(g_object_ref(model))};
+    auto* const follower = g_new0(Follower, 1);
+    follower->selection = selection;
+    follower->model = APPLIST_MODEL(g_object_ref(model));
     gtk_single_selection_set_autoselect(selection, FALSE);
     gtk_single_selection_set_can_unselect(selection, FALSE);
     const auto connect = [follower](gpointer object, const char* signal, void (*call)(Follower*)) {
