@@ -11,8 +11,10 @@ add_executable(qt_tests
     adapters/qt/ListModel_test.cpp
     adapters/qt/RandomEdits_test.cpp
     adapters/qt/SdEventDriver_test.cpp
+    adapters/qt/WithoutMemory_test.cpp
     partner/EditableList.cpp
-    partner/QuietLog.cpp)
+    partner/QuietLog.cpp
+    support/RecordingAllocator.cpp)
 target_link_libraries(qt_tests PRIVATE applist::qt applist::service test_support Qt6::Test
                                        GTest::gtest_main)
 gtest_discover_tests(qt_tests DISCOVERY_MODE PRE_TEST PROPERTIES LABELS screen TIMEOUT 120)
