@@ -276,22 +276,36 @@ TEST_F(AQmlLauncher, SaysWhyThereIsNoBus) {
     EXPECT_TRUE(Says("state", "There is no list at the moment"));
 }
 
-// Reading takes the same call as writing, so that nothing can be read either.
-TEST_F(AQmlLauncher, SaysThatAWriteWasRefused) {
-    UseBus(std::make_unique<PrivateBus>(
-        BusProgram::Daemon,
-        "<policy context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
-        "<allow own=\"*\"/><deny send_interface=\"org.tessel.Local1\" send_member=\"Message\"/>"
-        "<deny send_interface=\"org.tessel.Local1\" send_member=\"Channel\"/>"
-        "</policy>"));
-    StartService(Items(3));
+// The bus starts to refuse when the list has been read. Over a direct channel it would not be
+// asked.
+class AQmlLauncherThatMayOnlyRead : public AQmlLauncher {
+protected:
+    AQmlLauncherThatMayOnlyRead() {
+        qputenv("APPLIST_DIRECT", "0");
+        UseBus(std::make_unique<PrivateBus>(BusProgram::Daemon, Policy("")));
+    }
+    ~AQmlLauncherThatMayOnlyRead() override { qunsetenv("APPLIST_DIRECT"); }
+
+    static std::string Policy(const std::string& exception) {
+        return "<policy context=\"default\"><allow send_destination=\"*\"/>"
+               "<allow receive_sender=\"*\"/><allow own=\"*\"/>" +
+               exception + "</policy>";
+    }
+};
+
+TEST_F(AQmlLauncherThatMayOnlyRead, SaysThatAWriteWasRefusedAndGoesBackToWhatIsSelected) {
+    StartService(Items(10));
     OpenWindow();
-    auto* const list = m_window->findChild<applist::qt::ListModel*>();
-    ASSERT_NE(list, nullptr);
-    ASSERT_TRUE(RunQtUntil([&] { return list->isServiceThere(); }));
-    EXPECT_TRUE(Says("state", "Loading"));
-    list->append("Radio", "radio");
-    EXPECT_TRUE(Says("complaint", "Radio was not added: you are not allowed to change the list"));
+    ASSERT_TRUE(IsSelected("Application 0"));
+    m_bus->SetPolicies(
+        Policy("<deny send_interface=\"org.tessel.Local1\" send_member=\"Message\"/>"));
+    QTest::keyClick(m_window, Qt::Key_Right);
+    EXPECT_EQ(Item("grid")->property("currentIndex").toInt(), 1);
+    EXPECT_TRUE(Says("complaint",
+                     "Application 1 was not selected: you are not allowed to change the list"));
+    EXPECT_TRUE(RunQtUntil([&] { return Item("grid")->property("currentIndex").toInt() == 0; }));
+    EXPECT_TRUE(IsSelected("Application 0"));
+    EXPECT_TRUE(Says("state", ""));
     TakePicture("qml_launcher_refused");
 }
 
