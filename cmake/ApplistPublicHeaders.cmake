@@ -26,3 +26,9 @@ set(applist_public_headers
     remote/RemoteError.h
     remote/RemoteReply.h
     remote/TesselDbusRemote.h)
+
+# Those of the adapters, which take their toolkits' headers.
+set(applist_glib_loop_headers adapters/glib/Loop.h)
+set(applist_glib_headers adapters/glib/ApplistItem.h adapters/glib/ApplistModel.h)
+set(applist_gtk_headers adapters/gtk/SelectionFollower.h)
+set(applist_qt_headers adapters/qt/ListModel.h adapters/qt/Qml.h adapters/qt/SdEventDriver.h)

@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
 
-# applist::qt: the list as a model of Qt's, and the sd-event loop run by Qt's. Nothing else needs
-# Qt.
+# applist::qt: the list as a model of Qt's, and the sd-event loop run by Qt's.
 
 # Looking for Qt leaves much in the cache, which is shared with whoever takes this project in.
 set(applist_qt_default AUTO)
@@ -12,18 +11,16 @@ set(APPLIST_QT ${applist_qt_default} CACHE STRING
     "Build applist::qt, which needs Qt 6: AUTO (when it is there), ON or OFF")
 set_property(CACHE APPLIST_QT PROPERTY STRINGS AUTO ON OFF)
 
-set(applist_has_qt OFF)
 if(APPLIST_QT AND APPLIST_OPEN_TRANSPORT)
     find_package(Qt6 6.4 QUIET COMPONENTS Core)
-    set(applist_has_qt ${Qt6_FOUND})
 endif()
-if(applist_has_qt)
-    applist_add_library(applist_qt adapters/qt/ListModel.cpp adapters/qt/SdEventDriver.cpp)
+if(TARGET Qt6::Core AND APPLIST_QT AND APPLIST_OPEN_TRANSPORT)
+    applist_add_adapter(qt adapters/qt/ListModel.cpp adapters/qt/SdEventDriver.cpp)
     # Its header is also for programs that have no `signals` and `slots`.
     target_compile_definitions(applist_qt PRIVATE QT_NO_KEYWORDS)
-    target_link_libraries(applist_qt PUBLIC applist_partner Qt6::Core)
+    target_link_libraries(applist_qt PUBLIC Qt6::Core)
+    applist_bind_to_partner(qt)
     set_target_properties(applist_qt PROPERTIES AUTOMOC ON)
-    add_library(applist::qt ALIAS applist_qt)
 elseif(APPLIST_QT STREQUAL "ON")
     message(FATAL_ERROR "APPLIST_QT needs the open transport, and Qt 6.4 and its headers: install "
                         "qt6-base-dev, or set APPLIST_QT to OFF")

@@ -2,7 +2,7 @@
 
 # applist::qt.
 
-if(NOT applist_has_qt)
+if(NOT TARGET applist::qt)
     return()
 endif()
 find_package(Qt6 6.4 REQUIRED COMPONENTS Test)

@@ -52,6 +52,8 @@ with_pkg_config() {
     }
     local options=("$@")
     compile applist-service "$root/examples/publish.cpp" -o "$scratch/bin/publish"
+    compile 'applist-service applist-glib-loop' "$root/examples/glib_loop.cpp" \
+        -o "$scratch/bin/glib_loop"
     compile applist-partner "$root/examples/add.cpp" -o "$scratch/bin/add"
     compile 'applist-service applist-partner' "$consumer/both.cpp" -o "$scratch/bin/both"
     compile applist-partner -shared -fPIC -fvisibility=hidden "$consumer/plug_in.cpp" \
@@ -104,6 +106,7 @@ case $way in
         ;;
 esac
 check_libraries publish libapplist-service
+check_libraries glib_loop libapplist-service
 check_libraries add libapplist-partner
 check_libraries plug_in.so libapplist-partner
 check_libraries both libapplist-service
