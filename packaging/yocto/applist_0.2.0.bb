@@ -24,13 +24,14 @@ REQUIRED_DISTRO_FEATURES = "systemd"
 # scdoc is in no layer that everybody has.
 PACKAGECONFIG ??= "desktop"
 PACKAGECONFIG[man] = "-DAPPLIST_MAN=ON,-DAPPLIST_MAN=OFF,scdoc-native"
+PACKAGECONFIG[gtk] = "-DAPPLIST_GTK=ON,-DAPPLIST_GTK=OFF,gtk4"
+# Qt's classes of CMake come from meta-qt6: inherit qt6-cmake as well in a .bbappend.
+PACKAGECONFIG[qt] = "-DAPPLIST_QT=ON,-DAPPLIST_QT=OFF,qtbase"
 # Without it applistd publishes files alone, and the image needs no GLib for it.
 PACKAGECONFIG[desktop] = "-DAPPLIST_DESKTOP_ENTRIES=ON,-DAPPLIST_DESKTOP_ENTRIES=OFF,glib-2.0"
 
 EXTRA_OECMAKE = "\
     -DAPPLIST_EXAMPLES=OFF \
-    -DAPPLIST_GTK=OFF \
-    -DAPPLIST_QT=OFF \
     -DAPPLIST_SYSTEM_UNIT_DIR=${systemd_system_unitdir} \
     -DAPPLIST_USER_UNIT_DIR=${systemd_user_unitdir} \
     -DAPPLIST_SYSUSERS_DIR=${nonarch_libdir}/sysusers.d \
