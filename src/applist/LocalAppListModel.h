@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// The service object: publishes an application's list to one partner process.
+// The service object: publishes an application's list to its partners, other processes.
 //
 // It wraps the application's own model. Local reads, the selection, clicks and listeners pass
 // through to that model; its own list mutators only log that they are not implemented, since the

@@ -95,8 +95,9 @@ public:
     int GetItemsCount() override;
 
     // Writes, each one remote call. The service removes and replaces only what partners added,
-    // ignores a selection that it does not know, and does not carry out clicks. The getters of an
-    // item may be called more than once. When memory runs out, nothing of the write is sent:
+    // ignores a selection that it does not know, and does not carry out clicks. Without a service a
+    // write fails, and is not kept for the next one. The getters of an item may be called more than
+    // once. When memory runs out, nothing of the write is sent:
     // std::bad_alloc is thrown, or, once the transport has taken the write, Synchronize throws.
     void SetSelection(AppListItem* selection) override;
     void SetClicked(AppListItem* clicked) override;
@@ -122,7 +123,8 @@ public:
     // connection to the bus, and without waiting. True unless this is called.
     void SetStartsService(bool starts);
 
-    // True while the service can be called. The replica may still be empty then: it fills when the
+    // True while the service can be called, as far as the loop has heard: the constructor does not
+    // ask, and a program may write before. The replica may still be empty then: it fills when the
     // first read is answered.
     bool IsServiceThere() const;
 
@@ -132,7 +134,7 @@ public:
 
     // Listeners are told once for each change that they can see in the replica: first of the rows
     // and the items, then of the selection. Then they are told whether the list is read, and last
-    // of the service.
+    // of the service. That a service has come is one change, and its list is another.
     void AddItemSelectionListener(ItemSelectionListener* listener) override;
     void RemoveItemSelectionListener(ItemSelectionListener* listener) override;
     void AddItemChangeListener(ItemChangeListener* listener) override;

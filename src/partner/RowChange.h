@@ -11,7 +11,9 @@
 namespace applist {
 
 // Some rows next to each other have been removed, inserted, moved or renamed. Rows are counted from
-// 0, in the list as the steps before this one have left it.
+// 0, in the list as the steps before this one have left it. Steps come in an order in which the
+// rows of those inserted and renamed are the new list's, too; those removed and moved are in a copy
+// of the old one, which each step is applied to.
 struct RowChange {
     enum class Kind {
         Removed,   // rows `row` to `row + count - 1` are no longer there

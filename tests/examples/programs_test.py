@@ -154,5 +154,24 @@ class Follow(ExampleTest):
         screen.out.wait_for(r"items: Maps Music Phone \x1b[2J")
 
 
+class Keep(ExampleTest):
+    def test_adds_its_item_to_each_service_that_comes(self):
+        self.start("keep")
+        for publisher in ("publish", "glib_loop"):
+            service = self.publish(publisher)
+            ui = self.partner()
+            ui.wait_for_event(items.ITEM_CHANGE)
+            self.assertEqual(ui.all_items()[3:], [("Clock", "clock")])
+            self.end(service)
+
+    def test_adds_nothing_to_a_list_that_has_its_item(self):
+        self.publish()
+        ui = self.partner()
+        ui.call(items.ADD_ITEM_AT_END, items.item("My clock", "clock"))
+        self.start("keep")
+        self.run_to_end(program("add"))  # later than whatever it may have added
+        self.assertEqual(ui.names(), ["Maps", "Music", "Phone", "My clock", "Radio"])
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -28,7 +28,7 @@ grep -qx "$shown" "$scratch/CMakeLists.txt"
 "$cmake" -S "$scratch" -B "$scratch/build" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
     > "$scratch/log" 2>&1 || fail 'does not configure'
 "$cmake" --build "$scratch/build" > "$scratch/log" 2>&1 || fail 'does not build'
-for program in launcher screen add glib_launcher poll_launcher next; do
+for program in launcher screen add keep glib_launcher poll_launcher next; do
     ldd "$scratch/build/$program" > "$scratch/log"
     grep -q "libapplist-.*=> $prefix/" "$scratch/log" || fail "$program has no library from there"
 done

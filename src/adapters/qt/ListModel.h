@@ -48,8 +48,9 @@ class APPLIST_EXPORT ListModel : public QAbstractListModel {
     Q_PROPERTY(bool serviceThere READ isServiceThere NOTIFY serviceThereChanged)
     Q_PROPERTY(bool loading READ isLoading NOTIFY loadingChanged)
 
-    // Why there is no bus, in one line; empty as soon as there was one. It is tried again by
-    // itself, first after a second, and at last every ten.
+    // Why there is no bus, in one line, perhaps already when the model has been built; empty as
+    // soon as there was one. It is tried again by itself, first after a second, and at last every
+    // ten.
     Q_PROPERTY(QString error READ error NOTIFY errorChanged)
 
 public:
