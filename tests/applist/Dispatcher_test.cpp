@@ -32,9 +32,9 @@ string WithoutLast(const string& text) {
 const string kLong(40, 'n');
 
 // An item that enters each question into the journal.
-class AskedItem : public AppListItem {
+class JournaledItem : public AppListItem {
 public:
-    explicit AskedItem(string id) : m_id(std::move(id)) {}
+    explicit JournaledItem(string id) : m_id(std::move(id)) {}
     string GetVisibleName() override {
         recording::Journal::Get().Add("name of " + m_id);
         return "Name of " + m_id;
@@ -61,8 +61,8 @@ public:
     }
 
 private:
-    AskedItem m_first = AskedItem("a");
-    AskedItem m_second = AskedItem("b");
+    JournaledItem m_first = JournaledItem("a");
+    JournaledItem m_second = JournaledItem("b");
 };
 
 }  // namespace

@@ -68,9 +68,6 @@ static_assert(!Ism_IPCPublic<LocalAppListModel>::value &&
                   !Ism_itemsPublic<LocalAppListModel>::value,
               "members are private");
 
-const char kConnectionHandlerGone[] =
-    "info UnregisterOnConnectionReady: Unregistered connectionReadyCallbackObject";
-
 const char* AddressOf(const void* object) {
     return static_cast<const char*>(object);
 }
@@ -146,7 +143,7 @@ TEST_F(AServiceThatGoes, TakesDownInTheOrderInWhichItWasBuilt) {
     DestroyService();
 
     EXPECT_EQ(Events({"info UnregisterOnMessage: Unregistered callbackMessageObject",
-                      kConnectionHandlerGone, "model RemoveItemSelectionListener",
+                      recording::kConnectionHandlerGone, "model RemoveItemSelectionListener",
                       "model RemoveItemChangeListener", "model RemoveItemClickedListener",
                       "delete #1 of #1", "transport closes Applist"}),
               TakeEvents());

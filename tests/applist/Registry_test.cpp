@@ -20,9 +20,6 @@ using std::string;
 
 namespace {
 
-const char kConnectionHandlerGone[] =
-    "info UnregisterOnConnectionReady: Unregistered connectionReadyCallbackObject";
-
 string Two(const string& oldId, const string& newName, const string& newId) {
     return Text("whatever", oldId) + Text(newName, newId);
 }
@@ -338,7 +335,7 @@ TEST_F(ARegistryThatGoes, FreesEachItemOnceAtTheEndOfTheServiceWithoutAWordToThe
     DestroyService();
 
     EXPECT_EQ(Events({"info UnregisterOnMessage: Unregistered callbackMessageObject",
-                      kConnectionHandlerGone, "model RemoveItemSelectionListener",
+                      recording::kConnectionHandlerGone, "model RemoveItemSelectionListener",
                       "model RemoveItemChangeListener", "model RemoveItemClickedListener",
                       "delete #1 of #1 #2 #3", "delete #2 of #1 #2 #3", "delete #3 of #1 #2 #3",
                       "transport closes Applist"}),

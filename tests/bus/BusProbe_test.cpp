@@ -11,8 +11,8 @@
 #include "bus/BusLink.h"
 #include "support/BusClient.h"
 #include "support/CapturedLog.h"
+#include "support/EveryBus.h"
 #include "support/Forger.h"
-#include "support/PrivateBus.h"
 #include "support/TestLoop.h"
 
 using applist::BusLink;
@@ -54,13 +54,9 @@ protected:
     BusProbe m_probe{[this] { ++m_answers; }, [this] { ++m_timesStuck; }};
 };
 
-std::string NameOfBus(const ::testing::TestParamInfo<BusVariety>& info) {
-    return NameOf(info.param);
-}
-
 }  // namespace
 
-INSTANTIATE_TEST_SUITE_P(OnEveryBus, AProbe, ::testing::ValuesIn(EveryBus()), NameOfBus);
+ON_EVERY_BUS(AProbe);
 
 TEST_P(AProbe, IsAnsweredOnceWhenItAsks) {
     EXPECT_TRUE(m_probe.Ask());

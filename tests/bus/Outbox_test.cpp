@@ -17,7 +17,7 @@
 #include "support/BusClient.h"
 #include "support/BusFaults.h"
 #include "support/CapturedLog.h"
-#include "support/PrivateBus.h"
+#include "support/EveryBus.h"
 #include "support/TestLoop.h"
 
 using applist::BusLink;
@@ -78,12 +78,7 @@ protected:
     char m_fill = 0;
 };
 
-std::string NameOfBus(const ::testing::TestParamInfo<BusVariety>& info) {
-    return NameOf(info.param);
-}
-
-INSTANTIATE_TEST_SUITE_P(OnEveryBus, AnOutboxOnABusThatStands, ::testing::ValuesIn(EveryBus()),
-                         NameOfBus);
+ON_EVERY_BUS(AnOutboxOnABusThatStands);
 
 }  // namespace
 

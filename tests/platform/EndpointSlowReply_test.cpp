@@ -11,12 +11,10 @@
 #include "bus/TransportLimits.h"
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
+#include "support/Megabyte.h"
 #include "support/TestFd.h"
 
 namespace {
-
-constexpr std::size_t kMegabyte = std::size_t{1} << 20;
-constexpr int kSmallest = 1;  // the kernel knows how small a buffer may be
 
 void WidenSendBuffer(int socket) {
     const int size = kMegabyte;  // or as much of that as the kernel allows
@@ -30,7 +28,7 @@ void WidenSendBuffer(int socket) {
 class AnEndpointWithASlowReply : public EndpointTest {
 protected:
     AnEndpointWithASlowReply() {
-        SetSendBuffers(kSmallest);
+        SetSendBuffers(kSmallestBuffer);
         // What the client sends over its channel is not to be slow as well.
         if (GetParam().withChannels) WidenSendBuffer(sd_bus_get_fd(m_client->Channel()));
         AnswerSlowly();
@@ -187,7 +185,7 @@ TEST_P(AnEndpointWithASlowReplyOnTheBus, HoldsCallsOfNoMoreSendersThanItsLimitsS
     applist::SetTransportLimits(limits);
     EndEndpoint();
     m_endpoint = std::make_unique<RecordingEndpoint>();
-    SetSendBuffers(kSmallest);
+    SetSendBuffers(kSmallestBuffer);
     applist::SetTransportLimits(applist::TransportLimits());
     AnswerSlowly();
     const auto one = NewClient();

@@ -9,11 +9,9 @@
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
 #include "support/HeapInUse.h"
+#include "support/Megabyte.h"
 
 namespace {
-
-constexpr std::size_t kMegabyte = std::size_t{1} << 20;
-constexpr int kSmallest = 1;  // the kernel knows how small a buffer may be
 
 std::string Filler(int number, std::size_t size = 4096) {
     std::string body = "filler " + std::to_string(number);
@@ -28,7 +26,7 @@ protected:
     AnEndpointOnABusThatStands() {
         m_client->Subscribe();
         m_client->m_arrivals.clear();
-        SetSendBuffers(kSmallest);
+        SetSendBuffers(kSmallestBuffer);
     }
 
     // Keeps the endpoint from sending, and not: makes the bus stand, or the clients not read their

@@ -8,12 +8,9 @@
 
 #include "support/CapturedLog.h"
 #include "support/EndpointTest.h"
+#include "support/Megabyte.h"
 
-namespace {
-
-constexpr std::size_t kMegabyte = std::size_t{1} << 20;
-
-}  // namespace
+namespace {}  // namespace
 
 class AnEndpointWhoseRepliesAreNotRead : public EndpointTest {
 protected:

@@ -13,7 +13,7 @@
 #include "bus/BusSelection.h"
 #include "ipc/TesselDbusLocal.h"
 #include "support/BusClient.h"
-#include "support/PrivateBus.h"
+#include "support/EveryBus.h"
 #include "support/RecordingAllocator.h"
 #include "support/TestLoop.h"
 
@@ -120,12 +120,7 @@ protected:
     std::string m_owner;
 };
 
-std::string NameOfBus(const ::testing::TestParamInfo<BusVariety>& info) {
-    return NameOf(info.param);
-}
-
-INSTANTIATE_TEST_SUITE_P(OnEveryBus, AnEndpointWithoutMemory, ::testing::ValuesIn(EveryBus()),
-                         NameOfBus);
+ON_EVERY_BUS(AnEndpointWithoutMemory);
 
 TEST_P(AnEndpointWithoutMemory, ExecutesAMessageWholeOrNotAtAll) {
     ExpectWholeCalls("Message", 1);

@@ -7,13 +7,13 @@
 #include <memory>
 #include <vector>
 
+#include "support/Megabyte.h"
+
 namespace {
 
 using Call = std::unique_ptr<int>;
 using Held = applist::HeldCalls<Call>;
 using Outcome = Held::Outcome;
-
-constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 
 class AQueueOfHeldCalls : public ::testing::Test {
 protected:

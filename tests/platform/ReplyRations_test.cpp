@@ -4,11 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include "support/Megabyte.h"
+
 namespace {
 
 using applist::ReplyRations;
-
-constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 
 class Rations : public ::testing::Test {
 protected:

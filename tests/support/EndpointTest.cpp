@@ -15,10 +15,6 @@ using applist::BusKind;
 using applist::SelectBus;
 using applist::SelectBusAddress;
 
-std::string NameOfBus(const ::testing::TestParamInfo<BusVariety>& info) {
-    return NameOf(info.param);
-}
-
 EndpointTest::EndpointTest() : m_bus(GetParam()) {
     ForgetLog();
     SelectBusAddress(m_bus.Address());

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "support/BusClient.h"
-#include "support/PrivateBus.h"
+#include "support/EveryBus.h"
 #include "support/RecordingEndpoint.h"
 #include "support/TestLoop.h"
 
@@ -40,8 +40,9 @@ protected:
     std::unique_ptr<BusClient> NewStranger();
 
     // Gives every socket of the process a send buffer of so many bytes, as far as the kernel lets
-    // it.
+    // it: that knows how small a buffer may be.
     static void SetSendBuffers(int bytes);
+    static constexpr int kSmallestBuffer = 1;
 
     // Destroys the endpoint, builds it again.
     void EndEndpoint() { m_endpoint.reset(); }
@@ -50,12 +51,6 @@ protected:
     PrivateBus m_bus;
     std::unique_ptr<RecordingEndpoint> m_endpoint;
 };
-
-std::string NameOfBus(const ::testing::TestParamInfo<BusVariety>& info);
-
-// Instantiates the tests of a fixture on every bus.
-#define ON_EVERY_BUS(fixture) \
-    INSTANTIATE_TEST_SUITE_P(OnEveryBus, fixture, ::testing::ValuesIn(EveryBus()), NameOfBus)
 
 // The same, and once more with clients that call over channels.
 #define ON_EVERY_BUS_AND_OVER_CHANNELS(fixture)                                                  \

@@ -19,9 +19,9 @@ struct WrappedModel {
     friend Type MemberOf(WrappedModel);
 };
 
-struct Channel {
+struct Ipc {
     using Type = IPCApplist<TesselDbusLocal, LocalAppListModel> LocalAppListModel::*;
-    friend Type MemberOf(Channel);
+    friend Type MemberOf(Ipc);
 };
 
 struct Remove {
@@ -36,7 +36,7 @@ struct Modify {
 
 template struct Expose<Registry, &LocalAppListModel::m_items>;
 template struct Expose<WrappedModel, &LocalAppListModel::m_appList>;
-template struct Expose<Channel, &LocalAppListModel::m_IPC>;
+template struct Expose<Ipc, &LocalAppListModel::m_IPC>;
 template struct Expose<Remove, &LocalAppListModel::PrivateRemoveItem>;
 template struct Expose<Modify, &LocalAppListModel::PrivateModifyItem>;
 
@@ -53,7 +53,7 @@ AppListModel*& WrappedModelOf(LocalAppListModel& service) {
 }
 
 IPCApplist<TesselDbusLocal, LocalAppListModel>& ChannelOf(LocalAppListModel& service) {
-    return service.*MemberOf(Channel());
+    return service.*MemberOf(Ipc());
 }
 
 void RemoveFromRegistry(LocalAppListModel& service, RemoteAppListItem item) {

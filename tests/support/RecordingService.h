@@ -25,6 +25,10 @@ namespace recording {
 // Returns the text of one item, written by hand; the strings must need no escape.
 std::string Text(const std::string& name, const std::string& id);
 
+// What the log says when the transport's handler of connections goes.
+constexpr char kConnectionHandlerGone[] =
+    "info UnregisterOnConnectionReady: Unregistered connectionReadyCallbackObject";
+
 // Returns payload and id as one buffer of the transport.
 std::vector<char> Frame(const std::string& payload, int id);
 

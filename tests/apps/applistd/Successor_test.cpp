@@ -12,22 +12,22 @@ namespace {
 
 std::size_t comparisons = 0;
 
-struct Item {
+struct Counted {
     std::size_t number;
 };
 
-bool operator==(const Item& left, const Item& right) {
+bool operator==(const Counted& left, const Counted& right) {
     ++comparisons;
     return left.number == right.number;
 }
 
-bool operator<(const Item& left, const Item& right) {
+bool operator<(const Counted& left, const Counted& right) {
     ++comparisons;
     return left.number < right.number;
 }
 
-std::vector<Item> ItemsOf(std::size_t first, std::size_t count) {
-    std::vector<Item> items;
+std::vector<Counted> ItemsOf(std::size_t first, std::size_t count) {
+    std::vector<Counted> items;
     for (std::size_t number = first; number < first + count; ++number) items.push_back({number});
     return items;
 }
@@ -49,12 +49,12 @@ TEST(TheSuccessorOfAnItem, IsNobodyInAnEmptyList) {
 // 20,000 items: 15 is the logarithm. Looking each one up from the front would take 100 million.
 TEST(TheSuccessorOfAnItem, IsFoundInNLogNComparisonsWhenThousandsLeaveAtOnce) {
     constexpr std::size_t kItems = 20000;
-    const std::vector<Item> before = ItemsOf(0, kItems);
-    std::vector<Item> now = ItemsOf(kItems, kItems);  // as many others have come
+    const std::vector<Counted> before = ItemsOf(0, kItems);
+    std::vector<Counted> now = ItemsOf(kItems, kItems);  // as many others have come
     now.push_back({kItems - 1});
 
     comparisons = 0;
-    const auto successor = SuccessorOf(Item{0}, before, now);
+    const auto successor = SuccessorOf(Counted{0}, before, now);
     const std::size_t taken = comparisons;
 
     ASSERT_TRUE(successor.has_value());

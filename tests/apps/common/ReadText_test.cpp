@@ -10,7 +10,7 @@ using namespace applist;
 
 namespace {
 
-std::string FaultOf(const std::string& path, std::size_t limit = kMaxText) {
+std::string FaultOfFile(const std::string& path, std::size_t limit = kMaxText) {
     try {
         ReadText(path, limit);
     } catch (const InputError& error) {
@@ -27,19 +27,19 @@ TEST(AText, IsReadAsItIs) {
 }
 
 TEST(AText, ThatDoesNotExistIsNamedWithTheCause) {
-    EXPECT_EQ(FaultOf("/nonexistent/apps.txt"),
+    EXPECT_EQ(FaultOfFile("/nonexistent/apps.txt"),
               "cannot open /nonexistent/apps.txt: No such file or directory; name a file that "
               "exists and that you may read");
 }
 
 TEST(AText, WithoutANameIsShownAsSuch) {
-    EXPECT_EQ(FaultOf(""),
+    EXPECT_EQ(FaultOfFile(""),
               "cannot open \"\": No such file or directory; name a file that exists and that "
               "you may read");
 }
 
 TEST(AText, ThatIsAFolderIsRefused) {
-    EXPECT_EQ(FaultOf("/"),
+    EXPECT_EQ(FaultOfFile("/"),
               "cannot read /: Is a directory; give a file or a pipe that can be read");
 }
 
@@ -47,13 +47,13 @@ TEST(AText, MayBeAsLongAsTheLimit) {
     const std::string path = "/proc/self/cmdline";
     const std::size_t length = ReadText(path).size();
     EXPECT_EQ(ReadText(path, length).size(), length);
-    EXPECT_EQ(FaultOf(path, length - 1),
+    EXPECT_EQ(FaultOfFile(path, length - 1),
               path + " has more than " + std::to_string(length - 1) +
                   " bytes, the most that one message can carry; split it");
 }
 
 TEST(AText, IsNotReadPastTheLimit) {
     EXPECT_EQ(
-        FaultOf("/dev/zero", 1000000),
+        FaultOfFile("/dev/zero", 1000000),
         "/dev/zero has more than 1000000 bytes, the most that one message can carry; split it");
 }
