@@ -29,7 +29,8 @@ arm() {
     say "not run, as an emulated processor does not keep the time: ${arm_timed//:/ }"
     configure armhf/debug -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake" \
         -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=-O1 -DAPPLIST_TESTS=ON -DAPPLIST_APPS=OFF \
-        -DAPPLIST_UNIT_LAUNCHER="qemu-arm;-L;$APPLIST_SYSROOT" -DAPPLIST_NOT_EMULATED="$arm_timed"
+        -DAPPLIST_TESTS_AT_ONCE=ON -DAPPLIST_UNIT_LAUNCHER="qemu-arm;-L;$APPLIST_SYSROOT" \
+        -DAPPLIST_NOT_EMULATED="$arm_timed"
     quietly cmake --build build/armhf/debug --target unit_programs bus_programs
     # More than there are processors, as many wait for their bus most of the time.
     ctest --test-dir build/armhf/debug --output-on-failure -j "$((2 * $(nproc)))" \
