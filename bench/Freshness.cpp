@@ -11,10 +11,10 @@
 // CPU time of one are not counted for the other.
 
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <string>
 
+#include "Figures.h"
 #include "FreshRun.h"
 #include "Interleaved.h"
 #include "NowNanoseconds.h"
@@ -25,6 +25,7 @@ using bench::FreshCase;
 using bench::FreshEvent;
 using bench::Freshness;
 using bench::FreshRun;
+using bench::Judge;
 using bench::Percentile;
 
 // How long one run takes, and how often it is repeated. What is rare runs side by side, half a
@@ -94,11 +95,6 @@ void PrintHead(FreshEvent event, std::size_t items) {
                 "delay", "stale", "p99", "max", "2002", "2001", "CPU %");
 }
 
-void Judge(const char* what, double value, double target) {
-    std::printf("%16s %-44s %8.2f, target %8.2f  %s\n", "", what, value, target,
-                value <= target ? "PASS" : "over target");
-}
-
 void JudgeStaleness(const FreshCase& plan, const Pair& pair) {
     const double p99 = Percentile(pair.replica.staleness, 99);
     if (plan.event == FreshEvent::Change && plan.items > kFew) {
@@ -133,11 +129,6 @@ void Measure(FreshEvent event, std::size_t items) {
     }
 }
 
-void PrintLoad(const char* when) {
-    double load = 0;
-    if (getloadavg(&load, 1) == 1) std::printf("Load of the machine %s: %.2f\n", when, load);
-}
-
 }  // namespace
 
 int main() {
@@ -148,11 +139,11 @@ int main() {
             "percentile and maximum of the staleness in ms. 2002, 2001: reads of the list and of\n"
             "the selection, counted at the service. CPU: user and system time of service and\n"
             "follower together, all that they do included, the bus's own not.");
-        PrintLoad("before");
+        bench::PrintLoad("before");
         for (const FreshEvent event : {FreshEvent::Change, FreshEvent::Selection}) {
             for (const std::size_t items : {kFew, kMany}) Measure(event, items);
         }
-        PrintLoad("after");
+        bench::PrintLoad("after");
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_freshness: %s\n", error.what());

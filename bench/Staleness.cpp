@@ -2,9 +2,6 @@
 
 #include "Staleness.h"
 
-#include <algorithm>
-#include <cmath>
-
 namespace bench {
 
 namespace {
@@ -76,13 +73,6 @@ void Freshness::Add(const Freshness& more) {
     selectionReads += more.selectionReads;
     cpuSeconds += more.cpuSeconds;
     seconds += more.seconds;
-}
-
-double Percentile(std::vector<double> values, double percent) {
-    const double rank = std::ceil(static_cast<double>(values.size()) * percent / 100) - 1;
-    const auto at = values.begin() + static_cast<std::ptrdiff_t>(std::max(rank, 0.0));
-    std::nth_element(values.begin(), at, values.end());
-    return *at;
 }
 
 }  // namespace bench

@@ -33,7 +33,4 @@ struct Freshness {
 // REQUIRES: the run is over.
 Freshness FreshnessOf(const FreshCase& plan, const FreshLog& log);
 
-// Returns the value that `percent` percent of `values` do not exceed. REQUIRES: not empty.
-double Percentile(std::vector<double> values, double percent);
-
 }  // namespace bench
