@@ -50,7 +50,7 @@ static const char kWindow[] = R"(<interface>
             <property name="factory">
               <object class="GtkSignalListItemFactory" id="tiles"/>
             </property>
-            <property name="max-columns">12</property>
+            <property name="max-columns">7</property>
           </object></property>
         </object></child>
         <child><object class="GtkBox" id="note-page">

@@ -75,7 +75,7 @@ Window {
         reuseItems: true
         keyNavigationEnabled: false  // the search has the keys
         currentIndex: -1
-        highlightMoveDuration: 120
+        highlightMoveDuration: 0  // what others select is seen at once
 
         // The service's answer to a move of our own is on its way when the next one comes: to
         // follow it then would go a step back.
