@@ -19,19 +19,10 @@ public:
     ~GLibMainLoop() override;
 
 private:
-    struct EventSource;
-
-    // The GSource that carries the sd-event loop: GLib's three steps are sd-event's.
-    static gboolean Prepare(GSource* source, gint* timeout);
-    static gboolean Check(GSource* source);
-    static gboolean Dispatch(GSource* source, GSourceFunc callback, gpointer data);
-
+    bool IsAttached() const;
     void Turn() override;
-    // Whether sd-event wants to be dispatched, from what it has answered.
-    bool IsReady(int result);
 
-    GSource* m_source = nullptr;
-    int m_error = 0;  // what broke the sd-event loop, a negative errno
+    const guint m_source;
 };
 
 }  // namespace applist::daemon

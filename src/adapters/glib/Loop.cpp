@@ -12,38 +12,56 @@ namespace {
 struct LoopSource {
     GSource base;
     sd_event* event;
+    int error;  // what broke the sd-event loop, a negative errno
 };
 
-sd_event* EventOf(GSource* source) {
-    return reinterpret_cast<LoopSource*>(source)->event;
+LoopSource* LoopOf(GSource* source) {
+    return reinterpret_cast<LoopSource*>(source);
 }
 
-// Whether there is something to dispatch; an error, too, is for Dispatch.
-bool IsReady(sd_event* event) {
-    // Prepared in an iteration in which GLib did not come to Check, as a source of higher priority
-    // was ready. Only a wait shows what has arrived since.
-    if (sd_event_get_state(event) == SD_EVENT_ARMED && sd_event_wait(event, 0) != 0) return true;
-    if (sd_event_get_state(event) == SD_EVENT_PENDING) return true;
-    return sd_event_get_state(event) == SD_EVENT_INITIAL && sd_event_prepare(event) != 0;
+sd_event* EventOf(GSource* source) {
+    return LoopOf(source)->event;
+}
+
+// Whether sd-event wants to be dispatched, from what it has answered. An error counts as well, so
+// that Dispatch ends this; sd-event would tell it of another one, that it was not ready.
+bool IsReady(GSource* source, int answer) {
+    if (answer < 0) LoopOf(source)->error = answer;
+    return answer != 0;
 }
 
 gboolean Prepare(GSource* source, gint* timeout) {
     *timeout = -1;  // sd-event's timers wake its descriptor
     sd_event* const event = EventOf(source);
-    return sd_event_get_state(event) == SD_EVENT_FINISHED || IsReady(event);
+    // Prepared in an iteration in which GLib did not come to Check, as a source of higher priority
+    // was ready. Only a wait shows what has arrived since.
+    if (sd_event_get_state(event) == SD_EVENT_ARMED && IsReady(source, sd_event_wait(event, 0))) {
+        return TRUE;
+    }
+    const int state = sd_event_get_state(event);
+    if (state == SD_EVENT_INITIAL) return IsReady(source, sd_event_prepare(event));
+    return state == SD_EVENT_PENDING || state == SD_EVENT_FINISHED;
 }
 
 gboolean Check(GSource* source) {
     sd_event* const event = EventOf(source);
-    if (sd_event_get_state(event) == SD_EVENT_ARMED) return sd_event_wait(event, 0) != 0;
-    return sd_event_get_state(event) == SD_EVENT_PENDING;
+    const int state = sd_event_get_state(event);
+    if (state == SD_EVENT_ARMED) return IsReady(source, sd_event_wait(event, 0));
+    return state == SD_EVENT_PENDING;
 }
 
 gboolean Dispatch(GSource* source, GSourceFunc, gpointer) {
+    const int error = LoopOf(source)->error;
     sd_event* const event = EventOf(source);
-    // Somebody else has dispatched it since Check.
-    if (sd_event_get_state(event) == SD_EVENT_INITIAL) return G_SOURCE_CONTINUE;
-    return sd_event_dispatch(event) > 0 ? G_SOURCE_CONTINUE : G_SOURCE_REMOVE;
+    // Somebody else has dispatched it since Check, or its descriptor was readable for nothing.
+    if (error == 0 && sd_event_get_state(event) == SD_EVENT_INITIAL) return G_SOURCE_CONTINUE;
+    const int result = error != 0 ? error : sd_event_dispatch(event);
+    if (result > 0) return G_SOURCE_CONTINUE;
+    if (result < 0) {
+        g_log("applist", G_LOG_LEVEL_WARNING, "the sd-event loop failed, and stands: %s",
+              g_strerror(-result));
+    }
+    return G_SOURCE_REMOVE;
 }
 
 void Finalize(GSource* source) {
@@ -55,7 +73,7 @@ GSourceFuncs g_functions = {Prepare, Check, Dispatch, Finalize, nullptr, nullptr
 // Takes over the reference to the loop.
 guint Attach(sd_event* event, GMainContext* context) {
     GSource* const source = g_source_new(&g_functions, sizeof(LoopSource));
-    reinterpret_cast<LoopSource*>(source)->event = event;
+    LoopOf(source)->event = event;
     g_source_set_name(source, "applist: sd-event");
     // By this it is found again; GLib calls nothing but Dispatch.
     g_source_set_callback(source, nullptr, event, nullptr);

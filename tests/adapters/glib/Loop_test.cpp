@@ -281,3 +281,30 @@ TEST(AnEndedSdEventLoop, IsRunToItsEndAndLeavesTheContext) {
     EXPECT_TRUE(wasTold);
     EXPECT_TRUE(isGone);
 }
+
+// On a thread of its own, whose loop it breaks.
+TEST(ABrokenSdEventLoop, LeavesTheContextAndSaysWhy) {
+    bool isGone = false;
+    std::string said;
+    const auto note = [](const char*, GLogLevelFlags, const char* text, gpointer all) {
+        static_cast<std::string*>(all)->append(text);
+    };
+    const guint handler = g_log_set_handler("applist", G_LOG_LEVEL_WARNING, note, &said);
+    std::thread([&] {
+        GMainContext* const context = g_main_context_new();
+        const guint id = applist_loop_attach(context);
+        sd_event* loop = nullptr;
+        sd_event_default(&loop);
+        const int other = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        dup3(other, sd_event_get_fd(loop), O_CLOEXEC);
+        close(other);
+        while (g_main_context_iteration(context, FALSE)) continue;
+        isGone = g_main_context_find_source_by_id(context, id) == nullptr;
+        sd_event_unref(loop);
+        g_main_context_unref(context);
+    }).join();
+    g_log_remove_handler("applist", handler);
+
+    EXPECT_TRUE(isGone);
+    EXPECT_EQ("the sd-event loop failed, and stands: Invalid argument", said);
+}
