@@ -2,13 +2,18 @@
 
 # The list on GLib's main loop and on a GTK screen.
 
+if(TARGET applist::glib_loop)
+    add_executable(glib_loop_tests adapters/glib/Loop_test.cpp)
+    target_link_libraries(glib_loop_tests PRIVATE applist::glib_loop test_support GTest::gtest_main)
+    gtest_discover_tests(glib_loop_tests DISCOVERY_MODE PRE_TEST
+                         PROPERTIES LABELS screen TIMEOUT 240)
+endif()
 if(TARGET applist::glib)
     add_executable(glib_tests
         adapters/glib/ApplistItem_test.cpp
         adapters/glib/ApplistModel_test.cpp
         adapters/glib/ListModelTest.cpp
         adapters/glib/ListModelTester.cpp
-        adapters/glib/Loop_test.cpp
         adapters/glib/RandomEdits_test.cpp
         adapters/glib/RunMainLoop.cpp
         adapters/glib/WithoutMemory_test.cpp
@@ -63,14 +68,19 @@ function(applist_add_c_headers library)
     endforeach()
 endfunction()
 set(archives)
+if(TARGET applist::glib_loop)
+    applist_add_adapter_headers(glib-2.0 "c++17;c++20;c++2b" glib/Loop.h)
+    applist_add_c_headers(glib-2.0 glib/Loop.h)
+    list(APPEND archives applist_glib_loop)
+endif()
 if(TARGET applist::glib)
-    set(c_headers glib/ApplistItem.h glib/ApplistModel.h glib/Loop.h)
+    set(c_headers glib/ApplistItem.h glib/ApplistModel.h)
     applist_add_adapter_headers(gio-2.0 "c++17;c++20;c++2b" ${c_headers})
     applist_add_c_headers(gio-2.0 ${c_headers})
     # What is behind the model includes the partner's headers besides.
     applist_add_adapter_headers("gio-2.0 libsystemd" c++17
                                 glib/ItemObject.h glib/ListRows.h glib/ModelCore.h)
-    list(APPEND archives applist_glib_loop applist_glib)
+    list(APPEND archives applist_glib)
 endif()
 if(TARGET applist::gtk)
     applist_add_adapter_headers(gtk4 "c++17;c++20;c++2b" gtk/SelectionFollower.h)

@@ -53,8 +53,11 @@ gboolean Check(GSource* source) {
 gboolean Dispatch(GSource* source, GSourceFunc, gpointer) {
     const int error = LoopOf(source)->error;
     sd_event* const event = EventOf(source);
-    // Somebody else has dispatched it since Check, or its descriptor was readable for nothing.
-    if (error == 0 && sd_event_get_state(event) == SD_EVENT_INITIAL) return G_SOURCE_CONTINUE;
+    const int state = sd_event_get_state(event);
+    if (state == SD_EVENT_FINISHED) return G_SOURCE_REMOVE;
+    // Somebody else has dispatched it since Check, or does so now; or its descriptor was readable
+    // for nothing.
+    if (error == 0 && state != SD_EVENT_PENDING) return G_SOURCE_CONTINUE;
     const int result = error != 0 ? error : sd_event_dispatch(event);
     if (result > 0) return G_SOURCE_CONTINUE;
     if (result < 0) {

@@ -21,8 +21,9 @@ G_BEGIN_DECLS
 //
 // It runs with G_PRIORITY_DEFAULT, one event in each iteration; g_source_set_priority changes that.
 // It ends by itself when the sd-event loop does (sd_event_exit) or fails, which a g_warning tells
-// of, and g_source_remove ends it before. A main loop that is run from inside a listener serves everything but the list, until it
-// returns; one that is run from any other callback serves the list too.
+// of, and g_source_remove ends it before. A main loop that is run from inside a listener serves
+// everything but the list, until it returns; one that is run from any other callback serves the
+// list too.
 APPLIST_EXPORT guint applist_loop_attach(GMainContext* context);
 
 G_END_DECLS

@@ -258,12 +258,20 @@ TEST_F(AGLibLoop, SharesTheLoopWithAnotherContext) {
 }
 
 // On a thread of its own, as the loop has ended then for good.
-TEST(AnEndedSdEventLoop, IsRunToItsEndAndLeavesTheContext) {
+TEST(AnEndedSdEventLoop, IsRunToItsEndAndLeavesTheContextsWithoutAWord) {
     bool wasTold = false;
     bool isGone = false;
+    bool isGoneFromTheOther = false;
+    std::string said;
+    const auto noteWarning = [](const char*, GLogLevelFlags, const char* text, gpointer all) {
+        static_cast<std::string*>(all)->append(text);
+    };
+    const guint handler = g_log_set_handler("applist", G_LOG_LEVEL_WARNING, noteWarning, &said);
     std::thread([&] {
         GMainContext* const context = g_main_context_new();
+        GMainContext* const other = g_main_context_new();
         const guint id = applist_loop_attach(context);
+        const guint idInTheOther = applist_loop_attach(other);
         sd_event* loop = nullptr;
         sd_event_default(&loop);
         const auto note = [](sd_event_source*, void* told) {
@@ -274,12 +282,18 @@ TEST(AnEndedSdEventLoop, IsRunToItsEndAndLeavesTheContext) {
         sd_event_exit(loop, 0);
         while (g_main_context_iteration(context, FALSE)) continue;
         isGone = g_main_context_find_source_by_id(context, id) == nullptr;
+        while (g_main_context_iteration(other, FALSE)) continue;
+        isGoneFromTheOther = g_main_context_find_source_by_id(other, idInTheOther) == nullptr;
         sd_event_unref(loop);
         g_main_context_unref(context);
+        g_main_context_unref(other);
     }).join();
+    g_log_remove_handler("applist", handler);
 
     EXPECT_TRUE(wasTold);
     EXPECT_TRUE(isGone);
+    EXPECT_TRUE(isGoneFromTheOther);
+    EXPECT_EQ("", said);
 }
 
 // On a thread of its own, whose loop it breaks.
