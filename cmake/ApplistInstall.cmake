@@ -108,16 +108,14 @@ endforeach()
 applist_install_headers(${applist_public_headers})
 
 # An adapter as an archive, if it is built, with an export of its own: a distribution has it in
-# another package, beside the toolkit that it needs. What is hidden in a shared library is in the
-# archive as well. The targets named after `requires` are what it links; the partner comes from the
+# another package, beside the toolkit that it needs. The targets named after `requires` are what it links; the partner comes from the
 # package's configuration, which knows whether that is shared.
 function(applist_install_adapter name description requires)
     if(NOT TARGET applist_${name})
         return()
     endif()
     string(REPLACE _ - dashed ${name})
-    add_library(applist_${name}_static STATIC $<TARGET_OBJECTS:applist_common>
-                                              $<TARGET_OBJECTS:applist_${name}>)
+    add_library(applist_${name}_static STATIC $<TARGET_OBJECTS:applist_${name}>)
     applist_describe(applist_${name}_static applist-${dashed})
     target_link_libraries(applist_${name}_static PUBLIC ${ARGN})
     set_target_properties(applist_${name}_static PROPERTIES EXPORT_NAME ${name})
@@ -126,7 +124,8 @@ function(applist_install_adapter name description requires)
     install(EXPORT applist-${name} NAMESPACE applist:: DESTINATION ${applist_package_dir}
             COMPONENT development)
     applist_install_headers(${applist_${name}_headers})
-    # Programs in C link them, too, and an archive does not bring the library of C++ along.
+    # Programs in C link them, too, and an archive does not bring the library of C++ along, which is
+    # gcc's unless somebody else is asked for.
     applist_install_pc(${dashed} ${description} ${requires} " -lstdc++" "")
 endfunction()
 
@@ -140,6 +139,13 @@ applist_install_adapter(gtk "a list of applications in GTK"
                         "applist-glib, gtk4 >= 4.8" applist_glib_static PkgConfig::APPLIST_GTK4)
 applist_install_adapter(qt "a list of applications as a model of Qt's"
                         "applist-partner, Qt6Core >= 6.4" Qt6::Core)
+
+# What they call of applist_common is hidden in a shared partner.
+foreach(name IN ITEMS glib qt)
+    if(TARGET applist_${name}_static)
+        target_sources(applist_${name}_static PRIVATE $<TARGET_OBJECTS:applist_common>)
+    endif()
+endforeach()
 
 configure_package_config_file(cmake/applist-config.cmake.in applist-config.cmake
                               INSTALL_DESTINATION ${applist_package_dir}

@@ -11,10 +11,12 @@ set(APPLIST_QT ${applist_qt_default} CACHE STRING
     "Build applist::qt, which needs Qt 6: AUTO (when it is there), ON or OFF")
 set_property(CACHE APPLIST_QT PROPERTY STRINGS AUTO ON OFF)
 
+set(applist_qt_found OFF)
 if(APPLIST_QT AND APPLIST_OPEN_TRANSPORT)
     find_package(Qt6 6.4 QUIET COMPONENTS Core)
+    set(applist_qt_found ${Qt6_FOUND})
 endif()
-if(TARGET Qt6::Core AND APPLIST_QT AND APPLIST_OPEN_TRANSPORT)
+if(applist_qt_found)
     applist_add_adapter(qt adapters/qt/ListModel.cpp adapters/qt/SdEventDriver.cpp)
     # Its header is also for programs that have no `signals` and `slots`.
     target_compile_definitions(applist_qt PRIVATE QT_NO_KEYWORDS)

@@ -27,6 +27,9 @@
 //                                         text is a sentence for whoever looks at the screen
 // Sent from the loop; or from inside the write, when it could not even be sent.
 //
+// Types are registered once for the whole process: link one copy of this into it, and not into
+// something that is unloaded.
+//
 // Threads: the one that it was built on. Lifetime: reference counted; a handler may drop the last
 // reference.
 
