@@ -24,7 +24,8 @@ def command_of(entry):
 def make_generated(folder, files):
     here = os.path.realpath(folder)
     inside = [os.path.relpath(each, here) for each in files if each.startswith(here + os.sep)]
-    subprocess.run(["ninja", "-C", folder, "--quiet", *inside], check=True)
+    if inside:
+        subprocess.run(["ninja", "-C", folder, "--quiet", *inside], check=True)
 
 
 def look(entry):

@@ -63,7 +63,6 @@ FOREIGN_FUNCTION(std::string, NearestOf, const std::vector<std::string>&, const 
 FOREIGN_FUNCTION(std::string, PrintableText, const std::string&)
 FOREIGN_FUNCTION(std::string, ReadText, const std::string&, std::size_t)
 FOREIGN_FUNCTION(std::string, ShownId, const std::string&)
-FOREIGN_FUNCTION(std::string, ShownText, const std::string&)
 FOREIGN_FUNCTION(std::string, SourceName, const std::string&)
 FOREIGN_FUNCTION(std::string, WhyNoSealedBody, int, std::size_t)
 FOREIGN_FUNCTION(void, MakeFoldersWatchable)

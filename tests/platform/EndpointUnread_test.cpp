@@ -10,8 +10,6 @@
 #include "support/EndpointTest.h"
 #include "support/Megabyte.h"
 
-namespace {}  // namespace
-
 class AnEndpointWhoseRepliesAreNotRead : public EndpointTest {
 protected:
     using Clock = std::chrono::steady_clock;
