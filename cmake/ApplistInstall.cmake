@@ -108,8 +108,8 @@ endforeach()
 applist_install_headers(${applist_public_headers})
 
 # An adapter as an archive, if it is built, with an export of its own: a distribution has it in
-# another package, beside the toolkit that it needs. The targets named after `requires` are what it links; the partner comes from the
-# package's configuration, which knows whether that is shared.
+# another package, beside the toolkit that it needs. The targets named after `requires` are what it
+# links; the partner comes from the package's configuration, which knows whether that is shared.
 function(applist_install_adapter name description requires)
     if(NOT TARGET applist_${name})
         return()

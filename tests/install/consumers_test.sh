@@ -9,24 +9,11 @@
 
 set -euo pipefail
 
-readonly root=$1 cmake=$2 generator=$3 way=$5
+readonly name=consumers root=$1 cmake=$2 generator=$3 way=$5
 prefix=$4
 
-scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
-
-fail() {
-    printf 'consumers: %s\n' "$1" >&2
-    sed 's/^/    /' "$scratch/log" >&2
-    exit 1
-}
-
-with_cmake() {
-    "$cmake" -S "$root/tests/install/consumer" -B "$scratch/bin" -G "$generator" \
-        -DEXAMPLES="$root/examples" -DCMAKE_PREFIX_PATH="$prefix" "$@" > "$scratch/log" 2>&1 ||
-        fail 'does not configure'
-    "$cmake" --build "$scratch/bin" > "$scratch/log" 2>&1 || fail 'does not build'
-}
+# shellcheck source=tests/install/consumer.bash
+source "$root/tests/install/consumer.bash"
 
 # without_others KIND PATTERN: only the libraries of a kind are there, not those of the pattern.
 without_others() {
@@ -89,11 +76,11 @@ run() {
 
 case $way in
     cmake-shared)
-        with_cmake
+        with_cmake consumer
         without_others shared '*.a'
         ;;
     cmake-static)
-        with_cmake -Dapplist_USE_STATIC_LIBS=ON
+        with_cmake consumer -Dapplist_USE_STATIC_LIBS=ON
         without_others static '*.so*' -Dapplist_USE_STATIC_LIBS=ON
         ;;
     pkg-config) with_pkg_config ;;

@@ -9,24 +9,10 @@
 
 set -euo pipefail
 
-readonly root=$1 cmake=$2 generator=$3 prefix=$4 way=$5
+readonly name=toolkits root=$1 cmake=$2 generator=$3 prefix=$4 way=$5
 
-scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
-
-fail() {
-    printf 'toolkits: %s\n' "$1" >&2
-    sed 's/^/    /' "$scratch/log" >&2
-    exit 1
-}
-
-with_cmake() {
-    "$cmake" -S "$root/tests/install/toolkits" -B "$scratch/bin" -G "$generator" \
-        -DEXAMPLES="$root/examples" -DCMAKE_PREFIX_PATH="$prefix" "$@" > "$scratch/log" 2>&1 ||
-        fail 'does not configure'
-    "$cmake" --build "$scratch/bin" > "$scratch/log" 2>&1 || fail 'does not build'
-    mv "$scratch/bin/qml_launcher/qml_launcher" "$scratch/bin/qml"
-}
+# shellcheck source=tests/install/consumer.bash
+source "$root/tests/install/consumer.bash"
 
 # Where it was built without one of them, or that is in a package of its own.
 without_gtk() {
@@ -58,7 +44,7 @@ with_pkg_config() {
 
 # A library of a toolkit is a part of the program; the partner is where the way says.
 check_libraries() {
-    for program in "$scratch"/bin/{names_glib,names_qt,gtk_launcher,qml}; do
+    for program in "$scratch"/bin/{names_glib,names_qt,gtk_launcher,qml_launcher/qml_launcher}; do
         [ -e "$program" ] || continue
         ldd "$program" | grep libapplist > "$scratch/log" || true
         case $way in
@@ -72,10 +58,10 @@ check_libraries() {
 
 case $way in
     shared)
-        with_cmake
+        with_cmake toolkits
         without_gtk
         ;;
-    static) with_cmake -Dapplist_USE_STATIC_LIBS=ON ;;
+    static) with_cmake toolkits -Dapplist_USE_STATIC_LIBS=ON ;;
     pkg-config) with_pkg_config ;;
 esac
 check_libraries

@@ -8,16 +8,10 @@
 
 set -euo pipefail
 
-readonly root=$1 cmake=$2 generator=$3 prefix=$4
+readonly name=tutorial root=$1 cmake=$2 generator=$3 prefix=$4
 
-scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
-
-fail() {
-    printf 'tutorial: %s\n' "$1" >&2
-    sed 's/^/    /' "$scratch/log" >&2
-    exit 1
-}
+# shellcheck source=tests/install/consumer.bash
+source "$root/tests/install/consumer.bash"
 
 shown=$(grep '^find_package(applist ' "$root/docs/tutorial.md")
 cp "$root"/examples/*.{cpp,h} "$root/examples/own_project/next.cpp" "$scratch"

@@ -24,6 +24,25 @@ gboolean CallFunction(gpointer function) {
     return (*static_cast<std::function<bool()>*>(function))();
 }
 
+// What applist warns of while this lives.
+class Warnings {
+public:
+    Warnings() : m_handler(g_log_set_handler("applist", G_LOG_LEVEL_WARNING, Note, &m_text)) {}
+    ~Warnings() { g_log_remove_handler("applist", m_handler); }
+    Warnings(const Warnings&) = delete;
+    Warnings& operator=(const Warnings&) = delete;
+
+    const std::string& Text() const { return m_text; }
+
+private:
+    static void Note(const char*, GLogLevelFlags, const char* text, gpointer all) {
+        static_cast<std::string*>(all)->append(text);
+    }
+
+    std::string m_text;
+    const guint m_handler;
+};
+
 }  // namespace
 
 class AGLibLoop : public ::testing::Test {
@@ -262,11 +281,7 @@ TEST(AnEndedSdEventLoop, IsRunToItsEndAndLeavesTheContextsWithoutAWord) {
     bool wasTold = false;
     bool isGone = false;
     bool isGoneFromTheOther = false;
-    std::string said;
-    const auto noteWarning = [](const char*, GLogLevelFlags, const char* text, gpointer all) {
-        static_cast<std::string*>(all)->append(text);
-    };
-    const guint handler = g_log_set_handler("applist", G_LOG_LEVEL_WARNING, noteWarning, &said);
+    const Warnings warnings;
     std::thread([&] {
         GMainContext* const context = g_main_context_new();
         GMainContext* const other = g_main_context_new();
@@ -288,22 +303,17 @@ TEST(AnEndedSdEventLoop, IsRunToItsEndAndLeavesTheContextsWithoutAWord) {
         g_main_context_unref(context);
         g_main_context_unref(other);
     }).join();
-    g_log_remove_handler("applist", handler);
 
     EXPECT_TRUE(wasTold);
     EXPECT_TRUE(isGone);
     EXPECT_TRUE(isGoneFromTheOther);
-    EXPECT_EQ("", said);
+    EXPECT_EQ("", warnings.Text());
 }
 
 // On a thread of its own, whose loop it breaks.
 TEST(ABrokenSdEventLoop, LeavesTheContextAndSaysWhy) {
     bool isGone = false;
-    std::string said;
-    const auto note = [](const char*, GLogLevelFlags, const char* text, gpointer all) {
-        static_cast<std::string*>(all)->append(text);
-    };
-    const guint handler = g_log_set_handler("applist", G_LOG_LEVEL_WARNING, note, &said);
+    const Warnings warnings;
     std::thread([&] {
         GMainContext* const context = g_main_context_new();
         const guint id = applist_loop_attach(context);
@@ -317,8 +327,7 @@ TEST(ABrokenSdEventLoop, LeavesTheContextAndSaysWhy) {
         sd_event_unref(loop);
         g_main_context_unref(context);
     }).join();
-    g_log_remove_handler("applist", handler);
 
     EXPECT_TRUE(isGone);
-    EXPECT_EQ("the sd-event loop failed, and stands: Invalid argument", said);
+    EXPECT_EQ("the sd-event loop failed, and stands: Invalid argument", warnings.Text());
 }
