@@ -3,15 +3,29 @@
 #include "common/ZeroWidth.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
+#include <stdexcept>
 
 namespace applist {
 
 namespace {
 
-struct Range {
-    char32_t first;
-    char32_t last;
+// In four bytes: the tables of these are a good part of what a small device loads. One that does
+// not fit does not compile.
+class Range {
+public:
+    constexpr Range(char32_t first, char32_t last)
+        : m_bits(first < 1U << 20U && last - first <= kMore
+                     ? first << 12U | (last - first)
+                     : throw std::out_of_range("a range of characters")) {}
+    constexpr char32_t First() const { return m_bits >> 12U; }
+    constexpr char32_t Last() const { return First() + (m_bits & kMore); }
+
+private:
+    static constexpr char32_t kMore = (1U << 12U) - 1;
+
+    std::uint32_t m_bits;  // the first one, and how many follow it
 };
 
 // In order. Gaps between two of them without any character are left out, and so are the signs of a
@@ -167,8 +181,8 @@ template <std::size_t size>
 bool IsIn(const Range (&ranges)[size], char32_t code) {
     const Range* const found =
         std::lower_bound(std::begin(ranges), std::end(ranges), code,
-                         [](const Range& range, char32_t value) { return range.last < value; });
-    return found != std::end(ranges) && found->first <= code;
+                         [](const Range& range, char32_t value) { return range.Last() < value; });
+    return found != std::end(ranges) && found->First() <= code;
 }
 
 }  // namespace

@@ -66,10 +66,11 @@ TEST(PrintableTextOf, CharactersThatShowNothingShowsTheirBytes) {
     EXPECT_EQ("Ma\\xe2\\x80\\x8bps", PrintableText("Ma\u200Bps"));
     EXPECT_EQ("Maps\\xf3\\xa0\\x81\\xa1", PrintableText("Maps\U000E0061"));
     for (const char* unseen :
-         {"\u00AD", "\u034F", "\u115F",     "\u1160",     "\u17B4",     "\u180E",
-          "\u200B", "\u2028", "\u2029",     "\u2060",     "\u2061",     "\u2064",
-          "\u2065", "\u206A", "\u206F",     "\u3164",     "\uFE00",     "\uFEFF",
-          "\uFFA0", "\uFFF9", "\U000E0001", "\U000E0020", "\U000E007F", "\U000E0100"}) {
+         {"\u00AD",     "\u034F",    "\u115F",     "\u1160",     "\u17B4",     "\u180E",
+          "\u200B",     "\u2028",    "\u2029",     "\u2060",     "\u2061",     "\u2064",
+          "\u2065",     "\u206A",    "\u206F",     "\u3164",     "\uFE00",     "\uFEFF",
+          "\uFFA0",     "\uFFF9",    "\U000E0000", "\U000E0001", "\U000E0020", "\U000E007F",
+          "\U000E0100", "\U000E0FFF"}) {
         const std::string bytes = unseen;
         EXPECT_EQ(4 * bytes.size(), PrintableText(bytes).size()) << bytes << " stands as it is";
         EXPECT_EQ(4 + 4 * bytes.size(), PrintableText("Maps" + bytes).size()) << bytes;
