@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "bus/OwnedFd.h"
+#include "platform/Wire.h"
 
 namespace applist {
 
@@ -88,7 +89,7 @@ void CallTurns::TakeTurn() {
     const std::optional<Call> call = m_held.Pop();
     if (!call) return AskWhetherEverythingIsIn();
     GoOn();  // first, as executing may take the bus away
-    call->execute(m_wire, call->message.get());
+    m_wire.Execute(call->message.get(), call->method);
 }
 
 void CallTurns::ReadAhead() {

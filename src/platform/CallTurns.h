@@ -31,9 +31,10 @@ class Wire;
 
 class CallTurns {
 public:
+    using Method = void (Wire::*)(sd_bus_message* call);
     struct Call {
         UniqueMessage message;
-        void (*execute)(Wire& wire, sd_bus_message* message);
+        Method method;
     };
     using Outcome = HeldCalls<Call>::Outcome;
 

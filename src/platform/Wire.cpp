@@ -77,14 +77,17 @@ std::string Wire::SenderOf(sd_bus_message* call) const {
 
 template <Wire::Method method>
 int Wire::OnCall(sd_bus_message* call, void* userdata, sd_bus_error*) {
-    Wire* const wire = static_cast<Wire*>(userdata);
-    wire->Answer(call, [=] {
-        if (wire->RefuseUnconfirmed(call, method)) return;
-        if (wire->m_turns.IsFree()) return Execute<method>(*wire, call);
-        if (wire->RefuseLarge(call, BodyBytesOf(call))) return;
-        wire->Hold({UniqueMessage(sd_bus_message_ref(call)), Execute<method>});
-    });
+    static_cast<Wire*>(userdata)->Take(call, method);
     return 1;
+}
+
+void Wire::Take(sd_bus_message* call, Method method) noexcept {
+    Answer(call, [=] {
+        if (RefuseUnconfirmed(call, method)) return;
+        if (m_turns.IsFree()) return Execute(call, method);
+        if (RefuseLarge(call, BodyBytesOf(call))) return;
+        Hold({UniqueMessage(sd_bus_message_ref(call)), method});
+    });
 }
 
 // Who may call is decided by the bus's policy. sd-bus has a check of its own, which would ask the
@@ -220,13 +223,12 @@ void Wire::AnswerWithFailure(sd_bus_message* call) noexcept {
     if (result < 0) m_outbox.FailSoon(result);
 }
 
-template <Wire::Method method>
-void Wire::Execute(Wire& wire, sd_bus_message* call) noexcept {
+void Wire::Execute(sd_bus_message* call, Method method) noexcept {
     using Clock = std::chrono::steady_clock;
-    const bool isShared = wire.IsBus();  // nobody shares a channel
+    const bool isShared = IsBus();  // nobody shares a channel
     const Clock::time_point start = isShared ? Clock::now() : Clock::time_point();
-    wire.Answer(call, [&] { (wire.*method)(call); });
-    if (isShared) wire.m_turns.Spent(Clock::now() - start);
+    Answer(call, [&] { (this->*method)(call); });
+    if (isShared) m_turns.Spent(Clock::now() - start);
 }
 
 void Wire::Hold(CallTurns::Call held) {

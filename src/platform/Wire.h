@@ -66,15 +66,18 @@ public:
         if (IsBus()) m_rations.Charge(partner, bytes);
     }
 
+    // Executes `method` for `call`, whose turn it is.
+    void Execute(sd_bus_message* call, CallTurns::Method method) noexcept;
+
     // Over a channel the first call must be Connect; it says that the channel works.
     void Confirm() { m_isConfirmed = true; }
     bool IsConfirmed() const { return m_isConfirmed; }
 
 private:
-    using Method = void (Wire::*)(sd_bus_message* call);
+    using Method = CallTurns::Method;
 
     static const sd_bus_vtable kVtable[];
-    // What sd-bus calls for `method`: executes it, or lets it wait for its turn.
+    // What sd-bus calls for `method`.
     template <Method method>
     static int OnCall(sd_bus_message* call, void* userdata, sd_bus_error* error);
     static int OnReadSerial(sd_bus* bus, const char* path, const char* interface,
@@ -97,8 +100,8 @@ private:
     void Answer(sd_bus_message* call, Work work) noexcept;
     // Answers `call` with an error for the exception that is being handled.
     void AnswerWithFailure(sd_bus_message* call) noexcept;
-    template <Method method>
-    static void Execute(Wire& wire, sd_bus_message* call) noexcept;
+    // Executes `method`, or lets it wait for its turn.
+    void Take(sd_bus_message* call, Method method) noexcept;
     void Hold(CallTurns::Call held);
     bool RefuseUnconfirmed(sd_bus_message* call, Method method);
     // Reads the bytes of `call`, or refuses it. Returns whether they were read.
