@@ -8,10 +8,9 @@
 namespace applist {
 
 void FetchPlan::ServiceIsThere(Time now) {
-    std::uniform_int_distribution<Time::rep> spread(0, kLongestSpread.count());
     if (m_state == State::Unmet) m_notBefore = now;
     // Spread only after a loss: it is a restart that many partners see at the same time.
-    if (m_state == State::Away) m_notBefore = now + Time(spread(m_random));
+    if (m_state == State::Away) m_notBefore = now + Time(m_random()) % (kLongestSpread + Time(1));
     if (!IsServiceThere()) m_state = m_underWay > 0 ? State::Reading : State::Waiting;
     m_list.isStale = true;
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
 using applist::FetchPlan;
@@ -510,6 +511,23 @@ TEST_F(AFetchPlan, SpreadsTheFirstReadsAfterRestartsOverTwentyMilliseconds) {
     EXPECT_LT(*std::min_element(delays.begin(), delays.end()), milliseconds(1));
     EXPECT_GT(*std::max_element(delays.begin(), delays.end()), milliseconds(19));
     EXPECT_LE(*std::max_element(delays.begin(), delays.end()), milliseconds(20));
+}
+
+// Each partner draws for the first time when its service restarts for the first time.
+TEST(FetchPlans, SpreadTheirFirstReadsByTheirSeeds) {
+    constexpr int kSeeds = 1000;
+    std::array<int, 4> quarters = {};
+    for (std::uint32_t seed = 1; seed <= kSeeds; ++seed) {
+        FetchPlan plan(seed);
+        plan.ServiceIsThere(Time(0));
+        plan.ServiceIsGone();
+        plan.ServiceIsThere(Time(0));
+        const Time delay = plan.Due();
+        ASSERT_GE(delay, Time(0));
+        ASSERT_LE(delay, FetchPlan::kLongestSpread);
+        ++quarters.at(static_cast<std::size_t>(4 * delay / (FetchPlan::kLongestSpread + Time(1))));
+    }
+    for (const int count : quarters) EXPECT_GT(count, kSeeds / 5);
 }
 
 TEST_F(AFetchPlan, ReadsANewServiceWithoutWaitingForThePaceOfTheOldOne) {
