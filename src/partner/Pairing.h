@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -22,6 +23,32 @@ struct ItemRange {
     std::size_t count;
     std::function<const ItemText&(std::size_t place)> at;
 };
+
+// What is left of two lists without the items with which both begin and those with which both end:
+// usually little, so that few have to be looked up. The lists outlive it.
+struct Middle {
+    std::size_t begin = 0;  // how many both begin with
+    ItemRange before;
+    ItemRange now;
+
+    std::size_t BeforeEnd() const { return begin + before.count; }
+    std::size_t NowEnd() const { return begin + now.count; }
+};
+
+// `before` and `now` return the item at a place of each list.
+template <class Before, class Now>
+Middle MiddleOf(std::size_t beforeCount, Before before, std::size_t nowCount, Now now) {
+    const std::size_t shorter = std::min(beforeCount, nowCount);
+    std::size_t begin = 0;
+    while (begin < shorter && before(begin) == now(begin)) ++begin;
+    std::size_t end = 0;
+    while (begin + end < shorter && before(beforeCount - 1 - end) == now(nowCount - 1 - end)) ++end;
+    return {begin,
+            {beforeCount - begin - end,
+             [=](std::size_t at) -> const ItemText& { return before(begin + at); }},
+            {nowCount - begin - end,
+             [=](std::size_t at) -> const ItemText& { return now(begin + at); }}};
+}
 
 // For each item of `now`, the place of the same one in `before`, or kNone. Each is found once, and
 // of equal ones the first is the first one's. Whatever the items are, n of them take no more than

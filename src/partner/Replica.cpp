@@ -18,28 +18,6 @@ namespace {
 using Items = std::vector<ReplicaItem::Owned>;
 using Lines = std::vector<ItemText>;
 
-// What is left of the old list and the new one without the ends that they share: usually little, so
-// that few lines have to be looked up.
-struct Middle {
-    std::size_t begin = 0;
-    std::size_t oldEnd = 0;
-    std::size_t newEnd = 0;
-};
-
-Middle MiddleOf(const Items& items, const Lines& lines) {
-    Middle middle{0, items.size(), lines.size()};
-    const std::size_t shorter = std::min(items.size(), lines.size());
-    while (middle.begin < shorter && items[middle.begin]->Text() == lines[middle.begin]) {
-        ++middle.begin;
-    }
-    while (middle.oldEnd > middle.begin && middle.newEnd > middle.begin &&
-           items[middle.oldEnd - 1]->Text() == lines[middle.newEnd - 1]) {
-        --middle.oldEnd;
-        --middle.newEnd;
-    }
-    return middle;
-}
-
 // The place of the selected item in a list, or kNone. The service sends the selection as a copy of
 // an item. An equal line is best; else the first item of the same id is meant, because it may have
 // been renamed between the two replies.
@@ -77,7 +55,7 @@ std::optional<Lines> ReadLines(const std::vector<char>& text, std::size_t limit,
 
 // All that an update will change, with every allocation made, so that applying it cannot fail.
 struct Replica::Plan {
-    Middle middle;
+    Middle middle;                               // of the items that are there and of the lines
     Places places;                               // of the middle's lines, in the old middle
     Items items;                                 // the new list; null where an item stays
     std::uint32_t selected = kNone;              // in the new list
@@ -188,42 +166,42 @@ void Replica::Apply(std::vector<char> text, const Lines& lines, Plan& plan,
 
 Replica::Plan Replica::MakePlan(const Lines& lines, const ItemText& selection) const {
     Plan plan;
+    plan.middle = MiddleOf(
+        m_items.size(), [this](std::size_t at) -> const ItemText& { return m_items[at]->Text(); },
+        lines.size(), [&lines](std::size_t at) -> const ItemText& { return lines[at]; });
+    if (m_findsRows) {
+        PairWithRows(plan);
+    } else {
+        plan.places = PairEqual(plan.middle.before, plan.middle.now);
+    }
     PlanItems(lines, plan);
-    if (m_findsRows) PlanRows(lines, plan);
     PlanSelection(lines, selection, plan);
     return plan;
 }
 
-void Replica::PlanItems(const Lines& lines, Plan& plan) const {
-    const Middle middle = plan.middle = MiddleOf(m_items, lines);
-    plan.places = PairEqual(
-        {middle.oldEnd - middle.begin,
-         [&](std::size_t at) -> const ItemText& { return m_items[middle.begin + at]->Text(); }},
-        {middle.newEnd - middle.begin,
-         [&](std::size_t at) -> const ItemText& { return lines[middle.begin + at]; }});
+// A row that is renamed is another item, in the place of the old one.
+void Replica::PairWithRows(Plan& plan) {
+    RowOrigins origins = RowOriginsIn(plan.middle);
+    plan.change.rows = RowChangesOf(origins);
+    plan.places = std::move(origins.was);
+    for (std::size_t at = 0; at < plan.places.size(); ++at) {
+        if (origins.isRenamed[at]) plan.places[at] = kNone;
+    }
+}
+
+void Replica::PlanItems(const Lines& lines, Plan& plan) {
+    const Middle& middle = plan.middle;
     plan.items.resize(lines.size());
-    plan.change.items = middle.begin < middle.oldEnd || middle.begin < middle.newEnd;
+    plan.change.items = middle.before.count > 0 || middle.now.count > 0;
 
     const auto came =
         static_cast<std::size_t>(std::count(plan.places.begin(), plan.places.end(), kNone));
     const std::size_t stay = plan.places.size() - came;
-    plan.change.gone.reserve(middle.oldEnd - middle.begin - stay);
+    plan.change.gone.reserve(middle.before.count - stay);
     ItemMaker maker(came);
-    for (std::size_t at = middle.begin; at < middle.newEnd; ++at) {
+    for (std::size_t at = middle.begin; at < middle.NowEnd(); ++at) {
         if (plan.places[at - middle.begin] == kNone) plan.items[at] = maker.Make(lines[at]);
     }
-}
-
-void Replica::PlanRows(const Lines& lines, Plan& plan) const {
-    const Middle& middle = plan.middle;
-    Lines before;
-    before.reserve(middle.oldEnd - middle.begin);
-    for (std::size_t at = middle.begin; at < middle.oldEnd; ++at) {
-        before.push_back(m_items[at]->Text());
-    }
-    const Lines now(lines.begin() + static_cast<std::ptrdiff_t>(middle.begin),
-                    lines.begin() + static_cast<std::ptrdiff_t>(middle.newEnd));
-    plan.change.rows = RowChangesBetween(before, now, middle.begin);
 }
 
 void Replica::PlanSelection(const Lines& lines, const ItemText& selection, Plan& plan) const {
@@ -254,14 +232,14 @@ void Replica::ApplyItems(const Lines& lines, Plan& plan) noexcept {
         plan.items[to]->Renew(lines[to]);
     };
     for (std::size_t at = 0; at < middle.begin; ++at) keep(at, at);
-    for (std::size_t at = middle.begin; at < middle.newEnd; ++at) {
+    for (std::size_t at = middle.begin; at < middle.NowEnd(); ++at) {
         const std::uint32_t from = plan.places[at - middle.begin];
         if (from != kNone) keep(middle.begin + from, at);
     }
-    for (std::size_t at = middle.newEnd; at < lines.size(); ++at) {
-        keep(at - middle.newEnd + middle.oldEnd, at);
+    for (std::size_t at = middle.NowEnd(); at < lines.size(); ++at) {
+        keep(at - middle.NowEnd() + middle.BeforeEnd(), at);
     }
-    for (std::size_t at = middle.begin; at < middle.oldEnd; ++at) {
+    for (std::size_t at = middle.begin; at < middle.BeforeEnd(); ++at) {
         if (m_items[at]) plan.change.gone.push_back(std::move(m_items[at]));
     }
     m_items = std::move(plan.items);

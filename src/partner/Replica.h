@@ -84,8 +84,8 @@ private:
 
     // Everything that may fail happens while the plan is made, and nothing is changed until then.
     Plan MakePlan(const Lines& lines, const ItemText& selection) const;
-    void PlanItems(const Lines& lines, Plan& plan) const;
-    void PlanRows(const Lines& lines, Plan& plan) const;
+    static void PairWithRows(Plan& plan);
+    static void PlanItems(const Lines& lines, Plan& plan);
     void PlanSelection(const Lines& lines, const ItemText& selection, Plan& plan) const;
     bool IsAnotherSelection(AppListItem& now, bool itemsChanged) const;
     void ApplyItems(const Lines& lines, Plan& plan) noexcept;

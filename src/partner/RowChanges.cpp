@@ -15,50 +15,26 @@ namespace {
 using Kind = RowChange::Kind;
 using Lines = std::vector<ItemText>;
 
-// The rows between those with which both lists begin and those with which both end.
-class Middle {
-public:
-    Middle(const Lines& before, const Lines& now) : m_before(before), m_now(now) {
-        const std::size_t shorter = std::min(before.size(), now.size());
-        while (m_begin < shorter && before[m_begin] == now[m_begin]) ++m_begin;
-        std::size_t end = 0;
-        while (m_begin + end < shorter &&
-               before[before.size() - 1 - end] == now[now.size() - 1 - end]) {
-            ++end;
-        }
-        m_beforeCount = before.size() - m_begin - end;
-        m_nowCount = now.size() - m_begin - end;
-    }
-
-    std::size_t Begin() const { return m_begin; }
-    std::size_t BeforeCount() const { return m_beforeCount; }
-    std::size_t NowCount() const { return m_nowCount; }
-    const ItemText& Before(std::size_t at) const { return m_before[m_begin + at]; }
-    const ItemText& Now(std::size_t at) const { return m_now[m_begin + at]; }
-
-private:
-    const Lines& m_before;
-    const Lines& m_now;
-    std::size_t m_begin = 0;
-    std::size_t m_beforeCount;
-    std::size_t m_nowCount;
-};
+Middle MiddleBetween(const Lines& before, const Lines& now) {
+    return MiddleOf(
+        before.size(), [&before](std::size_t at) -> const ItemText& { return before[at]; },
+        now.size(), [&now](std::size_t at) -> const ItemText& { return now[at]; });
+}
 
 // A row that moved across many others is what people do most, and no reason to look at each of them
 // twice: those are the same, one place further. Appends the move and returns true if that is all.
-bool AppendOneMove(const Middle& middle, std::size_t first, std::vector<RowChange>& changes) {
-    const std::size_t count = middle.NowCount();
-    if (count < 2 || middle.BeforeCount() != count) return false;
-    const auto isShifted = [&](const auto& left, const auto& right) {
+bool AppendOneMove(const Middle& middle, std::vector<RowChange>& changes) {
+    const std::size_t count = middle.now.count;
+    if (count < 2 || middle.before.count != count) return false;
+    const auto isShifted = [count](const ItemRange& left, const ItemRange& right) {
         for (std::size_t at = 0; at + 1 < count; ++at) {
-            if (!(left(at + 1) == right(at))) return false;
+            if (!(left.at(at + 1) == right.at(at))) return false;
         }
-        return left(0) == right(count - 1);
+        return left.at(0) == right.at(count - 1);
     };
-    const auto before = [&](std::size_t at) -> const ItemText& { return middle.Before(at); };
-    const auto now = [&](std::size_t at) -> const ItemText& { return middle.Now(at); };
-    const bool isDown = isShifted(before, now);
-    if (!isDown && !isShifted(now, before)) return false;
+    const bool isDown = isShifted(middle.before, middle.now);
+    if (!isDown && !isShifted(middle.now, middle.before)) return false;
+    const std::size_t first = middle.begin;
     const std::size_t last = first + count - 1;
     changes.push_back({Kind::Moved, isDown ? first : last, 1, isDown ? last : first});
     return true;
@@ -101,31 +77,32 @@ void AppendRow(Kind kind, std::size_t row, std::vector<RowChange>& changes) {
     }
 }
 
-RowOrigins OriginsIn(const Middle& middle) {
-    const auto before = [&](std::size_t at) -> const ItemText& { return middle.Before(at); };
-    const auto now = [&](std::size_t at) -> const ItemText& { return middle.Now(at); };
-    return {PairById({middle.BeforeCount(), before}, {middle.NowCount(), now}), middle.Begin()};
-}
-
 }  // namespace
 
-RowOrigins RowOriginsBetween(const Lines& before, const Lines& now) {
-    return OriginsIn(Middle(before, now));
+RowOrigins RowOriginsIn(const Middle& middle) {
+    return {PairById(middle.before, middle.now), middle.begin};
 }
 
-std::vector<RowChange> RowChangesBetween(const Lines& before, const Lines& now, std::size_t first) {
-    const Middle middle(before, now);
-    const std::size_t begin = first + middle.Begin();
+RowOrigins RowOriginsBetween(const Lines& before, const Lines& now) {
+    return RowOriginsIn(MiddleBetween(before, now));
+}
+
+std::vector<RowChange> RowChangesOf(const RowOrigins& origins) {
     std::vector<RowChange> changes;
-    if (AppendOneMove(middle, begin, changes)) return changes;
-    const RowOrigins origins = OriginsIn(middle);
-    AppendRemoved(origins, begin, changes);
-    AppendMoves(KeptRows(origins), begin, changes);
+    AppendRemoved(origins, origins.begin, changes);
+    AppendMoves(KeptRows(origins), origins.begin, changes);
     for (std::size_t at = 0; at < origins.was.size(); ++at) {
-        if (origins.was[at] == kNone) AppendRow(Kind::Inserted, begin + at, changes);
-        if (origins.isRenamed[at]) AppendRow(Kind::Renamed, begin + at, changes);
+        if (origins.was[at] == kNone) AppendRow(Kind::Inserted, origins.begin + at, changes);
+        if (origins.isRenamed[at]) AppendRow(Kind::Renamed, origins.begin + at, changes);
     }
     return changes;
+}
+
+std::vector<RowChange> RowChangesBetween(const Lines& before, const Lines& now) {
+    const Middle middle = MiddleBetween(before, now);
+    std::vector<RowChange> changes;
+    if (AppendOneMove(middle, changes)) return changes;
+    return RowChangesOf(RowOriginsIn(middle));
 }
 
 }  // namespace applist

@@ -20,13 +20,15 @@ struct RowOrigins : PairedById {
     std::size_t begin = 0;
 };
 
-// n rows take no more than n log n time. Throws std::bad_alloc.
+// n rows take no more than n log n time. These throw std::bad_alloc.
+RowOrigins RowOriginsIn(const Middle& middle);
 RowOrigins RowOriginsBetween(const std::vector<ItemText>& before, const std::vector<ItemText>& now);
 
 // Returns the changes, in the order that RowListener (partner/RemoteAppListModel.h) promises, that
-// turn the rows `before` into the rows `now`; nothing when they are equal. `first` is the number of
-// rows that come before both. n rows take no more than n log n time. Throws std::bad_alloc.
+// turn the older rows into those that have these origins, or the rows `before` into the rows `now`;
+// nothing when they are equal. n rows take no more than n log n time. Throws std::bad_alloc.
+std::vector<RowChange> RowChangesOf(const RowOrigins& origins);
 std::vector<RowChange> RowChangesBetween(const std::vector<ItemText>& before,
-                                         const std::vector<ItemText>& now, std::size_t first = 0);
+                                         const std::vector<ItemText>& now);
 
 }  // namespace applist

@@ -266,14 +266,14 @@ TEST(TheRowChanges, MoveWhatIsRenamedElsewhereFirst) {
               Between("A\ta\nB\tb\nC\tc\n", "B\tb\nC\tc\nAA\ta\n"));
 }
 
-TEST(TheRowChanges, CountFromTheRowsBeforeBothLists) {
-    const List before("A\ta\nB\tb\nC\tc\nD\td\n");
-    const List now("C\tc\nBB\tb\nE\te\nD\td\n");
+TEST(TheRowChanges, CountTheRowsWithWhichBothListsBegin) {
+    std::string ten;
+    for (int row = 0; row < 10; ++row) ten += "Row\trow " + std::to_string(row) + "\n";
     EXPECT_EQ((Changes{{Kind::Removed, 10, 1},
                        {Kind::Moved, 11, 1, 10},
                        {Kind::Renamed, 11, 1},
                        {Kind::Inserted, 12, 1}}),
-              RowChangesBetween(before.Lines(), now.Lines(), 10));
+              Between(ten + "A\ta\nB\tb\nC\tc\nD\td\n", ten + "C\tc\nBB\tb\nE\te\nD\td\n"));
 }
 
 TEST(TheRowChanges, TakeEqualItemsOfOneIdForTheSame) {
