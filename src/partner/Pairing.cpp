@@ -211,8 +211,7 @@ private:
 };
 
 PairedById NonePaired(const ItemRange& before, const ItemRange& now) {
-    return {Places(now.count, kNone), std::vector<bool>(now.count, false),
-            std::vector<bool>(before.count, false)};
+    return {Places(now.count, kNone), Flags(now.count, false), Flags(before.count, false)};
 }
 
 PairedById PairByOrder(const ItemRange& before, const ItemRange& now, bool alsoRenamed) {

@@ -17,6 +17,8 @@ namespace applist {
 // Places in a list, or kNone.
 using Places = std::vector<std::uint32_t>;
 constexpr std::uint32_t kNone = UINT32_MAX;
+// One for each place. Not bits: those take more text to get at, and more time.
+using Flags = std::vector<char>;
 
 // Items, wherever they are: `at` returns the one at a place below `count`.
 struct ItemRange {
@@ -56,9 +58,9 @@ Middle MiddleOf(std::size_t beforeCount, Before before, std::size_t nowCount, No
 Places PairEqual(const ItemRange& before, const ItemRange& now);
 
 struct PairedById {
-    Places was;                   // of `now`: the place in `before`, or kNone
-    std::vector<bool> isRenamed;  // of `now`
-    std::vector<bool> isKept;     // of `before`
+    Places was;       // of `now`: the place in `before`, or kNone
+    Flags isRenamed;  // of `now`
+    Flags isKept;     // of `before`
 };
 
 // The same, but that an item of which no equal one is left may also be one of the same id.

@@ -4,19 +4,19 @@
 
 #include <algorithm>
 
+#include "partner/Pairing.h"
+
 namespace applist {
 
 namespace {
 
 using Rows = std::vector<std::uint32_t>;
 
-constexpr std::uint32_t kNobody = UINT32_MAX;
-
 // The longest part of `rows` that rises from each to the next: those need not move. Returns for
 // each place whether it is in that part.
-std::vector<bool> Rising(const Rows& rows) {
+Flags Rising(const Rows& rows) {
     Rows last;  // for each length, the place of the lowest row that ends a part of that length
-    Rows before(rows.size(), kNobody);  // in the same part
+    Rows before(rows.size(), kNone);  // in the same part
     for (std::uint32_t at = 0; at < rows.size(); ++at) {
         const auto length = std::lower_bound(
             last.begin(), last.end(), rows[at],
@@ -28,8 +28,8 @@ std::vector<bool> Rising(const Rows& rows) {
             *length = at;
         }
     }
-    std::vector<bool> isInIt(rows.size(), false);
-    for (std::uint32_t at = last.empty() ? kNobody : last.back(); at != kNobody; at = before[at]) {
+    Flags isInIt(rows.size(), false);
+    for (std::uint32_t at = last.empty() ? kNone : last.back(); at != kNone; at = before[at]) {
         isInIt[at] = true;
     }
     return isInIt;
@@ -61,7 +61,7 @@ private:
 // wait there.
 class Mover {
 public:
-    Mover(const Rows& rows, std::vector<bool> stays)
+    Mover(const Rows& rows, Flags stays)
         : m_rows(rows),
           m_stays(std::move(stays)),
           m_staying(rows.size() + 1, 0),
@@ -115,10 +115,10 @@ private:
     }
 
     const Rows& m_rows;
-    const std::vector<bool> m_stays;  // by place
-    Rows m_staying;                   // how many of the places before each one stay
-    Rows m_nextStaying;               // for each row, the place of the next one that stays
-    Counter m_waiting;                // rows
+    const Flags m_stays;  // by place
+    Rows m_staying;       // how many of the places before each one stay
+    Rows m_nextStaying;   // for each row, the place of the next one that stays
+    Counter m_waiting;    // rows
 };
 
 }  // namespace
