@@ -68,12 +68,15 @@ void CompareTo(const Items& now, const char* what, std::size_t changed, double t
     const Items same = sample;
     const Rows before(sample);
     const Rows after(now);
-    if (CountRows(RowChangesBetween(before.Lines(), after.Lines())) != changed) {
+    if (CountRows(RowChangesOf(RowOriginsBetween(before.Lines(), after.Lines()))) != changed) {
         throw std::runtime_error(std::string(what) + ": other changes than expected");
     }
     const Comparison result = Compare(
         {21, 20, 3},
-        [&] { benchmark::DoNotOptimize(RowChangesBetween(before.Lines(), after.Lines())); },
+        [&] {
+            benchmark::DoNotOptimize(
+                RowChangesOf(RowOriginsBetween(before.Lines(), after.Lines())));
+        },
         [&] { benchmark::DoNotOptimize(AreEqual(sample, same)); });
     PrintTableLine(what, result, target);
 }

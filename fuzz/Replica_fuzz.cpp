@@ -50,10 +50,10 @@ Places PlacesOf(const Objects& objects) {
     return places;
 }
 
-// The replica, and what it ought to hold.
+// The replica, with a view that asks for its rows or without, and what it ought to hold.
 class Pair {
 public:
-    Pair() { m_replica.FindRows(true); }
+    explicit Pair(bool findsRows) : m_findsRows(findsRows) { m_replica.FindRows(findsRows); }
 
     void Update(const string& list, const string& selection) {
         const Places before = PlacesOf(m_replica.GetAllItems());
@@ -114,6 +114,10 @@ private:
 
     // As a view does.
     void TakeRows(const Replica::Change& change, const Items& now) {
+        if (!m_findsRows) {
+            Check(change.rows.empty(), "told of rows when somebody asks for them");
+            m_items = now;
+        }
         for (const RowChange& each : change.rows) ApplyRowChange(each, now, m_items);
         Check(m_items == now, "the rows' changes make the new list");
     }
@@ -155,6 +159,7 @@ private:
         Check(change.gone.size() == others, "and nobody else goes");
     }
 
+    const bool m_findsRows;
     Replica m_replica;
     Items m_items;
     PlainItem m_selection;
@@ -162,11 +167,7 @@ private:
     string m_newest;
 };
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Input input(data, size);
-    Pair pair;
+void Feed(Pair& pair, Input input) {
     while (!input.IsEmpty()) {
         const string list(input.Part());
         if (list == "!") {
@@ -176,6 +177,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         } else {
             pair.Update(list, string(input.Part()));
         }
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    for (const bool findsRows : {false, true}) {
+        Pair pair(findsRows);
+        Feed(pair, Input(data, size));
     }
     return 0;
 }

@@ -22,7 +22,7 @@ using Flags = std::vector<char>;
 
 // Items, wherever they are: `at` returns the one at a place below `count`.
 struct ItemRange {
-    std::size_t count;
+    std::size_t count = 0;
     std::function<const ItemText&(std::size_t place)> at;
 };
 

@@ -55,7 +55,8 @@ std::optional<Lines> ReadLines(const std::vector<char>& text, std::size_t limit,
 
 // All that an update will change, with every allocation made, so that applying it cannot fail.
 struct Replica::Plan {
-    Middle middle;                               // of the items that are there and of the lines
+    // Of the items that are there and of the lines. Once it is applied, only how many there are.
+    Middle middle;
     Places places;                               // of the middle's lines, in the old middle
     Items items;                                 // the new list; null where an item stays
     std::uint32_t selected = kNone;              // in the new list

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <string_view>
+#include <numeric>
+#include <optional>
+#include <utility>
 
 #include "partner/RowMoves.h"
 
@@ -21,11 +23,11 @@ Middle MiddleBetween(const Lines& before, const Lines& now) {
         now.size(), [&now](std::size_t at) -> const ItemText& { return now[at]; });
 }
 
-// A row that moved across many others is what people do most, and no reason to look at each of them
-// twice: those are the same, one place further. Appends the move and returns true if that is all.
-bool AppendOneMove(const Middle& middle, std::vector<RowChange>& changes) {
+// A row that moved across many others is what people do most, and no reason to look for each of
+// them: they are the same, one place further. Nothing if it is something else.
+std::optional<Places> PlacesOfOneMove(const Middle& middle) {
     const std::size_t count = middle.now.count;
-    if (count < 2 || middle.before.count != count) return false;
+    if (count < 2 || middle.before.count != count) return std::nullopt;
     const auto isShifted = [count](const ItemRange& left, const ItemRange& right) {
         for (std::size_t at = 0; at + 1 < count; ++at) {
             if (!(left.at(at + 1) == right.at(at))) return false;
@@ -33,11 +35,18 @@ bool AppendOneMove(const Middle& middle, std::vector<RowChange>& changes) {
         return left.at(0) == right.at(count - 1);
     };
     const bool isDown = isShifted(middle.before, middle.now);
-    if (!isDown && !isShifted(middle.now, middle.before)) return false;
-    const std::size_t first = middle.begin;
-    const std::size_t last = first + count - 1;
-    changes.push_back({Kind::Moved, isDown ? first : last, 1, isDown ? last : first});
-    return true;
+    if (!isDown && !isShifted(middle.now, middle.before)) return std::nullopt;
+    Places places(count);
+    std::iota(places.begin(), places.end(), 0U);
+    std::rotate(places.begin(), isDown ? places.begin() + 1 : places.end() - 1, places.end());
+    return places;
+}
+
+RowChange OneMove(const RowOrigins& origins) {
+    const std::size_t first = origins.begin;
+    const std::size_t last = first + origins.was.size() - 1;
+    const bool isDown = origins.was.back() == 0;
+    return {Kind::Moved, isDown ? first : last, 1, isDown ? last : first};
 }
 
 // The new rows that were there before, each as its number among the old ones that are kept.
@@ -56,12 +65,12 @@ std::vector<std::uint32_t> KeptRows(const RowOrigins& origins) {
     return rows;
 }
 
-void AppendRemoved(const RowOrigins& origins, std::size_t first, std::vector<RowChange>& changes) {
+void AppendRemoved(const RowOrigins& origins, std::vector<RowChange>& changes) {
     for (std::size_t end = origins.isKept.size(); end > 0; --end) {
         if (origins.isKept[end - 1]) continue;
         std::size_t begin = end - 1;
         while (begin > 0 && !origins.isKept[begin - 1]) --begin;
-        changes.push_back({Kind::Removed, first + begin, end - begin});
+        changes.push_back({Kind::Removed, origins.begin + begin, end - begin});
         if (begin == 0) return;
         end = begin;
     }
@@ -80,7 +89,10 @@ void AppendRow(Kind kind, std::size_t row, std::vector<RowChange>& changes) {
 }  // namespace
 
 RowOrigins RowOriginsIn(const Middle& middle) {
-    return {PairById(middle.before, middle.now), middle.begin};
+    std::optional<Places> moved = PlacesOfOneMove(middle);
+    if (!moved) return {PairById(middle.before, middle.now), middle.begin};
+    const std::size_t count = moved->size();
+    return {{std::move(*moved), Flags(count, false), Flags(count, true)}, middle.begin, true};
 }
 
 RowOrigins RowOriginsBetween(const Lines& before, const Lines& now) {
@@ -88,21 +100,15 @@ RowOrigins RowOriginsBetween(const Lines& before, const Lines& now) {
 }
 
 std::vector<RowChange> RowChangesOf(const RowOrigins& origins) {
+    if (origins.isOneMove) return {OneMove(origins)};
     std::vector<RowChange> changes;
-    AppendRemoved(origins, origins.begin, changes);
+    AppendRemoved(origins, changes);
     AppendMoves(KeptRows(origins), origins.begin, changes);
     for (std::size_t at = 0; at < origins.was.size(); ++at) {
         if (origins.was[at] == kNone) AppendRow(Kind::Inserted, origins.begin + at, changes);
         if (origins.isRenamed[at]) AppendRow(Kind::Renamed, origins.begin + at, changes);
     }
     return changes;
-}
-
-std::vector<RowChange> RowChangesBetween(const Lines& before, const Lines& now) {
-    const Middle middle = MiddleBetween(before, now);
-    std::vector<RowChange> changes;
-    if (AppendOneMove(middle, changes)) return changes;
-    return RowChangesOf(RowOriginsIn(middle));
 }
 
 }  // namespace applist

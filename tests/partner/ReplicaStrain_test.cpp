@@ -16,7 +16,7 @@ using namespace replica;
 
 // ---- Memory -------------------------------------------------------------------------------------
 
-TEST_F(AReplica, GivesBackTheMemoryOfThousandsOfItemsWhenOneOfThemStays) {
+TEST_P(AReplica, GivesBackTheMemoryOfThousandsOfItemsWhenOneOfThemStays) {
     constexpr std::size_t kLittle = 8192;
     std::string text;
     for (int count = 0; count < 40000; ++count) text += "\t" + std::to_string(count) + "\n";
@@ -79,6 +79,8 @@ TEST_F(AReplicaWithoutMemory, StaysAsItWas) {
         {ListOf("d") + other, name + "\t" + name + "\n"},
         {Joined(CrowdedLines(40)) + ListOf("a"), other},
         {ListOf("b") + Joined(CrowdedLines(60)), ListOf("b")},
+        {Joined(NamesOfOneId(40)) + ListOf("a"), ListOf("a")},
+        {ListOf("a") + Joined(NamesOfOneId(50)), ListOf("a")},
     };
     for (const Reply& from : replies) {
         for (const Reply& to : replies) {
@@ -119,13 +121,13 @@ protected:
     AReplicaWithItems() { Take("a b", "b"); }
 };
 
-TEST_F(AReplicaWithItems, RefusesHalfAnItem) {
+TEST_P(AReplicaWithItems, RefusesHalfAnItem) {
     EXPECT_TRUE(Refuses("A\ta\nB\t", "A\ta\n"));
     EXPECT_TRUE(Refuses("A\ta\nB", "A\ta\n"));
     EXPECT_TRUE(Refuses("A\ta", "A\ta\n"));
 }
 
-TEST_F(AReplicaWithItems, RefusesTextThatIsNoItem) {
+TEST_P(AReplicaWithItems, RefusesTextThatIsNoItem) {
     EXPECT_TRUE(Refuses("no tab\n", "A\ta\n"));
     EXPECT_TRUE(Refuses("A\ta\n\n", "A\ta\n"));
     EXPECT_TRUE(Refuses("A\ta\tmore\n", "A\ta\n"));
@@ -133,19 +135,19 @@ TEST_F(AReplicaWithItems, RefusesTextThatIsNoItem) {
     EXPECT_TRUE(Refuses(std::string(3, '\0'), "A\ta\n"));
 }
 
-TEST_F(AReplicaWithItems, RefusesASelectionThatIsNotOneItem) {
+TEST_P(AReplicaWithItems, RefusesASelectionThatIsNotOneItem) {
     EXPECT_TRUE(Refuses("A\ta\n", ""));
     EXPECT_TRUE(Refuses("A\ta\n", "A\ta"));
     EXPECT_TRUE(Refuses("A\ta\n", "A\ta\nB\tb\n"));
 }
 
-TEST_F(AReplicaWithItems, TakesBytesThatAreNoText) {
+TEST_P(AReplicaWithItems, TakesBytesThatAreNoText) {
     TakeText(std::string("\0\xff\t\x80\n", 5), std::string("\0\xff\t\x80\n", 5));
 
     EXPECT_EQ(std::string("\0\xff/\x80 (\0\xff/\x80)", 11), Content());
 }
 
-TEST_F(AReplicaWithItems, RefusesOneItemTooMany) {
+TEST_P(AReplicaWithItems, RefusesOneItemTooMany) {
     std::string text;
     for (std::size_t count = 0; count <= Replica::kMaxItems; ++count) text += "\t\n";
 
@@ -181,7 +183,7 @@ private:
 
 // A list whose items are all equal, and whose ends change, is cheap for a hostile service to send:
 // comparing every item with every other would stop the partner for minutes.
-TEST_F(AReplicaOfManyItems, ComparesEqualOnesInTimeThatGrowsWithTheirNumber) {
+TEST_P(AReplicaOfManyItems, ComparesEqualOnesInTimeThatGrowsWithTheirNumber) {
     std::string same;
     for (std::size_t at = 0; at < kCount; ++at) same += "A\ta\n";
     const std::clock_t ordinary = OrdinaryCost();
@@ -257,7 +259,7 @@ Texts CollidingLines(std::size_t count, int number) {
 }  // namespace
 
 // So are items that have one hash: a table that finds them by it has them all in one place.
-TEST_F(AReplicaOfManyItems, ReplacesThoseWithOneHashInTimeThatHardlyGrowsFasterThanTheirNumber) {
+TEST_P(AReplicaOfManyItems, ReplacesThoseWithOneHashInTimeThatHardlyGrowsFasterThanTheirNumber) {
     const Texts before = CollidingLines(kCount, 1000000);
     const Texts after = CollidingLines(kCount, 5000000);
     ASSERT_EQ(HashOf(before.front().substr(0, 16)), HashOf(after.back().substr(0, 16)));
@@ -268,3 +270,6 @@ TEST_F(AReplicaOfManyItems, ReplacesThoseWithOneHashInTimeThatHardlyGrowsFasterT
 }
 
 #endif
+
+INSTANTIATE_TEST_SUITE_P(OfEachKind, AReplicaWithItems, ::testing::Bool(), WithOrWithoutRows);
+INSTANTIATE_TEST_SUITE_P(OfEachKind, AReplicaOfManyItems, ::testing::Bool(), WithOrWithoutRows);

@@ -51,6 +51,19 @@ inline Texts CrowdedLines(std::size_t count) {
     return lines;
 }
 
+// So many that nobody looks for one of them among all the others.
+inline Texts NamesOfOneId(std::size_t count) {
+    Texts lines;
+    for (std::size_t number = 0; number < count; ++number) {
+        lines.push_back(std::to_string(count + number) + "\tid\n");
+    }
+    return lines;
+}
+
+inline std::string WithOrWithoutRows(const ::testing::TestParamInfo<bool>& info) {
+    return info.param ? "WithRows" : "WithoutRows";
+}
+
 inline std::string Joined(const Texts& lines) {
     std::string text;
     for (const std::string& line : lines) text += line;
@@ -80,8 +93,11 @@ struct Sight {
 
 }  // namespace replica
 
-class AReplica : public ::testing::Test {
+// With a view that asks for its rows it finds out in another way what stays.
+class AReplica : public ::testing::TestWithParam<bool> {
 protected:
+    AReplica() { m_replica.FindRows(GetParam()); }
+
     // Takes over `ids`, of which the item `selection` is selected.
     applist::Replica::Change Take(const std::string& ids, const std::string& selection) {
         return TakeText(replica::ListOf(ids), replica::ListOf(selection));

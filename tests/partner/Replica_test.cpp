@@ -8,12 +8,12 @@
 
 using namespace replica;
 
-TEST_F(AReplica, StartsEmptyWithAnEmptyItemSelected) {
+TEST_P(AReplica, StartsEmptyWithAnEmptyItemSelected) {
     EXPECT_EQ("(/)", Content());
     EXPECT_EQ(0u, m_replica.Count());
 }
 
-TEST_F(AReplica, TakesOverListAndSelection) {
+TEST_P(AReplica, TakesOverListAndSelection) {
     const Replica::Change change = Take("a b", "b");
 
     EXPECT_EQ("A/a B/b (B/b)", Content());
@@ -22,26 +22,26 @@ TEST_F(AReplica, TakesOverListAndSelection) {
     EXPECT_EQ(2u, m_replica.Count());
 }
 
-TEST_F(AReplica, ReadsTheEscapesOfNamesAndIds) {
+TEST_P(AReplica, ReadsTheEscapesOfNamesAndIds) {
     TakeText("A\\tB\\\\\tplain\nPlain\t\\na\\\\\n", "Plain\t\\na\\\\\n");
 
     EXPECT_EQ("A\tB\\/plain Plain/\na\\ (Plain/\na\\)", Content());
     EXPECT_EQ(At(1), m_replica.GetSelection());
 }
 
-TEST_F(AReplica, ReadsTheEscapesOfASelectionThatIsNotInTheList) {
+TEST_P(AReplica, ReadsTheEscapesOfASelectionThatIsNotInTheList) {
     TakeText("A\ta\n", "X\\n\t\\tx\n");
 
     EXPECT_EQ("A/a (X\n/\tx)", Content());
 }
 
-TEST_F(AReplica, SelectsTheItemOfItsListAndNoCopy) {
+TEST_P(AReplica, SelectsTheItemOfItsListAndNoCopy) {
     Take("a b", "b");
 
     EXPECT_EQ(At(1), m_replica.GetSelection());
 }
 
-TEST_F(AReplica, SaysThatNothingChangedWhenNothingDid) {
+TEST_P(AReplica, SaysThatNothingChangedWhenNothingDid) {
     Take("a b", "b");
     const Pointers before = m_replica.GetAllItems();
 
@@ -53,7 +53,7 @@ TEST_F(AReplica, SaysThatNothingChangedWhenNothingDid) {
     EXPECT_EQ(before, m_replica.GetAllItems());
 }
 
-TEST_F(AReplica, AllocatesNothingForTheBytesThatItHas) {
+TEST_P(AReplica, AllocatesNothingForTheBytesThatItHas) {
     const std::string list = ListOf("a b c");
     const std::string selection = ListOf("b");
     TakeText(list, selection);
@@ -68,7 +68,7 @@ TEST_F(AReplica, AllocatesNothingForTheBytesThatItHas) {
     EXPECT_FALSE(change->items || change->selection);
 }
 
-TEST_F(AReplica, TakesOverAnotherSelectionOfTheSameBytes) {
+TEST_P(AReplica, TakesOverAnotherSelectionOfTheSameBytes) {
     Take("a b", "a");
     const Pointers before = m_replica.GetAllItems();
 
@@ -79,7 +79,7 @@ TEST_F(AReplica, TakesOverAnotherSelectionOfTheSameBytes) {
     EXPECT_EQ(before, m_replica.GetAllItems());
 }
 
-TEST_F(AReplica, RefusesNoSelectionAlsoForTheBytesThatItHas) {
+TEST_P(AReplica, RefusesNoSelectionAlsoForTheBytesThatItHas) {
     EXPECT_TRUE(Refuses("", ""));
     Take("a b", "a");
     EXPECT_TRUE(Refuses(ListOf("a b"), ""));
@@ -87,7 +87,7 @@ TEST_F(AReplica, RefusesNoSelectionAlsoForTheBytesThatItHas) {
     EXPECT_TRUE(Refuses("", ""));
 }
 
-TEST_F(AReplica, TakesOverASelectionAlone) {
+TEST_P(AReplica, TakesOverASelectionAlone) {
     Take("a b", "a");
 
     Replica::Change change;
@@ -98,7 +98,7 @@ TEST_F(AReplica, TakesOverASelectionAlone) {
     EXPECT_EQ(At(1), m_replica.GetSelection());
 }
 
-TEST_F(AReplica, SelectsTheFirstOfAnIdWhenItTakesASelectionAlone) {
+TEST_P(AReplica, SelectsTheFirstOfAnIdWhenItTakesASelectionAlone) {
     TakeText("A\ta\nOld\tb\nB\tb\nOther\tb\n", "A\ta\n");
     Replica::Change change;
 
@@ -108,7 +108,7 @@ TEST_F(AReplica, SelectsTheFirstOfAnIdWhenItTakesASelectionAlone) {
     EXPECT_EQ(At(2), m_replica.GetSelection()) << "the one that is equal";
 }
 
-TEST_F(AReplica, TakesOverAListAndASelectionThatFitTogether) {
+TEST_P(AReplica, TakesOverAListAndASelectionThatFitTogether) {
     EXPECT_EQ(Replica::Taken::Yes, TakeIfWhole("a b", "b"));
     EXPECT_EQ("A/a B/b (B/b)", Content());
     EXPECT_EQ(Replica::Taken::Yes, TakeIfWhole("c", "b")) << "selected already";
@@ -117,7 +117,7 @@ TEST_F(AReplica, TakesOverAListAndASelectionThatFitTogether) {
     EXPECT_EQ("(/)", Content());
 }
 
-TEST_F(AReplica, LeavesAListAndASelectionThatDoNotFitTogether) {
+TEST_P(AReplica, LeavesAListAndASelectionThatDoNotFitTogether) {
     Take("a b", "a");
 
     EXPECT_EQ(Replica::Taken::NotInTheList, TakeIfWhole("a", "x"));
@@ -131,7 +131,7 @@ TEST_F(AReplica, LeavesAListAndASelectionThatDoNotFitTogether) {
     EXPECT_EQ("A/a B/b (A/a)", Content());
 }
 
-TEST_F(AReplica, LeavesASelectionAloneThatIsNotInItsList) {
+TEST_P(AReplica, LeavesASelectionAloneThatIsNotInItsList) {
     Take("a b", "a");
 
     Replica::Change change;
@@ -141,7 +141,7 @@ TEST_F(AReplica, LeavesASelectionAloneThatIsNotInItsList) {
     EXPECT_EQ("A/a B/b (A/a)", Content());
 }
 
-TEST_F(AReplica, TakesTheSelectionOutsideTheListThatItHas) {
+TEST_P(AReplica, TakesTheSelectionOutsideTheListThatItHas) {
     Take("a b", "x");
     AppListItem* const before = m_replica.GetSelection();
 
@@ -152,7 +152,7 @@ TEST_F(AReplica, TakesTheSelectionOutsideTheListThatItHas) {
     EXPECT_EQ(before, m_replica.GetSelection());
 }
 
-TEST_F(AReplica, HandsOverTheSelectionOutsideTheListThatASelectionAloneReplaces) {
+TEST_P(AReplica, HandsOverTheSelectionOutsideTheListThatASelectionAloneReplaces) {
     Take("a b", "x");
     AppListItem* const before = m_replica.GetSelection();
 
@@ -165,7 +165,7 @@ TEST_F(AReplica, HandsOverTheSelectionOutsideTheListThatASelectionAloneReplaces)
     EXPECT_EQ("A/a B/b (X/x)", Content());
 }
 
-TEST_F(AReplica, SeesAMoveAsAChangeOfTheItemsAndKeepsEveryObject) {
+TEST_P(AReplica, SeesAMoveAsAChangeOfTheItemsAndKeepsEveryObject) {
     Take("a b c d", "a");
     const Pointers before = m_replica.GetAllItems();
 
@@ -177,7 +177,7 @@ TEST_F(AReplica, SeesAMoveAsAChangeOfTheItemsAndKeepsEveryObject) {
     EXPECT_EQ((Pointers{before[0], before[2], before[3], before[1]}), m_replica.GetAllItems());
 }
 
-TEST_F(AReplica, KeepsTheObjectsAroundOneThatCame) {
+TEST_P(AReplica, KeepsTheObjectsAroundOneThatCame) {
     Take("a c", "a");
     const Pointers before = m_replica.GetAllItems();
 
@@ -187,7 +187,7 @@ TEST_F(AReplica, KeepsTheObjectsAroundOneThatCame) {
     EXPECT_EQ(before[1], At(2));
 }
 
-TEST_F(AReplica, HandsOverWhatIsGoneAlive) {
+TEST_P(AReplica, HandsOverWhatIsGoneAlive) {
     Take("a b c", "a");
     AppListItem* const gone = At(1);
 
@@ -198,7 +198,7 @@ TEST_F(AReplica, HandsOverWhatIsGoneAlive) {
     EXPECT_EQ("b", gone->GetUnigueId());
 }
 
-TEST_F(AReplica, TakesARenamedItemForANewOneAndKeepsItSelected) {
+TEST_P(AReplica, TakesARenamedItemForANewOneAndKeepsItSelected) {
     Take("a b", "b");
     AppListItem* const before = At(1);
 
@@ -212,14 +212,14 @@ TEST_F(AReplica, TakesARenamedItemForANewOneAndKeepsItSelected) {
     EXPECT_EQ(At(1), m_replica.GetSelection());
 }
 
-TEST_F(AReplica, TakesTheItemOfTheListWhenItsNameChangedBetweenTheTwoReplies) {
+TEST_P(AReplica, TakesTheItemOfTheListWhenItsNameChangedBetweenTheTwoReplies) {
     TakeText("Old\ta\n", "New\ta\n");
 
     EXPECT_EQ("Old/a (Old/a)", Content());
     EXPECT_EQ(At(0), m_replica.GetSelection());
 }
 
-TEST_F(AReplica, SaysNothingTwiceOfASelectionWhoseNameIsNotTheItems) {
+TEST_P(AReplica, SaysNothingTwiceOfASelectionWhoseNameIsNotTheItems) {
     TakeText("Old\ta\n", "New\ta\n");
 
     const Replica::Change change = TakeText("Old\ta\n", "New\ta\n");
@@ -227,7 +227,7 @@ TEST_F(AReplica, SaysNothingTwiceOfASelectionWhoseNameIsNotTheItems) {
     EXPECT_FALSE(change.selection);
 }
 
-TEST_F(AReplica, SeesAnotherSelectionAsAChangeOfTheSelectionAlone) {
+TEST_P(AReplica, SeesAnotherSelectionAsAChangeOfTheSelectionAlone) {
     Take("a b", "a");
 
     const Replica::Change change = Take("a b", "b");
@@ -237,7 +237,7 @@ TEST_F(AReplica, SeesAnotherSelectionAsAChangeOfTheSelectionAlone) {
     EXPECT_TRUE(change.gone.empty());
 }
 
-TEST_F(AReplica, KeepsEqualItemsApart) {
+TEST_P(AReplica, KeepsEqualItemsApart) {
     Take("a a b a", "b");
     const Pointers before = m_replica.GetAllItems();
 
@@ -254,7 +254,7 @@ TEST_F(AReplica, KeepsEqualItemsApart) {
     EXPECT_NE(At(1), At(2));
 }
 
-TEST_F(AReplica, KeepsTheObjectsOfItemsThatCrowdInOnePlaceOfATable) {
+TEST_P(AReplica, KeepsTheObjectsOfItemsThatCrowdInOnePlaceOfATable) {
     Texts lines = CrowdedLines(100);
     const std::string first = lines.front();
     const std::string last = lines.back();
@@ -271,7 +271,7 @@ TEST_F(AReplica, KeepsTheObjectsOfItemsThatCrowdInOnePlaceOfATable) {
     EXPECT_EQ(before[100], change.gone[0].get()) << "of equal items, the first ones stay";
 }
 
-TEST_F(AReplica, HandsOverWhatIsGoneOfItemsThatCrowdInOnePlaceOfATable) {
+TEST_P(AReplica, HandsOverWhatIsGoneOfItemsThatCrowdInOnePlaceOfATable) {
     Texts lines = CrowdedLines(200);
     const Texts others(lines.begin() + 100, lines.end());
     lines.resize(100);
@@ -285,13 +285,13 @@ TEST_F(AReplica, HandsOverWhatIsGoneOfItemsThatCrowdInOnePlaceOfATable) {
     EXPECT_EQ(before[50], At(100));
 }
 
-TEST_F(AReplica, SelectsTheFirstOfTwoItemsWithOneIdThatHasTheSelectionsName) {
+TEST_P(AReplica, SelectsTheFirstOfTwoItemsWithOneIdThatHasTheSelectionsName) {
     TakeText("One\ta\nTwo\ta\n", "Two\ta\n");
 
     EXPECT_EQ(At(1), m_replica.GetSelection());
 }
 
-TEST_F(AReplica, SaysSoWhenTheSelectionMovesBetweenTwoItemsWithOneId) {
+TEST_P(AReplica, SaysSoWhenTheSelectionMovesBetweenTwoItemsWithOneId) {
     TakeText("One\ta\nTwo\ta\n", "One\ta\n");
 
     const Replica::Change change = TakeText("One\ta\nTwo\ta\n", "Two\ta\n");
@@ -302,14 +302,14 @@ TEST_F(AReplica, SaysSoWhenTheSelectionMovesBetweenTwoItemsWithOneId) {
 
 // ---- A selection that is not in the list --------------------------------------------------------
 
-TEST_F(AReplica, KeepsASelectionThatIsNotInTheList) {
+TEST_P(AReplica, KeepsASelectionThatIsNotInTheList) {
     const Replica::Change change = Take("a", "x");
 
     EXPECT_EQ("A/a (X/x)", Content());
     EXPECT_TRUE(change.selection);
 }
 
-TEST_F(AReplica, KeepsTheObjectOfASelectionThatIsNotInTheList) {
+TEST_P(AReplica, KeepsTheObjectOfASelectionThatIsNotInTheList) {
     Take("a", "x");
     AppListItem* const before = m_replica.GetSelection();
 
@@ -319,7 +319,7 @@ TEST_F(AReplica, KeepsTheObjectOfASelectionThatIsNotInTheList) {
     EXPECT_EQ(before, m_replica.GetSelection());
 }
 
-TEST_F(AReplica, HandsOverASelectionThatIsReplaced) {
+TEST_P(AReplica, HandsOverASelectionThatIsReplaced) {
     Take("a", "x");
     AppListItem* const before = m_replica.GetSelection();
 
@@ -328,7 +328,7 @@ TEST_F(AReplica, HandsOverASelectionThatIsReplaced) {
     EXPECT_EQ(before, change.goneOutside.get());
 }
 
-TEST_F(AReplica, SaysSoWhenASelectionThatIsNotInTheListIsRenamed) {
+TEST_P(AReplica, SaysSoWhenASelectionThatIsNotInTheListIsRenamed) {
     TakeText("A\ta\n", "Old\tx\n");
     AppListItem* const before = m_replica.GetSelection();
 
@@ -339,7 +339,7 @@ TEST_F(AReplica, SaysSoWhenASelectionThatIsNotInTheListIsRenamed) {
     EXPECT_EQ(before, change.goneOutside.get());
 }
 
-TEST_F(AReplica, FindsASelectionAgainThatComesBackIntoTheList) {
+TEST_P(AReplica, FindsASelectionAgainThatComesBackIntoTheList) {
     Take("a", "x");
 
     const Replica::Change change = Take("a x", "x");
@@ -348,7 +348,7 @@ TEST_F(AReplica, FindsASelectionAgainThatComesBackIntoTheList) {
     EXPECT_EQ(At(1), m_replica.GetSelection());
 }
 
-TEST_F(AReplica, KeepsASelectionThatLeftTheList) {
+TEST_P(AReplica, KeepsASelectionThatLeftTheList) {
     Take("a x", "x");
 
     const Replica::Change change = Take("a", "x");
@@ -358,7 +358,7 @@ TEST_F(AReplica, KeepsASelectionThatLeftTheList) {
     EXPECT_EQ(1u, change.gone.size());
 }
 
-TEST_F(AReplica, IsEmptyAgainWhenCleared) {
+TEST_P(AReplica, IsEmptyAgainWhenCleared) {
     Take("a b", "b");
 
     const Replica::Change change = m_replica.Clear();
@@ -369,3 +369,5 @@ TEST_F(AReplica, IsEmptyAgainWhenCleared) {
     EXPECT_EQ(2u, change.gone.size());
     EXPECT_FALSE(m_replica.Clear().items);
 }
+
+INSTANTIATE_TEST_SUITE_P(OfEachKind, AReplica, ::testing::Bool(), WithOrWithoutRows);

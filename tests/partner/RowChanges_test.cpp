@@ -19,7 +19,8 @@
 
 using applist::ItemText;
 using applist::RowChange;
-using applist::RowChangesBetween;
+using applist::RowChangesOf;
+using applist::RowOriginsBetween;
 using Kind = RowChange::Kind;
 using Changes = std::vector<RowChange>;
 using Strings = std::vector<std::string>;
@@ -44,7 +45,7 @@ private:
 };
 
 Changes Between(const std::string& before, const std::string& now) {
-    return RowChangesBetween(List(before).Lines(), List(now).Lines());
+    return RowChangesOf(RowOriginsBetween(List(before).Lines(), List(now).Lines()));
 }
 
 // The same for "b a", the list of the items B/b and A/a.
@@ -185,7 +186,7 @@ private:
 void ExpectTheNewList(const std::string& before, const std::string& now) {
     const List old(before);
     const List list(now);
-    const Changes changes = RowChangesBetween(old.Lines(), list.Lines());
+    const Changes changes = RowChangesOf(RowOriginsBetween(old.Lines(), list.Lines()));
     ASSERT_EQ(LinesOf(list.Lines()), Applied(changes, LinesOf(old.Lines()), LinesOf(list.Lines())))
         << "from\n"
         << before << "to\n"
@@ -201,7 +202,7 @@ std::clock_t CostOf(const std::string& before, const std::string& now) {
     std::clock_t least = std::numeric_limits<std::clock_t>::max();
     for (int round = 0; round < 3; ++round) {
         const std::clock_t start = std::clock();
-        EXPECT_FALSE(RowChangesBetween(old.Lines(), list.Lines()).empty());
+        EXPECT_FALSE(RowChangesOf(RowOriginsBetween(old.Lines(), list.Lines())).empty());
         least = std::min(least, std::clock() - start);
     }
     return std::max<std::clock_t>(least, 1);
@@ -282,6 +283,14 @@ TEST(TheRowChanges, TakeEqualItemsOfOneIdForTheSame) {
     EXPECT_EQ((Changes{{Kind::Renamed, 1, 1}}), Between("A\ta\nB\ta\n", "A\ta\nC\ta\n"));
 }
 
+// Two of two equal items would be told instead, if each were the one that it was before.
+TEST(TheRowChanges, TakeTheMoveOfOneRowForJustThatAlsoAmongEqualItems) {
+    const std::string list = "A\ta\nB\tb\nA\ta\nB\tb\n";
+    const std::string moved = "B\tb\nA\ta\nB\tb\nA\ta\n";
+    EXPECT_EQ((Changes{{Kind::Moved, 0, 1, 3}}), Between(list, moved));
+    EXPECT_EQ((Changes{{Kind::Moved, 0, 1, 3}}), Between(moved, list));
+}
+
 TEST(TheRowChanges, MakeTheNewListOfTheOldOneWhateverTheTwoAre) {
     RandomLists few(1, 6, 2, /* isOnce */ false);
     RandomLists many(2, 16, 3, /* isOnce */ false);
@@ -300,7 +309,7 @@ TEST(TheRowChanges, AreAsFewRowsAsCanBeWhenAllIdsAreDifferent) {
     for (int round = 0; round < 5000; ++round) {
         const List before(lists.Next());
         const List now(lists.Next());
-        const Changes changes = RowChangesBetween(before.Lines(), now.Lines());
+        const Changes changes = RowChangesOf(RowOriginsBetween(before.Lines(), now.Lines()));
         ASSERT_EQ(FewestRows(LinesOf(before.Lines()), LinesOf(now.Lines())), CountRows(changes));
     }
 }
