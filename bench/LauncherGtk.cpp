@@ -119,7 +119,8 @@ void RunGtkLauncher(const LauncherPlace& place, int readyFd) {
     EnterScreen(place.display);
     setenv("GDK_BACKEND", "x11", /* overwrite */ 1);
     // Drawn by the processor, the same everywhere.
-    setenv("GDK_DEBUG", "gl-disable", /* overwrite */ 1);
+    setenv("GDK_DEBUG", "gl-disable", /* overwrite */ 1);  // GTK 4.8
+    setenv("GDK_DISABLE", "gl", /* overwrite */ 1);        // GTK 4.18
     setenv("GSK_RENDERER", "cairo", /* overwrite */ 1);
     setenv("GSETTINGS_BACKEND", "memory", /* overwrite */ 1);
     setenv("GTK_A11Y", "none", /* overwrite */ 1);

@@ -110,8 +110,7 @@ static void SetUpTile(GtkListItemFactory*, GtkListItem* place) {
     gtk_list_item_set_child(place, tile);
 }
 
-// Called again when the item has another name: it is then replaced by itself.
-static void ShowItem(GtkListItemFactory*, GtkListItem* place) {
+static void ShowItem(GtkListItem* place) {
     GtkWidget* const tile = gtk_list_item_get_child(place);
     GtkWidget* const square = gtk_widget_get_first_child(tile);
     char* const label = LabelOf(APPLIST_ITEM(gtk_list_item_get_item(place)));
@@ -124,6 +123,16 @@ static void ShowItem(GtkListItemFactory*, GtkListItem* place) {
     gtk_widget_set_tooltip_text(tile, label);
     g_free(letter);
     g_free(label);
+}
+
+static void BindTile(GtkListItemFactory*, GtkListItem* place) {
+    gpointer const item = gtk_list_item_get_item(place);
+    g_signal_connect_swapped(item, "notify::name", G_CALLBACK(ShowItem), place);
+    ShowItem(place);
+}
+
+static void UnbindTile(GtkListItemFactory*, GtkListItem* place) {
+    g_signal_handlers_disconnect_by_data(gtk_list_item_get_item(place), place);
 }
 
 static void UseStyle() {
@@ -213,7 +222,8 @@ GtkWindow* NewLauncher() {
     applist_selection_follow(GTK_SINGLE_SELECTION(Get(window, "selection")),
                              APPLIST_MODEL(Get(window, "list")));
     g_signal_connect(Get(window, "tiles"), "setup", G_CALLBACK(SetUpTile), nullptr);
-    g_signal_connect(Get(window, "tiles"), "bind", G_CALLBACK(ShowItem), nullptr);
+    g_signal_connect(Get(window, "tiles"), "bind", G_CALLBACK(BindTile), nullptr);
+    g_signal_connect(Get(window, "tiles"), "unbind", G_CALLBACK(UnbindTile), nullptr);
     auto* const top = GTK_WIDGET(Get(window, "window"));
     gtk_search_entry_set_key_capture_widget(GTK_SEARCH_ENTRY(Get(window, "search")), top);
     // The window's last reference is the builder's.

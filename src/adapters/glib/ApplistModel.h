@@ -12,7 +12,8 @@
 // unless more than a thousand rows apart from each other change at once: then all are new objects.
 // "items-changed" tells of no row that stays as it is. An item that moves is taken out first and
 // then put in again; an item with another name is replaced by itself, so that filters and sorters
-// look at it again.
+// look at it again, and notifies of it, as newer views of GTK keep what they show of an object that
+// stays: connect to "notify::name" where a row is bound, or bind the property.
 //
 // Properties, all read-only and with notify signals, next to GListModel's methods:
 //   "selection"      ApplistItem   what the service has selected; NULL when that is not in the list

@@ -40,7 +40,10 @@ void Show(Follower* follower) {
     if (gtk_single_selection_get_selected_item(follower->selection) == wanted) return;
     auto* const selection = GTK_SINGLE_SELECTION(g_object_ref(follower->selection));
     follower->isShowing = true;
+    // Only a person may not unselect, but newer GTK would not let us, either.
+    gtk_single_selection_set_can_unselect(selection, TRUE);
     gtk_single_selection_set_selected(selection, PlaceOf(G_LIST_MODEL(selection), wanted));
+    gtk_single_selection_set_can_unselect(selection, FALSE);
     if (g_object_get_data(G_OBJECT(selection), kKey) == follower) follower->isShowing = false;
     g_object_unref(selection);
 }

@@ -17,7 +17,8 @@ namespace {
 // the same everywhere; the drivers of OpenGL, which would not be used, leak.
 void KeepToOurselves() {
     setenv("GDK_BACKEND", "x11", 1);
-    setenv("GDK_DEBUG", "gl-disable", 1);
+    setenv("GDK_DEBUG", "gl-disable", 1);  // GTK 4.8
+    setenv("GDK_DISABLE", "gl", 1);        // GTK 4.18
     setenv("GSK_RENDERER", "cairo", 1);
     setenv("GSETTINGS_BACKEND", "memory", 1);
     setenv("GTK_A11Y", "none", 1);
