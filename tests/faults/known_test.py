@@ -4,7 +4,7 @@
 
 import unittest
 
-from daemon_cases import BusRestartCases, DaemonCases, StallCases
+from daemon_cases import BusRestartCases, DaemonCases, EntriesCases, StallCases
 from faults import Fault
 from tool_cases import COMMANDS, ToolCases
 
@@ -49,6 +49,13 @@ class ADaemonWhoseBusIsReplaced(Cases):
     def test_watches_the_new_bus_when_that_failed_once(self):
         for nth in range(1, 4):
             self.check(Fault("epoll_ctl", "ENOSPC", nth))
+
+    def test_ends_with_the_true_cause_when_its_timer_cannot_be_set(self):
+        self.check(Fault("timerfd_settime", "EINVAL", 1))
+
+
+class ADaemonThatListsApplications(Cases):
+    PROGRAM = EntriesCases
 
     def test_ends_with_the_true_cause_when_its_timer_cannot_be_set(self):
         self.check(Fault("timerfd_settime", "EINVAL", 1))

@@ -8,6 +8,8 @@
 
 #include <glib.h>
 
+#include <memory>
+
 #include "apps/applistd/MainLoop.h"
 
 namespace applist::daemon {
@@ -19,10 +21,18 @@ public:
     ~GLibMainLoop() override;
 
 private:
+    struct Free {
+        void operator()(gchar* text) const { g_free(text); }
+    };
+
+    static void OnWarning(const gchar* domain, GLogLevelFlags level, const gchar* text,
+                          gpointer userdata);
     bool IsAttached() const;
     void Turn() override;
 
+    std::unique_ptr<gchar, Free> m_warning;  // the last one
     const guint m_source;
+    const guint m_warnings;
 };
 
 }  // namespace applist::daemon
