@@ -11,6 +11,7 @@ add_executable(app_tests
     apps/applistd/ShellWords_test.cpp
     apps/applistd/Successor_test.cpp
     apps/common/ItemLines_test.cpp
+    apps/common/LastWords_test.cpp
     apps/common/ReadText_test.cpp
     apps/common/WriteText_test.cpp
     support/RecordingAllocator.cpp

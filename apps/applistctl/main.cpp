@@ -15,6 +15,7 @@
 #include "apps/applistctl/Host.h"
 #include "apps/applistctl/TextWidth.h"
 #include "apps/common/ClosedStreams.h"
+#include "apps/common/LastWords.h"
 #include "apps/common/ReadText.h"
 #include "apps/common/TellJournal.h"
 #include "apps/common/WriteText.h"
@@ -115,7 +116,12 @@ int RunCommandLine(int argc, char** argv) {
     }
 }
 
+constexpr char kOutOfMemory[] =
+    "applistctl: out of memory; free some, then look at the list: an edit may have been carried "
+    "out\n";
+
 int Main(int argc, char** argv) {
+    EndWithoutMemory(kOutOfMemory, kNotDone);
     FillClosedStreams();
     UseUtf8Locale();
     SetUpSignals();
@@ -123,9 +129,7 @@ int Main(int argc, char** argv) {
         return RunCommandLine(argc, argv);
     } catch (const std::bad_alloc&) {
         // Also when it was to say something else that memory did not suffice for.
-        WriteText(STDERR_FILENO,
-                  "applistctl: out of memory; free some, then look at the list: an edit may have "
-                  "been carried out\n");
+        WriteText(STDERR_FILENO, kOutOfMemory);
         return kNotDone;
     }
 }

@@ -23,6 +23,7 @@
 #include "apps/applistd/Complain.h"
 #include "apps/applistd/Console.h"
 #include "apps/common/ClosedStreams.h"
+#include "apps/common/LastWords.h"
 #include "bus/BusSelection.h"
 #include "bus/TransportLimits.h"
 #include "common/AppListLog.h"
@@ -84,6 +85,7 @@ void Serve(const Options& options, MainLoop& loop, const MakeSource& makeSource)
 }
 
 int RunDaemon(int argc, char** argv, const std::function<void(const Options&)>& publish) {
+    EndWithoutMemory("applistd: out of memory; free some, then start again\n", kExitFailed);
     FillClosedStreams();
     // When the reader of the log or of the console's output leaves, the service goes on.
     std::signal(SIGPIPE, SIG_IGN);
