@@ -30,8 +30,10 @@ def number_of(call):
 
 def _sets():
     """The calls of each of systemd's sets, which may hold other sets."""
+    # It tells a service manager how it ended, and would do so in the name of the daemon.
+    variables = {name: value for name, value in os.environ.items() if name != "NOTIFY_SOCKET"}
     listed = subprocess.run(["systemd-analyze", "--no-pager", "syscall-filter"], check=True,
-                            capture_output=True, text=True).stdout
+                            env=variables, capture_output=True, text=True).stdout
     sets = {}
     current = None
     for line in listed.splitlines():
