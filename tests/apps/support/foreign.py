@@ -14,19 +14,18 @@ import time
 from gi.repository import Gio, GLib
 
 from support import items
-from support.partner import Partner, wait_for_match_rule
+from support.partner import Partner, wait_for_match_rule, waiting_for_a_monitor
 from support.processes import DEADLINE, Output
 
 MESSAGE = items.INTERFACE + ".Message"
 
 
 class _CommandLineClient:
-    def __init__(self, bus, listen, until):
+    def __init__(self, bus, listen):
         self._address = bus.address
         self._listener = subprocess.Popen(listen, stdout=subprocess.PIPE,
                                           stderr=subprocess.STDOUT, text=True)
         self._heard = Output(self._listener.stdout)
-        self._heard.wait_for(until)
 
     def close(self):
         self._listener.terminate()
@@ -41,8 +40,10 @@ class _CommandLineClient:
 
 class Busctl(_CommandLineClient):
     def __init__(self, bus):
-        super().__init__(bus, ["busctl", f"--address={bus.address}", "--json=short", "monitor",
-                               items.BUS_NAME], until="Monitoring bus message stream.")
+        # Newer ones that write JSON do not say so themselves.
+        with waiting_for_a_monitor(bus):
+            super().__init__(bus, ["busctl", f"--address={bus.address}", "--json=short", "monitor",
+                                   items.BUS_NAME])
 
     def call(self, function, payload=b""):
         request = items.request(function, payload)
@@ -61,7 +62,8 @@ class Busctl(_CommandLineClient):
 class Gdbus(_CommandLineClient):
     def __init__(self, bus):
         super().__init__(bus, ["gdbus", "monitor", "--address", bus.address, "-d", items.BUS_NAME,
-                               "-o", items.OBJECT_PATH], until="is owned by :")
+                               "-o", items.OBJECT_PATH])
+        self._heard.wait_for("is owned by :")
         # It says so before it subscribes.
         wait_for_match_rule(bus, items.OBJECT_PATH)
 
@@ -83,10 +85,10 @@ class Gdbus(_CommandLineClient):
 
 class DbusSend(_CommandLineClient):
     def __init__(self, bus):
-        # It loses its name at the moment in which it becomes a monitor.
         super().__init__(bus, ["dbus-monitor", "--address", bus.address,
-                               f"type='signal',interface='{items.INTERFACE}'"],
-                         until="member=NameLost")
+                               f"type='signal',interface='{items.INTERFACE}'"])
+        # It loses its name at the moment in which it becomes a monitor.
+        self._heard.wait_for("member=NameLost")
 
     @staticmethod
     def _bytes(lines):

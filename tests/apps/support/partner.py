@@ -2,6 +2,7 @@
 
 """A partner on python3-dbus: calls the numbered functions and hears the notifications."""
 
+import contextlib
 import time
 
 import dbus
@@ -136,14 +137,37 @@ class Partner:
             self._iterate_until(lambda: any(self._owners), "nobody owns the name")
 
     def _iterate_until(self, condition, complaint):
-        late = []
-        timer = GLib.timeout_add(int(DEADLINE * 1000), lambda: late.append(True))
-        context = GLib.MainContext.default()
-        while not condition() and not late:
-            context.iteration(True)
-        if late:
-            raise AssertionError(f"{complaint} within {DEADLINE} s; heard {self._heard}")
-        GLib.source_remove(timer)
+        _iterate_until(condition, lambda: f"{complaint}; heard {self._heard}")
+
+
+def _iterate_until(condition, complaint):
+    """Handles what comes until `condition()` is true; where it is not in time, raises what
+    `complaint()` says."""
+    late = []
+    timer = GLib.timeout_add(int(DEADLINE * 1000), lambda: late.append(True))
+    context = GLib.MainContext.default()
+    while not condition() and not late:
+        context.iteration(True)
+    if late:
+        raise AssertionError(f"{complaint()}, within {DEADLINE} s")
+    GLib.source_remove(timer)
+
+
+@contextlib.contextmanager
+def waiting_for_a_monitor(bus):
+    """Waits after its block until a program that the block started is a monitor of the bus."""
+    connection = dbus.bus.BusConnection(bus.address)
+    nameless = []
+    # A connection loses its name at the moment in which it becomes a monitor.
+    connection.add_signal_receiver(lambda name, _old, _new: nameless.append(name),
+                                   "NameOwnerChanged", dbus.BUS_DAEMON_IFACE, arg2="")
+    connection.name_has_owner(items.BUS_NAME)
+    try:
+        yield
+        _iterate_until(lambda: any(name.startswith(":") for name in nameless),
+                       lambda: "nobody became a monitor")
+    finally:
+        connection.close()
 
 
 def wait_for_match_rule(bus, text):
