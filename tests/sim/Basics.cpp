@@ -3,6 +3,7 @@
 #include "sim/Basics.h"
 
 #include <systemd/sd-event.h>
+#include <systemd/sd-id128.h>
 
 #include <cstdlib>
 
@@ -51,6 +52,19 @@ Usec RealTimeOfWait(World& world) {
     const Usec before = RealNow();
     world.RunUntil([&] { return process->IsDone(); }, kBeginning + 2 * kWait);
     return RealNow() - before;
+}
+
+// Whether the bus library has the simulated boot's id: what it reads first, it keeps.
+bool HasBootId(World& world) {
+    Process* const process = world.Spawn("reader");
+    sd_id128_t id{};
+    world.Post(process, [&] {
+        if (sd_id128_get_boot(&id) < 0) id = {};
+        process->isEnding = true;
+    });
+    world.RunUntil([&] { return process->IsDone(); }, world.Now() + kSecond);
+    sd_id128_t expected;
+    return sd_id128_from_string(kBootId, &expected) >= 0 && sd_id128_equal(id, expected) != 0;
 }
 
 // ---- A service and a partner --------------------------------------------------------------------
@@ -139,6 +153,7 @@ std::string WhyNotSimulated() {
         return "waiting takes real time: the bus library does not call this program's functions";
     }
     if (world.Now() < kBeginning + kWait) return "a wait ends too early";
+    if (!HasBootId(world)) return "the bus library reads the boot's id past this program";
     if (world.m_openFiles != 0) return "descriptors are not closed where they were opened";
     return std::string();
 }

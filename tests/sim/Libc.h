@@ -19,6 +19,9 @@
 
 namespace sim {
 
+// What a simulated process is told of which boot this is.
+constexpr char kBootId[] = "00112233-4455-6677-8899-aabbccddeeff";
+
 // Returns libc's own function. Ends the program when there is none.
 void* RealFunction(const char* name);
 

@@ -46,13 +46,21 @@ bool IsRealtime(clockid_t clock) {
            clock == CLOCK_REALTIME_COARSE;
 }
 
+bool IsBootId(const char* path) {
+    return std::strcmp(path, "/proc/sys/kernel/random/boot_id") == 0;
+}
+
 // A file that says which boot this is: always the same one.
 int OpenBootId() {
-    static const char kId[] = "00112233-4455-6677-8899-aabbccddeeff\n";
     const int fd = APPLIST_SIM_REAL(memfd_create)("boot_id", MFD_CLOEXEC);
-    if (fd < 0 || write(fd, kId, sizeof(kId) - 1) < 0) return -1;
+    if (fd < 0 || write(fd, sim::kBootId, sizeof(sim::kBootId) - 1) < 0) return -1;
     lseek(fd, 0, SEEK_SET);
     return fd;
+}
+
+// Of a file that is opened: there is one only when it may be created.
+mode_t ModeOf(int flags, std::va_list arguments) {
+    return (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
 }
 
 }  // namespace
@@ -79,16 +87,22 @@ ssize_t getrandom(void* buffer, size_t size, unsigned flags) {
 
 // sd-event shifts its timers by a number that is made of the boot's id.
 int open64(const char* path, int flags, ...) {
-    mode_t mode = 0;
-    if ((flags & (O_CREAT | O_TMPFILE)) != 0) {
-        std::va_list arguments;
-        va_start(arguments, flags);
-        mode = va_arg(arguments, mode_t);
-        va_end(arguments);
-    }
-    const bool isBootId = std::strcmp(path, "/proc/sys/kernel/random/boot_id") == 0;
-    if (IsInside() && isBootId) return OpenBootId();
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = ModeOf(flags, arguments);
+    va_end(arguments);
+    if (IsInside() && IsBootId(path)) return OpenBootId();
     return APPLIST_SIM_REAL(open64)(path, flags, mode);
+}
+
+// What newer versions of the bus library call instead.
+int openat64(int directory, const char* path, int flags, ...) {
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = ModeOf(flags, arguments);
+    va_end(arguments);
+    if (IsInside() && IsBootId(path)) return OpenBootId();
+    return APPLIST_SIM_REAL(openat64)(directory, path, flags, mode);
 }
 
 int timerfd_create(int clock, int flags) noexcept {
