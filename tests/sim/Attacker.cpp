@@ -149,8 +149,10 @@ void Attacker::ForgeNotification() {
     Send(std::move(signal));
 }
 
-// What the bus library tells itself when a connection has ended.
+// What the bus library tells itself when a connection has ended. A bus throws out who sends it; the
+// next to try is somebody new.
 void Attacker::ForgeDisconnection() {
+    EnsurePresence();
     Send(NewSignal("/org/freedesktop/DBus/Local", "org.freedesktop.DBus.Local", "Disconnected"));
 }
 

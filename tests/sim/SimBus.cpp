@@ -15,6 +15,12 @@ namespace {
 
 constexpr char kSquatter[] = ":0.1";
 
+// As if a bus library told itself something: a bus calls that invalid, whoever it is for.
+bool ClaimsToBeLocal(const WireMessage& message) {
+    return message.path == "/org/freedesktop/DBus/Local" ||
+           message.interface == "org.freedesktop.DBus.Local";
+}
+
 }  // namespace
 
 // ---- Connections --------------------------------------------------------------------------------
@@ -243,6 +249,7 @@ void SimBus::Route(const Client& from, WireMessage& message) {
                 static_cast<unsigned>(message.type), message.member.c_str(), message.error.c_str(),
                 message.serial);
     if (from->name.empty() && message.member != "Hello") return Drop(from);
+    if (ClaimsToBeLocal(message)) return Drop(from);
     if (message.destination == kDriver) return Drive(from, message);
     if (message.destination.empty()) {
         ++m_broadcasts;
