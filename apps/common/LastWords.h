@@ -3,7 +3,7 @@
 // What a program says when memory ends where nobody can catch that: in a function that promises not
 // to throw, and is another library's.
 //
-// Threads: any; the program has one end.
+// Threads: the main thread, before there are others.
 
 #pragma once
 

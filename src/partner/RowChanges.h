@@ -15,8 +15,8 @@ namespace applist {
 
 // Which row each row of a list was in an older one. Of items with equal ids those with equal names
 // are taken to be the same, in their order, and then the others; but where one row has moved and
-// nothing else has changed, it is just that. The rows before `begin`, and those
-// behind the rows told here, are in both lists; `begin` is where counting starts.
+// nothing else has changed, it is just that. The rows before `begin`, and those behind the rows
+// told here, are in both lists; `begin` is where counting starts.
 struct RowOrigins : PairedById {
     std::size_t begin = 0;
     bool isOneMove = false;  // from the first place told here to the last, or back

@@ -283,7 +283,7 @@ TEST(TheRowChanges, TakeEqualItemsOfOneIdForTheSame) {
     EXPECT_EQ((Changes{{Kind::Renamed, 1, 1}}), Between("A\ta\nB\ta\n", "A\ta\nC\ta\n"));
 }
 
-// Two of two equal items would be told instead, if each were the one that it was before.
+// Two moves would be told if equal items were taken for each other in their order.
 TEST(TheRowChanges, TakeTheMoveOfOneRowForJustThatAlsoAmongEqualItems) {
     const std::string list = "A\ta\nB\tb\nA\ta\nB\tb\n";
     const std::string moved = "B\tb\nA\ta\nB\tb\nA\ta\n";
