@@ -187,11 +187,12 @@ class DaemonCases:
         """Until the daemon owns its name, and its list is what it should be."""
         end = time.monotonic() + BACK
         while not self._is_right():
-            if time.monotonic() > end:
-                there = str(self._client.list())[:200]
-                raise AssertionError(f"it did not come back: its list is {there}")
             if self._daemon.ends_within(0):
                 return
+            if time.monotonic() > end:
+                there = str(self._client.list())[:200]
+                raise AssertionError(
+                    f"it did not come back: its list is {there}, it {self._daemon.doing()}")
             self._wait_for_owner(end)
 
     def _is_right(self):

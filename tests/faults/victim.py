@@ -38,6 +38,18 @@ class Victim:
         self._log.seek(0)
         return self._log.read()
 
+    def doing(self):
+        """What the kernel says about each of its threads: what it waits in, and its time so far."""
+        tasks = f"/proc/{self.process.pid}/task"
+        told = []
+        for task in os.listdir(tasks):
+            with open(f"{tasks}/{task}/wchan", encoding="ascii") as wchan, \
+                    open(f"{tasks}/{task}/stat", encoding="ascii") as stat:
+                state, *rest = stat.read().rpartition(")")[2].split()
+                times = " + ".join(rest[10:12])
+                told.append(f"is {state} in {wchan.read() or '?'} after {times} ticks")
+        return ", ".join(told)
+
     def spin(self):
         """What is wrong with how it rests, if anything."""
         for time_to_look, most in ((OBSERVATION, AT_REST), (LONGER, SPIN)):
